@@ -1,0 +1,7 @@
+// The host's log.
+#pragma once
+
+/// Writes a printf-style text to every log of the host. Text longer than a log line is cut; a text that cannot be formatted
+/// is replaced by its format. The format may be writable memory and may hold "%n": the host's library is built without a
+/// check that forbids either. Any thread.
+void LogBoth(const char* format, ...) __attribute__((format(printf, 1, 2)));

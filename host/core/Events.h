@@ -1,0 +1,34 @@
+// What happens in the host, for whoever shows or records it.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace cvhost {
+
+enum class PortState { open, closed, lost };
+enum class Direction { transmit, receive };
+
+/// Hears the host's events. Called on the thread on which the event happens, one call at a time (the host serialises
+/// them), so a sink needs no lock of its own; it must not call back into the host.
+class EventSink {
+public:
+    virtual void log(std::string_view text) = 0;
+    virtual void port(std::string_view name, PortState state) = 0;
+    virtual void key(int code, bool handled, int flags) = 0;
+    /// Bytes handed to the system for a port, or arrived on it.
+    virtual void wire(Direction direction, std::span<const unsigned char> bytes) = 0;
+    virtual void rts(int level) = 0;
+
+protected:
+    ~EventSink() = default;
+};
+
+/// Sends every later event to `sink`, or to nobody. Returns when no call to the earlier sink is running.
+void setEventSink(EventSink* sink);
+
+/// Runs `tell(sink)` under the events' lock; does nothing without a sink.
+template <class Tell>
+void tellSink(Tell&& tell);
+
+}  // namespace cvhost
