@@ -19,7 +19,7 @@ class LightweightString {
 public:
     constexpr LightweightString() noexcept = default;
     LightweightString(const Char* text) {
-        if (text != nullptr) m_shared = make({text, {}});
+        if (text != nullptr) m_shared = make(text, {});
     }
     explicit LightweightString(std::basic_string_view<Char> text) : m_shared(make(text, {})) {}
     LightweightString(const LightweightString& other) noexcept : m_shared(other.m_shared) {
