@@ -1,6 +1,9 @@
 // What happens in the host, for whoever shows or records it.
+//
+// Threads: any thread. The host tells one event at a time, under a lock of its own.
 #pragma once
 
+#include <mutex>
 #include <span>
 #include <string_view>
 
@@ -27,8 +30,19 @@ protected:
 /// Sends every later event to `sink`, or to nobody. Returns when no call to the earlier sink is running.
 void setEventSink(EventSink* sink);
 
-/// Runs `tell(sink)` under the events' lock; does nothing without a sink.
+/// The sink and the lock under which it is told. For tellSink alone.
+struct SinkSeat {
+    std::mutex lock;
+    EventSink* sink = nullptr;
+};
+SinkSeat& sinkSeat() noexcept;
+
+/// Runs `tell(EventSink&)` under the events' lock; does nothing without a sink.
 template <class Tell>
-void tellSink(Tell&& tell);
+void tellSink(Tell&& tell) {
+    SinkSeat& seat = sinkSeat();
+    const std::lock_guard held(seat.lock);
+    if (seat.sink != nullptr) tell(*seat.sink);
+}
 
 }  // namespace cvhost

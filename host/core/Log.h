@@ -1,0 +1,25 @@
+// How LogBoth makes a text, and where the text goes.
+//
+// Threads: any thread.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+namespace cvhost {
+
+/// The longest text of one LogBoth call, in bytes.
+inline constexpr std::size_t longestLogText = 1023;
+
+/// Formats as printf does in the C.UTF-8 locale, in bounded time and memory whatever `format` says, and returns the text
+/// within `buffer`. %ls gives the text's own bytes (host/core/Text.h). %n takes its argument and writes nothing. A text
+/// too long is cut between characters and keeps the format's final newline. A format that is malformed or numbers its
+/// arguments gives the format itself.
+std::string_view formatText(std::span<char> buffer, const char* format, std::va_list arguments);
+
+/// Puts one call's text where the host's log goes. Defined by the real and the virtual host; called without a lock.
+void writeLog(const char* format, std::string_view text);
+
+}  // namespace cvhost

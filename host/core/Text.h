@@ -1,0 +1,21 @@
+// UTF-8 text to wide text and back, without loss.
+//
+// A byte that is no part of well-formed UTF-8 becomes U+F700 plus the byte (U+F780 to U+F7FF), and that character becomes
+// the byte again. A well-formed U+F780 to U+F7FF is taken byte by byte too, so that every byte text comes back as it was.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/api/LightweightString.h"
+
+namespace cvhost {
+
+LightweightString<wchar_t> widen(std::string_view text);
+/// What is no character at all (a surrogate, or beyond U+10FFFF) becomes U+FFFD.
+std::string narrow(std::wstring_view text);
+
+/// The length in bytes of the well-formed UTF-8 character that `text` begins with; 0 when it begins with none.
+std::size_t utf8Length(std::string_view text) noexcept;
+
+}  // namespace cvhost

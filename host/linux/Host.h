@@ -1,0 +1,63 @@
+// What an application needs to be a host: its plug-in, its settings, its log, its list of ports.
+//
+// Threads: the application's main thread, but for the log, which any thread may write to.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/api/ConsoleResource.h"
+#include "host/api/Plugin.h"
+
+namespace cvhost {
+
+/// One plug-in library, loaded or not.
+class PluginLibrary {
+public:
+    PluginLibrary() = default;
+    PluginLibrary(const PluginLibrary&) = delete;
+    PluginLibrary& operator=(const PluginLibrary&) = delete;
+    /// Unloads what is still loaded.
+    ~PluginLibrary();
+
+    /// Loads the library at `path` (RTLD_NOW, RTLD_LOCAL), takes its plug-in from the factory, registers it and runs its
+    /// post-load and post-enumeration hooks. Settings are to be in place by now. Empty on success; otherwise one sentence
+    /// that says why not, and nothing is loaded.
+    std::string load(const std::string& path);
+    /// Runs the console's exit() and the plug-in's pre-unload hook, lets the library go and checks that it has left the
+    /// process. Empty on success and when nothing is loaded; otherwise one sentence.
+    std::string unload();
+
+    CvPluginBase* plugin() const noexcept { return m_plugin; }
+    /// The console that the plug-in has registered; null when there is none.
+    iConsoleResource* console() const;
+
+private:
+    std::string m_path;
+    void* m_library = nullptr;
+    CvPluginBase* m_plugin = nullptr;
+};
+
+/// Reads cvhost/cvhost.toml in XDG_CONFIG_HOME (~/.config by default) into settings(). No file is no error; a broken one
+/// is said in the log, with line and column, and ignored.
+void loadSettingsFile();
+
+/// Where the log goes besides the event sink: to standard error, and to cvhost/cvhost.log in XDG_STATE_HOME
+/// (~/.local/state by default), which is renamed to cvhost.log.1 when it has grown to 1 MiB. At first: standard error alone.
+struct LogDestinations {
+    bool standardError = true;
+    bool file = true;
+};
+void setLogDestinations(LogDestinations destinations);
+
+/// A serial port as the port list shows it. Without a description, `description` is empty.
+struct ShownPort {
+    std::string name;
+    std::string description;
+};
+/// Makes `ports` the whole port list, in place of the machine's own.
+void showOnlyPorts(std::vector<ShownPort> ports);
+/// Makes the machine's own ports the list again.
+void showMachinePorts();
+
+}  // namespace cvhost
