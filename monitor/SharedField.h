@@ -1,0 +1,23 @@
+// Fields that several threads share without a lock.
+//
+// Each is a single aligned plain value, written by one side and polled by the other, which may see it one packet late. They
+// are read and written through these helpers: the same machine code as plain access, without a data race.
+#pragma once
+
+#include <atomic>
+#include <type_traits>
+
+namespace Cv {
+
+template <class T>
+T load(const T& field) noexcept {
+    // The const_cast only satisfies atomic_ref, which has no const form yet; nothing is written.
+    return std::atomic_ref<T>(const_cast<T&>(field)).load(std::memory_order_relaxed);
+}
+
+template <class T>
+void store(T& field, std::type_identity_t<T> value) noexcept {
+    std::atomic_ref<T>(field).store(value, std::memory_order_relaxed);
+}
+
+}  // namespace Cv
