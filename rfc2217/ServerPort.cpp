@@ -52,10 +52,7 @@ void ServerPort::command(Command command, std::span<const unsigned char> value, 
             break;
         case Command::setLineStateMask:
         case Command::setModemStateMask:
-            m_codec.appendCommand(command, value, out);
-            break;
-        case Command::purgeData:
-            if (value[0] == code(Purge::received) || value[0] == code(Purge::both)) m_attached.discardOutput();
+        case Command::purgeData:  // nothing is kept here that could be purged
             m_codec.appendCommand(command, value, out);
             break;
         case Command::flowControlSuspend:

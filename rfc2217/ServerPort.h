@@ -16,8 +16,6 @@ public:
     /// Valid during the call.
     virtual void data(std::span<const unsigned char> bytes) = 0;
     virtual void rts(bool high) = 0;
-    /// The client wants what it has not yet received thrown away.
-    virtual void discardOutput() = 0;
 
 protected:
     ~Attached() = default;

@@ -1,0 +1,187 @@
+#include "desk/Desk.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace desk {
+namespace {
+
+constexpr std::size_t inputLimit = 65536, outputLimit = 4096, receivedLimit = 65536, heldLimit = 16;
+
+}  // namespace
+
+Desk::Desk(const Options& options, Time now)
+    : m_options(options), m_program(options.firmware), m_now(now), m_inputFree(now), m_outputFree(now) {
+    if (options.running)
+        m_phase = Phase::program;
+    else
+        startBoot();
+}
+
+void Desk::receive(unsigned char byte, Time now) {
+    advance(now);
+    if (m_input.size() >= inputLimit) return;
+    m_inputFree = std::max(m_inputFree, m_now) + (m_options.unpaced ? Time::zero() : byteTime);
+    m_input.push_back({m_inputFree, byte});
+    advance(now);
+}
+
+void Desk::setRts(bool high, Time now) {
+    advance(now);
+    if (high == std::exchange(m_rts, high)) return;
+    if (high) {
+        startBoot();
+        return;
+    }
+    ++m_resets;
+    stop();
+    tell(m_watcher, {.what = Happening::What::resetHeld});
+}
+
+std::optional<TimedByte> Desk::takeOutput(Time now) {
+    advance(now);
+    if (m_output.empty() || m_output.front().at > m_now) return std::nullopt;
+    const TimedByte byte = m_output.front();
+    m_output.pop_front();
+    return byte;
+}
+
+std::optional<Time> Desk::nextEvent() const {
+    std::optional<Time> next = m_timer;
+    const auto consider = [&next](const std::deque<TimedByte>& queue) {
+        if (!queue.empty() && (!next || queue.front().at < *next)) next = queue.front().at;
+    };
+    consider(m_input);
+    consider(m_output);
+    return next;
+}
+
+void Desk::advance(Time now) {
+    now = std::max(now, m_now);
+    for (;;) {
+        const bool timerDue = m_timer && *m_timer <= now;
+        const bool inputDue = !m_input.empty() && m_input.front().at <= now;
+        if (timerDue && (!inputDue || *m_timer <= m_input.front().at)) {
+            m_now = *std::exchange(m_timer, std::nullopt);
+            finishTimer();
+        } else if (inputDue) {
+            const TimedByte byte = m_input.front();
+            m_input.pop_front();
+            m_now = byte.at;
+            take(byte);
+        } else {
+            m_now = now;
+            return;
+        }
+    }
+}
+
+void Desk::take(TimedByte arrived) {
+    if (m_received.size() >= receivedLimit) m_received.pop_front();
+    m_received.push_back(arrived);
+    const char byte = static_cast<char>(arrived.byte);
+    std::string out;
+    switch (m_phase) {
+        case Phase::off:
+        case Phase::booting:
+            return;
+        case Phase::starting:
+            if (m_held.size() < heldLimit) m_held += byte;
+            return;
+        case Phase::monitor: {
+            const bool jump = m_monitor.take(byte, m_options.model, m_memory, m_watcher, out);
+            send(out);
+            if (!jump) return;
+            m_phase = Phase::starting;
+            m_timer = std::max(m_now, m_outputFree) + m_options.startTime;
+            return;
+        }
+        case Phase::program:
+            if (!m_program.take(byte, m_watcher, out)) ++m_unknownCommands;
+            send(out);
+            return;
+    }
+}
+
+void Desk::finishTimer() {
+    if (m_phase == Phase::starting || m_options.noMonitor) {
+        startProgram();
+        return;
+    }
+    m_phase = Phase::monitor;
+    m_monitor.restart();
+    tell(m_watcher, {.what = Happening::What::prompted});
+    send(prompt);
+}
+
+void Desk::startProgram() {
+    m_phase = Phase::program;
+    tell(m_watcher, {.what = Happening::What::programStarted});
+    for (const char byte : std::exchange(m_held, {})) {
+        std::string out;
+        if (!m_program.take(byte, m_watcher, out)) ++m_unknownCommands;
+        send(out);
+    }
+}
+
+void Desk::startBoot() {
+    m_phase = Phase::booting;
+    m_timer = m_now + m_options.bootTime;
+    tell(m_watcher, {.what = Happening::What::booting});
+}
+
+// What has left already stays to be taken; the rest never leaves.
+void Desk::stop() {
+    m_phase = Phase::off;
+    m_timer.reset();
+    m_held.clear();
+    m_program.restart();
+    while (!m_output.empty() && m_output.back().at > m_now) m_output.pop_back();
+    m_outputFree = std::min(m_outputFree, m_now);
+}
+
+void Desk::send(std::string_view bytes) {
+    if (m_options.silent || !m_rts || m_output.size() + bytes.size() > outputLimit) return;
+    for (const char byte : bytes) {
+        m_outputFree = std::max(m_outputFree, m_now) + (m_options.unpaced ? Time::zero() : byteTime);
+        m_output.push_back({m_outputFree, static_cast<unsigned char>(byte)});
+    }
+}
+
+void Desk::operate(std::string_view packet, Time now) {
+    advance(now);
+    if (programRunning()) send(packet);
+}
+
+void Desk::press(char key, Time now) { operate(std::string{key, ' '}, now); }
+
+void Desk::release(char key, Time now) { operate(std::string{key, 'U', ' '}, now); }
+
+void Desk::tap(char key, Time now) {
+    press(key, now);
+    release(key, now);
+}
+
+void Desk::shuttle(unsigned char position, Time now) {
+    m_shuttle = position;
+    jog(0, 0, now);
+}
+
+void Desk::jog(std::int8_t counts, std::int16_t fine, Time now) {
+    operate(m_program.wheelStatus(m_shuttle, counts, fine) + ' ', now);
+}
+
+void Desk::forward(std::string_view packet, Time now) { operate('~' + std::string(packet) + ' ', now); }
+
+void Desk::raw(std::string_view bytes, Time now) {
+    advance(now);
+    send(bytes);
+}
+
+void Desk::powerCycle(Time now) {
+    advance(now);
+    stop();
+    if (m_rts) startBoot();
+}
+
+}  // namespace desk

@@ -1,0 +1,141 @@
+// The edit console, simulated: bytes, RTS and the operator's hands in; bytes, lamps and wheel out. No I/O, no clock.
+//
+// Time is whatever the caller says it is, counted from any fixed origin; it never runs backwards (an earlier time counts as
+// the latest one given). A byte takes its ten bits at 9600 baud on the line in either direction: input is acted on when its
+// last bit has arrived, output bears the time when its last bit has left. The console itself answers in no time.
+//
+// RTS low holds the console in reset: everything on the line is lost, lamps and wheel are off. When it rises, the console
+// boots, shows its monitor's prompt and serves the monitor until told to jump to the program.
+//
+// Threads: one at a time; the caller sees to that.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "desk/Monitor.h"
+#include "desk/Program.h"
+
+namespace desk {
+
+using Time = std::chrono::nanoseconds;
+
+/// Ten bits at 9600 baud, to the nearest nanosecond.
+inline constexpr Time byteTime{(10LL * 1'000'000'000 + 9600 / 2) / 9600};
+
+struct Options {
+    int firmware = 7;                               ///< version answered by the program; the low 12 bits count
+    Model model = Model::V4;                        ///< what the monitor says it is
+    bool silent = false;                            ///< hears everything, never sends a byte
+    bool noMonitor = false;                         ///< boots straight into the program
+    bool running = false;                           ///< the program runs from the start; a reset then works as always
+    bool unpaced = false;                           ///< bytes take no time on the line
+    Time bootTime = std::chrono::milliseconds(20);  ///< from RTS rising or power on to the prompt; input is lost
+    Time startTime = std::chrono::milliseconds(5);  ///< from the end of the jump's reply to the program's start
+};
+
+struct TimedByte {
+    Time at;
+    unsigned char byte;
+    bool operator==(const TimedByte&) const = default;
+};
+
+class Desk {
+public:
+    /// Powers the console on at `now`, with RTS high.
+    explicit Desk(const Options& options = {}, Time now = Time::zero());
+
+    // The line.
+
+    /// The host begins to send a byte, or queues it behind those on their way. Up to 65536 may wait; more are lost.
+    void receive(unsigned char byte, Time now);
+    /// Takes effect at once, whatever is on its way.
+    void setRts(bool high, Time now);
+    /// The next byte that has left by `now`, in order; call until there is none.
+    std::optional<TimedByte> takeOutput(Time now);
+    /// When takeOutput must be called next: something changes then, or a byte has left. None: only input can change
+    /// anything.
+    std::optional<Time> nextEvent() const;
+    /// Lets time pass up to `now`, as every operation with a time does.
+    void advance(Time now);
+
+    // The operator. Keys and wheel do nothing unless the program runs. What finds more than 4096 bytes waiting is lost
+    // whole.
+
+    void press(char key, Time now);
+    void release(char key, Time now);
+    void tap(char key, Time now);
+    /// Turns the shuttle ring; 127 is its centre. It stays where it is put, through resets too.
+    void shuttle(unsigned char position, Time now);
+    /// Turns the jog wheel; `fine` is in ten-thousandths of a count and extends `counts` in its own direction.
+    void jog(std::int8_t counts, std::int16_t fine, Time now);
+    /// Sends "~", a packet and a space, as if from a device on the expansion port.
+    void forward(std::string_view packet, Time now);
+    /// Sends any bytes, also from the monitor; nothing is sent while RTS is low.
+    void raw(std::string_view bytes, Time now);
+    /// Off and on again.
+    void powerCycle(Time now);
+
+    // What shows from outside.
+
+    bool programRunning() const { return m_phase == Phase::program; }
+    /// The program runs and has told its version.
+    bool active() const { return programRunning() && m_program.versionAsked(); }
+    /// 'O', 'F', 'H' or 'B' for lamps 1 to 46, NUL for any other number.
+    char lamp(int number) const { return m_program.lamp(number); }
+    bool wheelOn() const { return m_program.wheelOn(); }
+    bool rts() const { return m_rts; }
+    /// How often RTS has fallen.
+    unsigned resets() const { return m_resets; }
+    /// Commands that the program did not understand, since the console was made.
+    unsigned unknownCommands() const { return m_unknownCommands; }
+    /// The last 65536 bytes that arrived, with their times, whether or not anything listened.
+    const std::deque<TimedByte>& received() const { return m_received; }
+    void forgetReceived() { m_received.clear(); }
+    const Options& options() const { return m_options; }
+
+    // Changing what it is.
+
+    /// Hears everything worth telling, on the caller's thread, while it happens; must not call back into the desk.
+    void watch(Watcher watcher) { m_watcher = std::move(watcher); }
+    /// Puts an image at 0100 in memory, where resets and power cycles leave it. False, and nothing changes, if it is too
+    /// long.
+    bool load(std::span<const unsigned char> image) { return m_memory.load(image); }
+
+private:
+    /// `starting` keeps up to `heldLimit` bytes for the program, as a UART does; `off` and `booting` lose them.
+    enum class Phase { off, booting, monitor, starting, program };
+
+    void take(TimedByte arrived);
+    void finishTimer();
+    void startBoot();
+    void startProgram();
+    void stop();
+    void send(std::string_view bytes);
+    void operate(std::string_view packet, Time now);
+
+    Options m_options;
+    Watcher m_watcher;
+    Memory m_memory;
+    Monitor m_monitor;
+    Program m_program;
+    Phase m_phase = Phase::off;
+    Time m_now;
+    std::optional<Time> m_timer;     ///< end of booting or starting
+    std::deque<TimedByte> m_input;   ///< with the times of their arrival
+    Time m_inputFree;                ///< when the line towards the desk falls idle
+    std::deque<TimedByte> m_output;  ///< with the times when they have left
+    Time m_outputFree;               ///< when the line from the desk falls idle
+    std::string m_held;              ///< arrived while the program was starting
+    std::deque<TimedByte> m_received;
+    unsigned char m_shuttle = 127;
+    bool m_rts = true;
+    unsigned m_resets = 0;
+    unsigned m_unknownCommands = 0;
+};
+
+}  // namespace desk

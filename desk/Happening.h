@@ -1,0 +1,36 @@
+// What a desk tells whoever watches it.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace desk {
+
+struct Happening {
+    enum class What {
+        resetHeld,   ///< RTS has fallen
+        booting,     ///< RTS has risen, or power has come
+        prompted,    ///< the monitor has started
+        identified,  ///< the monitor has said which model it is
+        checkValue,  ///< `number`: the check value that the monitor has given
+        refused,     ///< the monitor did not understand `text`
+        jumped,      ///< the monitor has been told to start the program
+        programStarted,
+        versionAsked,  ///< `number`: the version answered
+        lampSet,       ///< `number`: which; `letter`: its new state
+        wheelSet,      ///< `number`: 1 on, 0 off
+        ignored,       ///< the program did not understand `text`
+    };
+    What what;
+    int number = 0;
+    char letter = 0;
+    std::string_view text = {};  ///< at most 64 bytes, any of them; valid during the call
+};
+
+using Watcher = std::function<void(const Happening&)>;
+
+inline void tell(const Watcher& watcher, const Happening& happening) {
+    if (watcher) watcher(happening);
+}
+
+}  // namespace desk

@@ -1,0 +1,89 @@
+#include "desk/Program.h"
+
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+namespace desk {
+namespace {
+
+constexpr unsigned versionWithOwnLead = 8;
+
+std::string hex(unsigned value, int digits) {
+    std::string text;
+    for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) text += "0123456789ABCDEF"[value >> shift & 15U];
+    return text;
+}
+
+std::optional<int> lampNumber(std::string_view digits) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (error != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
+    if (digits.front() == '0' || number < 1 || number > Program::lampCount) return std::nullopt;
+    return number;
+}
+
+}  // namespace
+
+void Program::restart() {
+    m_command.clear();
+    m_lamps.fill('O');
+    m_wheelOn = false;
+    m_versionAsked = false;
+}
+
+bool Program::take(char byte, const Watcher& watcher, std::string& out) {
+    if (byte != ' ') {
+        if (m_command.size() < commandLimit) m_command += byte;
+        return true;
+    }
+    const bool understood = m_command.empty() || carryOut(watcher, out);
+    if (!understood) tell(watcher, {.what = Happening::What::ignored, .text = m_command});
+    m_command.clear();
+    return understood;
+}
+
+bool Program::carryOut(const Watcher& watcher, std::string& out) {
+    if (m_command.size() > 1) return setLamp(watcher);
+    switch (m_command.front()) {
+        case '?':
+            out += 'V' + hex(m_version, 3) + ' ';
+            m_versionAsked = true;
+            tell(watcher, {.what = Happening::What::versionAsked, .number = static_cast<int>(m_version)});
+            return true;
+        case 'W':
+        case 'X':
+            setWheel(m_command.front() == 'W', watcher);
+            return true;
+        case 'K':
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool Program::setLamp(const Watcher& watcher) {
+    const char state = m_command.front();
+    const auto number = lampNumber(std::string_view(m_command).substr(1));
+    if (!number || std::string_view("OFHB").find(state) == std::string_view::npos) return false;
+    char& lamp = m_lamps[static_cast<std::size_t>(*number - 1)];
+    if (lamp != state) tell(watcher, {.what = Happening::What::lampSet, .number = *number, .letter = state});
+    lamp = state;
+    return true;
+}
+
+void Program::setWheel(bool on, const Watcher& watcher) {
+    if (m_wheelOn != on) tell(watcher, {.what = Happening::What::wheelSet, .number = on ? 1 : 0});
+    m_wheelOn = on;
+}
+
+std::string Program::wheelStatus(unsigned char shuttle, std::int8_t counts, std::int16_t fine) const {
+    const char lead = m_version == versionWithOwnLead ? 'L' : '\\';
+    return lead + hex(shuttle, 2) + hex(static_cast<std::uint8_t>(counts), 2) + hex(static_cast<std::uint16_t>(fine), 4);
+}
+
+char Program::lamp(int number) const {
+    return number < 1 || number > lampCount ? '\0' : m_lamps[static_cast<std::size_t>(number - 1)];
+}
+
+}  // namespace desk
