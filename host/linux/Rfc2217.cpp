@@ -1,0 +1,267 @@
+#include "host/linux/Rfc2217.h"
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <mutex>
+#include <optional>
+
+#include "host/api/Log.h"
+#include "rfc2217/Codec.h"
+
+namespace cvhost {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds connectLimit{3000};
+constexpr milliseconds agreementLimit{1000};
+constexpr milliseconds farewellLimit{500};
+constexpr std::size_t unsentLimit = 64 * 1024;
+constexpr std::size_t pieceLimit = 4096;
+
+int remaining(Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
+    return static_cast<int>(std::max<milliseconds::rep>(left, 0));
+}
+
+class Rfc2217Transport final : public SerialTransport, rfc2217::Listener {
+public:
+    explicit Rfc2217Transport(Descriptor connection) : m_connection(std::move(connection)) {}
+    ~Rfc2217Transport() override;
+
+    /// Offers, waits for the peer's agreement for a while, and asks for the settings. True when the peer agreed. [opening]
+    bool begin(const LineSettings& settings);
+
+    int descriptor() const noexcept override { return m_connection.get(); }
+    Transfer read(std::span<unsigned char> into) override;
+    Transfer write(std::span<const unsigned char> bytes) override;
+    bool hasUnsent() override;
+    std::size_t queued() override;
+    int setRts(bool high) override;
+
+private:
+    void data(std::span<const unsigned char> bytes) override {
+        m_arrived.insert(m_arrived.end(), bytes.begin(), bytes.end());
+    }
+    void command(rfc2217::Command command, std::span<const unsigned char>, rfc2217::Bytes&) override;
+
+    /// Takes one piece from the connection into m_arrived. 0 or an error.
+    int receive();
+    /// Queues bytes of the stream and sends what the connection takes. 0 or an error.
+    int send(std::span<const unsigned char> stream);
+    int flush();  // under m_mutex
+
+    Descriptor m_connection;
+    rfc2217::Codec m_codec{rfc2217::Role::client};
+    rfc2217::Bytes m_arrived;               ///< data taken from the stream [rx]
+    std::size_t m_taken = 0;                ///< how much of it read() has handed on [rx]
+    std::atomic<bool> m_suspended = false;  ///< the peer wants no data for now [rx]
+    std::mutex m_mutex;
+    rfc2217::Bytes m_unsent;  ///< under m_mutex
+};
+
+/// A connection that is closed with bytes unread is reset, and a reset may overtake what was sent last.
+Rfc2217Transport::~Rfc2217Transport() {
+    ::shutdown(m_connection.get(), SHUT_WR);
+    const auto deadline = Clock::now() + farewellLimit;
+    std::array<unsigned char, 512> unread;
+    while (const int left = remaining(deadline)) {
+        if (waitFor(m_connection.get(), POLLIN, left) == 0) break;
+        if (::recv(m_connection.get(), unread.data(), unread.size(), MSG_DONTWAIT) <= 0) break;
+    }
+}
+
+bool Rfc2217Transport::begin(const LineSettings& settings) {
+    rfc2217::Bytes out;
+    m_codec.start(out);
+    int error = send(out);
+    // Some peers pass over requests that come before they have agreed; a reset of the console must not be among them.
+    const auto deadline = Clock::now() + agreementLimit;
+    while (error == 0 && !m_codec.portOptionAgreed()) {
+        const int left = remaining(deadline);
+        if (left == 0 || m_arrived.size() >= pieceLimit) break;
+        if (waitFor(descriptor(), POLLIN, left) != 0) error = receive();
+    }
+    const auto parity = settings.parity == 'N'   ? rfc2217::Parity::none
+                        : settings.parity == 'E' ? rfc2217::Parity::even
+                                                 : rfc2217::Parity::odd;
+    const auto stopSize = settings.stopBits == 1 ? rfc2217::StopSize::one : rfc2217::StopSize::two;
+    out.clear();
+    m_codec.appendBaudRate(static_cast<std::uint32_t>(settings.baud), out);
+    m_codec.appendCommand(rfc2217::Command::setDataSize, static_cast<unsigned char>(settings.dataBits), out);
+    m_codec.appendCommand(rfc2217::Command::setParity, static_cast<unsigned char>(parity), out);
+    m_codec.appendCommand(rfc2217::Command::setStopSize, static_cast<unsigned char>(stopSize), out);
+    m_codec.appendControl(rfc2217::Control::flowNone, out);
+    send(out);  // an error shows again when the port is read
+    return m_codec.portOptionAgreed();
+}
+
+SerialTransport::Transfer Rfc2217Transport::read(std::span<unsigned char> into) {
+    Transfer got;
+    if (m_taken == m_arrived.size()) {
+        m_arrived.clear();
+        m_taken = 0;
+        got.error = receive();
+    }
+    got.count = std::min(into.size(), m_arrived.size() - m_taken);
+    std::copy_n(m_arrived.begin() + static_cast<std::ptrdiff_t>(m_taken), got.count, into.begin());
+    m_taken += got.count;
+    return got;
+}
+
+int Rfc2217Transport::receive() {
+    std::array<unsigned char, 512> piece;
+    const ssize_t count = ::recv(m_connection.get(), piece.data(), piece.size(), MSG_DONTWAIT);
+    if (count == 0) return ECONNRESET;
+    if (count < 0 && errno != EAGAIN && errno != EINTR) return errno;
+    rfc2217::Bytes answers;
+    if (count > 0) m_codec.receive(std::span(piece).first(static_cast<std::size_t>(count)), *this, answers);
+    return send(answers);
+}
+
+void Rfc2217Transport::command(rfc2217::Command command, std::span<const unsigned char>, rfc2217::Bytes&) {
+    if (command == rfc2217::Command::flowControlSuspend) m_suspended = true;
+    if (command == rfc2217::Command::flowControlResume) m_suspended = false;
+}
+
+SerialTransport::Transfer Rfc2217Transport::write(std::span<const unsigned char> bytes) {
+    const std::lock_guard lock(m_mutex);
+    if (const int error = flush()) return {.error = error};
+    if (m_suspended || !m_unsent.empty()) return {};
+    const auto piece = bytes.first(std::min(bytes.size(), pieceLimit));
+    rfc2217::Codec::appendData(piece, m_unsent);
+    return {.count = piece.size(), .error = flush()};
+}
+
+bool Rfc2217Transport::hasUnsent() {
+    const std::lock_guard lock(m_mutex);
+    return !m_unsent.empty();
+}
+
+std::size_t Rfc2217Transport::queued() {
+    const std::lock_guard lock(m_mutex);
+    return flush() == 0 ? m_unsent.size() : 0;
+}
+
+int Rfc2217Transport::setRts(bool high) {
+    rfc2217::Bytes out;
+    m_codec.appendControl(high ? rfc2217::Control::rtsOn : rfc2217::Control::rtsOff, out);
+    return send(out);
+}
+
+/// A peer that asks and asks and never takes an answer is given up.
+int Rfc2217Transport::send(std::span<const unsigned char> stream) {
+    const std::lock_guard lock(m_mutex);
+    if (stream.size() > unsentLimit - std::min(unsentLimit, m_unsent.size())) return ENOBUFS;
+    m_unsent.insert(m_unsent.end(), stream.begin(), stream.end());
+    return flush();
+}
+
+int Rfc2217Transport::flush() {
+    while (!m_unsent.empty()) {
+        const ssize_t count = ::send(m_connection.get(), m_unsent.data(), m_unsent.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count < 0) return errno == EAGAIN || errno == EINTR ? 0 : errno;
+        m_unsent.erase(m_unsent.begin(), m_unsent.begin() + count);
+    }
+    return 0;
+}
+
+struct Address {
+    std::string host, port;
+};
+
+/// "host:port" or "[host]:port", nothing before or after.
+std::optional<Address> parseAddress(std::string_view text) {
+    const auto colon = text.rfind(':');
+    if (colon == text.npos || colon == 0) return {};
+    std::string_view host = text.substr(0, colon);
+    const std::string_view port = text.substr(colon + 1);
+    if (host.front() == '[' && host.back() == ']')
+        host = host.substr(1, host.size() - 2);
+    else if (host.find(':') != host.npos)
+        return {};
+    unsigned number = 0;
+    const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
+    if (error != std::errc() || end != port.data() + port.size() || number < 1 || number > 65535) return {};
+    if (host.empty()) return {};
+    return Address{std::string(host), std::string(port)};
+}
+
+/// A peer that vanishes without a word is noticed within half a minute.
+void tune(int connection) {
+    const auto set = [&](int level, int name, int value) { ::setsockopt(connection, level, name, &value, sizeof value); };
+    set(IPPROTO_TCP, TCP_NODELAY, 1);
+    set(SOL_SOCKET, SO_KEEPALIVE, 1);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, 10);
+    set(IPPROTO_TCP, TCP_KEEPINTVL, 5);
+    set(IPPROTO_TCP, TCP_KEEPCNT, 3);
+    set(IPPROTO_TCP, TCP_USER_TIMEOUT, 25'000);
+}
+
+/// A connection, or none and why in `error`.
+Descriptor connectTo(const addrinfo& place, Clock::time_point deadline, int& error) {
+    Descriptor connection(::socket(place.ai_family, place.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, place.ai_protocol));
+    error = errno;
+    if (!connection) return Descriptor();
+    error = ::connect(connection.get(), place.ai_addr, place.ai_addrlen) == 0 ? 0 : errno;
+    if (error == EINPROGRESS) {
+        error = ETIMEDOUT;
+        socklen_t size = sizeof error;
+        if (waitFor(connection.get(), POLLOUT, remaining(deadline)) != 0) {
+            ::getsockopt(connection.get(), SOL_SOCKET, SO_ERROR, &error, &size);
+        }
+    }
+    return error == 0 ? std::move(connection) : Descriptor();
+}
+
+}  // namespace
+
+OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings) {
+    OpenedTransport opened;
+    const auto address = parseAddress(name.substr(rfc2217Prefix.size()));
+    if (!address) {
+        opened.reason = "the address must read rfc2217://host:port";
+        return opened;
+    }
+    addrinfo wanted{};
+    wanted.ai_socktype = SOCK_STREAM;
+    wanted.ai_flags = AI_NUMERICSERV | AI_ADDRCONFIG;
+    addrinfo* found = nullptr;
+    if (const int error = ::getaddrinfo(address->host.c_str(), address->port.c_str(), &wanted, &found)) {
+        opened.reason = ::gai_strerror(error);
+        return opened;
+    }
+    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> places(found, &::freeaddrinfo);
+    const auto deadline = Clock::now() + connectLimit;
+    int error = ETIMEDOUT;
+    Descriptor connection;
+    for (const addrinfo* place = found; place != nullptr && !connection; place = place->ai_next) {
+        connection = connectTo(*place, deadline, error);
+    }
+    if (!connection) {
+        opened.reason = describeError(error);
+        return opened;
+    }
+    tune(connection.get());
+    auto transport = std::make_unique<Rfc2217Transport>(std::move(connection));
+    if (!transport->begin(settings)) {
+        LogBoth("%s: the other end does not offer to control its serial port; RTS may have no effect\n",
+                std::string(name).c_str());
+    }
+    opened.transport = std::move(transport);
+    return opened;
+}
+
+}  // namespace cvhost

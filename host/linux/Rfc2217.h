@@ -1,0 +1,17 @@
+// Network serial ports.
+#pragma once
+
+#include <string_view>
+
+#include "host/linux/SerialTransport.h"
+
+namespace cvhost {
+
+inline constexpr std::string_view rfc2217Prefix = "rfc2217://";
+
+/// Connects to a network serial port, `name` being "rfc2217://host:port" or "rfc2217://[address]:port", and asks for
+/// `settings`. Takes four seconds at most beyond looking the host up. A peer that answers no offer, or refuses serial-port
+/// control, is used all the same.
+OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings);
+
+}  // namespace cvhost

@@ -1,0 +1,170 @@
+// The serial library's functions over the ports that are open, and those that were.
+#include "host/core/Serial.h"
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "host/api/Comms.h"
+#include "host/api/Log.h"
+#include "host/core/Text.h"
+#include "host/linux/Rfc2217.h"
+#include "host/linux/SerialHandlers.h"
+#include "host/linux/SerialPort.h"
+#include "host/linux/SerialPorts.h"
+#include "host/linux/Termios.h"
+
+namespace {
+
+using cvhost::SerialHandlers;
+using cvhost::SerialPort;
+using Ports = std::vector<Cv::Ptr<SerialPort>>;
+
+/// Every port is held here until after its end: a handle may be on its way to being copied on another thread.
+struct Library {
+    std::mutex mutex;
+    Ports open;
+    Ports closed;
+};
+
+Library& library() {
+    static auto* const only = new Library;  // outlives every plug-in's statics
+    return *only;
+}
+
+SerialPort* portOf(const Cv::Ptr<CommsPort>& handle) { return static_cast<SerialPort*>(handle.get()); }
+
+bool onlyHeldHere(const Cv::Ptr<SerialPort>& port) { return port->references() == 1; }
+
+/// Closes the port and keeps it among the closed. The port is not released here: `port` holds it.
+void retire(const Cv::Ptr<SerialPort>& port) {
+    port->close();
+    Library& all = library();
+    const std::lock_guard lock(all.mutex);
+    if (std::erase_if(all.open, [&](const auto& other) { return other.get() == port.get(); }) != 0)
+        all.closed.push_back(port);
+}
+
+void retireWhere(bool (*matches)(const Cv::Ptr<SerialPort>&, const std::string&), const std::string& name) {
+    Ports found;
+    {
+        Library& all = library();
+        const std::lock_guard lock(all.mutex);
+        std::ranges::copy_if(all.open, std::back_inserter(found), [&](const auto& port) { return matches(port, name); });
+    }
+    for (const auto& port : found) retire(port);
+}
+
+/// Lets the closed ports go that nobody else holds. One in whose handler the calling thread is cannot go yet.
+void releaseRetired() {
+    Ports going;
+    Library& all = library();
+    {
+        const std::lock_guard lock(all.mutex);
+        going.swap(all.closed);
+        const auto stays =
+            std::ranges::partition(going, [](const auto& port) { return onlyHeldHere(port) && !port->isReceiving(); });
+        all.closed.assign(stays.begin(), stays.end());
+        going.erase(stays.begin(), stays.end());
+    }
+    for (const auto& port : going) port->close();  // its receive thread has ended before it goes
+}
+
+cvhost::OpenedTransport openTransport(const std::string& name, const cvhost::LineSettings& settings) {
+    const bool known = settings.baud > 0 && settings.dataBits >= 5 && settings.dataBits <= 8 &&
+                       std::string_view("NEO").find(settings.parity) != std::string_view::npos && settings.stopBits >= 1 &&
+                       settings.stopBits <= 2;
+    if (!known) return {.transport = nullptr, .reason = "no such line settings"};
+    if (name.starts_with(cvhost::rfc2217Prefix)) return cvhost::openRfc2217(name, settings);
+    return cvhost::openTermios(name, settings);
+}
+
+}  // namespace
+
+namespace cvhost {
+
+void releaseClosedPorts() {
+    retireWhere([](const auto& port, const std::string&) { return onlyHeldHere(port); }, {});
+    releaseRetired();
+}
+
+void dropSerialHandlers(void* context) { SerialHandlers::instance().removeAllWith(context); }
+
+}  // namespace cvhost
+
+Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int baud, int dataBits, char parity,
+                                   int stopBits) {
+    const std::string narrowName = cvhost::narrow(name.view());
+    releaseRetired();
+    retireWhere([](const auto& port, const std::string& wanted) { return onlyHeldHere(port) || port->name() == wanted; },
+                narrowName);
+    const cvhost::LineSettings settings{baud, dataBits, parity, stopBits};
+    auto opened = openTransport(narrowName, settings);
+    if (opened.transport == nullptr) {
+        LogBoth("cannot open %s: %s\n", narrowName.c_str(), opened.reason.c_str());
+        return {};
+    }
+    if (opened.error != 0) {
+        LogBoth("%s does not take %d baud, %d data bits, parity %c, %d stop bits: %s\n", narrowName.c_str(), baud, dataBits,
+                parity, stopBits, cvhost::describeError(opened.error).c_str());
+    }
+    const Cv::Ptr<SerialPort> port(new SerialPort(narrowName, settings, std::move(opened.transport), opened.error));
+    try {
+        port->start();
+    } catch (const std::system_error& error) {
+        port->close();
+        LogBoth("cannot open %s: %s\n", narrowName.c_str(), cvhost::describeError(error.code().value()).c_str());
+        return {};
+    }
+    cvhost::SerialPort* const object = port.get();
+    Library& all = library();
+    const std::lock_guard lock(all.mutex);
+    all.open.push_back(port);
+    return {object};
+}
+
+void comms_port_close(Cv::Ptr<CommsPort> port) {
+    if (port) retire(portOf(port));
+}
+
+int comms_geterr(Cv::Ptr<CommsPort> port) { return port ? portOf(port)->error() : EBADF; }
+
+int comms_getc(Cv::Ptr<CommsPort> port, unsigned char* byte) {
+    return port && byte != nullptr && portOf(port)->nextByte(*byte, true) ? 0 : -1;
+}
+
+int comms_peekc(Cv::Ptr<CommsPort> port, unsigned char* byte) {
+    return port && byte != nullptr && portOf(port)->nextByte(*byte, false) ? 0 : -1;
+}
+
+int comms_putchs(Cv::Ptr<CommsPort> port, unsigned char* bytes, int count) {
+    if (!port || count < 0 || (bytes == nullptr && count != 0)) return -1;
+    return portOf(port)->send({bytes, static_cast<std::size_t>(count)}) ? 0 : -1;
+}
+
+void comms_set_rts(Cv::Ptr<CommsPort> port, int level) {
+    if (port) portOf(port)->setRts(level != 0);
+}
+
+bool commsRegisterHandler(bool (*callback)(void*), LightweightString<wchar_t> name, int bytesPerCall, bool everyByte,
+                          void* context) {
+    if (callback == nullptr || bytesPerCall != 1 || !everyByte) return false;
+    const std::string wanted = cvhost::narrow(name.view());
+    Library& all = library();
+    Cv::Ptr<SerialPort> port;
+    {
+        const std::lock_guard lock(all.mutex);
+        const auto found =
+            std::ranges::find_if(all.open, [&](const auto& open) { return open->name() == wanted && open->error() == 0; });
+        if (found == all.open.end()) return false;
+        port = *found;
+    }
+    SerialHandlers::instance().add(*port, callback, context);
+    if (port->error() == 0) return true;
+    SerialHandlers::instance().remove(callback, context);  // its end has passed it by, perhaps
+    return false;
+}
+
+void commsDeregisterHandler(bool (*callback)(void*), void* context) { SerialHandlers::instance().remove(callback, context); }

@@ -1,0 +1,189 @@
+#include "host/linux/SerialPort.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/api/Log.h"
+#include "host/core/Events.h"
+#include "host/linux/SerialHandlers.h"
+
+namespace cvhost {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds sendGrace{1000};
+constexpr milliseconds drainGrace{250};
+constexpr int lookAgainMs = 20;  ///< how soon a wait for room notices that the port has been closed
+constexpr milliseconds step{1};
+
+}  // namespace
+
+bool ReceiveQueue::push(unsigned char byte) noexcept {
+    const std::lock_guard lock(m_mutex);
+    if (m_count == limit) return false;
+    m_bytes[(m_first + m_count++) % limit] = byte;
+    return true;
+}
+
+bool ReceiveQueue::next(unsigned char& byte, bool take) noexcept {
+    const std::lock_guard lock(m_mutex);
+    if (m_count == 0) return false;
+    byte = m_bytes[m_first];
+    if (take) {
+        m_first = (m_first + 1) % limit;
+        --m_count;
+    }
+    return true;
+}
+
+void ReceiveQueue::clear() noexcept {
+    const std::lock_guard lock(m_mutex);
+    m_count = 0;
+}
+
+SerialPort::SerialPort(std::string name, const LineSettings& settings, std::unique_ptr<SerialTransport> transport, int error)
+    : m_name(std::move(name)),
+      m_settings(settings),
+      m_error(error),
+      m_wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      m_transport(std::move(transport)) {
+    if (!m_wake) m_error = errno;
+}
+
+SerialPort::~SerialPort() { close(); }
+
+void SerialPort::start() {
+    if (m_error != 0) return;
+    const std::lock_guard lock(m_joining);
+    tellSink([&](EventSink& sink) { sink.port(m_name, PortState::open); });
+    m_receiver = std::thread([this] {
+        {
+            const std::lock_guard started(m_joining);
+        }  // m_receiverId is set
+        receive();
+    });
+    m_receiverId = m_receiver.get_id();
+    const std::string shortName = "rx " + m_name.substr(m_name.rfind('/') + 1);
+    pthread_setname_np(m_receiver.native_handle(), shortName.substr(0, 15).c_str());
+}
+
+void SerialPort::close() {
+    end(EBADF);
+    SerialHandlers::instance().removeAllOf(*this);
+    if (!isReceiving()) {
+        const std::lock_guard lock(m_joining);
+        if (m_receiver.joinable()) m_receiver.join();
+    }
+    // The receive thread has ended, or is in a handler that closes the port and will not touch the transport again.
+    const std::lock_guard lock(m_sending);
+    if (m_transport == nullptr) return;
+    drain();
+    m_transport.reset();
+}
+
+void SerialPort::end(int error) {
+    int usable = 0;
+    if (!m_error.compare_exchange_strong(usable, error)) return;
+    const auto state = error == EBADF ? PortState::closed : PortState::lost;
+    tellSink([&](EventSink& sink) { sink.port(m_name, state); });
+    wake();
+}
+
+void SerialPort::wake() const noexcept { ::eventfd_write(m_wake.get(), 1); }
+
+void SerialPort::receive() {
+    std::array<unsigned char, 512> bytes;
+    bool hungUp = false;
+    while (m_error == 0) {
+        const auto got = m_transport->read(bytes);
+        deliver(std::span(bytes).first(got.count));
+        if (got.error != 0) return end(got.error);
+        if (got.count != 0) continue;
+        if (hungUp) return end(EIO);
+        const short events = m_transport->hasUnsent() ? POLLIN | POLLOUT : POLLIN;
+        std::array<pollfd, 2> entries{{{m_transport->descriptor(), events, 0}, {m_wake.get(), POLLIN, 0}}};
+        if (::poll(entries.data(), entries.size(), -1) < 0) continue;
+        hungUp = (entries[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
+        eventfd_t wakes = 0;
+        if (entries[1].revents != 0) ::eventfd_read(m_wake.get(), &wakes);
+    }
+}
+
+void SerialPort::deliver(std::span<const unsigned char> bytes) {
+    if (bytes.empty()) return;
+    {
+        const std::lock_guard lock(m_telling);
+        tellSink([&](EventSink& sink) { sink.wire(Direction::receive, bytes); });
+    }
+    for (const unsigned char byte : bytes) {
+        if (m_error != 0) return;
+        if (!m_queue.push(byte) && m_dropped++ == 0) {
+            LogBoth("%s: %zu bytes wait untaken; what arrives now is dropped\n", m_name.c_str(), ReceiveQueue::limit);
+        }
+        SerialHandlers::instance().call(*this);
+    }
+}
+
+milliseconds SerialPort::sendingTime(std::size_t bytes) const {
+    const double bits = 1 + m_settings.dataBits + 1 + m_settings.stopBits;
+    const double seconds = static_cast<double>(bytes) * bits / m_settings.baud;
+    return milliseconds(static_cast<milliseconds::rep>(std::min(seconds, 3600.0) * 1000));
+}
+
+bool SerialPort::send(std::span<const unsigned char> bytes) {
+    const std::lock_guard lock(m_sending);
+    if (m_error != 0) return false;
+    const auto deadline = Clock::now() + sendingTime(m_transport->queued() + bytes.size()) + sendGrace;
+    while (m_error == 0 && !bytes.empty()) {
+        const std::size_t sent = sendSome(bytes);
+        bytes = bytes.subspan(sent);
+        if (sent != 0) continue;
+        if (Clock::now() >= deadline) return false;
+        // Room in the system is not always room in the transport: no busy waiting.
+        if (waitFor(m_transport->descriptor(), POLLOUT, lookAgainMs) != 0) std::this_thread::sleep_for(step);
+    }
+    return m_error == 0;
+}
+
+std::size_t SerialPort::sendSome(std::span<const unsigned char> bytes) {
+    const std::lock_guard together(m_telling);
+    const auto sent = m_transport->write(bytes);
+    if (sent.count != 0) tellSink([&](EventSink& sink) { sink.wire(Direction::transmit, bytes.first(sent.count)); });
+    if (sent.error != 0) end(sent.error);
+    if (m_transport->hasUnsent()) wake();
+    return sent.count;
+}
+
+void SerialPort::setRts(bool high) {
+    const std::lock_guard lock(m_sending);
+    if (m_error != 0) return;
+    drain();
+    int error = 0;
+    {
+        const std::lock_guard together(m_telling);
+        error = m_transport->setRts(high);
+        if (error == 0) tellSink([&](EventSink& sink) { sink.rts(high ? 1 : 0); });
+        if (m_transport->hasUnsent()) wake();
+    }
+    if (error == ENOTTY) {
+        if (!m_rtsMissing) LogBoth("%s has no RTS line: the console cannot be reset through it\n", m_name.c_str());
+        m_rtsMissing = true;
+    } else if (error != 0) {
+        end(error);
+    }
+}
+
+void SerialPort::drain() {
+    const int state = m_error;
+    if (state != 0 && state != EBADF) return;  // lost
+    const auto deadline = Clock::now() + sendingTime(m_transport->queued()) + drainGrace;
+    while (m_error == state && m_transport->queued() != 0 && Clock::now() < deadline) std::this_thread::sleep_for(step);
+}
+
+}  // namespace cvhost

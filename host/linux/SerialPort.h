@@ -1,0 +1,89 @@
+// An open serial port: its queue, its receive thread, and sending.
+//
+// Threads: any thread may call any operation. The receive thread takes bytes from the transport, queues them and calls the
+// port's handlers, once for each byte, after the byte can be taken.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <thread>
+
+#include "host/api/Comms.h"
+#include "host/linux/SerialTransport.h"
+
+namespace cvhost {
+
+/// Received bytes that nobody has taken. When it is full, later bytes are dropped.
+class ReceiveQueue {
+public:
+    static constexpr std::size_t limit = 4096;
+
+    /// False when the byte was dropped.
+    bool push(unsigned char byte) noexcept;
+    /// The next byte, which stays unless `take`. False when there is none.
+    bool next(unsigned char& byte, bool take) noexcept;
+    void clear() noexcept;
+
+private:
+    std::mutex m_mutex;
+    std::array<unsigned char, limit> m_bytes;
+    std::size_t m_first = 0;
+    std::size_t m_count = 0;
+};
+
+class SerialPort final : public CommsPort {
+public:
+    /// `error` is what opening it found wrong, or 0.
+    SerialPort(std::string name, const LineSettings& settings, std::unique_ptr<SerialTransport> transport, int error);
+    ~SerialPort() override;
+
+    const std::string& name() const noexcept { return m_name; }
+    /// Tells that the port is open and begins to receive. Throws std::system_error when there is no thread to be had.
+    void start();
+    /// Removes the port's handlers, ends its receive thread, sends what is on its way and lets the line go. Returns when no
+    /// handler runs; called by one of them, it waits for the others only.
+    void close();
+    /// True when close() would have to wait for the thread that calls it.
+    bool isReceiving() const noexcept { return m_receiverId == std::this_thread::get_id(); }
+
+    /// 0 while the port is usable; EBADF when it has been closed; otherwise why it was lost.
+    int error() const noexcept { return m_error; }
+    void clearReceiveQueue() noexcept override { m_queue.clear(); }
+    bool nextByte(unsigned char& byte, bool take) noexcept { return m_error == 0 && m_queue.next(byte, take); }
+    /// False when not all bytes could be sent, in the time they need and one second more.
+    bool send(std::span<const unsigned char> bytes);
+    void setRts(bool high);
+
+private:
+    void receive();
+    void deliver(std::span<const unsigned char> bytes);
+    /// Sends and tells what there is room for now. Under m_sending.
+    std::size_t sendSome(std::span<const unsigned char> bytes);
+    /// Ends the port's use, once; tells `closed` or `lost`.
+    void end(int error);
+    void wake() const noexcept;
+    /// Waits until everything has left, for as long as that may take. Under m_sending.
+    void drain();
+    std::chrono::milliseconds sendingTime(std::size_t bytes) const;
+
+    const std::string m_name;
+    const LineSettings m_settings;
+    std::atomic<int> m_error;
+    ReceiveQueue m_queue;
+    std::size_t m_dropped = 0;                     ///< bytes that found the queue full [rx]
+    Descriptor m_wake;                             ///< an eventfd: has the receive thread look again
+    std::mutex m_sending;                          ///< held for a whole call: calls follow one another
+    std::mutex m_telling;                          ///< held briefly: what was sent is told before what it brought about
+    std::unique_ptr<SerialTransport> m_transport;  ///< set under m_sending once the receive thread is past it
+    bool m_rtsMissing = false;                     ///< said already that there is no such line; under m_sending
+    std::mutex m_joining;
+    std::thread m_receiver;  ///< under m_joining
+    std::thread::id m_receiverId;
+};
+
+}  // namespace cvhost

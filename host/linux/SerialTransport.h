@@ -1,0 +1,78 @@
+// What carries a port's bytes: a tty, or a connection to a network serial port.
+//
+// Threads: read() on the receive thread alone; the other operations on any thread, but one at a time. None of them waits.
+#pragma once
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+
+namespace cvhost {
+
+/// Owns a file descriptor.
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor = -1) noexcept : m_descriptor(descriptor) {}
+    Descriptor(Descriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+    Descriptor& operator=(Descriptor other) noexcept {
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
+    ~Descriptor() {
+        if (m_descriptor >= 0) ::close(m_descriptor);
+    }
+    int get() const noexcept { return m_descriptor; }
+    explicit operator bool() const noexcept { return m_descriptor >= 0; }
+
+private:
+    int m_descriptor;
+};
+
+struct LineSettings {
+    int baud;      ///< bits a second
+    int dataBits;  ///< 5 to 8
+    char parity;   ///< 'N', 'E' or 'O'
+    int stopBits;  ///< 1 or 2
+};
+
+class SerialTransport {
+public:
+    /// `error` 0: `count` bytes went over, 0 when there is nothing to take or no room now. Otherwise the line is lost.
+    struct Transfer {
+        std::size_t count = 0;
+        int error = 0;
+    };
+
+    virtual ~SerialTransport() = default;
+    /// What to poll; the transport owns it.
+    virtual int descriptor() const noexcept = 0;
+    /// Takes bytes that have arrived.
+    virtual Transfer read(std::span<unsigned char> into) = 0;
+    /// Hands bytes over for sending, fewer than asked when there is no room for more.
+    virtual Transfer write(std::span<const unsigned char> bytes) = 0;
+    /// True while bytes wait here for the receive thread to call read() when the descriptor has room.
+    virtual bool hasUnsent() { return false; }
+    /// How many bytes that were handed over have not left yet, as far as the transport can tell.
+    virtual std::size_t queued() = 0;
+    /// Drives RTS, behind the bytes that have left. 0, or the system's error number; ENOTTY when there is no such line.
+    virtual int setRts(bool high) = 0;
+};
+
+/// What came of opening a transport.
+struct OpenedTransport {
+    std::unique_ptr<SerialTransport> transport;  ///< null when it could not be opened
+    int error = 0;                               ///< of an opened one: why the settings could not be applied
+    std::string reason;                          ///< why it could not be opened, as half a sentence
+};
+
+/// The system's text for an error number, as half a sentence: "connection refused".
+std::string describeError(int error);
+
+/// Waits until `descriptor` is ready for `events`, at most `timeoutMs` milliseconds (-1: for ever). What it is ready for.
+short waitFor(int descriptor, short events, int timeoutMs);
+
+}  // namespace cvhost
