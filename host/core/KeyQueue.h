@@ -22,12 +22,14 @@ class KeyQueue {
 public:
     static constexpr std::size_t capacity = 256;
 
-    /// False when the queue is full and the press is dropped.
-    bool add(KeyPress press);
+    /// A press that finds the queue full is dropped and counted.
+    void add(KeyPress press);
     /// The oldest press, or nothing.
     std::optional<KeyPress> take();
     /// How many presses wait that are not marked as handled.
     int unhandled() const;
+    /// How many presses have been dropped since one was last taken.
+    std::size_t dropped() const;
     void clear();
 
 private:
@@ -36,6 +38,7 @@ private:
     std::size_t m_first = 0;
     std::size_t m_count = 0;
     int m_unhandled = 0;
+    std::size_t m_dropped = 0;
 };
 
 /// The host's one queue, which addToKeyPressQueue fills; it lives until the process ends.

@@ -1,0 +1,16 @@
+#include "host/core/Log.h"
+
+#include "host/api/Log.h"
+#include "host/core/Events.h"
+#include "host/core/SchedulingPoint.h"
+
+void LogBoth(const char* format, ...) {
+    char line[cvhost::logLineSize];
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string_view text = cvhost::formatText(line, format, arguments);
+    va_end(arguments);
+    cvhost::schedulingPoint("LogBoth");
+    cvhost::tellSink([text](cvhost::EventSink& sink) { sink.log(text); });
+    cvhost::writeLog(format, text);
+}

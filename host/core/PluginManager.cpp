@@ -1,0 +1,101 @@
+#include "host/core/PluginManager.h"
+
+#include <algorithm>
+#include <exception>
+#include <vector>
+
+#include "host/core/SchedulingPoint.h"
+#include "host/core/Serial.h"
+
+namespace {
+
+std::vector<CvPluginBase*>& plugins() {
+    static auto& loaded = *new std::vector<CvPluginBase*>;
+    return loaded;
+}
+
+/// The console's start-up thread may register once more until the destructor has ended it, hence the second drop; by then
+/// `context` is a key and nothing else.
+void retire(CvComponentBase* component) {
+    void* const context = dynamic_cast<void*>(component);
+    cvhost::dropSerialHandlers(context);
+    delete component;
+    cvhost::dropSerialHandlers(context);
+}
+
+}  // namespace
+
+void cvhost::registerPlugin(CvPluginBase* plugin) {
+    auto& loaded = plugins();
+    if (plugin != nullptr && std::ranges::find(loaded, plugin) == loaded.end()) loaded.push_back(plugin);
+}
+
+void cvhost::unregisterPlugin(CvPluginBase* plugin) { std::erase(plugins(), plugin); }
+
+iConsoleResource* cvhost::findConsoleResource() {
+    CvDeviceDriverManagerIter resources;
+    resources.init(CvDeviceDriverManager::theDeviceDriverManager(), true, 0);
+    for (resources.init(cvResourceConsole); *resources != nullptr; ++resources) {
+        if (auto* console = dynamic_cast<iConsoleResource*>(*resources); console != nullptr) return console;
+    }
+    return nullptr;
+}
+
+void CvPluginBase::closedown() {
+    cvhost::schedulingPoint("closedown");
+    std::exception_ptr first;
+    while (!m_components.empty()) {
+        CvComponentBase* const component = m_components.back();
+        m_components.pop_back();
+        if (component == nullptr) continue;
+        try {
+            retire(component);
+        } catch (...) {
+            if (first == nullptr) first = std::current_exception();
+        }
+    }
+    if (first != nullptr) std::rethrow_exception(first);
+}
+
+CvPluginBase* CvPluginManager::plugin(std::size_t index) const noexcept {
+    return index < plugins().size() ? plugins()[index] : nullptr;
+}
+
+CvDeviceDriverManager& CvDeviceDriverManager::theDeviceDriverManager() {
+    static constinit CvDeviceDriverManager manager;
+    return manager;
+}
+
+void CvPluginManagerIter::init(CvPluginManager& manager, bool initialisedOnly, int first) {
+    m_manager = &manager;
+    m_initialisedOnly = initialisedOnly;
+    m_plugin = static_cast<std::size_t>(std::max(first, 0));
+}
+
+void CvDeviceDriverManagerIter::init(CvResourceType type) {
+    m_type = type;
+    m_component = static_cast<std::size_t>(-1);  // before the first
+    ++*this;
+}
+
+CvResourceTypeBase* CvDeviceDriverManagerIter::operator*() const { return m_current; }
+
+CvDeviceDriverManagerIter& CvDeviceDriverManagerIter::operator++() {
+    m_current = nullptr;
+    if (m_manager == nullptr) return *this;
+    ++m_component;
+    while (CvPluginBase* plugin = m_manager->plugin(m_plugin)) {
+        const CvComponentList& components = plugin->components();
+        const bool passedOver = m_initialisedOnly && !plugin->initialised();
+        for (; !passedOver && m_component < components.size(); ++m_component) {
+            auto* resource = dynamic_cast<CvResourceTypeBase*>(components[m_component]);
+            if (resource != nullptr && resource->resourceType() == m_type) {
+                m_current = resource;
+                return *this;
+            }
+        }
+        ++m_plugin;
+        m_component = 0;
+    }
+    return *this;
+}
