@@ -32,11 +32,9 @@ void cvhost::registerPlugin(CvPluginBase* plugin) {
 
 void cvhost::unregisterPlugin(CvPluginBase* plugin) { std::erase(plugins(), plugin); }
 
-iConsoleResource* cvhost::findConsoleResource() {
-    CvDeviceDriverManagerIter resources;
-    resources.init(CvDeviceDriverManager::theDeviceDriverManager(), true, 0);
-    for (resources.init(cvResourceConsole); *resources != nullptr; ++resources) {
-        if (auto* console = dynamic_cast<iConsoleResource*>(*resources); console != nullptr) return console;
+iConsoleResource* cvhost::consoleOf(const CvPluginBase& plugin) {
+    for (CvComponentBase* component : plugin.components()) {
+        if (auto* console = dynamic_cast<iConsoleResource*>(component); console != nullptr) return console;
     }
     return nullptr;
 }

@@ -12,7 +12,7 @@ namespace cvhost {
 void registerPlugin(CvPluginBase* plugin);
 /// Forgets the plug-in; harmless when it is not known.
 void unregisterPlugin(CvPluginBase* plugin);
-/// The first console that an initialised plug-in has registered; null when there is none.
-iConsoleResource* findConsoleResource();
+/// The console that `plugin` has registered; null when there is none.
+iConsoleResource* consoleOf(const CvPluginBase& plugin);
 
 }  // namespace cvhost

@@ -57,7 +57,5 @@ struct ShownPort {
 };
 /// Makes `ports` the whole port list, in place of the machine's own.
 void showOnlyPorts(std::vector<ShownPort> ports);
-/// Makes the machine's own ports the list again.
-void showMachinePorts();
 
 }  // namespace cvhost

@@ -1,0 +1,155 @@
+// The log's texts on standard error and in a file.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <mutex>
+#include <string>
+
+#include "host/core/Log.h"
+#include "host/core/Text.h"
+#include "host/linux/Host.h"
+#include "host/linux/UserFiles.h"
+
+namespace cvhost {
+namespace {
+
+constexpr off_t largestFile = 1 << 20;
+
+/// The text as a terminal may show it: line noise comes as \xNN, so that it is seen and does nothing.
+std::string printable(std::string_view text) {
+    std::string result;
+    while (!text.empty()) {
+        const auto byte = static_cast<unsigned char>(text[0]);
+        std::size_t length = utf8Length(text);
+        const bool c1Control = length == 2 && byte == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0;
+        if (length == 0 || c1Control || byte == 0x7F || (byte < 0x20 && byte != '\n' && byte != '\t')) {
+            char escaped[5];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
+            result += escaped;
+            length = 1;
+        } else {
+            result += text.substr(0, length);
+        }
+        text.remove_prefix(length);
+    }
+    return result;
+}
+
+/// All of `text`, or as much as goes.
+void writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::write(descriptor, text.data(), text.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return;
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+/// Standard error, as long as somebody takes what is written there: a reader that has stopped stops nobody else.
+class StandardError {
+public:
+    void write(std::string_view text) {
+        pollfd ready{STDERR_FILENO, POLLOUT, 0};
+        m_stuck = ::poll(&ready, 1, m_stuck ? 0 : patienceMs) == 0;
+        if (!m_stuck) writeAll(STDERR_FILENO, text);
+    }
+
+private:
+    static constexpr int patienceMs = 1000;
+    bool m_stuck = false;
+};
+
+/// The log file, which begins anew when it has grown to its limit.
+class LogFile {
+public:
+    void write(std::string_view text) {
+        if (m_descriptor < 0 && !open()) return;
+        while (!text.empty()) {
+            if (m_atLineStart) writeAll(m_descriptor, timeOfDay());
+            const std::size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
+            m_atLineStart = text[end - 1] == '\n';
+            writeAll(m_descriptor, text.substr(0, end));
+            text.remove_prefix(end);
+        }
+        if (struct stat status{}; ::fstat(m_descriptor, &status) == 0 && status.st_size >= largestFile) beginAnew(status);
+    }
+    void close() {
+        if (m_descriptor >= 0) ::close(m_descriptor);
+        m_descriptor = -1;
+        m_failed = false;
+    }
+
+private:
+    bool open() {
+        if (m_failed) return false;
+        m_path = logPath();
+        std::error_code error;
+        std::filesystem::create_directories(std::filesystem::path(m_path).parent_path(), error);
+        m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644);
+        m_failed = m_descriptor < 0;
+        if (m_failed)
+            std::fprintf(stderr, "cvhost: cannot write the log file %s: %s\n", m_path.c_str(), std::strerror(errno));
+        return !m_failed;
+    }
+    /// Another process may have renamed the file already; then this one takes up the new file.
+    void beginAnew(const struct stat& mine) {
+        struct stat present{};
+        const bool stillMine = ::stat(m_path.c_str(), &present) == 0 && present.st_ino == mine.st_ino;
+        if (stillMine && std::rename(m_path.c_str(), (m_path + ".1").c_str()) != 0) return fail();
+        close();
+    }
+    static std::string timeOfDay() {
+        timespec now{};
+        ::clock_gettime(CLOCK_REALTIME, &now);
+        tm utc{};
+        ::gmtime_r(&now.tv_sec, &utc);
+        char date[32];
+        char stamp[64];
+        std::strftime(date, sizeof date, "%FT%T", &utc);
+        std::snprintf(stamp, sizeof stamp, "%s.%03ldZ ", date, now.tv_nsec / 1000000);
+        return stamp;
+    }
+
+    std::string m_path;
+    int m_descriptor = -1;
+    bool m_failed = false;
+    bool m_atLineStart = true;
+};
+
+struct Output {
+    std::mutex lock;
+    LogDestinations destinations{.standardError = true, .file = false};
+    StandardError standardError;
+    LogFile file;
+};
+
+Output& output() {
+    static Output& only = *new Output;
+    return only;
+}
+
+}  // namespace
+
+void setLogDestinations(LogDestinations destinations) {
+    Output& to = output();
+    const std::lock_guard held(to.lock);
+    to.destinations = destinations;
+    to.file.close();
+}
+
+void writeLog(const char*, std::string_view text) {
+    const std::string shown = printable(text);
+    Output& to = output();
+    const std::lock_guard held(to.lock);
+    if (to.destinations.standardError) to.standardError.write(shown);
+    if (to.destinations.file) to.file.write(shown);
+}
+
+}  // namespace cvhost

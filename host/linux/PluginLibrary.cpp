@@ -1,0 +1,66 @@
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <utility>
+
+#include "host/core/PluginManager.h"
+#include "host/linux/Host.h"
+#include "host/linux/SerialPorts.h"
+
+namespace cvhost {
+namespace {
+
+constexpr const char* factoryName = "cvPluginInstance";
+
+/// The path that the loader takes as it is; empty when there is no such file.
+std::string absolutePath(const std::string& path) {
+    char* const resolved = ::realpath(path.c_str(), nullptr);
+    std::string result = resolved == nullptr ? "" : resolved;
+    std::free(resolved);
+    return result;
+}
+
+std::string loaderError() {
+    const char* text = ::dlerror();
+    return text == nullptr ? "the loader does not say why" : text;
+}
+
+}  // namespace
+
+PluginLibrary::~PluginLibrary() { unload(); }
+
+std::string PluginLibrary::load(const std::string& path) {
+    if (m_library != nullptr) return "The plug-in " + m_path + " is loaded already.";
+    m_path = absolutePath(path);
+    if (m_path.empty()) return "There is no plug-in " + path + "; build or install it there.";
+    m_library = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (m_library == nullptr) return "The plug-in cannot be loaded: " + loaderError() + ".";
+    const auto factory = reinterpret_cast<CvPluginFactory>(::dlsym(m_library, factoryName));
+    if (factory != nullptr) factory(&m_plugin);
+    if (m_plugin == nullptr) {
+        ::dlclose(std::exchange(m_library, nullptr));
+        return m_path + " is not a plug-in: " +
+               (factory == nullptr ? "it exports no " + std::string(factoryName) : "its factory gives none") + ".";
+    }
+    registerPlugin(m_plugin);
+    m_plugin->postLoadInitialization();
+    m_plugin->postEnumerationInitialization();
+    return {};
+}
+
+std::string PluginLibrary::unload() {
+    if (m_library == nullptr) return {};
+    if (iConsoleResource* present = console()) present->exit();
+    m_plugin->preUnloadDeinitialization();
+    unregisterPlugin(std::exchange(m_plugin, nullptr));
+    if (::dlclose(std::exchange(m_library, nullptr)) != 0) return "The plug-in cannot be unloaded: " + loaderError() + ".";
+    releaseClosedPorts();
+    void* const still = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
+    if (still == nullptr) return {};
+    ::dlclose(still);
+    return "The plug-in " + m_path + " has been let go but stays in the process.";
+}
+
+iConsoleResource* PluginLibrary::console() const { return m_plugin == nullptr ? nullptr : consoleOf(*m_plugin); }
+
+}  // namespace cvhost

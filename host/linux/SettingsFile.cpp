@@ -1,0 +1,37 @@
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+#include "host/api/Log.h"
+#include "host/api/OS.h"
+#include "host/core/Settings.h"
+#include "host/core/Text.h"
+#include "host/linux/Host.h"
+#include "host/linux/UserFiles.h"
+
+namespace {
+
+constexpr std::uint32_t largestFile = 1 << 20;
+
+/// Empty when the file has been taken over; otherwise why not.
+std::string takeSettings(const std::string& path) {
+    const Cv::Ptr<iFile> file = OS().files().open(cvhost::widen(path), iFileService::readOnly);
+    if (!file) return "it cannot be opened for reading";
+    const std::uint32_t size = file->size();
+    if (size > largestFile) return "it is larger than a megabyte";
+    std::string text(size, ' ');
+    if (size > 0 && file->read(text.data(), size) == 0) return "it cannot be read";
+    return cvhost::settings().takeFile(text);
+}
+
+}  // namespace
+
+void cvhost::loadSettingsFile() {
+    const std::string path = settingsPath();
+    struct stat status{};
+    if (path.empty() || (::stat(path.c_str(), &status) != 0 && errno == ENOENT)) return;
+    const std::string problem = takeSettings(path);
+    if (!problem.empty()) LogBoth("The settings file %s is ignored: %s\n", path.c_str(), problem.c_str());
+}

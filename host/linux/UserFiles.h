@@ -1,0 +1,13 @@
+// Where the host's own files lie for this user. Any thread.
+#pragma once
+
+#include <string>
+
+namespace cvhost {
+
+/// cvhost/cvhost.toml in the folder XDG_CONFIG_HOME, else in ~/.config; empty without a home.
+std::string settingsPath();
+/// cvhost/cvhost.log in the folder XDG_STATE_HOME, else in ~/.local/state; empty without a home.
+std::string logPath();
+
+}  // namespace cvhost
