@@ -1,0 +1,76 @@
+"""Who may include whom. The table is the project's; the rest of this file only holds the sources against it."""
+import pathlib
+import re
+
+# Room: the rooms it may include. A room is a folder; the longest name that fits a file is its room.
+TABLE = {
+    "host/api":   ["host/api"],
+    "host/core":  ["host/api", "host/core"],
+    "host/linux": ["host/api", "host/core", "host/linux", "rfc2217"],
+    "host/sim":   ["host/api", "host/core", "host/sim", "desk"],
+    "monitor":    ["host/api", "monitor"],
+    "console":    ["host/api", "monitor", "console"],
+    "plugin":     ["host/api", "console", "plugin"],
+    "rfc2217":    ["rfc2217"],
+    "desk":       ["desk"],
+    "lines":      ["desk", "lines", "rfc2217"],
+    "apps":       ["host", "lines", "desk", "apps"],
+    "tests":      [""],
+    "bench":      [""],
+    "fuzz":       [""],
+}
+# The dialogue's operations are members of the console object.
+ALSO = {"monitor/BootMonitor.cpp": ["console/Console.h"]}
+# These rooms include nothing from outside but the C++ standard library.
+STANDARD_ONLY = ["monitor", "console", "plugin"]
+
+STANDARD = set("""
+    algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono cinttypes climits
+    clocale cmath codecvt compare complex concepts condition_variable coroutine csetjmp csignal cstdarg cstddef cstdint
+    cstdio cstdlib cstring ctime cuchar cwchar cwctype deque exception execution filesystem format forward_list fstream
+    functional future initializer_list iomanip ios iosfwd iostream istream iterator latch limits list locale map memory
+    memory_resource mutex new numbers numeric optional ostream queue random ranges ratio regex scoped_allocator semaphore
+    set shared_mutex source_location span sstream stack stdexcept stop_token streambuf string string_view syncstream
+    system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set utility valarray variant vector
+    version""".split())
+
+INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"]*)"|<([^>]*)>|(\S.*))', re.MULTILINE)
+
+
+def within(path, room):
+    """True when the path is in the room, or is it."""
+    return room == "" or path == room or path.startswith(room + "/")
+
+
+def room_of(path):
+    rooms = [room for room in TABLE if within(path, room)]
+    return max(rooms, key=len) if rooms else None
+
+
+def includes(text):
+    """(line, own path or None, system path or None) of each include; both None for one that is computed."""
+    return [(text.count("\n", 0, found.start()) + 1, found[1], found[2]) for found in INCLUDE.finditer(text)]
+
+
+def violations(root, paths):
+    """Yields a sentence for each include that the table does not allow. `paths` are relative to `root`."""
+    root = pathlib.Path(root)
+    for path in paths:
+        room = room_of(path)
+        if room is None:
+            yield f"{path}: is in no room of the include table"
+            continue
+        allowed = TABLE[room] + ALSO.get(path, [])
+        for line, own, system in includes((root / path).read_text(errors="replace")):
+            place = f"{path}:{line}"
+            if own is None and system is None:
+                yield f"{place}: includes something that is not plain to see"
+            elif system is not None:
+                if room in STANDARD_ONLY and system not in STANDARD:
+                    yield f"{place}: <{system}> is not of the C++ standard library"
+                elif "/" in system and (root / system).is_file():
+                    yield f"{place}: <{system}> is our own: quote it"
+            elif "/" not in own or ".." in own.split("/") or not (root / own).is_file():
+                yield f'{place}: "{own}" is not a path from the root'
+            elif not any(within(own, other) for other in allowed):
+                yield f'{place}: {room} may not include "{own}"'
