@@ -93,10 +93,14 @@ private:
         std::error_code error;
         std::filesystem::create_directories(std::filesystem::path(m_path).parent_path(), error);
         m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644);
-        m_failed = m_descriptor < 0;
-        if (m_failed)
-            std::fprintf(stderr, "cvhost: cannot write the log file %s: %s\n", m_path.c_str(), std::strerror(errno));
-        return !m_failed;
+        if (m_descriptor < 0) fail();
+        return m_descriptor >= 0;
+    }
+    /// Says so once, and writes no more.
+    void fail() {
+        std::fprintf(stderr, "cvhost: cannot write the log file %s: %s\n", m_path.c_str(), std::strerror(errno));
+        close();
+        m_failed = true;
     }
     /// Another process may have renamed the file already; then this one takes up the new file.
     void beginAnew(const struct stat& mine) {
