@@ -1,0 +1,73 @@
+#include "apps/cvhost/Hearing.h"
+
+#include <charconv>
+
+#include "host/api/ConsoleInput.h"
+
+namespace cvhost {
+namespace {
+
+/// What stands between `head` and the final newline of a log line that begins so.
+std::optional<std::string_view> rest(std::string_view line, std::string_view head) {
+    if (!line.starts_with(head) || !line.ends_with('\n')) return std::nullopt;
+    return line.substr(head.size(), line.size() - head.size() - 1);
+}
+
+std::optional<int> wholeNumber(std::string_view text) {
+    int value = 0;
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (end.ec != std::errc() || end.ptr != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+}  // namespace
+
+Heard Hearing::heard() const {
+    const std::lock_guard lock(m_mutex);
+    return m_heard;
+}
+
+void Hearing::log(std::string_view text) {
+    const std::lock_guard lock(m_mutex);
+    if (const auto name = rest(text, "Looking for console on port ")) m_heard.triedPort = *name;
+    if (const auto why = rest(text, "cannot open ")) m_heard.openFailure = *why;
+    if (const auto version = rest(text, "CON:   console_init: console version ")) m_heard.version = wholeNumber(*version);
+    m_report.log(text);
+    m_wake();
+}
+
+void Hearing::port(std::string_view name, PortState state) {
+    const std::lock_guard lock(m_mutex);
+    m_heard.portOpen = state == PortState::open;
+    m_heard.portLost = state == PortState::lost;
+    m_heard.portChanged = std::chrono::steady_clock::now();
+    if (state == PortState::open) m_heard.openFailure.clear();
+    m_report.port(name, state);
+    m_wake();
+}
+
+void Hearing::key(int code, bool handled, int flags) {
+    const std::lock_guard lock(m_mutex);
+    if (is_valid_keycode(code)) ++m_heard.keys[static_cast<std::size_t>(code)];
+    m_report.key(code, handled, flags);
+    m_wake();
+}
+
+void Hearing::wire(Direction direction, std::span<const unsigned char> bytes) {
+    const std::lock_guard lock(m_mutex);
+    m_report.wire(direction, bytes);
+}
+
+void Hearing::rts(int level) {
+    const std::lock_guard lock(m_mutex);
+    m_report.rts(level);
+}
+
+void Hearing::handler(const HandlerRun& run) {
+    const std::lock_guard lock(m_mutex);
+    if (is_valid_keycode(run.code)) ++m_heard.handlers[static_cast<std::size_t>(run.code)];
+    m_report.handler(run);
+    m_wake();
+}
+
+}  // namespace cvhost

@@ -1,0 +1,65 @@
+// The host's one ear: passes every event on to the report and keeps what the run itself goes by.
+//
+// Threads: any. Calls are passed on one at a time.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "apps/cvhost/Report.h"
+#include "host/api/ConsoleInput.h"
+
+namespace cvhost {
+
+/// What has been heard so far.
+struct Heard {
+    /// The name of the last port that the console was looked for on; empty when none was.
+    std::string triedPort;
+    /// The last log line that names a port and why it cannot be opened; empty when there was none.
+    std::string openFailure;
+    bool portOpen = false;
+    bool portLost = false;
+    /// When a port was last opened, closed or lost.
+    std::chrono::steady_clock::time_point portChanged{};
+    /// The version that start-up told of.
+    std::optional<int> version;
+    /// How often each key was queued, and each handler run.
+    std::array<unsigned, ConsoleHandlerTable::codes> keys{};
+    std::array<unsigned, ConsoleHandlerTable::codes> handlers{};
+};
+
+class Hearing final : public EventSink {
+public:
+    /// `wake` is called after each event that changes what is heard, on the event's thread.
+    Hearing(Report& report, std::function<void()> wake) : m_report(report), m_wake(std::move(wake)) {}
+
+    Heard heard() const;
+
+    /// Runs `tell(Report&)` between two events.
+    template <class Tell>
+    void tell(Tell&& tell) {
+        const std::lock_guard lock(m_mutex);
+        tell(m_report);
+    }
+
+    void log(std::string_view text) override;
+    void port(std::string_view name, PortState state) override;
+    void key(int code, bool handled, int flags) override;
+    void wire(Direction direction, std::span<const unsigned char> bytes) override;
+    void rts(int level) override;
+    void handler(const HandlerRun& run);
+
+private:
+    Report& m_report;
+    const std::function<void()> m_wake;
+    mutable std::mutex m_mutex;
+    Heard m_heard;
+};
+
+}  // namespace cvhost

@@ -1,0 +1,108 @@
+#include "apps/cvhost/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <map>
+#include <string_view>
+
+#include "apps/cvhost/ExitStatus.h"
+
+namespace cvhost {
+namespace {
+
+constexpr const char* runFooter =
+    "Without --desk and --port the console is looked for on the machine's own serial ports.\n"
+    "\n"
+    "Exit status: 0 a console became active, 1 none did, 2 the command line is wrong.\n"
+    "Ctrl-C (SIGINT) and SIGTERM switch the console's lamps and wheel off and end the program.\n"
+    "NO_COLOR, when set, keeps colour out of the text.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost run --desk --show                 a simulated console and a short show\n"
+    "  cvhost run --port /dev/ttyUSB0           the console on this serial adapter\n"
+    "  cvhost run --port rfc2217://[::1]:2217   the console on a serial port of the network";
+
+constexpr std::chrono::duration<double> longestTime = std::chrono::hours(24 * 365);
+
+/// "KEY=VALUE" in two; the key must not be empty.
+std::pair<std::string, std::string> assignment(const std::string& text, const char* option) {
+    const std::size_t equals = text.find('=');
+    if (equals == 0 || equals == text.npos) throw CLI::ValidationError(option, "\"" + text + "\" is not KEY=VALUE");
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+bool truth(const std::string& text, const char* option) {
+    if (text == "true" || text == "1") return true;
+    if (text == "false" || text == "0") return false;
+    throw CLI::ValidationError(option, "\"" + text + "\" is neither true nor false");
+}
+
+std::chrono::duration<double> seconds(const std::string& text) {
+    double value = 0;
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool whole = end.ec == std::errc() && end.ptr == text.data() + text.size();
+    if (!whole || !(value >= 0 && value <= longestTime.count())) {
+        throw CLI::ValidationError("--for", "\"" + text + "\" is not a number of seconds up to a year");
+    }
+    return std::chrono::duration<double>(value);
+}
+
+/// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
+int answer(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+        return app.exit(error);
+    }
+    std::string_view reason = error.what();
+    while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) reason.remove_suffix(1);
+    std::string line(reason.substr(0, reason.find('\n')));
+    std::cerr << "cvhost: " << line << "; \"cvhost run --help\" shows what it takes.\n";
+    return exitStatus::usage;
+}
+
+}  // namespace
+
+std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
+    Options options;
+    std::vector<std::string> settings;
+    std::vector<std::string> preferences;
+
+    CLI::App app("cvhost loads the console driver and shows what a console on a serial port says to it.", "cvhost");
+    app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
+    app.require_subcommand(1);
+    app.footer("\"cvhost run --help\" shows the options.");
+
+    CLI::App& run = *app.add_subcommand("run", "Bring a console up and show its keys, wheel and lamps.");
+    run.footer(runFooter);
+    CLI::Option* desk = run.add_flag("--desk", options.desk, "Run against a simulated console inside this program");
+    run.add_option("--port", options.port, "Look for the console on this port alone: a device, or rfc2217://HOST:PORT")
+        ->type_name("NAME")
+        ->excludes(desk);
+    run.add_option("--events", options.events, "How to print what happens: for a person, or one JSON object a line")
+        ->type_name("text|json")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, Options::Events>{{"text", Options::Events::text}, {"json", Options::Events::json}}));
+    run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
+    run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
+    run.add_option_function<std::string>(
+           "--for", [&](const std::string& text) { options.time = seconds(text); }, "End after this time")
+        ->type_name("SECONDS");
+    run.add_option("--set", settings, "A setting, over the settings file")->type_name("KEY=VALUE")->expected(1)->take_all();
+    run.add_option("--prefer", preferences, "A preference, over the settings file; BOOL is true or false")
+        ->type_name("KEY=BOOL")
+        ->expected(1)
+        ->take_all();
+
+    try {
+        app.parse(argc, argv);
+        for (const std::string& text : settings) options.settings.push_back(assignment(text, "--set"));
+        for (const std::string& text : preferences) {
+            const auto [key, value] = assignment(text, "--prefer");
+            options.preferences.emplace_back(key, truth(value, "--prefer"));
+        }
+    } catch (const CLI::ParseError& error) {
+        return answer(app, error);
+    }
+    return options;
+}
+
+}  // namespace cvhost

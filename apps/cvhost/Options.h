@@ -1,0 +1,30 @@
+// The command line of `cvhost run`.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace cvhost {
+
+struct Options {
+    enum class Events { text, json };
+
+    bool desk = false;
+    std::optional<std::string> port;
+    Events events = Events::text;
+    bool wire = false;
+    bool show = false;
+    /// How long to run; without it, until a signal.
+    std::optional<std::chrono::duration<double>> time;
+    std::vector<std::pair<std::string, std::string>> settings;
+    std::vector<std::pair<std::string, bool>> preferences;
+};
+
+/// What the command line asks for, or the exit status of a program that has said all there is to say.
+std::variant<Options, int> parseCommandLine(int argc, const char* const* argv);
+
+}  // namespace cvhost

@@ -1,0 +1,45 @@
+// How a run is told to whoever started it.
+#pragma once
+
+#include <string_view>
+
+#include "host/core/Events.h"
+
+namespace cvhost {
+
+/// One run of a console handler, with the console's values at that moment.
+struct HandlerRun {
+    int code;
+    int speed;
+    int jog;
+    double jogExact;
+    bool wheelEnabled;
+};
+
+/// The console's main lamps and wheel, as the embedded desk has them.
+struct DeskView {
+    char reverse;
+    char stop;
+    char forward;
+    char jog;
+    bool wheel;
+
+    bool operator==(const DeskView&) const = default;
+};
+
+/// Tells what happens. One call at a time; no call waits for the reader.
+class Report : public EventSink {
+public:
+    virtual ~Report() = default;
+
+    virtual void handler(const HandlerRun& run) = 0;
+    /// A console has become active.
+    virtual void active(int version) = 0;
+    /// Something that only a person wants to read, under a one-word heading.
+    virtual void say(std::string_view heading, std::string_view text) = 0;
+    virtual void desk(const DeskView& view) = 0;
+    /// Nothing has happened for a moment.
+    virtual void idle() = 0;
+};
+
+}  // namespace cvhost

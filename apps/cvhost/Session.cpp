@@ -1,0 +1,256 @@
+#include "apps/cvhost/Session.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "apps/cvhost/Advice.h"
+#include "apps/cvhost/ExitStatus.h"
+#include "apps/cvhost/JsonReport.h"
+#include "apps/cvhost/TextReport.h"
+#include "host/api/Files.h"
+#include "host/core/Events.h"
+#include "host/core/KeyQueue.h"
+#include "host/core/Settings.h"
+#include "host/core/Text.h"
+#include "lines/Rfc2217Server.h"
+
+namespace cvhost {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto tick = 50ms;
+/// How long a port may be missing, and an open one silent, before help is offered.
+constexpr auto missingPortPatience = 3s;
+constexpr auto silentConsolePatience = 5s;
+/// The simulated console takes the last commands in wire time.
+constexpr auto lastCommandsLimit = 2s;
+
+constexpr std::string_view consoleEnabled = "HardwareConsoleEnabled";
+constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
+
+bool isSet(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+bool wantsColour() {
+    const char* terminal = std::getenv("TERM");
+    const bool dumb = terminal != nullptr && std::string_view(terminal) == "dumb";
+    return ::isatty(STDOUT_FILENO) == 1 && !isSet("NO_COLOR") && !dumb;
+}
+
+bool outputsAreOne() {
+    struct stat out{};
+    struct stat err{};
+    return ::fstat(STDOUT_FILENO, &out) == 0 && ::fstat(STDERR_FILENO, &err) == 0 && out.st_dev == err.st_dev &&
+           out.st_ino == err.st_ino;
+}
+
+/// The log is part of what is printed. Standard error gets it as well, unless a reader would then see it twice.
+bool logsToStandardError(Options::Events events) {
+    const bool seenTwice = events == Options::Events::text && ::isatty(STDERR_FILENO) == 1;
+    return !outputsAreOne() && !seenTwice;
+}
+
+std::unique_ptr<Report> makeReport(const Options& options, Output& output, StartTime start) {
+    if (options.events == Options::Events::json) return std::make_unique<JsonReport>(output, start, options.wire);
+    return std::make_unique<TextReport>(output, start, TextReport::Style{.colour = wantsColour(), .wire = options.wire});
+}
+
+std::string missingLine(Options::Events events, StartTime start, std::size_t count) {
+    if (events == Options::Events::text) return TextReport::missingLine(count);
+    return JsonReport::logLine(
+        start, "cvhost: " + std::to_string(count) + " events are missing here: they were not read in time\n");
+}
+
+void complain(std::string_view sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
+
+}  // namespace
+
+Session::Session(Options options, StartTime start, Wake& wake)
+    : m_options(std::move(options)),
+      m_start(start),
+      m_wake(wake),
+      m_output(STDOUT_FILENO, {.missing = [events = m_options.events,
+                                           start](std::size_t count) { return missingLine(events, start, count); },
+                               .broken = [&wake] { wake.signal(); }}),
+      m_report(makeReport(m_options, m_output, start)),
+      m_hearing(*m_report, [&wake] { wake.signal(); }) {}
+
+Session::~Session() { stop(); }
+
+int Session::run() {
+    prepareHost();
+    if (!startConsole()) return exitStatus::none;
+    live();
+    noticeActive(m_hearing.heard());
+    const int status = result();
+    stop();
+    tellEnd();
+    return status;
+}
+
+void Session::prepareHost() {
+    setLogDestinations({.standardError = logsToStandardError(m_options.events), .file = true});
+    setEventSink(&m_hearing);
+    say("start", "cvhost " CVHOST_VERSION ", a host for the console driver; Ctrl-C ends it");
+
+    settings().setPreferenceDefault(consoleEnabled, true);
+    loadSettingsFile();
+    for (const auto& [key, value] : m_options.settings) settings().setFromText(key, value);
+    for (const auto& [key, value] : m_options.preferences) settings().setPreference(key, value);
+    choosePorts();
+}
+
+void Session::choosePorts() {
+    if (m_options.port) {
+        showOnlyPorts({});
+        settings().set("console_port", *m_options.port);
+    }
+    if (m_options.desk) {
+        m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::make_unique<lines::Rfc2217Server>());
+        showOnlyPorts({{.name = m_desk->name(), .description = "Corvane Console"}});
+        say("desk", "a simulated console serves " + m_desk->name());
+    }
+}
+
+bool Session::startConsole() {
+    const std::string path = narrow(getAppPath().view()) + "CorvaneConsole.so";
+    if (const std::string problem = m_plugin.load(path); !problem.empty()) {
+        complain(problem + " Build or install the plug-in beside cvhost");
+        return false;
+    }
+    iConsoleResource* console = m_plugin.console();
+    if (console == nullptr) {
+        complain(path + " registers no console; build it and cvhost from the same sources");
+        return false;
+    }
+    m_handlers = std::make_unique<Handlers>(*console, m_hearing);
+    ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
+    if (m_options.show) {
+        m_show.emplace(Show::Stage{.console = *console,
+                                   .operate = [this](const Show::DeskAction& action) { m_desk->operate(action); },
+                                   .say = [this](std::string_view text) { say("show", text); }});
+    }
+    m_consoleStarted = Clock::now();
+    console->init();
+    return true;
+}
+
+void Session::live() {
+    const auto limit = m_options.time.value_or(std::chrono::hours(24 * 365 * 100));
+    while (m_output.error() == 0) {
+        const std::chrono::duration<double> left = limit - std::chrono::duration<double>(m_start.seconds());
+        if (left <= left.zero()) return;
+        const auto timeout = std::min<std::chrono::duration<double>>(left, tick);
+        const Wake::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
+        if (cause == Wake::Cause::end) return;
+
+        takeKeys();
+        const Heard heard = m_hearing.heard();
+        noticeActive(heard);
+        noticeLoss(heard);
+        advise(heard);
+        followShuttle(heard);
+        showDesk();
+        if (m_show && m_active) m_show->advance(Clock::now(), heard);
+        if (cause == Wake::Cause::time) m_hearing.tell([](Report& report) { report.idle(); });
+    }
+}
+
+/// A press that no handler has taken yet is given to its handler now.
+void Session::takeKeys() {
+    while (const auto press = keyQueue().take()) {
+        if (!press->handled) console_call_handler(press->code);
+    }
+}
+
+void Session::noticeActive(const Heard& heard) {
+    if (m_active || !heard.version || !m_plugin.console()->active()) return;
+    m_active = true;
+    m_hearing.tell([&](Report& report) { report.active(*heard.version); });
+}
+
+void Session::noticeLoss(const Heard& heard) {
+    if (!m_active || !heard.portLost || std::exchange(m_lossTold, true)) return;
+    say("help", "the driver does not look for it again; put the console back and start cvhost once more");
+}
+
+void Session::advise(const Heard& heard) {
+    if (m_active) return;
+    const auto since = std::max(m_consoleStarted, heard.portChanged);
+    const Clock::duration patience = heard.portOpen ? Clock::duration(silentConsolePatience) : missingPortPatience;
+    if (Clock::now() - since < patience) return;
+    std::string advice = "no console yet: " + whyNoConsole(heard, preferred());
+    if (advice == m_advice) return;
+    m_advice = std::move(advice);
+    say("help", m_advice);
+}
+
+/// In the show the lamps follow the shuttle ring, as they do in an editor.
+void Session::followShuttle(const Heard& heard) {
+    if (!m_show || std::exchange(m_shuttleChanges, heard.handlers[0]) == heard.handlers[0]) return;
+    m_plugin.console()->show_ispeed(m_plugin.console()->get_ispeed());
+}
+
+void Session::showDesk() {
+    if (!m_desk || m_options.events != Options::Events::text) return;
+    const DeskView view = deskView();
+    if (std::exchange(m_deskView, view) == view) return;
+    m_hearing.tell([&](Report& report) { report.desk(view); });
+}
+
+void Session::stop() {
+    const bool loaded = m_plugin.plugin() != nullptr;
+    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(problem);
+    ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
+    if (loaded) say("end", "the console is switched off and the driver is unloaded");
+    setEventSink(nullptr);
+}
+
+/// Shows that the simulated console has gone dark.
+void Session::tellEnd() {
+    const auto limit = Clock::now() + lastCommandsLimit;
+    while (m_desk && m_active && deskView() != deskAtRest && Clock::now() < limit) std::this_thread::sleep_for(10ms);
+    showDesk();
+}
+
+int Session::result() {
+    if (const int error = m_output.error(); error != 0 && error != EPIPE) {
+        complain("cannot write to standard output: " + std::generic_category().message(error) +
+                 "; give it a terminal, a file or /dev/null");
+    }
+    if (m_active) return exitStatus::active;
+    complain("no console became active: " + whyNoConsole(m_hearing.heard(), preferred()));
+    return exitStatus::none;
+}
+
+void Session::say(std::string_view heading, std::string_view text) {
+    m_hearing.tell([&](Report& report) { report.say(heading, text); });
+}
+
+bool Session::preferred() const { return settings().findPreference(consoleEnabled).value_or(false); }
+
+DeskView Session::deskView() {
+    DeskView view = deskAtRest;
+    m_desk->operate([&](desk::Desk& desk, desk::Time) {
+        view = {.reverse = desk.lamp(3),
+                .stop = desk.lamp(2),
+                .forward = desk.lamp(1),
+                .jog = desk.lamp(4),
+                .wheel = desk.wheelOn()};
+    });
+    return view;
+}
+
+}  // namespace cvhost

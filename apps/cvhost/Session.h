@@ -1,0 +1,74 @@
+// One run: the host set up, the plug-in loaded, its console brought up, shown and shut down.
+//
+// Threads: the application's main thread.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "apps/cvhost/Handlers.h"
+#include "apps/cvhost/Hearing.h"
+#include "apps/cvhost/Options.h"
+#include "apps/cvhost/Output.h"
+#include "apps/cvhost/Report.h"
+#include "apps/cvhost/Show.h"
+#include "apps/cvhost/StartTime.h"
+#include "apps/cvhost/Wake.h"
+#include "host/linux/Host.h"
+#include "lines/DeskServer.h"
+
+namespace cvhost {
+
+class Session {
+public:
+    Session(Options options, StartTime start, Wake& wake);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    /// Runs until the time is over, a signal ends it or nobody reads what it prints. The program's exit status.
+    int run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void prepareHost();
+    void choosePorts();
+    bool startConsole();
+    void live();
+    void takeKeys();
+    void noticeActive(const Heard& heard);
+    void noticeLoss(const Heard& heard);
+    void advise(const Heard& heard);
+    void followShuttle(const Heard& heard);
+    void showDesk();
+    void stop();
+    void tellEnd();
+    int result();
+
+    void say(std::string_view heading, std::string_view text);
+    bool preferred() const;
+    DeskView deskView();
+
+    const Options m_options;
+    const StartTime m_start;
+    Wake& m_wake;
+    Output m_output;
+    const std::unique_ptr<Report> m_report;
+    Hearing m_hearing;
+    std::unique_ptr<lines::DeskServer> m_desk;
+    std::unique_ptr<Handlers> m_handlers;
+    PluginLibrary m_plugin;
+    std::optional<Show> m_show;
+
+    Clock::time_point m_consoleStarted{};
+    bool m_active = false;
+    bool m_lossTold = false;
+    std::string m_advice;
+    unsigned m_shuttleChanges = 0;
+    DeskView m_deskView{'O', 'O', 'O', 'O', false};
+};
+
+}  // namespace cvhost

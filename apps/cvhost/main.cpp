@@ -1,0 +1,42 @@
+// cvhost: loads the console driver and runs a console with it.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <variant>
+
+#include "apps/cvhost/ExitStatus.h"
+#include "apps/cvhost/Options.h"
+#include "apps/cvhost/Session.h"
+#include "apps/cvhost/StartTime.h"
+#include "apps/cvhost/Wake.h"
+
+namespace {
+
+/// A standard file that the caller has closed must not become a serial port. Writing to what stands in for it fails.
+bool occupyStandardFiles() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (::fcntl(fd, F_GETFD) < 0 && ::open("/dev/null", O_RDONLY) != fd) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const cvhost::StartTime start;
+    if (!occupyStandardFiles()) return cvhost::exitStatus::none;
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        const auto parsed = cvhost::parseCommandLine(argc, argv);
+        if (const int* status = std::get_if<int>(&parsed)) return *status;
+        cvhost::Wake wake;
+        return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
+    } catch (const std::exception& error) {
+        std::cerr << "cvhost: " << error.what() << "; see whether the system is short of memory, threads or ports.\n";
+        return cvhost::exitStatus::none;
+    }
+}
