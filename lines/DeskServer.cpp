@@ -1,0 +1,100 @@
+#include "lines/DeskServer.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace lines {
+namespace {
+
+desk::Time present() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+/// Starts a thread to which the process's signals are not delivered.
+template <class Body>
+std::thread quietThread(Body body) {
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    try {
+        std::thread thread(body);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        return thread;
+    } catch (...) {
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        throw;
+    }
+}
+
+}  // namespace
+
+DeskServer::DeskServer(const desk::Options& options, std::unique_ptr<Line> line, desk::Watcher watcher)
+    : m_line(std::move(line)),
+      m_wake(owned(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "no eventfd")),
+      m_desk(options, present()) {
+    m_desk.watch(std::move(watcher));
+    m_thread = quietThread([this] { run(); });
+}
+
+DeskServer::~DeskServer() {
+    {
+        const std::lock_guard guard(m_lock);
+        m_stopping = true;
+    }
+    wake();
+    m_thread.join();
+}
+
+void DeskServer::operate(const std::function<void(desk::Desk&, desk::Time)>& action) {
+    {
+        const std::lock_guard guard(m_lock);
+        action(m_desk, present());
+    }
+    wake();
+}
+
+void DeskServer::wake() {
+    const std::uint64_t one = 1;
+    // Fails only when a wake-up is waiting already.
+    [[maybe_unused]] const ssize_t written = ::write(m_wake.get(), &one, sizeof one);
+}
+
+void DeskServer::run() {
+    std::vector<pollfd> waits;
+    std::vector<unsigned char> sent;
+    for (;;) {
+        wait(waits);
+        sent.clear();
+        {
+            const std::lock_guard guard(m_lock);
+            if (m_stopping) return;
+            m_line->service(m_desk, present());
+            const desk::Time now = present();
+            while (const auto byte = m_desk.takeOutput(now)) sent.push_back(byte->byte);
+        }
+        if (!sent.empty()) m_line->send(sent);
+    }
+}
+
+void DeskServer::wait(std::vector<pollfd>& waits) {
+    waits.assign(1, {.fd = m_wake.get(), .events = POLLIN, .revents = 0});
+    m_line->watchFor(waits);
+    std::optional<desk::Time> next;
+    {
+        const std::lock_guard guard(m_lock);
+        next = m_desk.nextEvent();
+    }
+    timespec longest{};
+    if (next) {
+        const auto left = std::max(*next - present(), desk::Time::zero());
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+        longest = {.tv_sec = seconds.count(), .tv_nsec = (left - seconds).count()};
+    }
+    ::ppoll(waits.data(), waits.size(), next ? &longest : nullptr, nullptr);
+    std::uint64_t wakeUps = 0;
+    [[maybe_unused]] const ssize_t read = ::read(m_wake.get(), &wakeUps, sizeof wakeUps);
+}
+
+}  // namespace lines

@@ -1,0 +1,41 @@
+// Owns one file descriptor and closes it at the end.
+#pragma once
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace lines {
+
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int fd) : m_fd(fd) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(m_fd, other.m_fd);
+        return *this;
+    }
+    ~FileDescriptor() { reset(); }
+
+    int get() const { return m_fd; }
+    explicit operator bool() const { return m_fd >= 0; }
+    void reset() {
+        if (m_fd >= 0) ::close(m_fd);
+        m_fd = -1;
+    }
+
+private:
+    int m_fd = -1;
+};
+
+/// What a system call that makes a descriptor has returned; throws std::system_error with `what` when it failed.
+inline FileDescriptor owned(int fd, const std::string& what) {
+    if (fd < 0) throw std::system_error(errno, std::generic_category(), what);
+    return FileDescriptor(fd);
+}
+
+}  // namespace lines

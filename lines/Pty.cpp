@@ -1,0 +1,94 @@
+#include "lines/Pty.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/inotify.h>
+#include <termios.h>
+
+#include <array>
+#include <filesystem>
+
+namespace lines {
+namespace {
+
+[[noreturn]] void fail(const std::string& what) { throw std::system_error(errno, std::generic_category(), what); }
+
+std::string deviceOf(const FileDescriptor& master) {
+    std::array<char, 64> name{};
+    if (::grantpt(master.get()) != 0 || ::unlockpt(master.get()) != 0 ||
+        ::ptsname_r(master.get(), name.data(), name.size()) != 0)
+        fail("no pseudo-terminal to be had");
+    return name.data();
+}
+
+/// Opening it once, besides, is what makes the master report that nobody has it open.
+void makeRaw(const std::string& device) {
+    const FileDescriptor slave = owned(::open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + device);
+    termios mode{};
+    if (::tcgetattr(slave.get(), &mode) != 0) fail("cannot read the mode of " + device);
+    ::cfmakeraw(&mode);
+    ::cfsetspeed(&mode, B9600);
+    if (::tcsetattr(slave.get(), TCSANOW, &mode) != 0) fail("cannot set the mode of " + device);
+}
+
+}  // namespace
+
+Pty::Pty(std::string link)
+    : m_link(std::move(link)),
+      m_master(owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK), "no pseudo-terminal to be had")),
+      m_openings(owned(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK), "no inotify instance to be had")) {
+    m_device = deviceOf(m_master);
+    makeRaw(m_device);
+    if (::inotify_add_watch(m_openings.get(), m_device.c_str(), IN_OPEN) < 0) fail("cannot watch " + m_device);
+    makeLink();
+}
+
+Pty::~Pty() {
+    std::error_code ignored;
+    if (std::filesystem::read_symlink(m_link, ignored) == m_device) ::unlink(m_link.c_str());
+}
+
+void Pty::makeLink() const {
+    std::error_code ignored;
+    if (std::filesystem::is_symlink(m_link, ignored)) ::unlink(m_link.c_str());
+    if (::symlink(m_device.c_str(), m_link.c_str()) != 0) fail("cannot make the link " + m_link);
+}
+
+void Pty::watchFor(std::vector<pollfd>& waits) const {
+    waits.push_back({.fd = m_openings.get(), .events = POLLIN, .revents = 0});
+    if (!m_listened) return;  // hung up: the master would be ready without end
+    const short out = m_backlog.empty() ? short{0} : short{POLLOUT};
+    waits.push_back({.fd = m_master.get(), .events = static_cast<short>(POLLIN | out), .revents = 0});
+}
+
+void Pty::service(desk::Desk& desk, desk::Time now) {
+    std::array<char, 4096> bytes;
+    while (::read(m_openings.get(), bytes.data(), bytes.size()) > 0) {
+    }
+    pollfd master{.fd = m_master.get(), .events = POLLIN, .revents = 0};
+    ::poll(&master, 1, 0);
+    if ((master.revents & POLLIN) != 0) {
+        const ssize_t count = ::read(m_master.get(), bytes.data(), bytes.size());
+        for (ssize_t i = 0; i < count; ++i)
+            desk.receive(static_cast<unsigned char>(bytes[static_cast<std::size_t>(i)]), now);
+    }
+    m_listened = (master.revents & (POLLIN | POLLHUP)) != POLLHUP;
+    if (m_listened) {
+        flush();
+    } else {
+        m_backlog.clear();
+        ::tcflush(m_master.get(), TCOFLUSH);
+    }
+}
+
+void Pty::send(std::span<const unsigned char> bytes) {
+    if (!m_listened || m_backlog.full()) return;
+    m_backlog.bytes().insert(m_backlog.bytes().end(), bytes.begin(), bytes.end());
+    flush();
+}
+
+void Pty::flush() {
+    m_backlog.flush([this](const unsigned char* data, std::size_t size) { return ::write(m_master.get(), data, size); });
+}
+
+}  // namespace lines

@@ -1,0 +1,152 @@
+#include "lines/Rfc2217Server.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <stdexcept>
+#include <utility>
+
+#include "lines/Backlog.h"
+#include "rfc2217/ServerPort.h"
+
+namespace lines {
+namespace {
+
+constexpr std::size_t suspendedLimit = 4096;  // what a host that asked for silence may find afterwards
+constexpr int readsPerRound = 16;             // so that a host that never pauses cannot keep everything else waiting
+
+struct Addresses {
+    addrinfo* first = nullptr;
+    ~Addresses() {
+        if (first != nullptr) ::freeaddrinfo(first);
+    }
+};
+
+FileDescriptor listenOn(const std::string& address, std::uint16_t port) {
+    addrinfo wanted{};
+    wanted.ai_socktype = SOCK_STREAM;
+    wanted.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+    Addresses found;
+    if (const int error = ::getaddrinfo(address.c_str(), std::to_string(port).c_str(), &wanted, &found.first); error != 0)
+        throw std::runtime_error("no address " + address + " (" + ::gai_strerror(error) + ")");
+    const std::string what = "cannot listen on " + address + ":" + std::to_string(port);
+    FileDescriptor listener = owned(::socket(found.first->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), what);
+    const int on = 1;
+    ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (::bind(listener.get(), found.first->ai_addr, found.first->ai_addrlen) != 0 || ::listen(listener.get(), 4) != 0)
+        throw std::system_error(errno, std::generic_category(), what);
+    return listener;
+}
+
+std::uint16_t portOf(const FileDescriptor& listener) {
+    sockaddr_storage bound{};
+    socklen_t size = sizeof bound;
+    std::array<char, NI_MAXSERV> port{};
+    // Neither fails for a socket that listens.
+    ::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&bound), &size);
+    ::getnameinfo(reinterpret_cast<sockaddr*>(&bound), size, nullptr, 0, port.data(), port.size(), NI_NUMERICSERV);
+    return static_cast<std::uint16_t>(std::stoi(port.data()));
+}
+
+}  // namespace
+
+struct Rfc2217Server::Client final : private rfc2217::Attached {
+    explicit Client(FileDescriptor connected) : socket(std::move(connected)), port(*this, backlog.bytes()) {
+        const int on = 1;
+        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        ::setsockopt(socket.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    }
+
+    short events() const {
+        const int in = backlog.full() ? 0 : POLLIN;
+        const int out = backlog.empty() ? 0 : POLLOUT;
+        return static_cast<short>(in | out);
+    }
+    /// Takes what has arrived, unless the client has stopped reading our answers. False: the client has gone.
+    bool receive(desk::Desk& to, desk::Time when);
+    void send(std::span<const unsigned char> bytes);
+    bool flush();
+
+    FileDescriptor socket;
+    Backlog backlog;
+
+private:
+    void data(std::span<const unsigned char> bytes) override {
+        for (const unsigned char byte : bytes) desk->receive(byte, now);
+    }
+    void rts(bool high) override { desk->setRts(high, now); }
+
+    rfc2217::ServerPort port;
+    std::vector<unsigned char> suspended;
+    desk::Desk* desk = nullptr;  ///< this and `now` are set while receive() runs
+    desk::Time now{};
+};
+
+bool Rfc2217Server::Client::receive(desk::Desk& to, desk::Time when) {
+    desk = &to;
+    now = when;
+    std::array<unsigned char, 4096> bytes;
+    for (int round = 0; round < readsPerRound && !backlog.full(); ++round) {
+        const ssize_t count = ::recv(socket.get(), bytes.data(), bytes.size(), 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+        port.receive(std::span(bytes).first(static_cast<std::size_t>(count)), backlog.bytes());
+    }
+    if (!port.suspended() && !suspended.empty()) send(std::exchange(suspended, {}));
+    return true;
+}
+
+void Rfc2217Server::Client::send(std::span<const unsigned char> bytes) {
+    if (port.suspended()) {
+        if (suspended.size() + bytes.size() <= suspendedLimit) suspended.insert(suspended.end(), bytes.begin(), bytes.end());
+    } else if (!backlog.full()) {
+        rfc2217::ServerPort::appendData(bytes, backlog.bytes());
+    }
+}
+
+bool Rfc2217Server::Client::flush() {
+    return backlog.flush(
+        [this](const unsigned char* bytes, std::size_t size) { return ::send(socket.get(), bytes, size, MSG_NOSIGNAL); });
+}
+
+Rfc2217Server::Rfc2217Server(const std::string& address, std::uint16_t port)
+    : m_listener(listenOn(address, port)), m_port(portOf(m_listener)) {
+    const bool brackets = address.find(':') != std::string::npos;
+    m_name = "rfc2217://" + (brackets ? '[' + address + ']' : address) + ':' + std::to_string(m_port);
+}
+
+Rfc2217Server::~Rfc2217Server() = default;
+
+void Rfc2217Server::watchFor(std::vector<pollfd>& waits) const {
+    waits.push_back({.fd = m_listener.get(), .events = POLLIN, .revents = 0});
+    if (m_client) waits.push_back({.fd = m_client->socket.get(), .events = m_client->events(), .revents = 0});
+}
+
+void Rfc2217Server::service(desk::Desk& desk, desk::Time now) {
+    if (m_client && !(m_client->receive(desk, now) && m_client->flush())) {
+        m_client.reset();
+        desk.setRts(true, now);
+    }
+    acceptClients();
+}
+
+void Rfc2217Server::acceptClients() {
+    for (;;) {
+        FileDescriptor socket(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!socket) return;
+        if (m_client) continue;
+        m_client = std::make_unique<Client>(std::move(socket));
+        m_client->flush();
+    }
+}
+
+void Rfc2217Server::send(std::span<const unsigned char> bytes) {
+    if (!m_client) return;
+    m_client->send(bytes);
+    m_client->flush();
+}
+
+}  // namespace lines
