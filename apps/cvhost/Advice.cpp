@@ -32,22 +32,26 @@ std::string whyNotOpen(const Heard& heard) {
         return name + " may not be used by this user; join its group (sudo usermod -aG " + groupOf(device) +
                " $USER) and log in again";
     }
-    return "cannot open " + reason + "; close any other program that uses it, or name another port with --port";
+    const bool busy = reason.find("busy") != reason.npos;
+    return "cannot open " + reason + (busy ? "; close the other program that uses it" : "; name another port with --port");
 }
 
 }  // namespace
 
-std::string whyNoConsole(const Heard& heard, bool preferred) {
-    if (!preferred) {
+std::string whyNoConsole(const Heard& heard, Circumstances circumstances) {
+    if (!circumstances.preferred) {
         return "the preference HardwareConsoleEnabled is off, so none is looked for; run with --prefer "
                "HardwareConsoleEnabled=true";
     }
+    const std::string name = plainText(heard.triedPort);
+    if (heard.portLost) return name + " was lost; check the adapter and its cable";
+    if (!heard.portOpen && !heard.openFailure.empty()) return whyNotOpen(heard);
+    if (!circumstances.waited) return "the program ended before start-up was done; let it run a few seconds longer";
     if (heard.triedPort.empty()) return "no port is named to look on; name one with --port";
-    if (heard.portLost) return plainText(heard.triedPort) + " was lost; check the adapter and its cable";
     if (!heard.portOpen) return whyNotOpen(heard);
-    return plainText(heard.triedPort) +
-           " is open, but after a reset through RTS and six requests for its version no console has answered; check that it "
-           "is switched on, that its cable carries RTS, and that this is its port";
+    return name +
+           " is open, but after a reset through RTS and six requests for its version no console has answered; check "
+           "that it is switched on, that its cable carries RTS, and that this is its port";
 }
 
 }  // namespace cvhost

@@ -7,7 +7,14 @@
 
 namespace cvhost {
 
-/// One sentence, without a full stop. `preferred`: the preference that lets the console be used is on.
-std::string whyNoConsole(const Heard& heard, bool preferred);
+struct Circumstances {
+    /// The preference that lets the console be used.
+    bool preferred;
+    /// The console has had the time that start-up takes.
+    bool waited;
+};
+
+/// One sentence, without a full stop.
+std::string whyNoConsole(const Heard& heard, Circumstances circumstances);
 
 }  // namespace cvhost

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <map>
 #include <string_view>
 
 #include "apps/cvhost/ExitStatus.h"
@@ -37,6 +36,12 @@ bool truth(const std::string& text, const char* option) {
     throw CLI::ValidationError(option, "\"" + text + "\" is neither true nor false");
 }
 
+Options::Events events(const std::string& text) {
+    if (text == "text") return Options::Events::text;
+    if (text == "json") return Options::Events::json;
+    throw CLI::ValidationError("--events", "\"" + text + "\" is neither text nor json");
+}
+
 std::chrono::duration<double> seconds(const std::string& text) {
     double value = 0;
     const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -55,6 +60,7 @@ int answer(const CLI::App& app, const CLI::ParseError& error) {
     std::string_view reason = error.what();
     while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) reason.remove_suffix(1);
     std::string line(reason.substr(0, reason.find('\n')));
+    if (line.starts_with("A ")) line.front() = 'a';
     std::cerr << "cvhost: " << line << "; \"cvhost run --help\" shows what it takes.\n";
     return exitStatus::usage;
 }
@@ -77,10 +83,10 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     run.add_option("--port", options.port, "Look for the console on this port alone: a device, or rfc2217://HOST:PORT")
         ->type_name("NAME")
         ->excludes(desk);
-    run.add_option("--events", options.events, "How to print what happens: for a person, or one JSON object a line")
-        ->type_name("text|json")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, Options::Events>{{"text", Options::Events::text}, {"json", Options::Events::json}}));
+    run.add_option_function<std::string>(
+           "--events", [&](const std::string& text) { options.events = events(text); },
+           "How to print what happens: as text for a person (the default), or as one JSON object a line")
+        ->type_name("text|json");
     run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
     run.add_option_function<std::string>(

@@ -87,17 +87,19 @@ Session::Session(Options options, StartTime start, Wake& wake)
       m_report(makeReport(m_options, m_output, start)),
       m_hearing(*m_report, [&wake] { wake.signal(); }) {}
 
-Session::~Session() { stop(); }
+Session::~Session() {
+    stop();
+    setEventSink(nullptr);
+}
 
 int Session::run() {
     prepareHost();
     if (!startConsole()) return exitStatus::none;
     live();
     noticeActive(m_hearing.heard());
-    const int status = result();
     stop();
     tellEnd();
-    return status;
+    return result();
 }
 
 void Session::prepareHost() {
@@ -176,8 +178,7 @@ void Session::takeKeys() {
 }
 
 void Session::noticeActive(const Heard& heard) {
-    if (m_active || !heard.version || !m_plugin.console()->active()) return;
-    m_active = true;
+    if (!heard.version || std::exchange(m_active, true)) return;
     m_hearing.tell([&](Report& report) { report.active(*heard.version); });
 }
 
@@ -187,11 +188,8 @@ void Session::noticeLoss(const Heard& heard) {
 }
 
 void Session::advise(const Heard& heard) {
-    if (m_active) return;
-    const auto since = std::max(m_consoleStarted, heard.portChanged);
-    const Clock::duration patience = heard.portOpen ? Clock::duration(silentConsolePatience) : missingPortPatience;
-    if (Clock::now() - since < patience) return;
-    std::string advice = "no console yet: " + whyNoConsole(heard, preferred());
+    if (m_active || !waited(heard)) return;
+    std::string advice = "no console yet: " + whyNoConsole(heard);
     if (advice == m_advice) return;
     m_advice = std::move(advice);
     say("help", m_advice);
@@ -211,35 +209,47 @@ void Session::showDesk() {
 }
 
 void Session::stop() {
-    const bool loaded = m_plugin.plugin() != nullptr;
+    if (m_plugin.plugin() == nullptr) return;
+    m_switchedOff = m_active && !m_lossTold;
     if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(problem);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
-    if (loaded) say("end", "the console is switched off and the driver is unloaded");
-    setEventSink(nullptr);
+    // Start-up may have come to its end while it was being stopped.
+    noticeActive(m_hearing.heard());
+    say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded" : "the driver is unloaded");
 }
 
 /// Shows that the simulated console has gone dark.
 void Session::tellEnd() {
     const auto limit = Clock::now() + lastCommandsLimit;
-    while (m_desk && m_active && deskView() != deskAtRest && Clock::now() < limit) std::this_thread::sleep_for(10ms);
+    while (m_desk && m_switchedOff && deskView() != deskAtRest && Clock::now() < limit) std::this_thread::sleep_for(10ms);
     showDesk();
 }
 
 int Session::result() {
-    if (const int error = m_output.error(); error != 0 && error != EPIPE) {
-        complain("cannot write to standard output: " + std::generic_category().message(error) +
-                 "; give it a terminal, a file or /dev/null");
+    if (const int error = m_output.error(); error != 0) {
+        if (error != EPIPE) {
+            complain("cannot write to standard output: " + std::generic_category().message(error) +
+                     "; give it a terminal, a file or /dev/null");
+        }
+    } else if (!m_active) {
+        complain("no console became active: " + whyNoConsole(m_hearing.heard()));
     }
-    if (m_active) return exitStatus::active;
-    complain("no console became active: " + whyNoConsole(m_hearing.heard(), preferred()));
-    return exitStatus::none;
+    return m_active ? exitStatus::active : exitStatus::none;
 }
 
 void Session::say(std::string_view heading, std::string_view text) {
     m_hearing.tell([&](Report& report) { report.say(heading, text); });
 }
 
-bool Session::preferred() const { return settings().findPreference(consoleEnabled).value_or(false); }
+bool Session::waited(const Heard& heard) const {
+    const Clock::duration needed = heard.portOpen ? Clock::duration(silentConsolePatience) : missingPortPatience;
+    return Clock::now() - std::max(m_consoleStarted, heard.portChanged) >= needed;
+}
+
+std::string Session::whyNoConsole(const Heard& heard) const {
+    const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
+    return cvhost::whyNoConsole(heard, {.preferred = preferred, .waited = waited(heard)});
+}
 
 DeskView Session::deskView() {
     DeskView view = deskAtRest;

@@ -49,7 +49,9 @@ private:
     int result();
 
     void say(std::string_view heading, std::string_view text);
-    bool preferred() const;
+    /// Whether start-up has had its time with the port as it is.
+    bool waited(const Heard& heard) const;
+    std::string whyNoConsole(const Heard& heard) const;
     DeskView deskView();
 
     const Options m_options;
@@ -66,6 +68,7 @@ private:
     Clock::time_point m_consoleStarted{};
     bool m_active = false;
     bool m_lossTold = false;
+    bool m_switchedOff = false;
     std::string m_advice;
     unsigned m_shuttleChanges = 0;
     DeskView m_deskView{'O', 'O', 'O', 'O', false};

@@ -22,11 +22,11 @@ std::string formatted(const char* format, Values... values) {
     return text.data();
 }
 
-/// The speed on a scale that runs from full reverse to full forward, normal play half-way to either end.
+/// The speed on a scale from full reverse to full forward (12 times play), with normal play half-way to either end.
 std::string speedScale(int speed) {
-    constexpr int half = 8;
-    const double play = std::abs(speed / 1024.0);
-    const int steps = std::clamp(static_cast<int>(std::lround(half / 2 * std::min(std::sqrt(play), 2.0))), 0, half);
+    constexpr int half = 12;
+    const double share = std::pow(std::abs(speed / 1024.0) / 12, 0.279);
+    const int steps = static_cast<int>(std::lround(half * std::min(share, 1.0)));
     const int mark = speed < 0 ? half - steps : half + steps;
     std::string scale;
     for (int i = 0; i <= 2 * half; ++i) scale += i == mark ? "●" : i == half ? "┼" : "─";
