@@ -1,0 +1,56 @@
+#include "host/sim/Recording.h"
+
+#include <array>
+#include <cstdio>
+
+namespace sim {
+namespace {
+
+constexpr std::array s_kinds = {"call", "result", "log", "key", "sent", "arrived", "rts", "port", "thread", "note"};
+static_assert(s_kinds.size() == static_cast<std::size_t>(What::note) + 1);
+
+}  // namespace
+
+const char* nameOf(What what) { return s_kinds[static_cast<std::size_t>(what)]; }
+
+std::vector<std::string> textsOf(const Recording& recording, What what) {
+    std::vector<std::string> texts;
+    for (const Entry& entry : recording) {
+        if (entry.what == what) texts.push_back(entry.text);
+    }
+    return texts;
+}
+
+std::string escaped(std::string_view bytes) {
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\r') {
+            text += "\\r";
+        } else if (c == '\n') {
+            text += "\\n";
+        } else if (c == '\\') {
+            text += "\\\\";
+        } else if (byte < 0x20 || byte >= 0x7F) {
+            std::array<char, 5> code{};
+            std::snprintf(code.data(), code.size(), "\\x%02x", byte);
+            text += code.data();
+        } else {
+            text += c;
+        }
+    }
+    return text;
+}
+
+std::string describe(const Recording& recording) {
+    std::string lines;
+    for (const Entry& entry : recording) {
+        std::array<char, 64> head{};
+        std::snprintf(head.data(), head.size(), "%13.6f  %-10.16s %-8s", static_cast<double>(entry.at.count()) / 1e6,
+                      entry.thread.c_str(), nameOf(entry.what));
+        lines += head.data() + escaped(entry.text) + "\n";
+    }
+    return lines;
+}
+
+}  // namespace sim
