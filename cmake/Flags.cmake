@@ -4,8 +4,7 @@ add_compile_options(
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align -Wnon-virtual-dtor
   -Wundef -Wformat=2 -Wno-format-nonliteral -Wdouble-promotion
   # Inline functions' statics as unique symbols would pin the plug-in in memory at dlclose.
-  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
-  -g)
+  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(CORVANE_SANITIZE)
   add_compile_options(-fsanitize=${CORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
   add_link_options(-fsanitize=${CORVANE_SANITIZE})
