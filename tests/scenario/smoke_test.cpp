@@ -15,7 +15,7 @@ sim::Recording session(std::uint64_t seed) {
     rig.handle(5);
     for (const char key : std::string_view("EFG")) {
         rig.desk.taps(key);
-        rig.on_thread("editor", [&] { rig.console().lamp_set(key - '@', 'F'); });
+        rig.on_thread("editor", [&rig, key] { rig.console().lamp_set(key - '@', 'F'); });
     }
     rig.run_for(100ms);
     rig.console().exit();
