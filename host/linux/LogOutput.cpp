@@ -84,6 +84,7 @@ public:
         if (m_descriptor >= 0) ::close(m_descriptor);
         m_descriptor = -1;
         m_failed = false;
+        m_atLineStart = true;
     }
 
 private:
