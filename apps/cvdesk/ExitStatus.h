@@ -1,0 +1,15 @@
+// What cvdesk answers its caller.
+#pragma once
+
+namespace cvdesk::exitStatus {
+
+/// Ended by "quit", SIGINT or SIGTERM.
+inline constexpr int ended = 0;
+/// An expectation of the script was not met.
+inline constexpr int notMet = 1;
+/// The command line or the script is wrong.
+inline constexpr int usage = 2;
+/// The line could not be set up.
+inline constexpr int noLine = 3;
+
+}  // namespace cvdesk::exitStatus

@@ -1,0 +1,111 @@
+#include "apps/cvdesk/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <string_view>
+
+#include "apps/cvdesk/ExitStatus.h"
+
+namespace cvdesk {
+namespace {
+
+constexpr const char* footer =
+    "A script has one command a line; blank lines and lines that begin with # are skipped:\n"
+    "  wait active              until a host has started the program and asked its version\n"
+    "  sleep 50ms               or sleep 2s\n"
+    "  press E                  a key goes down; release E: it comes up; tap E: both\n"
+    "  shuttle 200              turn the shuttle ring, 0 to 255; 127 is its centre\n"
+    "  jog -3 [5000]            turn the jog wheel by -128 to 127 counts and ten-thousandths of a count\n"
+    "  raw TEXT                 send bytes; \\xNN is any byte, \\\\ a backslash, \\x20 a blank at either end\n"
+    "  power-cycle              off and on again\n"
+    "  expect lamp 2 F          lamp 1 to 46 is O (off), F (on), H or B; waits up to 2 s for it\n"
+    "  expect wheel off         or on; waits likewise\n"
+    "  quit                     end, once all is sent; without it the desk stays after the script's end\n"
+    "\n"
+    "A pseudo-terminal has no RTS, so no host can reset a desk there: it waits in its monitor until its program is "
+    "started.\n"
+    "\n"
+    "Exit status: 0 ended by quit, Ctrl-C (SIGINT) or SIGTERM; 1 an expectation was not met; 2 the command line or the\n"
+    "script is wrong; 3 the line could not be set up.\n"
+    "NO_COLOR, when set, keeps colour out of the text.\n"
+    "\n"
+    "Examples:\n"
+    "  cvdesk --rfc2217 0                       a desk on a free port of this machine, which is then told\n"
+    "  cvdesk --pty /tmp/desk --firmware 8      a desk that a host opens like a serial port";
+
+template <class Number>
+bool whole(std::string_view text, Number& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size();
+}
+
+NetworkAddress networkAddress(const std::string& text) {
+    NetworkAddress result;
+    const std::size_t colon = text.rfind(':');
+    if (colon != std::string::npos) {
+        result.address = text.substr(0, colon);
+        if (result.address.size() > 2 && result.address.front() == '[' && result.address.back() == ']')
+            result.address = result.address.substr(1, result.address.size() - 2);
+    }
+    if (result.address.empty() || !whole(std::string_view(text).substr(colon + 1), result.port))
+        throw CLI::ValidationError("--rfc2217",
+                                   "\"" + text + "\" is not a port from 0 to 65535, with or without ADDR: before it");
+    return result;
+}
+
+desk::Model model(const std::string& text) {
+    if (text == "V4") return desk::Model::V4;
+    if (text == "other") return desk::Model::other;
+    throw CLI::ValidationError("--model", "\"" + text + "\" is neither V4 nor other");
+}
+
+/// Says what is wrong in one sentence; help and version, which are no errors, go to standard output.
+int answer(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
+    std::string_view reason = error.what();
+    while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) reason.remove_suffix(1);
+    std::cerr << "cvdesk: " << reason.substr(0, reason.find('\n')) << "; \"cvdesk --help\" shows what it takes.\n";
+    return exitStatus::usage;
+}
+
+}  // namespace
+
+std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
+    Options options;
+    std::string network, link;
+    CLI::App app("cvdesk is a simulated edit console: a desk with keys, lamps and a jog/shuttle wheel.", "cvdesk");
+    app.set_version_flag("--version", "cvdesk " CVDESK_VERSION);
+    app.footer(footer);
+    const CLI::Option* toNetwork =
+        app.add_option("--rfc2217", network, "Serve a network serial port (RFC 2217); port 0 picks a free one")
+            ->type_name("[ADDR:]PORT");
+    const CLI::Option* toPty =
+        app.add_option("--pty", link, "Serve a pseudo-terminal; LINK becomes a symbolic link to it")->type_name("LINK");
+    app.add_option("--firmware", options.desk.firmware, "Version that the program answers, 0 to 4095 (default 7)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 0xFFF).description(""));
+    app.add_option_function<std::string>(
+           "--model", [&](const std::string& text) { options.desk.model = model(text); },
+           "Model that the monitor names (default V4)")
+        ->type_name("V4|other");
+    app.add_option("--script", options.scriptFile, "Play this script; see below")->type_name("FILE");
+    app.add_flag("--unpaced", options.desk.unpaced, "Let bytes take no time on the line, instead of 9600 baud");
+    app.add_flag("--silent", options.desk.silent, "Hear everything, never send a byte");
+    app.add_flag("--no-monitor", options.desk.noMonitor, "Boot straight into the program");
+    app.add_flag("--running", options.desk.running, "Have the program running already; a reset still leads to the monitor");
+
+    try {
+        app.parse(argc, argv);
+        if (toNetwork->empty() == toPty->empty())
+            throw CLI::ValidationError("say where the desk is to be: either --rfc2217 PORT or --pty LINK");
+        if (toPty->empty())
+            options.line = networkAddress(network);
+        else
+            options.line = link;
+    } catch (const CLI::ParseError& error) {
+        return answer(app, error);
+    }
+    return options;
+}
+
+}  // namespace cvdesk

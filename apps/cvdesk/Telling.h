@@ -1,0 +1,13 @@
+// What happens on the desk, for a person to read.
+#pragma once
+
+#include <string>
+
+#include "desk/Happening.h"
+
+namespace cvdesk {
+
+/// One line with its end: `seconds` since the start, and what happened.
+std::string lineFor(const desk::Happening& happening, double seconds, bool colour);
+
+}  // namespace cvdesk
