@@ -190,7 +190,7 @@ std::optional<Address> parseAddress(std::string_view text) {
     const std::string_view port = text.substr(colon + 1);
     if (host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
-    else if (host.find(':') != host.npos)
+    else if (host.find_first_of(":[]") != host.npos)
         return {};
     unsigned number = 0;
     const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
@@ -199,10 +199,11 @@ std::optional<Address> parseAddress(std::string_view text) {
     return Address{std::string(host), std::string(port)};
 }
 
-/// A peer that vanishes without a word is noticed within half a minute.
+/// A peer that vanishes without a word, or takes nothing, is noticed within half a minute; little waits for it meanwhile.
 void tune(int connection) {
     const auto set = [&](int level, int name, int value) { ::setsockopt(connection, level, name, &value, sizeof value); };
     set(IPPROTO_TCP, TCP_NODELAY, 1);
+    set(SOL_SOCKET, SO_SNDBUF, 16 * 1024);
     set(SOL_SOCKET, SO_KEEPALIVE, 1);
     set(IPPROTO_TCP, TCP_KEEPIDLE, 10);
     set(IPPROTO_TCP, TCP_KEEPINTVL, 5);
@@ -240,7 +241,7 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
     wanted.ai_flags = AI_NUMERICSERV | AI_ADDRCONFIG;
     addrinfo* found = nullptr;
     if (const int error = ::getaddrinfo(address->host.c_str(), address->port.c_str(), &wanted, &found)) {
-        opened.reason = ::gai_strerror(error);
+        opened.reason = halfSentence(::gai_strerror(error));
         return opened;
     }
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> places(found, &::freeaddrinfo);

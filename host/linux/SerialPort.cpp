@@ -63,12 +63,9 @@ void SerialPort::start() {
     const std::lock_guard lock(m_joining);
     tellSink([&](EventSink& sink) { sink.port(m_name, PortState::open); });
     m_receiver = std::thread([this] {
-        {
-            const std::lock_guard started(m_joining);
-        }  // m_receiverId is set
+        m_receiverId = std::this_thread::get_id();
         receive();
     });
-    m_receiverId = m_receiver.get_id();
     const std::string shortName = "rx " + m_name.substr(m_name.rfind('/') + 1);
     pthread_setname_np(m_receiver.native_handle(), shortName.substr(0, 15).c_str());
 }

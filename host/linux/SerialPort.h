@@ -82,8 +82,8 @@ private:
     std::unique_ptr<SerialTransport> m_transport;  ///< set under m_sending once the receive thread is past it
     bool m_rtsMissing = false;                     ///< said already that there is no such line; under m_sending
     std::mutex m_joining;
-    std::thread m_receiver;  ///< under m_joining
-    std::thread::id m_receiverId;
+    std::thread m_receiver;                     ///< under m_joining
+    std::atomic<std::thread::id> m_receiverId;  ///< [rx]
 };
 
 }  // namespace cvhost

@@ -6,12 +6,17 @@
 
 namespace cvhost {
 
+std::string halfSentence(std::string message) {
+    const auto within = [&](std::size_t place, char first, char last) {
+        return message.size() > place && message[place] >= first && message[place] <= last;
+    };
+    if (within(0, 'A', 'Z') && within(1, 'a', 'z')) message[0] = static_cast<char>(message[0] - 'A' + 'a');
+    return message;
+}
+
 std::string describeError(int error) {
-    const char* text = strerrordesc_np(error);
-    std::string words = text == nullptr ? "error " + std::to_string(error) : text;
-    // "I/O error" keeps its capitals.
-    if (words.size() > 1 && words[0] >= 'A' && words[0] <= 'Z' && words[1] >= 'a' && words[1] <= 'z') words[0] |= ' ';
-    return words;
+    const char* const message = strerrordesc_np(error);
+    return message == nullptr ? "error " + std::to_string(error) : halfSentence(message);
 }
 
 short waitFor(int descriptor, short events, int timeoutMs) {

@@ -69,7 +69,9 @@ struct OpenedTransport {
     std::string reason;                          ///< why it could not be opened, as half a sentence
 };
 
-/// The system's text for an error number, as half a sentence: "connection refused".
+/// A message of the system's without its capital: "no such file or directory". "I/O error" keeps its.
+std::string halfSentence(std::string message);
+/// The system's message for an error number, as half a sentence: "connection refused".
 std::string describeError(int error);
 
 /// Waits until `descriptor` is ready for `events`, at most `timeoutMs` milliseconds (-1: for ever). What it is ready for.

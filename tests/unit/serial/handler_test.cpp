@@ -1,0 +1,271 @@
+// Registrations: who is called, until when, and who waits for whom.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "host/core/Serial.h"
+#include "host/linux/SerialPorts.h"
+#include "tests/unit/serial/SerialRig.h"
+
+namespace {
+
+using namespace serialtest;
+
+/// A handler with a body of its own.
+struct Handler {
+    std::function<void()> body;
+    Watched watched;
+    int entered = 0;
+    int returned = 0;
+
+    static bool callback(void* self) {
+        auto& handler = *static_cast<Handler*>(self);
+        handler.watched.change([&] { ++handler.entered; });
+        if (handler.body) handler.body();
+        handler.watched.change([&] { ++handler.returned; });
+        return true;
+    }
+    bool listen(const Pty& pty) { return commsRegisterHandler(callback, pty.name(), 1, true, this); }
+    void drop() { commsDeregisterHandler(callback, this); }
+    bool waitEntered(int count) {
+        return watched.wait([&] { return entered >= count; });
+    }
+    bool waitReturned(int count) {
+        return watched.wait([&] { return returned >= count; });
+    }
+    int calls() {
+        return watched.look([&] { return entered; });
+    }
+};
+
+class Handlers : public testing::Test {
+protected:
+    Handlers() : port(open(pty.name())) {}
+    ~Handlers() override { comms_port_close(port); }
+
+    /// Returns when the port's receive thread has dealt with everything sent so far.
+    void settle() {
+        Handler last;
+        ASSERT_TRUE(last.listen(pty));
+        pty.send(".");
+        ASSERT_TRUE(last.waitReturned(1));
+        last.drop();
+    }
+
+    Pty pty;
+    Cv::Ptr<CommsPort> port;
+};
+
+/// A gate that a handler waits at.
+class Gate {
+public:
+    void open() {
+        m_watched.change([&] { m_open = true; });
+    }
+    void pass() {
+        EXPECT_TRUE(m_watched.wait([&] { return m_open; }));
+    }
+
+private:
+    Watched m_watched;
+    bool m_open = false;
+};
+
+TEST_F(Handlers, Register_UnknownPortOrOtherCalls_IsFalse) {
+    Handler handler;
+    EXPECT_FALSE(commsRegisterHandler(Handler::callback, Cv::WStringFromAscii("/dev/ttyNowhere0"), 1, true, &handler));
+    EXPECT_FALSE(commsRegisterHandler(Handler::callback, pty.name(), 2, true, &handler));
+    EXPECT_FALSE(commsRegisterHandler(Handler::callback, pty.name(), 1, false, &handler));
+    EXPECT_FALSE(commsRegisterHandler(nullptr, pty.name(), 1, true, &handler));
+    comms_port_close(port);
+    EXPECT_FALSE(handler.listen(pty));
+}
+
+TEST_F(Handlers, Register_Twice_CallsOnce) {
+    Handler handler;
+    ASSERT_TRUE(handler.listen(pty));
+    ASSERT_TRUE(handler.listen(pty));
+    settle();
+    EXPECT_EQ(handler.calls(), 1);
+    handler.drop();
+}
+
+TEST_F(Handlers, Register_FromItsOwnCall_TakesEffectForTheNextByte) {
+    Handler handler;
+    handler.body = [&] { EXPECT_TRUE(handler.listen(pty)); };
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("abc");
+    ASSERT_TRUE(handler.waitReturned(3));
+    settle();
+    EXPECT_EQ(handler.calls(), 4);
+    handler.drop();
+}
+
+TEST_F(Handlers, Deregister_WithoutRegistration_IsHarmless) {
+    Handler handler;
+    handler.drop();
+    ASSERT_TRUE(handler.listen(pty));
+    handler.drop();
+    handler.drop();
+    settle();
+    EXPECT_EQ(handler.calls(), 0);
+}
+
+/// What each way of ending a registration has in common: it returns when no call runs, and no call comes after.
+void expectWaitsForRunningCall(const Pty& pty, const std::function<void(Handler&)>& end) {
+    Handler handler;
+    Gate gate;
+    handler.body = [&] { gate.pass(); };
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("ab");
+    ASSERT_TRUE(handler.waitEntered(1));
+    std::atomic<bool> ending = false;
+    std::thread opening([&] {
+        while (!ending) std::this_thread::yield();
+        gate.open();
+    });
+    ending = true;
+    end(handler);
+    EXPECT_EQ(handler.watched.look([&] { return handler.entered - handler.returned; }), 0);
+    const int calls = handler.calls();
+    opening.join();
+    EXPECT_EQ(handler.calls(), calls);
+}
+
+TEST_F(Handlers, Deregister_WaitsForARunningCall) {
+    expectWaitsForRunningCall(pty, [](Handler& handler) { handler.drop(); });
+}
+TEST_F(Handlers, DropSerialHandlers_WaitsForARunningCall) {
+    expectWaitsForRunningCall(pty, [](Handler& handler) { cvhost::dropSerialHandlers(&handler); });
+}
+TEST_F(Handlers, Close_WaitsForARunningCall) {
+    expectWaitsForRunningCall(pty, [&](Handler&) { comms_port_close(port); });
+}
+TEST_F(Handlers, OpenSameName_WaitsForARunningCall) {
+    const auto first = port;
+    expectWaitsForRunningCall(pty, [&](Handler&) { port = open(pty.name()); });
+    EXPECT_EQ(comms_geterr(port), 0);
+    EXPECT_NE(comms_geterr(first), 0);
+}
+
+TEST_F(Handlers, DropSerialHandlers_LeavesOtherContexts) {
+    Handler going;
+    Handler staying;
+    ASSERT_TRUE(going.listen(pty));
+    ASSERT_TRUE(staying.listen(pty));
+    cvhost::dropSerialHandlers(&going);
+    settle();
+    EXPECT_EQ(going.calls(), 0);
+    EXPECT_EQ(staying.calls(), 1);
+    staying.drop();
+}
+
+TEST_F(Handlers, Deregister_FromItsOwnCall_ReturnsAndIsTheLast) {
+    Handler handler;
+    handler.body = [&] { handler.drop(); };
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("abc");
+    ASSERT_TRUE(handler.waitReturned(1));
+    settle();
+    EXPECT_EQ(handler.calls(), 1);
+}
+
+TEST_F(Handlers, DeregisterElsewhereWhileTheCallDeregistersItself_BothReturn) {
+    for (int round = 0; round < 50; ++round) {
+        Handler handler;
+        handler.body = [&] { handler.drop(); };
+        ASSERT_TRUE(handler.listen(pty));
+        pty.send("a");
+        handler.drop();
+        EXPECT_EQ(handler.watched.look([&] { return handler.entered - handler.returned; }), 0);
+    }
+}
+
+TEST_F(Handlers, Close_FromItsOwnCall_ReturnsAndIsTheLast) {
+    Recorder events;
+    Handler handler;
+    handler.body = [&] {
+        comms_port_close(port);
+        EXPECT_NE(comms_geterr(port), 0);
+        cvhost::releaseClosedPorts();
+    };
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("abc");
+    ASSERT_TRUE(handler.waitReturned(1));
+    EXPECT_TRUE(events.waitFor("closed " + pty.path));
+    port = open(pty.name());
+    ASSERT_TRUE(port) << "the line has been let go";
+    settle();
+    EXPECT_EQ(handler.calls(), 1);
+}
+
+TEST_F(Handlers, OpenSameName_FromItsOwnCall_Works) {
+    Handler handler;
+    Cv::Ptr<CommsPort> second;
+    handler.body = [&] { second = open(pty.name()); };
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("a");
+    ASSERT_TRUE(handler.waitReturned(1));
+    EXPECT_NE(comms_geterr(port), 0);
+    ASSERT_EQ(comms_geterr(second), 0);
+    port = second;
+    settle();
+    EXPECT_EQ(handler.calls(), 1);
+}
+
+TEST_F(Handlers, CloseFromTwoThreadsAndItsOwnCall_AllReturn) {
+    for (int round = 0; round < 50; ++round) {
+        if (comms_geterr(port) != 0) port = open(pty.name());
+        Handler handler;
+        handler.body = [&] { comms_port_close(port); };
+        ASSERT_TRUE(handler.listen(pty));
+        pty.send("a");
+        std::thread other([&] { comms_port_close(port); });
+        comms_port_close(port);
+        other.join();
+        EXPECT_EQ(handler.watched.look([&] { return handler.entered - handler.returned; }), 0);
+    }
+}
+
+// A handle is a plain pointer that one thread clears while another copies it: load, then count. Until the next open it must
+// never count in memory that has been given back; the sanitizers watch.
+TEST(SharedHandle, CopiedWhileAnotherThreadClosesAndClearsIt_IsNeverFreedMemory) {
+    Pty pty;
+    std::atomic<CommsPort*> shared = nullptr;
+    std::atomic<bool> done = false;
+    std::atomic<int> used = 0;
+    std::atomic<bool> sawNull = false;
+    std::thread host([&] {
+        while (!done) {
+            CommsPort* const plain = shared;
+            if (plain == nullptr) {
+                sawNull = true;
+                continue;
+            }
+            const Cv::Ptr<CommsPort> copy(plain);
+            unsigned char byte = 'x';
+            comms_getc(copy, &byte);
+            comms_geterr(copy);
+            ++used;
+        }
+    });
+    for (int round = 0; round < 200; ++round) {
+        Cv::Ptr<CommsPort> port = open(pty.name());
+        ASSERT_TRUE(port);
+        shared = port.get();
+        const int before = used;
+        while (used == before) std::this_thread::yield();
+        comms_port_close(port);
+        port = {};
+        sawNull = false;
+        shared = nullptr;
+        while (!sawNull) std::this_thread::yield();
+    }
+    done = true;
+    host.join();
+    EXPECT_GE(used, 200);
+}
+
+}  // namespace
