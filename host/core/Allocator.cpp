@@ -18,6 +18,9 @@ struct Header {
 };
 static_assert(sizeof(Header) == 4 * 8);
 
+/// Beyond this a request is a mistake: there is no such memory, and the arithmetic below stays far from its limits.
+constexpr std::size_t largest = std::size_t{1} << 38;
+
 constexpr std::uint64_t liveMark = 0x6C69'7665'2D63'7668;
 constexpr std::uint64_t releasedMark = 0x676F'6E65'2D63'7668;
 
@@ -32,8 +35,7 @@ void* CountingAllocator::allocate(std::size_t bytes, std::size_t alignment) noex
     if (!std::has_single_bit(alignment)) return nullptr;
     const std::size_t step = std::max(alignment, alignof(std::max_align_t));
     const std::size_t head = std::max(sizeof(Header), step);
-    const std::size_t room = static_cast<std::size_t>(PTRDIFF_MAX);
-    if (head > room / 4 || bytes > room - head - step) return nullptr;
+    if (alignment > largest || bytes > largest) return nullptr;
     // aligned_alloc takes whole multiples of the alignment only.
     void* const start = std::aligned_alloc(step, (head + bytes + step - 1) / step * step);
     if (start == nullptr) return nullptr;

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "host/api/Files.h"
 #include "host/core/Allocator.h"
 #include "host/core/PluginManager.h"
@@ -101,4 +103,15 @@ TEST(PluginLibrary, TheDriverThreeTimes_LeavesNoMemoryBehind) {
         EXPECT_EQ(library.unload(), "");
         EXPECT_EQ(cvhost::allocatorCount().liveBlocks, before.liveBlocks);
     }
+}
+
+// The driver's statics are destroyed while the process ends, and the host is still there for them.
+TEST(PluginLibraryDeathTest, ProcessEndsWithTheDriverLoaded_EndsInOrder) {
+    EXPECT_EXIT(
+        {
+            PluginLibrary library;
+            if (library.load(besideThisProgram("CorvaneConsole.so")).empty()) library.console()->init();
+            std::exit(library.plugin() == nullptr ? 1 : 0);  // `library` is not destroyed
+        },
+        testing::ExitedWithCode(0), "");
 }

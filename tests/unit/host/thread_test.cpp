@@ -117,16 +117,24 @@ TEST(Thread, BeginByTheThreadItself_IsRefused) {
 }
 
 TEST(Thread, DestroyedByTheThreadItself_EndsItsBody) {
-    std::promise<void> ended;
-    std::promise<std::unique_ptr<Worker>> handOver;
-    auto owner = std::make_unique<Worker>([&](Worker&) {
-        handOver.get_future().get().reset();
-        ended.set_value();
-    });
-    Worker& worker = *owner;
-    ASSERT_TRUE(worker.begin());
-    handOver.set_value(std::move(owner));
-    ended.get_future().get();
+    struct Fleeting : BasicThread {
+        Fleeting(std::future<void> begun, std::promise<void>& gone) : m_begun(std::move(begun)), m_gone(gone) {}
+        ~Fleeting() override { endThread(); }
+        void threadFn() override {
+            std::promise<void>& gone = m_gone;
+            m_begun.get();
+            delete this;
+            gone.set_value();
+        }
+        std::future<void> m_begun;
+        std::promise<void>& m_gone;
+    };
+    std::promise<void> begun;
+    std::promise<void> gone;
+    auto* thread = new Fleeting(begun.get_future(), gone);
+    ASSERT_TRUE(thread->beginThread("fleeting", iThread::priorityNormal));
+    begun.set_value();
+    gone.get_future().get();
 }
 
 TEST(Thread, Destruction_WaitsForTheBody) {
@@ -177,4 +185,18 @@ TEST(Thread, ManyRounds_LeaveNothingBehind) {
         worker.endThread();
     }
     EXPECT_EQ(rounds, 500);
+}
+
+TEST(Thread, NoThreadToHave_IsRefusedAndTheFlagStaysClear) {
+    pthread_attr_t usual;
+    pthread_attr_t impossible;
+    ASSERT_EQ(::pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(::pthread_getattr_default_np(&impossible), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&impossible, std::size_t{1} << 48), 0);  // more than the address space
+    ASSERT_EQ(::pthread_setattr_default_np(&impossible), 0);
+    Worker worker([](Worker&) {});
+    EXPECT_FALSE(worker.begin());
+    EXPECT_FALSE(worker.keepRunning());
+    ASSERT_EQ(::pthread_setattr_default_np(&usual), 0);
+    EXPECT_TRUE(worker.begin());
 }
