@@ -32,6 +32,8 @@ bool Console::init() {
 }
 
 void Console::exit() {
+    // Kept: a console that answers only now, while the thread ends, keeps the lamps that start-up lit.
+    // Test: Exit_BeforeTheConsoleAnswered_LeavesTheStopLampThatStartUpLit.
     if (load(m_state) != 0) {
         lights_off();
         disable_wheel();

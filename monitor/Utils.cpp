@@ -58,7 +58,7 @@ unsigned short calcCRC(unsigned short crc, unsigned char byte) {
     unsigned value = crc;
     for (unsigned bit = 0; bit < 8; ++bit) {
         const bool top = (value & 0x8000) != 0;
-        value = (value << 1 | (byte >> bit & 1u)) & 0xFFFF;
+        value = (value << 1 | (static_cast<unsigned>(byte) >> bit & 1)) & 0xFFFF;
         if (top) value ^= s_generator;
     }
     return static_cast<unsigned short>(value);
