@@ -54,10 +54,9 @@ void SerialLibrary::close(const Cv::Ptr<Port>& port) {
         port->error = EBADF;
         port->line.connect(nullptr);
     }
-    if (port->receiver == nullptr) return;
     m_world.scheduler().wake(port.get());
-    removeWhere([&](const Registration& entry) { return entry.port == port.get(); });
-    if (!m_world.scheduler().isCurrent(*port->receiver)) m_world.scheduler().join(port->receiver);
+    // Not waited for: the caller may be what a running call waits for.
+    remove([&](const Registration& entry) { return entry.port == port.get(); });
 }
 
 void SerialLibrary::closeAll() {
@@ -86,37 +85,43 @@ void SerialLibrary::deliver(Port& port, std::string_view bytes) {
 }
 
 bool SerialLibrary::addHandler(std::string_view name, Callback callback, void* context) {
-    removeHandler(callback, context);
+    remove([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
     const auto found =
         std::ranges::find_if(m_open, [&](const auto& port) { return port->line.name == name && port->error == 0; });
     if (found == m_open.end()) return false;
-    // At the front: a round of calls that is under way does not meet it for the byte it is at.
-    m_registrations.push_front(std::make_shared<Registration>(Registration{found->get(), callback, context, nullptr}));
+    m_registrations.push_back(std::make_shared<Registration>(Registration{found->get(), callback, context, nullptr}));
     return true;
 }
 
 void SerialLibrary::removeHandler(Callback callback, void* context) {
-    removeWhere([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
+    waitFor(remove([=](const Registration& entry) { return entry.callback == callback && entry.context == context; }));
 }
 
 void SerialLibrary::removeHandlersWith(void* context) {
-    removeWhere([=](const Registration& entry) { return entry.context == context; });
+    waitFor(remove([=](const Registration& entry) { return entry.context == context; }));
 }
 
-/// Returns when no call of a removed handler runs, but for the one that this thread is in.
+/// Those of them that are in a call now; the caller takes these off the list.
 template <class Matches>
-void SerialLibrary::removeWhere(Matches matches) {
-    Scheduler& scheduler = m_world.scheduler();
-    std::vector<RegistrationHandle> running;
+SerialLibrary::Registrations SerialLibrary::remove(Matches matches) {
+    Registrations running;
     m_registrations.remove_if([&](const RegistrationHandle& entry) {
         if (!matches(*entry)) return false;
         entry->removed = true;
         if (entry->caller == nullptr) return true;
-        if (!scheduler.isCurrent(*entry->caller)) running.push_back(entry);
+        running.push_back(entry);
         return false;
     });
+    return running;
+}
+
+/// Returns when none of them is in a call, but for the one that this thread is in.
+void SerialLibrary::waitFor(const Registrations& running) {
+    Scheduler& scheduler = m_world.scheduler();
     for (const RegistrationHandle& entry : running) {
-        while (entry->caller != nullptr) scheduler.wait(entry.get(), std::nullopt, "wait for a receive call to return");
+        while (entry->caller != nullptr && !scheduler.isCurrent(*entry->caller)) {
+            scheduler.wait(entry.get(), std::nullopt, "wait for a receive call to return");
+        }
     }
 }
 
@@ -136,16 +141,23 @@ void SerialLibrary::receive(Port& port) {
 }
 
 void SerialLibrary::call(Port& port) {
-    for (auto place = m_registrations.begin(); place != m_registrations.end();) {
-        const RegistrationHandle entry = *place;
-        if (entry->port != &port || entry->removed) {
-            ++place;
-            continue;
+    Registrations round;
+    std::ranges::copy_if(m_registrations, std::back_inserter(round),
+                         [&](const RegistrationHandle& entry) { return entry->port == &port; });
+    for (const RegistrationHandle& entry : round) {
+        // One that has replaced another is not called while that one still is.
+        const auto precedes = [&](const RegistrationHandle& other) {
+            return other->callback == entry->callback && other->context == entry->context && other->caller != nullptr;
+        };
+        for (auto busy = m_registrations.begin();
+             !entry->removed && (busy = std::ranges::find_if(m_registrations, precedes)) != m_registrations.end();) {
+            waitFor({*busy});
         }
-        entry->caller = port.receiver;  // and so nobody else takes it off the list
+        if (entry->removed) continue;
+        entry->caller = port.receiver;
         entry->callback(entry->context);
         entry->caller = nullptr;
-        place = entry->removed ? m_registrations.erase(place) : std::next(place);
+        if (entry->removed) m_registrations.remove(entry);
         m_world.scheduler().wake(entry.get());
     }
 }

@@ -49,6 +49,7 @@ public:
     /// Puts `bytes` into the port's queue.
     void deliver(Port& port, std::string_view bytes);
 
+    /// Does not wait for a call of the registration that it replaces; a call of the new one does.
     bool addHandler(std::string_view name, Callback callback, void* context);
     void removeHandler(Callback callback, void* context);
     void removeHandlersWith(void* context);
@@ -63,17 +64,19 @@ private:
         bool removed = false;  ///< while a call runs
     };
     using RegistrationHandle = std::shared_ptr<Registration>;
+    using Registrations = std::vector<RegistrationHandle>;
 
     void receive(Port& port);
     void call(Port& port);
     template <class Matches>
-    void removeWhere(Matches matches);
+    Registrations remove(Matches matches);
+    void waitFor(const Registrations& running);
     void releaseClosed();
 
     World& m_world;
     std::vector<Cv::Ptr<Port>> m_open;
     std::vector<Cv::Ptr<Port>> m_closed;
-    std::list<RegistrationHandle> m_registrations;
+    std::list<RegistrationHandle> m_registrations;  // removed ones too, while they are in a call
 };
 
 }  // namespace sim

@@ -53,7 +53,8 @@ Line* World::findPort(std::string_view name) const {
 }
 
 void World::recordFor(std::string_view thread, What what, std::string text, std::string format) {
-    if (m_keep) m_recording.push_back({now(), std::string(thread), what, std::move(text), std::move(format)});
+    m_recording.push_back({now(), std::string(thread), what, std::move(text), std::move(format)});
+    if (watch) watch(m_recording.back());
 }
 
 std::ptrdiff_t World::liveBlocks() const noexcept {
@@ -64,7 +65,7 @@ void World::schedulingHook(const char* function, std::string_view key) {
     World& world = *s_current;
     // These two have entries of their own kind.
     const std::string_view name = function;
-    if (world.m_keep && name != "LogBoth" && name != "addToKeyPressQueue") {
+    if (name != "LogBoth" && name != "addToKeyPressQueue") {
         world.record(What::call, std::string(name) + "(" + std::string(key) + ")");
     }
     world.m_scheduler.point(function);

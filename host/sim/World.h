@@ -70,8 +70,8 @@ public:
 
     const Recording& recording() const noexcept { return m_recording; }
     void forgetRecording() { m_recording.clear(); }
-    /// False: nothing is recorded from now on.
-    void keepRecording(bool keep) { m_keep = keep; }
+    /// Hears every entry as it is made; must not wait.
+    std::function<void(const Entry&)> watch;
     void record(What what, std::string text, std::string format = {}) {
         recordFor(m_scheduler.currentName(), what, std::move(text), std::move(format));
     }
@@ -95,7 +95,6 @@ private:
     std::vector<std::unique_ptr<Line>> m_lines;
     SerialLibrary m_serial;
     Recording m_recording;
-    bool m_keep = true;
     std::size_t m_blocksAtStart;
 };
 
