@@ -286,7 +286,8 @@ void Session::editor() {
     Random& random = m_editorRandom;
     for (int step = 0; step < m_plan.steps; ++step) {
         pause(random, 60);
-        console().lamp_set(random.between(firstEditorLamp, lastLamp), lampStates[random.below(std::size(lampStates))]);
+        const int lamp = random.between(firstEditorLamp, lastLamp);
+        console().lamp_set(lamp, lampStates[random.below(std::size(lampStates))]);
         if (m_canary == Canary::chatter) console().console_puts("F9 ");
     }
 }
@@ -374,10 +375,11 @@ void Session::operate() {
             case 5:
                 m_desk.shuttle(static_cast<unsigned char>(random.below(256)), now);
                 break;
-            case 6:
-                m_desk.jog(static_cast<std::int8_t>(random.between(-128, 127)),
-                           static_cast<std::int16_t>(random.between(-32768, 32767)), now);
+            case 6: {
+                const auto counts = static_cast<std::int8_t>(random.between(-128, 127));
+                m_desk.jog(counts, static_cast<std::int16_t>(random.between(-32768, 32767)), now);
                 break;
+            }
             default:
                 m_desk.forward(random.below(2) == 0 ? "VExpP" : "D12", now);
         }
@@ -440,6 +442,7 @@ void Session::consoleTrouble() {
 
 void Session::hostTrouble() {
     Random& random = m_troubleRandom;
+    const int code = random.between(0, ConsoleHandlerTable::codes - 1);
     switch (random.below(5)) {
         case 0:
             return cvhost::settings().setPreference(preference, random.below(3) != 0);
@@ -451,7 +454,7 @@ void Session::hostTrouble() {
         case 3:
             return ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers);
         default:
-            return m_handlers.set(random.between(0, 47), random.below(2) == 0 ? this : nullptr);
+            m_handlers.set(code, random.below(2) == 0 ? this : nullptr);
     }
 }
 

@@ -1,0 +1,87 @@
+// explore itself: it passes, it repeats, and it finds what is broken on purpose.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace {
+
+struct Ran {
+    int status;
+    std::string output;
+};
+
+Ran explore(const std::string& arguments) {
+    std::FILE* pipe = popen((EXPLORE " " + arguments + " 2>/dev/null").c_str(), "r");
+    if (pipe == nullptr) return {-1, {}};
+    std::string output;
+    std::array<char, 4096> part{};
+    for (std::size_t got = 0; (got = std::fread(part.data(), 1, part.size(), pipe)) != 0;) output.append(part.data(), got);
+    const int status = pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+/// What follows `start` up to the end of its line; empty when there is none.
+std::string after(const std::string& text, const std::string& start) {
+    const std::size_t place = text.find(start);
+    if (place == std::string::npos) return {};
+    const std::size_t begin = place + start.size();
+    return text.substr(begin, text.find('\n', begin) - begin);
+}
+
+class Canary : public testing::TestWithParam<const char*> {};
+
+}  // namespace
+
+TEST(Explore, EveryFault_Passes) {
+    const Ran ran = explore("--seeds 400");
+    EXPECT_EQ(ran.status, 0) << ran.output;
+    EXPECT_TRUE(ran.output.ends_with("explore: 400 passed, 0 failed\n")) << ran.output;
+}
+
+TEST(Explore, SameSeeds_SameDigest) {
+    const std::string digest = after(explore("--seeds 40 --seed 500").output, "digest ");
+    EXPECT_EQ(digest.size(), 16u);
+    EXPECT_EQ(after(explore("--seeds 40 --seed 500").output, "digest "), digest);
+    EXPECT_NE(after(explore("--seeds 40 --seed 501").output, "digest "), digest);
+}
+
+TEST(Explore, SingleSeed_GoesAsItDoesAmongOthers) {
+    const auto digest = [](const std::string& seeds) {
+        return std::stoull(after(explore("--faults none " + seeds).output, "digest "), nullptr, 16);
+    };
+    EXPECT_EQ(digest("--seeds 2 --seed 510"), digest("--seed 510") + digest("--seed 511"));
+}
+
+TEST(Explore, Transcript_TellsTheSession) {
+    const Ran ran = explore("--faults none --seed 3 --transcript");
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_NE(ran.output.find("comms_port_open(\"/dev/ttyUSB0\", 9600, 8, 'N', 1)"), std::string::npos) << ran.output;
+}
+
+TEST(Explore, UnknownWords_UsageError) {
+    for (const char* words : {"--faults tea", "--seeds many", "--seed", "--canary robin", "10"}) {
+        EXPECT_EQ(explore(words).status, 2) << words;
+    }
+}
+
+TEST_P(Canary, Planted_IsFoundAndRepeats) {
+    const Ran ran = explore(std::string("--seeds 400 --canary ") + GetParam());
+    EXPECT_EQ(ran.status, 1) << ran.output;
+    const std::string repeat = after(ran.output, "repeat: ./dev explore ");
+    ASSERT_NE(repeat, "") << ran.output;
+    const Ran again = explore(repeat);
+    EXPECT_EQ(again.status, 1) << again.output;
+    EXPECT_EQ(after(again.output, "repeat: ./dev explore "), repeat);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Canary,
+                         testing::Values("lost-key", "invented-key", "lost-release", "long-packet", "lost-lamp",
+                                         "lamp-on-after-exit", "chatter", "leak", "hang", "crash"),
+                         [](const auto& name) {
+                             std::string text = name.param;
+                             std::erase(text, '-');
+                             return text;
+                         });
