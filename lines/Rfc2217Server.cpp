@@ -92,7 +92,8 @@ bool Rfc2217Server::Client::receive(desk::Desk& to, desk::Time when) {
     for (int round = 0; round < readsPerRound && !backlog.full(); ++round) {
         const ssize_t count = ::recv(socket.get(), bytes.data(), bytes.size(), 0);
         if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+        if (count <= 0) return false;
         port.receive(std::span(bytes).first(static_cast<std::size_t>(count)), backlog.bytes());
     }
     if (!port.suspended() && !suspended.empty()) send(std::exchange(suspended, {}));
