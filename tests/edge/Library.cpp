@@ -35,7 +35,9 @@ void recordCall(const char* function, std::string_view key) {
 std::string pluginPath() { return besideThisProgram("CorvaneConsole.so"); }
 std::string hostPath() { return besideThisProgram("libcvhost.so"); }
 
-Library::Library(std::string path) : m_path(std::move(path)), m_handle(::dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+Library::Library(std::string path, Names names)
+    : m_path(std::move(path)),
+      m_handle(::dlopen(m_path.c_str(), RTLD_NOW | (names == Names::everybodys ? RTLD_GLOBAL : RTLD_LOCAL))) {
     link_map* map = nullptr;
     if (m_handle == nullptr || ::dlinfo(m_handle, RTLD_DI_LINKMAP, &map) != 0) throw std::runtime_error(::dlerror());
     m_base = map->l_addr;

@@ -23,8 +23,11 @@ std::string hostPath();
 /// A library, loaded while this object lives.
 class Library {
 public:
+    /// What its names mean to libraries loaded later.
+    enum class Names { itsOwn, everybodys };
+
     /// Throws when it cannot be loaded.
-    explicit Library(std::string path = pluginPath());
+    explicit Library(std::string path = pluginPath(), Names names = Names::itsOwn);
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
     ~Library();

@@ -148,6 +148,7 @@ TEST_F(AllocationOperators, NoMemory_AsksTheNewHandlerUntilItGivesUp) {
 struct StartupHold {
     static inline const BasicThread* thread = nullptr;
     static inline std::atomic<bool> reached = false;
+    static inline std::atomic<bool> stillConsole = false;
 
     struct RunFlag : BasicThread {
         static bool of(const BasicThread& object) { return (object.*&RunFlag::keepRunning)(); }
@@ -157,6 +158,7 @@ struct StartupHold {
         if (std::string_view(function) != "config_string") return;
         reached = true;
         waitUntil([] { return !RunFlag::of(*thread); });
+        stillConsole = dynamic_cast<const iConsoleResource*>(thread) != nullptr;
     }
 
     static void waitUntil(const std::function<bool()>& condition) {
@@ -197,11 +199,13 @@ TEST_F(HostMemory, LoadUseUnload_ThreeTimes_LeavesNothing) {
     }
 }
 
-TEST_F(HostMemory, Unload_StartupThreadRunning_EndsItFirst) {
+TEST_F(HostMemory, Unload_StartupThreadRunning_EndsItWhileTheConsoleIsWhole) {
     {
         const Library library;
         startConsole(library);
+        StartupHold::stillConsole = false;
     }
+    EXPECT_TRUE(StartupHold::stillConsole);
     EXPECT_FALSE(Library::isLoaded(pluginPath()));
     EXPECT_EQ(held().liveBlocks, 0U);
 }

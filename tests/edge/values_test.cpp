@@ -34,6 +34,19 @@ TEST_F(ExportedValues, AtEachLoad_AreFresh) {
     }
 }
 
+TEST_F(ExportedValues, SameNamesInTheWholeProcess_AreNotTakenForItsOwn) {
+    const LibraryCopy copy;
+    const Library everybodys(copy.path(), Library::Names::everybodys);
+    const Library library;
+    EXPECT_NE(&library.exported<std::uint32_t>("RamFileSize"), &everybodys.exported<std::uint32_t>("RamFileSize"));
+    library.exported<LightweightString<wchar_t>>("m_pgmName") = L"CorvaneConsole.so";  // beside this program, as any file
+    unsigned char* image = nullptr;
+    ASSERT_TRUE(library.exported<bool(unsigned char*&)>("_Z11LoadRamFileRPh")(image));
+    hostAllocator().release(image);
+    EXPECT_GT(library.exported<std::uint32_t>("RamFileSize"), 0U);
+    EXPECT_EQ(everybodys.exported<std::uint32_t>("RamFileSize"), 0U);
+}
+
 /// A library whose image file lies in the application's folder.
 class ImageLoader : public EdgeTest {
 protected:
