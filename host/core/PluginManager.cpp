@@ -14,13 +14,13 @@ std::vector<CvPluginBase*>& plugins() {
     return loaded;
 }
 
-/// The console's start-up thread may register once more until the destructor has ended it, hence the second drop; by then
-/// `context` is a key and nothing else.
+/// The console's start-up thread may register once more until the destructor has ended it, hence the second drop. By then
+/// `context` is the registration's key and nothing else.
 void retire(CvComponentBase* component) {
     void* const context = dynamic_cast<void*>(component);
     cvhost::dropSerialHandlers(context);
     delete component;
-    cvhost::dropSerialHandlers(context);
+    cvhost::dropSerialHandlers(context);  // NOLINT(clang-analyzer-cplusplus.NewDelete)
 }
 
 }  // namespace
