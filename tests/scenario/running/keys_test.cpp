@@ -1,0 +1,201 @@
+// Keys pressed and released: held marks, handlers, the host's queue.
+#include "tests/scenario/running/Running.h"
+
+using namespace running;
+
+namespace {
+
+enum class Handler { none, takes, refuses };
+
+struct PressRow {
+    const char* name;
+    const char* packet;
+    Handler handler;
+    bool keyWaits;
+    bool enabled;
+    Keys keys;
+    Codes handled;
+    int lastButton;
+};
+
+class KeyPress : public Running, public testing::WithParamInterface<PressRow> {};
+
+class Keys_ : public Running {};
+
+class KeyOfCode : public Running, public testing::WithParamInterface<int> {};
+
+constexpr int noButton = 99;
+
+int dispatchedAs(int code) { return code == 39 ? 31 : code == 40 ? 39 : code == 31 ? 40 : code; }
+
+}  // namespace
+
+TEST_P(KeyPress, ParsePacket_Press_HandledOrQueued) {
+    const PressRow& row = GetParam();
+    if (row.handler != Handler::none) {
+        for (int code = 0; code < 48; ++code) rig.handle(code, [&](int) { return row.handler == Handler::takes; });
+    }
+    if (row.keyWaits) queueAKey();
+    if (!row.enabled) console().disable();
+    last_button_index = noButton;
+    rig.receives(std::string(row.packet) + " ");
+    EXPECT_EQ(rig.keys(), row.keys);
+    EXPECT_EQ(rig.handled(), row.handled);
+    EXPECT_EQ(last_button_index, row.lastButton);
+    EXPECT_TRUE(console().key_is_down(row.packet[0] - '@'));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, KeyPress,
+    testing::Values(PressRow{"NoHandler", "A", Handler::none, false, true, {{1, false, 1536}}, {}, 1},
+                    PressRow{"HandlerTakes", "A", Handler::takes, false, true, {{1, true, 1536}}, {1}, 1},
+                    PressRow{"HandlerRefuses", "A", Handler::refuses, false, true, {{1, true, 1536}}, {1}, 1},
+                    PressRow{"NoHandlerAndKeyWaits", "A", Handler::none, true, true, {{1, false, 1536}}, {}, 1},
+                    PressRow{"HandlerAndKeyWaits", "A", Handler::takes, true, true, {{1, false, 1536}}, {}, 1},
+                    PressRow{"Disabled", "A", Handler::takes, false, false, {}, {}, noButton},
+                    PressRow{"DisabledAndNoHandler", "A", Handler::none, false, false, {}, {}, noButton},
+                    PressRow{"DisabledAndKeyWaits", "A", Handler::takes, true, false, {}, {}, noButton},
+                    PressRow{"Stop", "L", Handler::takes, false, true, {{12, true, 1536}}, {12}, 12},
+                    PressRow{"StopWithoutHandler", "L", Handler::none, false, true, {{12, false, 1536}}, {}, 12},
+                    PressRow{"StopDisabled", "L", Handler::takes, false, false, {{12, true, 1536}}, {12}, 12},
+                    PressRow{"StopDisabledWithoutHandler", "L", Handler::none, false, false, {{12, false, 1536}}, {}, 12},
+                    PressRow{"StopDisabledAndKeyWaits", "L", Handler::takes, true, false, {{12, false, 1536}}, {}, 12},
+                    PressRow{"Remapped39", "g", Handler::takes, false, true, {{31, true, 1536}}, {31}, 31},
+                    PressRow{"Remapped40", "h", Handler::takes, false, true, {{39, true, 1536}}, {39}, 39},
+                    PressRow{"Remapped31", "_", Handler::takes, false, true, {{40, true, 1536}}, {40}, 40},
+                    PressRow{"RemappedDisabled", "g", Handler::takes, false, false, {}, {}, noButton}),
+    byName);
+
+TEST_P(KeyOfCode, ParsePacket_PressAndRelease_MarkedUnderItsOwnCodeAndDispatchedUnderTheRemapped) {
+    const int code = GetParam();
+    const std::string key(1, static_cast<char>(code + 0x40));
+    rig.receives(key + " ");
+    EXPECT_EQ(rig.keys(), (Keys{{dispatchedAs(code), false, 1536}}));
+    EXPECT_EQ(last_button_index, dispatchedAs(code));
+    for (int other = -1; other <= 48; ++other) EXPECT_EQ(console().key_is_down(other), other == code && code < 46) << other;
+    cvhost::keyQueue().clear();
+    rig.forget();
+    last_button_index = noButton;
+    rig.receives(key + "U ");
+    EXPECT_FALSE(console().key_is_down(code));
+    EXPECT_EQ(rig.keys(), Keys{});
+    EXPECT_EQ(last_button_index, noButton);
+}
+
+INSTANTIATE_TEST_SUITE_P(CodesBeforeVersionKey, KeyOfCode, testing::Range(0, 22));
+INSTANTIATE_TEST_SUITE_P(CodesAfterVersionKey, KeyOfCode, testing::Range(23, 48));
+
+TEST_F(Keys_, ParsePacket_CharacterOfCode22_IsAVersionReplyAndNoKey) {
+    rig.receives("V ");
+    EXPECT_EQ(rig.keys(), Keys{});
+    EXPECT_FALSE(console().key_is_down(22));
+}
+
+TEST_F(Keys_, ParsePacket_KeysNAndO_WriteNothingIntoTheConsole) {
+    const std::string before = bytesOf(console());
+    for (const char* packet : {"n ", "nU ", "o ", "oU "}) {
+        rig.receives(packet);
+        EXPECT_EQ(bytesOf(console()), before) << packet;
+    }
+    EXPECT_EQ(rig.keys(), (Keys{{46, false, 1536}, {47, false, 1536}}));
+}
+
+TEST_F(Keys_, ParsePacket_KeyPress_WritesItsOwnMarkAlone) {
+    for (const int code : {0, 1, 44, 45}) {
+        std::string expected = bytesOf(console());
+        const auto offset = &ConsoleTestAccess::keyDown(console(), code) - reinterpret_cast<std::uint8_t*>(&console());
+        expected[static_cast<std::size_t>(offset)] = 1;
+        rig.receives(std::string(1, static_cast<char>(code + 0x40)) + " ");
+        EXPECT_EQ(bytesOf(console()), expected) << code;
+    }
+}
+
+TEST_F(Keys_, ParsePacket_PressedTwice_DispatchedTwiceAndReleasedOnce) {
+    rig.receives("A A AU ");
+    EXPECT_EQ(rig.keys(), (Keys{{1, false, 1536}, {1, false, 1536}}));
+    EXPECT_FALSE(console().key_is_down(1));
+}
+
+TEST_F(Keys_, ParsePacket_ReleaseWhileDisabled_ClearsTheMark) {
+    rig.receives("A ");
+    console().disable();
+    rig.receives("B ");
+    EXPECT_TRUE(console().key_is_down(2));
+    rig.receives("AU BU ");
+    EXPECT_FALSE(console().key_is_down(1));
+    EXPECT_FALSE(console().key_is_down(2));
+    EXPECT_EQ(rig.keys(), (Keys{{1, false, 1536}}));
+}
+
+TEST_F(Keys_, ParsePacket_EnabledAgain_KeysPass) {
+    console().disable();
+    rig.receives("A ");
+    console().enable();
+    rig.receives("B ");
+    EXPECT_EQ(rig.keys(), (Keys{{2, false, 1536}}));
+}
+
+TEST_F(Keys_, ParsePacket_Handler_RunsBeforeTheKeyIsQueuedAndSeesItHeld) {
+    bool held = false;
+    int lastButton = 0;
+    last_button_index = noButton;
+    rig.handle(1, [&](int) {
+        held = console().key_is_down(1);
+        lastButton = last_button_index;
+        return true;
+    });
+    rig.receives("A ");
+    EXPECT_EQ(rig.transcript({What::note, What::key}), (Texts{"0.000 note handler 1", "0.000 key 1 1 1536"}));
+    EXPECT_TRUE(held);
+    EXPECT_EQ(lastButton, noButton) << "the last button changes when all is done";
+    EXPECT_EQ(last_button_index, 1);
+}
+
+TEST_F(Keys_, ParsePacket_KeyWaits_TheHostIsNotAskedForAHandler) {
+    rig.handle(1);
+    queueAKey();
+    rig.receives("A ");
+    EXPECT_EQ(rig.calls(), Texts{"numNonCriticalKeysQueued()"});
+}
+
+TEST_F(Keys_, ParsePacket_NoKeyWaits_QueueIsAskedBeforeTheHandlerTable) {
+    rig.receives("A ");
+    EXPECT_EQ(rig.calls(), (Texts{"numNonCriticalKeysQueued()", "getCurrentHandlerTable()"}));
+}
+
+TEST_F(Keys_, ParsePacket_HandledKeysInTheQueue_DoNotHoldBackHandlers) {
+    rig.handle(1);
+    rig.receives("A A B A ");
+    EXPECT_EQ(rig.keys(), (Keys{{1, true, 1536}, {1, true, 1536}, {2, false, 1536}, {1, false, 1536}}));
+}
+
+TEST_F(Keys_, ParsePacket_HandlerOfTheUnremappedCodeAlone_IsNotRun) {
+    rig.handle(39);
+    rig.receives("g ");
+    EXPECT_EQ(rig.keys(), (Keys{{31, false, 1536}}));
+    EXPECT_EQ(rig.handled(), Codes{});
+}
+
+TEST_F(Keys_, ParsePacket_AnyKey_NothingSentOrLogged) {
+    rig.receives("A AU L LU g gU ");
+    EXPECT_EQ(rig.sent(), "");
+    EXPECT_EQ(rig.log(), Texts{});
+}
+
+TEST_F(Keys_, ParsePacket_KeyPressInDebug_LogsNothingOfItsOwn) {
+    rig.debug(true);
+    parse("A");
+    parse("AU");
+    EXPECT_EQ(rig.log(), Texts{});
+}
+
+TEST(KeysOfTheDesk, TappedKeys_ReachTheHostInOrderAndAreReleased) {
+    Rig rig;
+    ASSERT_TRUE(rig.start());
+    rig.forget();
+    for (const char key : std::string_view("AhL_n")) rig.desk.taps(key);
+    rig.run_for(1s);
+    EXPECT_EQ(rig.keys(),
+              (Keys{{1, false, 1536}, {39, false, 1536}, {12, false, 1536}, {40, false, 1536}, {46, false, 1536}}));
+    for (int code = 0; code < 48; ++code) EXPECT_FALSE(rig.console().key_is_down(code)) << code;
+}
