@@ -27,17 +27,26 @@ std::vector<Symbol> undefinedNames() {
 }
 
 TEST(LibraryNames, ExportedNames_Are_TheSeven) {
-    std::map<std::string, std::uint64_t> sizes;
+    std::vector<std::string> names;
     for (const Symbol& symbol : readSymbols(pluginPath(), SymbolTable::dynamic)) {
-        if (!isUndefined(symbol)) sizes[readable(symbol.name)] = symbol.type == 'T' ? 0 : symbol.size;
+        if (!isUndefined(symbol)) names.push_back(readable(symbol.name));
     }
-    const std::map<std::string, std::uint64_t> functionsAndBytesOfData = {
-        {"cvPluginInstance", 0}, {"LoadRamFile(unsigned char*&)", 0},
-        {"m_pgmName", 8},        {"ShuttlePacketSize", 2},
-        {"console_msg", 80},     {"RamFileSize", 4},
-        {"RamFileCRC", 2},
+    EXPECT_THAT(names, UnorderedElementsAre("cvPluginInstance", "LoadRamFile(unsigned char*&)", "m_pgmName",
+                                            "ShuttlePacketSize", "console_msg", "RamFileSize", "RamFileCRC"));
+}
+
+TEST(LibraryNames, ExportedData_HaveTheirSizes) {
+#ifdef EDGE_INSTRUMENTED
+    GTEST_SKIP() << "instrumentation pads the data";
+#endif
+    std::map<std::string, std::uint64_t> bytes;
+    for (const Symbol& symbol : readSymbols(pluginPath(), SymbolTable::dynamic)) {
+        if (!isUndefined(symbol) && symbol.type != 'T') bytes[symbol.name] = symbol.size;
+    }
+    const std::map<std::string, std::uint64_t> expected = {
+        {"m_pgmName", 8}, {"ShuttlePacketSize", 2}, {"console_msg", 80}, {"RamFileSize", 4}, {"RamFileCRC", 2},
     };
-    EXPECT_EQ(sizes, functionsAndBytesOfData);
+    EXPECT_EQ(bytes, expected);
 }
 
 TEST(LibraryNames, UndefinedNames_AreTheHostsAndTheLanguages) {

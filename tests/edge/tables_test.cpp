@@ -88,17 +88,20 @@ const Slots s_consoleResource = {"iConsoleResource",
 const Slots s_thread = {
     "BasicThread", "non-virtual thunk to Cv::Console::", {"~Console() [complete]", "~Console() [deleting]", "threadFn()"}};
 
+/// Also right behind a table, where the address sanitizer allows nobody to look.
+[[gnu::no_sanitize_address]] const void* slot(const void* const* table, std::size_t index) { return table[index]; }
+
 class VirtualTables : public ConsoleEdgeTest {
 protected:
     /// Compares the table that `object` begins with, up to its first entry that is no function of the library.
     template <class T>
     void expectSlots(const T& object, const Slots& slots) {
         const void* const* table = *reinterpret_cast<const void* const* const*>(&object);
+        std::size_t index = 0;
         for (const std::string& operation : slots.operations) {
-            EXPECT_THAT(library().functionsAt(*table), testing::Contains(slots.entry + operation)) << slots;
-            ++table;
+            EXPECT_THAT(library().functionsAt(slot(table, index++)), testing::Contains(slots.entry + operation)) << slots;
         }
-        EXPECT_THAT(library().functionsAt(*table), testing::IsEmpty()) << slots << " has more slots";
+        EXPECT_THAT(library().functionsAt(slot(table, index)), testing::IsEmpty()) << slots << " has more slots";
     }
 };
 
