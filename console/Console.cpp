@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "console/Settings.h"
 #include "host/api/OS.h"
 #include "monitor/SharedField.h"
 #include "monitor/Utils.h"

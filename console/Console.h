@@ -9,12 +9,14 @@
 
 #include <cstdint>
 
+#include "console/Settings.h"
 #include "host/api/Comms.h"
 #include "host/api/Component.h"
 #include "host/api/ConsoleResource.h"
 #include "host/api/Ptr.h"
 #include "host/api/Thread.h"
 #include "host/api/ThreadEvent.h"
+#include "monitor/RamImage.h"
 
 /// Nothing reads or writes it. Kept: it is part of the library's exported names. Test: ExportedNames_Are_TheSeven.
 extern char console_msg[80];

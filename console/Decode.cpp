@@ -5,7 +5,6 @@
 #include "console/Console.h"
 #include "console/PacketLog.h"
 #include "console/Protocol.h"
-#include "console/Settings.h"
 #include "console/ShuttleLaw.h"
 #include "host/api/ConsoleInput.h"
 #include "host/api/Log.h"

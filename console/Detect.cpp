@@ -1,10 +1,8 @@
 // Is there a console on the port, which model is it, and what version does it run?
 #include "console/Console.h"
 #include "console/Protocol.h"
-#include "console/Settings.h"
 #include "host/api/Log.h"
 #include "host/api/OS.h"
-#include "monitor/RamImage.h"
 #include "monitor/SharedField.h"
 
 std::uint16_t ShuttlePacketSize = 0;

@@ -5,7 +5,6 @@
 
 #include "console/Console.h"
 #include "console/Protocol.h"
-#include "console/Settings.h"
 #include "host/api/Log.h"
 #include "host/api/OS.h"
 #include "host/api/Settings.h"

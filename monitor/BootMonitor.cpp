@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "console/Console.h"
-#include "console/Settings.h"
 #include "host/api/Log.h"
 #include "monitor/SharedField.h"
 #include "monitor/Utils.h"

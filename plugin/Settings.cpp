@@ -1,10 +1,8 @@
 // The settings read when the library is loaded, in this order, before any object exists.
-#include "console/Settings.h"
-
 #include <climits>
 
+#include "console/Console.h"
 #include "host/api/Settings.h"
-#include "monitor/RamImage.h"
 
 namespace Cv {
 
