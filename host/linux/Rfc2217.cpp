@@ -238,7 +238,7 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
     }
     addrinfo wanted{};
     wanted.ai_socktype = SOCK_STREAM;
-    wanted.ai_flags = AI_NUMERICSERV | AI_ADDRCONFIG;
+    wanted.ai_flags = AI_NUMERICSERV;
     addrinfo* found = nullptr;
     if (const int error = ::getaddrinfo(address->host.c_str(), address->port.c_str(), &wanted, &found)) {
         opened.reason = halfSentence(::gai_strerror(error));

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "tests/apps/Process.h"
 #include "tests/unit/serial/SerialRig.h"
@@ -96,7 +97,9 @@ protected:
     /// Opens the port as soon as the server listens.
     bool openPort(int baud) {
         const auto deadline = std::chrono::steady_clock::now() + patience;
-        while (!port && std::chrono::steady_clock::now() < deadline) port = comms_port_open(name, baud, 8, 'N', 1);
+        while (!(port = comms_port_open(name, baud, 8, 'N', 1)) && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
         return static_cast<bool>(port);
     }
 

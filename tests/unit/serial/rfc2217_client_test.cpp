@@ -73,6 +73,7 @@ TEST(NetworkPort, OpenWithOtherSettings_AsksForThose) {
               "\xFF\xFA\x2C\x03\x03\xFF\xF0"
               "\xFF\xFA\x2C\x04\x02\xFF\xF0"
               "\xFF\xFA\x2C\x05\x01\xFF\xF0"s);
+    far.close();
     comms_port_close(port);
 }
 
@@ -120,7 +121,7 @@ TEST_P(NetworkPortGreeted, WithoutControl_WorksAndSaysSo) {
     Taker taker(line.port);
     ASSERT_TRUE(taker.listen(line.peer.name()));
     line.far.send("!");
-    EXPECT_TRUE(taker.wait(6).ends_with("hello!"));
+    EXPECT_TRUE(taker.waitForEnd("hello!"));
 }
 INSTANTIATE_TEST_SUITE_P(Peers, NetworkPortGreeted,
                          testing::Values(std::pair("Silent", ""s), std::pair("Refusing", refuses),
@@ -282,6 +283,20 @@ TEST(NetworkPort, NobodyListening_IsNullAndSaysSo) {
     }
     EXPECT_FALSE(open(Cv::WStringFromAscii(url.c_str())));
     EXPECT_TRUE(events.waitFor("log cannot open " + url + ": connection refused\n")) << events.everything();
+}
+
+TEST(NetworkPort, AddressInBrackets_Connects) {
+    const Peer peer;
+    FarEnd far;
+    std::thread accepting([&] {
+        far = peer.accept();
+        far.send(agrees);
+    });
+    const auto port = open(Cv::WStringFromAscii(("rfc2217://[127.0.0.1]:" + std::to_string(peer.port())).c_str()));
+    accepting.join();
+    ASSERT_TRUE(port);
+    far.close();
+    comms_port_close(port);
 }
 
 TEST(NetworkPort, BadSettings_IsNull) {
