@@ -68,6 +68,8 @@ void Checks::fail(std::string what) {
     if (m_failures.size() < failureLimit) m_failures.push_back(std::move(what));
 }
 
+void Checks::begin(const Cv::Console& console) { m_behindKeyDown = ConsoleTestAccess::behindKeyDown(console); }
+
 void Checks::watch(const sim::Entry& entry, Cv::Console* console) {
     if (entry.what != What::sent || m_plan.has(fault::writes)) return;  // a write that fails may send any part of its text
     const auto complain = [&](const char* why) { fail(entry.thread + why + "\"" + sim::escaped(entry.text) + "\""); };
@@ -80,6 +82,7 @@ void Checks::watch(const sim::Entry& entry, Cv::Console* console) {
 
 void Checks::beforePacket(Cv::Console& console, const char* text, int length) {
     ++m_packets;
+    require(!m_exited, "a packet reached the decoder after exit()");
     require(length >= 0 && length <= 11, "a packet longer than eleven characters reached the decoder");
     require(static_cast<std::size_t>(length) == std::strlen(text), "a packet's length is not its text's");
     require(std::strchr(text, ' ') == nullptr, "a packet holds a blank");
@@ -91,6 +94,7 @@ void Checks::beforePacket(Cv::Console& console, const char* text, int length) {
 void Checks::afterPacket(Cv::Console& console) {
     const int delta = console.get_jog_delta();
     require(delta >= -128 && delta <= 127, "the jog movement is out of its range");
+    require(ConsoleTestAccess::behindKeyDown(console) == m_behindKeyDown, "something was written behind the key table");
     require(ConsoleTestAccess::lampState(console, 0) == -1, "the entry of lamp 0 has been written");
 }
 

@@ -28,6 +28,8 @@ public:
 
     // While it runs.
 
+    /// The console has just been made.
+    void begin(const Cv::Console& console);
     void watch(const sim::Entry& entry, Cv::Console* console);
     /// Around the decoder: `decode` takes the packet.
     template <class Decode>
@@ -35,7 +37,9 @@ public:
         beforePacket(console, text, length);
         const bool taken = m_releaseExpected;
         const int code = m_releasedCode;
+        ++m_beingDecoded;
         decode();
+        --m_beingDecoded;
         if (taken) require(!console.key_is_down(code), "a release left its key marked as held");
         afterPacket(console);
     }
@@ -53,7 +57,12 @@ public:
 
     /// Everything sent has arrived, every key is released, nobody sends.
     void atRest(Cv::Console& console, const desk::Desk& desk);
-    /// exit() has returned, and what it sent has arrived.
+    /// exit() has just returned on a host thread.
+    void exited() {
+        require(m_beingDecoded == 0, "a packet is still being decoded after exit()");
+        m_exited = true;
+    }
+    /// What exit() sent has arrived.
     void afterExit(Cv::Console& console, const desk::Desk& desk, bool wasRunning, std::size_t handlers);
     unsigned keys() const;
 
@@ -73,6 +82,9 @@ private:
     bool m_everDisabled = false;
     bool m_restartedWhileActive = false;
     unsigned m_packets = 0;
+    int m_beingDecoded = 0;
+    std::string m_behindKeyDown;
+    bool m_exited = false;
     bool m_releaseExpected = false;
     int m_releasedCode = 0;
 };

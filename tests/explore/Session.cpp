@@ -125,7 +125,7 @@ Session::Session(const Plan& plan, Canary canary)
     Cv::s_consoleDebug = plan.debug;
     Cv::s_autoJogTurnOn = plan.autoJog;
     Cv::s_autoJogTriggerLevel = plan.autoJogLevel;
-    cvhost::settings().setPreference(preference, true);
+    cvhost::settings().setPreference(preference, !plan.has(fault::host) || m_hostRandom.below(8) != 0);
     for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
         if (m_handlerRandom.below(3) != 0) m_handlers.set(code, this);
     }
@@ -166,6 +166,11 @@ void Session::setLine() {
         m_line.holdBack = 1ms * random.between(1, m_plan.healthyLine() ? 16 : 200);
         m_line.holdBackVaries = random.below(2) == 0;
     }
+    if (m_plan.has(fault::ports)) {
+        m_line.failingOpens = static_cast<unsigned>(random.below(3));
+        m_line.openError = random.below(8) == 0 ? 5 : 0;
+        m_line.listed = random.below(4) != 0;
+    }
     if (m_plan.has(fault::writes)) m_line.failingWrites = static_cast<unsigned>(random.below(200'000));
     if (m_canary == Canary::lostLamp) m_line.toPeer.lost = 3'000;
 }
@@ -174,6 +179,7 @@ void Session::setLine() {
 
 void Session::host() {
     m_plugin.emplace();
+    m_checks.begin(console());
     startUp();
     sim::Scheduler& scheduler = m_world.scheduler();
     std::vector<sim::ThreadHandle> threads = {scheduler.start("operator", [this] { operate(); }),
@@ -273,6 +279,7 @@ void Session::windDown() {
     const bool wasRunning = console().active() && !startUpRuns();
     m_ownerBusy = true;  // handlers leave it alone from now on
     console().exit();
+    m_checks.exited();
     if (m_canary == Canary::lampOnAfterExit) {
         for (const char byte : {'F', '9', ' '}) m_desk.receive(static_cast<unsigned char>(byte), m_world.now());
     }

@@ -23,6 +23,11 @@ struct ConsoleTestAccess {
     static constexpr int lampEntries = Console::s_lampEntries;
     static std::uint8_t& keyDown(Console& console, int code) { return console.m_keyDown[code]; }
     static constexpr int keyEntries = Console::s_keyEntries;
+    /// The bytes that lie between the key table and what follows it, which nothing may write to.
+    static std::string behindKeyDown(const Console& console) {
+        const auto* end = reinterpret_cast<const char*>(console.m_keyDown + keyEntries);
+        return {end, reinterpret_cast<const char*>(&console.m_port)};
+    }
     static Cv::Ptr<CommsPort>& port(Console& console) { return console.m_port; }
     static Cv::Ptr<iThreadEvent>& rxEvent(Console& console) { return console.m_rxEvent; }
 
