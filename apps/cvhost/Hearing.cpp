@@ -31,8 +31,11 @@ void Hearing::log(std::string_view text) {
     const std::lock_guard lock(m_mutex);
     if (const auto name = rest(text, "Looking for console on port ")) m_heard.triedPort = *name;
     if (const auto why = rest(text, "cannot open ")) m_heard.openFailure = *why;
-    if (const auto version = rest(text, "CON:   console_init: console version ")) m_heard.version = wholeNumber(*version);
     m_report.log(text);
+    if (const auto version = rest(text, "CON:   console_init: console version "); version && !m_heard.version) {
+        m_heard.version = wholeNumber(*version);
+        if (m_heard.version) m_report.active(*m_heard.version);
+    }
     m_wake();
 }
 

@@ -27,7 +27,7 @@ struct Heard {
     bool portLost = false;
     /// When a port was last opened, closed or lost.
     std::chrono::steady_clock::time_point portChanged{};
-    /// The version that start-up told of.
+    /// The version that start-up told of, once a console has become active.
     std::optional<int> version;
     /// How often each key was queued, and each handler run.
     std::array<unsigned, ConsoleHandlerTable::codes> keys{};

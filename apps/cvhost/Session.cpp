@@ -75,6 +75,14 @@ std::string missingLine(Options::Events events, StartTime start, std::size_t cou
 
 void complain(std::string_view sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
 
+/// What the plug-in's loader says, to follow the program's name, and what to do if it does not say.
+std::string loadProblem(std::string sentence) {
+    while (sentence.ends_with('.')) sentence.pop_back();
+    if (sentence.starts_with("The")) sentence.front() = 't';
+    if (sentence.find(';') == sentence.npos) sentence += "; build it and cvhost from the same sources";
+    return sentence;
+}
+
 }  // namespace
 
 Session::Session(Options options, StartTime start, Wake& wake)
@@ -96,7 +104,6 @@ int Session::run() {
     prepareHost();
     if (!startConsole()) return exitStatus::none;
     live();
-    noticeActive(m_hearing.heard());
     stop();
     tellEnd();
     return result();
@@ -129,7 +136,7 @@ void Session::choosePorts() {
 bool Session::startConsole() {
     const std::string path = narrow(getAppPath().view()) + "CorvaneConsole.so";
     if (const std::string problem = m_plugin.load(path); !problem.empty()) {
-        complain(problem + " Build or install the plug-in beside cvhost");
+        complain(loadProblem(problem));
         return false;
     }
     iConsoleResource* console = m_plugin.console();
@@ -160,12 +167,11 @@ void Session::live() {
 
         takeKeys();
         const Heard heard = m_hearing.heard();
-        noticeActive(heard);
         noticeLoss(heard);
         advise(heard);
         followShuttle(heard);
         showDesk();
-        if (m_show && m_active) m_show->advance(Clock::now(), heard);
+        if (m_show && heard.version) m_show->advance(Clock::now(), heard);
         if (cause == Wake::Cause::time) m_hearing.tell([](Report& report) { report.idle(); });
     }
 }
@@ -177,18 +183,13 @@ void Session::takeKeys() {
     }
 }
 
-void Session::noticeActive(const Heard& heard) {
-    if (!heard.version || std::exchange(m_active, true)) return;
-    m_hearing.tell([&](Report& report) { report.active(*heard.version); });
-}
-
 void Session::noticeLoss(const Heard& heard) {
-    if (!m_active || !heard.portLost || std::exchange(m_lossTold, true)) return;
+    if (!heard.version || !heard.portLost || std::exchange(m_lossTold, true)) return;
     say("help", "the driver does not look for it again; put the console back and start cvhost once more");
 }
 
 void Session::advise(const Heard& heard) {
-    if (m_active || !waited(heard)) return;
+    if (heard.version || !waited(heard)) return;
     std::string advice = "no console yet: " + whyNoConsole(heard);
     if (advice == m_advice) return;
     m_advice = std::move(advice);
@@ -210,11 +211,9 @@ void Session::showDesk() {
 
 void Session::stop() {
     if (m_plugin.plugin() == nullptr) return;
-    m_switchedOff = m_active && !m_lossTold;
-    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(problem);
+    m_switchedOff = m_plugin.console() != nullptr && m_plugin.console()->active() && !m_hearing.heard().portLost;
+    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
-    // Start-up may have come to its end while it was being stopped.
-    noticeActive(m_hearing.heard());
     say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded" : "the driver is unloaded");
 }
 
@@ -226,15 +225,16 @@ void Session::tellEnd() {
 }
 
 int Session::result() {
+    const Heard heard = m_hearing.heard();
     if (const int error = m_output.error(); error != 0) {
         if (error != EPIPE) {
             complain("cannot write to standard output: " + std::generic_category().message(error) +
                      "; give it a terminal, a file or /dev/null");
         }
-    } else if (!m_active) {
-        complain("no console became active: " + whyNoConsole(m_hearing.heard()));
+    } else if (!heard.version) {
+        complain("no console became active: " + whyNoConsole(heard));
     }
-    return m_active ? exitStatus::active : exitStatus::none;
+    return heard.version ? exitStatus::active : exitStatus::none;
 }
 
 void Session::say(std::string_view heading, std::string_view text) {

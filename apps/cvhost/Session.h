@@ -39,7 +39,6 @@ private:
     bool startConsole();
     void live();
     void takeKeys();
-    void noticeActive(const Heard& heard);
     void noticeLoss(const Heard& heard);
     void advise(const Heard& heard);
     void followShuttle(const Heard& heard);
@@ -66,7 +65,6 @@ private:
     std::optional<Show> m_show;
 
     Clock::time_point m_consoleStarted{};
-    bool m_active = false;
     bool m_lossTold = false;
     bool m_switchedOff = false;
     std::string m_advice;
