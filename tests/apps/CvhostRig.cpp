@@ -1,0 +1,128 @@
+#include "tests/apps/CvhostRig.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <set>
+#include <system_error>
+
+namespace apps_test {
+namespace {
+
+bool has(const Json& event, const Json& members) {
+    for (const auto& [key, value] : members.items()) {
+        if (!event.contains(key) || event[key] != value) return false;
+    }
+    return true;
+}
+
+/// The members that each event has, besides its time and its name.
+const std::map<std::string, std::set<std::string>>& forms() {
+    static const std::map<std::string, std::set<std::string>> forms{
+        {"log", {"text"}},
+        {"port", {"name", "state"}},
+        {"active", {"version"}},
+        {"key", {"code", "handled", "flags"}},
+        {"handler", {"code", "ispeed", "jog", "jog_exact"}},
+        {"wire", {"dir", "bytes"}},
+        {"rts", {"level"}},
+    };
+    return forms;
+}
+
+void expectKnownForm(const Json& event) {
+    const std::string name = event.at("event");
+    ASSERT_TRUE(forms().contains(name)) << event;
+    std::set<std::string> members{"t", "event"};
+    members.insert(forms().at(name).begin(), forms().at(name).end());
+    std::set<std::string> found;
+    for (const auto& [key, value] : event.items()) found.insert(key);
+    EXPECT_EQ(found, members) << event;
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() {
+    std::string name = std::filesystem::temp_directory_path() / "cvhost-test-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
+    m_path = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+std::string TemporaryFolder::write(const std::string& name, const std::string& text) const {
+    std::ofstream(m_path / name) << text;
+    return m_path / name;
+}
+
+Process::Setup CvhostTest::cvhost(const Arguments& arguments) const {
+    Process::Setup setup{
+        .command = {CVHOST_PROGRAM, "run"},
+        .environment = {{"XDG_CONFIG_HOME", m_folder.path() / "config"}, {"XDG_STATE_HOME", m_folder.path() / "state"}}};
+    setup.command.insert(setup.command.end(), arguments.begin(), arguments.end());
+    return setup;
+}
+
+Process::Setup CvhostTest::cvdesk(const Arguments& arguments) const {
+    Process::Setup setup{.command = {CVDESK_PROGRAM}};
+    setup.command.insert(setup.command.end(), arguments.begin(), arguments.end());
+    return setup;
+}
+
+std::string CvhostTest::whereIs(Process& desk) {
+    const std::string head = "Listening on ";
+    const std::string line = desk.waitForLine([&](const std::string& text) { return text.starts_with(head); });
+    return line.substr(head.size(), line.find(',') - head.size());
+}
+
+Json CvhostTest::waitFor(Process& host, const Json& members) {
+    return Json::parse(host.waitForLine([&](const std::string& line) { return has(Json::parse(line), members); }));
+}
+
+void CvhostTest::waitForAll(Process& host, const std::vector<Json>& inOrder) {
+    std::size_t next = 0;
+    host.waitForLine([&](const std::string& line) {
+        if (has(Json::parse(line), inOrder.at(next))) ++next;
+        return next == inOrder.size();
+    });
+}
+
+void CvhostTest::waitForWire(Process& host, const std::string& direction, const std::string& bytes) {
+    std::string seen;
+    host.waitForLine([&](const std::string& line) {
+        const Json event = Json::parse(line);
+        if (has(event, {{"event", "wire"}, {"dir", direction}})) seen += event.at("bytes");
+        return seen.find(bytes) != seen.npos;
+    });
+}
+
+std::vector<Json> CvhostTest::events(Process& host) {
+    std::vector<Json> result;
+    double last = 0;
+    for (const std::string& line : host.lines()) {
+        const Json event = Json::parse(line);
+        expectKnownForm(event);
+        EXPECT_GE(event.at("t").get<double>(), last) << line;
+        last = event.at("t");
+        result.push_back(event);
+    }
+    return result;
+}
+
+std::vector<Json> CvhostTest::events(Process& host, const Json& members) {
+    std::vector<Json> result;
+    for (const Json& event : events(host)) {
+        if (has(event, members)) result.push_back(event);
+    }
+    return result;
+}
+
+std::string CvhostTest::wire(Process& host, const std::string& direction) {
+    std::string bytes;
+    for (const Json& event : events(host, {{"event", "wire"}, {"dir", direction}})) bytes += event.at("bytes");
+    return bytes;
+}
+
+}  // namespace apps_test

@@ -1,0 +1,279 @@
+// cvhost and a console: brought up, played on, and switched off.
+
+#include <gmock/gmock.h>
+
+#include <cctype>
+#include <csignal>
+#include <memory>
+#include <string>
+
+#include "lines/DeskServer.h"
+#include "lines/Pty.h"
+#include "lines/Rfc2217Server.h"
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+struct Console {
+    int firmware;
+    std::string model;
+    bool pty;
+    Arguments extra{};
+
+    /// The version that the driver makes of it.
+    int version() const { return firmware == 6 ? 6 : 7; }
+};
+
+void PrintTo(const Console& console, std::ostream* out) {
+    *out << "firmware " << console.firmware << ", model " << console.model << (console.pty ? ", pty" : ", network");
+    for (const std::string& option : console.extra) *out << ' ' << option;
+}
+
+std::string nameOf(const testing::TestParamInfo<Console>& info) {
+    const Console& console = info.param;
+    std::string name =
+        "firmware" + std::to_string(console.firmware) + "_" + console.model + (console.pty ? "_pty" : "_network");
+    for (const std::string& option : console.extra) {
+        for (const char letter : option) {
+            if (std::isalpha(static_cast<unsigned char>(letter)) != 0) name += letter;
+        }
+    }
+    return name;
+}
+
+class CvhostConsole : public CvhostTest, public testing::WithParamInterface<Console> {
+protected:
+    Arguments deskArguments(const std::string& script) const {
+        const Console& console = GetParam();
+        Arguments arguments{"--firmware", std::to_string(console.firmware), "--model", console.model,
+                            "--script",   m_folder.write("script", script)};
+        const Arguments line = console.pty ? Arguments{"--pty", m_folder.path() / "desk"} : Arguments{"--rfc2217", "0"};
+        arguments.insert(arguments.end(), line.begin(), line.end());
+        arguments.insert(arguments.end(), console.extra.begin(), console.extra.end());
+        return arguments;
+    }
+
+    /// Waits until start-up has sent its last command.
+    void waitUntilStarted(Process& host) const {
+        const char* last = GetParam().version() > 6 ? "X " : "F2 ";
+        waitForAll(host, {{{"event", "active"}, {"version", GetParam().version()}},
+                          {{"event", "wire"}, {"dir", "tx"}, {"bytes", last}}});
+    }
+};
+
+TEST_P(CvhostConsole, Run_Interrupted_HasStartedConsoleAndLeavesItDark) {
+    Process desk(cvdesk(deskArguments("wait active\nexpect lamp 2 F\nexpect wheel off\n")));
+    Process host(cvhost({"--events", "json", "--wire", "--port", whereIs(desk)}));
+
+    waitUntilStarted(host);
+    host.signal(SIGINT);
+
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(wire(host, "tx"), EndsWith("O44 O45 O46 X "));
+    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "open"}}), SizeIs(1));
+    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "closed"}}), SizeIs(1));
+    if (GetParam().version() > 6) {
+        bool started = false;  // start-up ends with the stop lamp on and the wheel off
+        desk.waitForLine([&](const std::string& line) {
+            started = started || line.ends_with("wheel    off");
+            return started && line.ends_with("2 stop off");
+        });
+    }
+    desk.signal(SIGTERM);
+    EXPECT_EQ(desk.wait(), 0) << desk.errors();
+}
+
+TEST_P(CvhostConsole, Run_KeyTappedAgainAndAgain_ReachesItsHandlerFromVersionSevenOn) {
+    std::string script = "wait active\n";
+    for (int second = 0; second < 60; ++second) script += "sleep 1s\ntap E\n";
+    Process desk(cvdesk(deskArguments(script)));
+    Process host(cvhost({"--events", "json", "--wire", "--port", whereIs(desk)}));
+
+    waitForAll(host, {{{"event", "active"}},
+                      {{"event", "wire"}, {"dir", "rx"}, {"bytes", "E"}},
+                      {{"event", "wire"}, {"dir", "rx"}, {"bytes", "U"}}});
+    if (GetParam().version() > 6) waitFor(host, {{"event", "key"}});
+    host.signal(SIGTERM);
+
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    const std::vector<Json> presses = events(host, {{"event", "key"}});
+    EXPECT_EQ(presses.empty(), GetParam().version() == 6);
+    EXPECT_THAT(events(host, {{"event", "handler"}}), SizeIs(presses.size()));
+    EXPECT_THAT(events(host, {{"event", "handler"}, {"code", 5}, {"jog", 0}, {"jog_exact", 0}}), SizeIs(presses.size()));
+    EXPECT_THAT(events(host, {{"event", "key"}, {"code", 5}, {"handled", true}, {"flags", 1536}}), SizeIs(presses.size()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Cvdesk, CvhostConsole,
+                         testing::Values(Console{6, "V4", false}, Console{6, "V4", true}, Console{7, "V4", false},
+                                         Console{7, "V4", true}, Console{8, "V4", false}, Console{8, "V4", true},
+                                         Console{6, "other", false}, Console{6, "other", true}, Console{7, "other", false},
+                                         Console{7, "other", true}, Console{8, "other", false}, Console{8, "other", true},
+                                         Console{7, "V4", false, {"--no-monitor"}}, Console{7, "V4", true, {"--no-monitor"}},
+                                         Console{7, "V4", false, {"--running"}}, Console{7, "V4", true, {"--running"}}),
+                         nameOf);
+
+/// A desk in this process, operated step by step as the events come.
+class CvhostDesk : public CvhostTest {
+protected:
+    void serve(desk::Options options) {
+        m_desk = std::make_unique<lines::DeskServer>(options, std::make_unique<lines::Rfc2217Server>());
+    }
+
+    Process::Setup hostOnDesk() const { return cvhost({"--events", "json", "--wire", "--port", m_desk->name()}); }
+
+    void operate(const std::function<void(desk::Desk&, desk::Time)>& action) { m_desk->operate(action); }
+
+    static void waitUntilStarted(Process& host) {
+        waitForAll(host, {{{"event", "active"}}, {{"event", "wire"}, {"dir", "tx"}, {"bytes", "X "}}});
+    }
+
+    /// Waits, as long as a generous limit, until the desk is as it should be.
+    bool becomes(const std::function<bool(const desk::Desk&)>& wanted) {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (std::chrono::steady_clock::now() < limit) {
+            bool met = false;
+            operate([&](const desk::Desk& desk, desk::Time) { met = wanted(desk); });
+            if (met) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return false;
+    }
+
+    std::unique_ptr<lines::DeskServer> m_desk;
+};
+
+class CvhostDeskByFirmware : public CvhostDesk, public testing::WithParamInterface<int> {};
+
+TEST_P(CvhostDeskByFirmware, Run_WheelTurned_HandlersSeeSpeedAndJog) {
+    serve({.firmware = GetParam()});
+    Process host(hostOnDesk());
+    waitUntilStarted(host);
+
+    operate([](desk::Desk& desk, desk::Time now) { desk.shuttle(200, now); });
+    EXPECT_EQ(waitFor(host, {{"event", "handler"}, {"code", 0}}).at("ispeed"), 1495);
+
+    operate([](desk::Desk& desk, desk::Time now) { desk.tap('\\', now); });
+    waitFor(host, {{"event", "handler"}, {"code", 28}});
+    EXPECT_TRUE(becomes([](const desk::Desk& desk) { return desk.wheelOn() && desk.lamp(4) == 'F'; }));
+
+    operate([](desk::Desk& desk, desk::Time now) { desk.jog(-1, 5000, now); });
+    waitFor(host, {{"event", "handler"}, {"code", 47}, {"ispeed", 1495}, {"jog", -1}, {"jog_exact", -1.5}});
+
+    operate([](desk::Desk& desk, desk::Time now) { desk.tap('\\', now); });
+    EXPECT_TRUE(becomes([](const desk::Desk& desk) { return !desk.wheelOn() && desk.lamp(4) == 'O'; }));
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+INSTANTIATE_TEST_SUITE_P(Firmware, CvhostDeskByFirmware, testing::Values(7, 8));
+
+TEST_F(CvhostDesk, Run_WheelTurnedHardWhileOff_SwitchesItOnUnlessSetOtherwise) {
+    serve({});
+    Process host(hostOnDesk());
+    waitUntilStarted(host);
+
+    operate([](desk::Desk& desk, desk::Time now) { desk.jog(6, 0, now); });
+    waitForAll(host, {{{"event", "handler"}, {"code", 28}}, {{"event", "handler"}, {"code", 47}, {"jog", 6}}});
+    EXPECT_TRUE(becomes([](const desk::Desk& desk) { return desk.wheelOn(); }));
+}
+
+TEST_F(CvhostDesk, Set_AutomaticJogTurnOnOff_WheelStaysOff) {
+    serve({});
+    Process::Setup setup = hostOnDesk();
+    setup.command.insert(setup.command.end(), {"--set", "AutomaticJogTurnOn=0"});
+    Process host(setup);
+    waitUntilStarted(host);
+
+    operate([](desk::Desk& desk, desk::Time now) {
+        desk.jog(6, 0, now);
+        desk.tap('A', now);
+    });
+    waitFor(host, {{"event", "key"}, {"code", 1}});
+    EXPECT_THAT(events(host, {{"event", "handler"}, {"code", 28}}), IsEmpty());
+}
+
+TEST_F(CvhostDesk, Run_KeyWithoutHandler_IsQueuedAlone) {
+    serve({});
+    Process host(hostOnDesk());
+    waitUntilStarted(host);
+
+    operate([](desk::Desk& desk, desk::Time now) { desk.tap('P', now); });
+    waitFor(host, {{"event", "key"}, {"code", 16}, {"handled", false}, {"flags", 1536}});
+    EXPECT_THAT(events(host, {{"event", "handler"}}), IsEmpty());
+}
+
+TEST_F(CvhostDesk, Run_PressQueuedBehindAnother_GetsItsHandlerInTheEnd) {
+    serve({.unpaced = true});
+    Process host(hostOnDesk());
+    waitUntilStarted(host);
+
+    operate([](desk::Desk& desk, desk::Time now) {
+        desk.tap('P', now);
+        desk.tap('E', now);
+    });
+    waitFor(host, {{"event", "handler"}, {"code", 5}});
+}
+
+TEST_F(CvhostDesk, Run_TerminatedWhileLampsAndWheelAreOn_SwitchesAllOff) {
+    serve({});
+    Process host(hostOnDesk());
+    waitUntilStarted(host);
+    operate([](desk::Desk& desk, desk::Time now) { desk.tap('\\', now); });
+    ASSERT_TRUE(becomes([](const desk::Desk& desk) { return desk.wheelOn() && desk.lamp(4) == 'F'; }));
+
+    host.signal(SIGTERM);
+
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_TRUE(becomes([](const desk::Desk& desk) {
+        bool dark = !desk.wheelOn();
+        for (int lamp = 1; lamp <= 46; ++lamp) dark = dark && desk.lamp(lamp) == 'O';
+        return dark;
+    }));
+}
+
+TEST_F(CvhostDesk, Run_RtsEvents_TellTheReset) {
+    serve({});
+    Process host(hostOnDesk());
+    waitForAll(host, {{{"event", "rts"}, {"level", 0}}, {{"event", "rts"}, {"level", 1}}, {{"event", "active"}}});
+    unsigned resets = 0;
+    operate([&](const desk::Desk& desk, desk::Time) { resets = desk.resets(); });
+    EXPECT_EQ(resets, events(host, {{"event", "rts"}, {"level", 0}}).size());
+}
+
+TEST_F(CvhostTest, DeskOption_Json_BringsTheEmbeddedConsoleUp) {
+    Process host(cvhost({"--desk", "--events", "json"}));
+    waitFor(host, {{"event", "active"}, {"version", 7}});
+    host.signal(SIGINT);
+
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(events(host, {{"event", "log"}, {"text", "CON:   console_init: console version 7\n"}}), SizeIs(1));
+    EXPECT_THAT(events(host, {{"event", "wire"}}), IsEmpty()) << "without --wire";
+    EXPECT_THAT(events(host, {{"event", "rts"}}), IsEmpty()) << "without --wire";
+    EXPECT_THAT(host.errors(), HasSubstr("CON:   console_init: console version 7\n"));
+}
+
+TEST_F(CvhostTest, ShowOption_Played_IsReceivedWholeByTheHost) {
+    Process host(cvhost({"--desk", "--show"}));
+    host.waitForLine([](const std::string& line) { return line.find("that was the show") != line.npos; });
+    host.signal(SIGINT);
+
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    std::string text;
+    for (const std::string& line : host.lines()) text += line + '\n';
+    EXPECT_THAT(text, Not(HasSubstr("has not received")));
+    for (const char* part : {"active   console version 7", "E  (code 5)", "T  (code 20), queued", "×11.71 forward",
+                             "×11.71 reverse", "stopped", "wheel    on", "jog      -1.5", "◉ forward", "◉ reverse"}) {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
+    EXPECT_THAT(host.lines().back(), HasSubstr("○ reverse   ○ stop   ○ forward   ○ jog   wheel off"));
+}
+
+}  // namespace
+}  // namespace apps_test

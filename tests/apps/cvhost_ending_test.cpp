@@ -1,0 +1,158 @@
+// How cvhost ends, and what it says when there is no console.
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr const char* oneSentence = "cvhost: [^\n]*[.]\n";
+
+std::string lastLine(const std::string& text) {
+    const std::size_t end = text.find_last_of('\n', text.size() - 2);
+    return text.substr(end == text.npos ? 0 : end + 1);
+}
+
+TEST_F(CvhostTest, For_ConsoleActive_EndsByItselfWithStatusZero) {
+    Process host(cvhost({"--desk", "--events", "json", "--for", "3"}));
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "closed"}}), SizeIs(1));
+}
+
+TEST_F(CvhostTest, For_TimeOverDuringStartUp_EndsCleanly) {
+    Process host(cvhost({"--desk", "--events", "json", "--for", "0.05"}));
+    const int status = host.wait();
+    EXPECT_EQ(status, events(host, {{"event", "active"}}).empty() ? 1 : 0) << host.errors();
+    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "closed"}}), SizeIs(1));
+}
+
+TEST_F(CvhostTest, Run_NoSuchDevice_SaysSoAndWhatToDo) {
+    Process host(cvhost({"--events", "json", "--port", "/dev/no-such-port"}));
+    waitFor(host, {{"event", "log"}, {"text", "Looking for console on port /dev/no-such-port\n"}});
+    host.signal(SIGINT);
+
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(lastLine(host.errors()), MatchesRegex(oneSentence));
+    EXPECT_THAT(host.errors(), HasSubstr("there is no /dev/no-such-port; plug the console's serial adapter in"));
+    EXPECT_THAT(events(host, {{"event", "port"}}), IsEmpty());
+}
+
+TEST_F(CvhostTest, Run_NobodyServesThere_SaysSoAndWhatToDo) {
+    Process host(cvhost({"--port", "rfc2217://127.0.0.1:1"}));
+    host.waitForLine([](const std::string& line) { return line.find("no console yet: cannot open") != line.npos; });
+    host.signal(SIGINT);
+
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(lastLine(host.errors()), MatchesRegex(oneSentence));
+    EXPECT_THAT(host.errors(), HasSubstr("cannot open rfc2217://127.0.0.1:1: connection refused; check the name"));
+}
+
+TEST_F(CvhostTest, Run_PortMissingForAWhile_TextTellsItOnce) {
+    Process host(cvhost({"--port", "/dev/no-such-port"}));
+    int logged = 0;
+    // The driver looks once a second; help comes after three.
+    host.waitForLine([](const std::string& line) { return line.find("no console yet") != line.npos; });
+    for (const std::string& line : host.lines()) logged += line.ends_with("Looking for console on port /dev/no-such-port");
+    EXPECT_EQ(logged, 1);
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+}
+
+TEST_F(CvhostTest, Prefer_ConsoleSwitchedOff_IsSaidAsTheReason) {
+    Process host(cvhost({"--desk", "--events", "json", "--prefer", "HardwareConsoleEnabled=false", "--for", "0.2"}));
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(events(host), IsEmpty()) << "no port is looked for";
+    EXPECT_THAT(host.errors(), HasSubstr("the preference HardwareConsoleEnabled is off"));
+}
+
+TEST_F(CvhostTest, Run_SilentConsole_EndsWithStatusOne) {
+    Process desk(cvdesk({"--rfc2217", "0", "--silent"}));
+    Process host(cvhost({"--events", "json", "--wire", "--port", whereIs(desk)}));
+    waitForWire(host, "tx", "F2      ? ? ? ? ? ? ");
+    host.signal(SIGINT);
+
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(events(host, {{"event", "active"}}), IsEmpty());
+    EXPECT_THAT(events(host, {{"event", "wire"}, {"dir", "rx"}}), IsEmpty());
+    EXPECT_THAT(lastLine(host.errors()), MatchesRegex(oneSentence));
+    EXPECT_THAT(host.errors(), HasSubstr("no console became active"));
+}
+
+TEST_F(CvhostTest, Run_SilentConsoleOnPty_TextSaysWhatWasTried) {
+    Process desk(cvdesk({"--pty", m_folder.path() / "desk", "--silent"}));
+    Process host(cvhost({"--port", whereIs(desk)}));
+    host.waitForLine([](const std::string& line) { return line.find("no console has answered; check that") != line.npos; });
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+}
+
+class CvhostVanishing : public CvhostTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(CvhostVanishing, Run_ConsoleVanishes_IsToldAsLostAndEndsCleanly) {
+    const Arguments line = GetParam() ? Arguments{"--pty", m_folder.path() / "desk"} : Arguments{"--rfc2217", "0"};
+    Process desk(cvdesk(line));
+    Process host(cvhost({"--events", "json", "--port", whereIs(desk)}));
+    waitFor(host, {{"event", "active"}});
+
+    desk.signal(SIGKILL);
+
+    waitFor(host, {{"event", "port"}, {"state", "lost"}});
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "lost"}}), SizeIs(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lines, CvhostVanishing, testing::Bool(),
+                         [](const auto& row) { return row.param ? "pty" : "network"; });
+
+TEST_F(CvhostTest, Run_ScriptQuitsDesk_ScriptMetAndLossTold) {
+    const std::string script = m_folder.write("script", "wait active\nexpect lamp 2 F\nexpect wheel off\nquit\n");
+    Process desk(cvdesk({"--rfc2217", "0", "--script", script}));
+    Process host(cvhost({"--port", whereIs(desk)}));
+    EXPECT_EQ(desk.wait(), 0) << desk.errors();
+    host.waitForLine([](const std::string& line) { return line.find("start cvhost once more") != line.npos; });
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+TEST_F(CvhostTest, Run_PlugInMissing_SaysSoAndWhatToDo) {
+    const std::filesystem::path program = m_folder.path() / "cvhost";
+    std::filesystem::copy_file(CVHOST_PROGRAM, program);
+    std::filesystem::copy_file(CVHOST_LIBRARY, m_folder.path() / std::filesystem::path(CVHOST_LIBRARY).filename());
+    Process::Setup setup = cvhost({"--desk", "--events", "json"});
+    setup.command.front() = program;
+    Process host(setup);
+
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), MatchesRegex(oneSentence));
+    EXPECT_THAT(host.errors(), HasSubstr(m_folder.path() / "CorvaneConsole.so"));
+}
+
+TEST_F(CvhostTest, Run_SettingsFile_IsReadAndOverriddenByTheCommandLine) {
+    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+    m_folder.write("config/cvhost/cvhost.toml", "[settings]\nconsole_debug = 1\nconsole_port = \"/dev/from-file\"\n");
+    Process host(cvhost({"--events", "json", "--port", "/dev/from-command-line"}));
+    waitFor(host, {{"event", "log"}, {"text", "Looking for console on port /dev/from-command-line\n"}});
+    waitFor(host, {{"event", "log"}, {"text", "CON:   failed to open console driver \\.CVCon\n"}});
+}
+
+TEST_F(CvhostTest, Run_PortNameOutsideAscii_IsToldUnharmed) {
+    Process::Setup setup = cvhost({"--events", "json", "--port", "/dev/κονσόλα"});
+    setup.environment["LC_ALL"] = "C";
+    Process host(setup);
+    waitFor(host, {{"event", "log"}, {"text", "Looking for console on port /dev/κονσόλα\n"}});
+}
+
+}  // namespace
+}  // namespace apps_test

@@ -1,0 +1,173 @@
+// cvhost's standard output: closed, full, slow, or a terminal.
+
+#include <gmock/gmock.h>
+#include <pty.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <thread>
+
+#include "apps/cvhost/Output.h"
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+TEST_F(CvhostTest, Output_ReaderLeaves_ProgramEndsWithoutAWord) {
+    Process desk(cvdesk({"--rfc2217", "0"}));
+    Process host(cvhost({"--events", "json", "--wire", "--port", whereIs(desk)}));
+    waitFor(host, {{"event", "active"}});
+    host.closeOutput();
+    desk.signal(SIGTERM);  // the loss is something to tell
+
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(host.errors(), Not(HasSubstr("cvhost:")));
+}
+
+TEST_F(CvhostTest, Output_ClosedFromTheStart_SaysSoAndEnds) {
+    Process::Setup setup = cvhost({"--desk"});
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "exec \"$@\" >&-", "sh"});
+    Process host(setup);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("cvhost: cannot write to standard output: "));
+}
+
+TEST_F(CvhostTest, Output_DeviceFull_SaysSoAndEnds) {
+    Process::Setup setup = cvhost({"--desk"});
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"});
+    Process host(setup);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("cvhost: cannot write to standard output: No space left on device;"));
+}
+
+TEST_F(CvhostTest, Output_NobodyReads_HostGoesOnAndEndsWhenTold) {
+    std::string script = "wait active\nsleep 500ms\n";
+    for (int turn = 0; turn < 40; ++turn) script += "shuttle 200\nshuttle 60\n";
+    script += "sleep 200ms\ntap \\\nexpect wheel on\nquit\n";
+    Process desk(cvdesk({"--rfc2217", "0", "--unpaced", "--script", m_folder.write("script", script)}));
+    Process::Setup setup = cvhost({"--events", "json", "--wire", "--set", "console_debug=1", "--port", whereIs(desk)});
+    setup.readOutput = false;
+    Process host(setup);
+
+    EXPECT_EQ(desk.wait(), 0) << desk.errors();
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+/// All that `setup` writes to a terminal before it ends.
+std::string onTerminal(Process::Setup setup, int& status) {
+    std::array<char, 64> name{};
+    int terminal = -1;
+    int slave = -1;
+    if (::openpty(&terminal, &slave, name.data(), nullptr, nullptr) != 0) throw std::runtime_error("no terminal");
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "t=$1; shift; exec \"$@\" >\"$t\"", "sh", name.data()});
+    Process host(setup);
+    status = host.wait();
+    ::close(slave);
+    std::string text;
+    std::array<char, 4096> some{};
+    for (ssize_t size = 0; (size = ::read(terminal, some.data(), some.size())) > 0;) {
+        text.append(some.data(), static_cast<std::size_t>(size));
+    }
+    ::close(terminal);
+    return text;
+}
+
+TEST_F(CvhostTest, Text_OnATerminal_IsColoured) {
+    Process::Setup setup = cvhost({"--port", "/dev/no-such-port", "--for", "0.1"});
+    setup.environment.insert({{"TERM", "xterm"}, {"NO_COLOR", ""}});
+    int status = -1;
+    EXPECT_THAT(onTerminal(setup, status), HasSubstr("\x1b["));
+    EXPECT_EQ(status, 1);
+}
+
+TEST_F(CvhostTest, Text_OnATerminalWithNoColor_IsPlain) {
+    Process::Setup setup = cvhost({"--port", "/dev/no-such-port", "--for", "0.1"});
+    setup.environment.insert({{"TERM", "xterm"}, {"NO_COLOR", "1"}});
+    int status = -1;
+    const std::string text = onTerminal(setup, status);
+    EXPECT_THAT(text, Not(HasSubstr("\x1b")));
+    EXPECT_THAT(text, HasSubstr("Looking for console on port /dev/no-such-port"));
+}
+
+TEST_F(CvhostTest, Text_IntoAPipe_IsPlain) {
+    Process host(cvhost({"--desk", "--for", "1"}));
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    for (const std::string& line : host.lines()) EXPECT_THAT(line, Not(HasSubstr("\x1b")));
+}
+
+/// Reads from `fd` to its end.
+std::string readAll(int fd) {
+    std::string text;
+    std::array<char, 4096> some{};
+    for (ssize_t size = 0; (size = ::read(fd, some.data(), some.size())) > 0;) {
+        text.append(some.data(), static_cast<std::size_t>(size));
+    }
+    return text;
+}
+
+TEST(Output, Put_ReaderKeepsUp_WritesEveryLineInOrder) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    std::string expected;
+    {
+        cvhost::Output output(ends[1], {.missing = [](std::size_t) { return std::string("missing\n"); }, .broken = [] {}});
+        for (int line = 0; line < 100; ++line) {
+            output.put(std::to_string(line) + '\n');
+            expected += std::to_string(line) + '\n';
+        }
+    }
+    ::close(ends[1]);
+    EXPECT_EQ(readAll(ends[0]), expected);
+    ::close(ends[0]);
+}
+
+TEST(Output, Put_NobodyReads_NeverWaitsAndSaysHowManyAreMissing) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    constexpr std::size_t count = 3000;
+    const std::string line = std::string(1023, 'x') + '\n';
+    std::string text;
+    std::thread reader;
+    {
+        cvhost::Output output(
+            ends[1],
+            {.missing = [](std::size_t missing) { return std::to_string(missing) + " missing\n"; }, .broken = [] {}});
+        for (std::size_t i = 0; i < count; ++i) output.put(line);
+        reader = std::thread([&] { text = readAll(ends[0]); });
+    }
+    ::close(ends[1]);
+    reader.join();
+    ::close(ends[0]);
+
+    const std::size_t written = text.find_last_of('x') / line.size() + 1;
+    EXPECT_LT(written, count);
+    EXPECT_EQ(text.substr(written * line.size()), std::to_string(count - written) + " missing\n");
+}
+
+TEST(Output, Put_ReaderGone_TellsBrokenOnce) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    std::signal(SIGPIPE, SIG_IGN);
+    ::close(ends[0]);
+    int broken = 0;
+    int error = 0;
+    {
+        cvhost::Output output(ends[1], {.missing = [](std::size_t) { return std::string(); }, .broken = [&] { ++broken; }});
+        output.put("lost\n");
+        while ((error = output.error()) == 0) std::this_thread::yield();
+        output.put("lost too\n");
+    }
+    ::close(ends[1]);
+    EXPECT_EQ(error, EPIPE);
+    EXPECT_EQ(broken, 1);
+}
+
+}  // namespace
+}  // namespace apps_test

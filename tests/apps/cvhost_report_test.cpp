@@ -1,0 +1,301 @@
+// What cvhost prints, form by form.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "apps/cvhost/Advice.h"
+#include "apps/cvhost/Escape.h"
+#include "apps/cvhost/JsonReport.h"
+#include "apps/cvhost/TextReport.h"
+
+namespace apps_test {
+namespace {
+
+using cvhost::Direction;
+using cvhost::PortState;
+using Bytes = std::vector<unsigned char>;
+
+struct Escaped {
+    std::string text;
+    std::string json;
+    std::string plain;
+};
+
+class Escape : public testing::TestWithParam<Escaped> {};
+
+TEST_P(Escape, Text_OfAnyBytes_IsSafeToShow) {
+    EXPECT_EQ(cvhost::jsonText(GetParam().text), GetParam().json);
+    EXPECT_EQ(cvhost::plainText(GetParam().text), GetParam().plain);
+    EXPECT_TRUE(nlohmann::json::accept(cvhost::jsonText(GetParam().text)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, Escape,
+    testing::Values(Escaped{"", R"("")", ""}, Escaped{"plain", R"("plain")", "plain"},
+                    Escaped{"a\"b\\c", R"("a\"b\\c")", "a\"b\\c"}, Escaped{"line\r\n", R"("line\r\n")", "line\\r\\n"},
+                    Escaped{"\x1b[2J", R"("\u001b[2J")", "\\x1b[2J"}, Escaped{std::string(1, '\0'), R"("\u0000")", "\\x00"},
+                    Escaped{"\x7f", R"("\u007f")", "\\x7f"}, Escaped{"\xff", R"("\u00ff")", "\\xff"},
+                    Escaped{"\xc3\xa9", "\"\xc3\xa9\"", "\xc3\xa9"},                          // é
+                    Escaped{"\xc3", R"("\u00c3")", "\\xc3"},                                  // cut short
+                    Escaped{"\xc0\x80", R"("\u00c0\u0080")", "\\xc0\\x80"},                   // overlong
+                    Escaped{"\xc2\x9b", R"("\u00c2\u009b")", "\\xc2\\x9b"},                   // a control character
+                    Escaped{"\xed\xa0\x80", R"("\u00ed\u00a0\u0080")", "\\xed\\xa0\\x80"}));  // a surrogate
+
+TEST(EscapeBytes, Json_EveryByte_IsOneCharacterAgain) {
+    Bytes all;
+    for (int byte = 0; byte < 256; ++byte) all.push_back(static_cast<unsigned char>(byte));
+    const std::string json = cvhost::jsonBytes(all);
+    const std::string decoded = nlohmann::json::parse(json);
+    std::string expected;
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        if (byte >= 0x80) expected += static_cast<char>(byte < 0xC0 ? 0xC2 : 0xC3);
+        expected += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
+    }
+    EXPECT_EQ(decoded, expected);
+    for (const char character : json) EXPECT_TRUE(character >= 0x20 && character < 0x7F);
+}
+
+/// A report on a pipe; what it prints is read at the end.
+template <class ReportOf>
+std::string printed(ReportOf reportOf) {
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) return "no pipe";
+    {
+        cvhost::Output output(ends[1], {.missing = [](std::size_t) { return std::string(); }, .broken = [] {}});
+        reportOf(output);
+    }
+    ::close(ends[1]);
+    std::string text;
+    std::array<char, 4096> some{};
+    for (ssize_t size = 0; (size = ::read(ends[0], some.data(), some.size())) > 0;) {
+        text.append(some.data(), static_cast<std::size_t>(size));
+    }
+    ::close(ends[0]);
+    return text;
+}
+
+/// What follows the time of each line.
+std::string withoutTime(const std::string& text, std::size_t column) {
+    std::string result;
+    for (std::size_t begin = 0, end = 0; (end = text.find('\n', begin)) != text.npos; begin = end + 1) {
+        result += text.substr(begin + column, end + 1 - begin - column);
+    }
+    return result;
+}
+
+std::string json(bool wire, const std::function<void(cvhost::Report&)>& tell) {
+    const std::string text = printed([&](cvhost::Output& output) {
+        cvhost::JsonReport report(output, {}, wire);
+        tell(report);
+    });
+    const std::string head = "{\"t\":0.";
+    EXPECT_EQ(text.substr(0, head.size()), head);
+    return withoutTime(text, text.find(",\"event\""));
+}
+
+TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
+    EXPECT_EQ(json(true,
+                   [](cvhost::Report& report) {
+                       report.log("text\n");
+                       report.port("/dev/ttyUSB0", PortState::open);
+                       report.port("/dev/ttyUSB0", PortState::closed);
+                       report.port("/dev/ttyUSB0", PortState::lost);
+                       report.active(7);
+                       report.key(5, false, 1536);
+                       report.key(28, true, 1536);
+                       report.handler({.code = 47, .speed = 0, .jog = -1, .jogExact = -1.5, .wheelEnabled = true});
+                       report.handler({.code = 0, .speed = -11994, .jog = 0, .jogExact = 0.0, .wheelEnabled = false});
+                       report.wire(Direction::transmit, Bytes{'F', '1', '2', ' '});
+                       report.wire(Direction::receive, Bytes{0x0D, 0xFF, '"'});
+                       report.rts(0);
+                       report.say("help", "not for programs");
+                       report.desk({'O', 'F', 'O', 'O', false});
+                       report.idle();
+                   }),
+              R"(,"event":"log","text":"text\n"}
+,"event":"port","name":"/dev/ttyUSB0","state":"open"}
+,"event":"port","name":"/dev/ttyUSB0","state":"closed"}
+,"event":"port","name":"/dev/ttyUSB0","state":"lost"}
+,"event":"active","version":7}
+,"event":"key","code":5,"handled":false,"flags":1536}
+,"event":"key","code":28,"handled":true,"flags":1536}
+,"event":"handler","code":47,"ispeed":0,"jog":-1,"jog_exact":-1.5}
+,"event":"handler","code":0,"ispeed":-11994,"jog":0,"jog_exact":0}
+,"event":"wire","dir":"tx","bytes":"F12 "}
+,"event":"wire","dir":"rx","bytes":"\u000d\u00ff\""}
+,"event":"rts","level":0}
+)");
+}
+
+TEST(JsonReport, WireAndRts_NotAskedFor_AreNotTold) {
+    EXPECT_EQ(json(false,
+                   [](cvhost::Report& report) {
+                       report.wire(Direction::receive, Bytes{'E', ' '});
+                       report.rts(1);
+                       report.active(6);
+                   }),
+              ",\"event\":\"active\",\"version\":6}\n");
+}
+
+TEST(JsonReport, Handler_ExactJogNoNumber_IsNull) {
+    const std::string line = json(false, [](cvhost::Report& report) {
+        report.handler({.code = 47, .speed = 0, .jog = 0, .jogExact = std::nan(""), .wheelEnabled = true});
+    });
+    EXPECT_EQ(line, ",\"event\":\"handler\",\"code\":47,\"ispeed\":0,\"jog\":0,\"jog_exact\":null}\n");
+}
+
+std::string text(cvhost::TextReport::Style style, const std::function<void(cvhost::Report&)>& tell) {
+    return withoutTime(printed([&](cvhost::Output& output) {
+                           cvhost::TextReport report(output, {}, style);
+                           tell(report);
+                       }),
+                       std::string("   0.000  ").size());
+}
+
+TEST(TextReport, StartUpTriedAgain_IsToldOnce) {
+    const auto attempt = [](cvhost::Report& report) {
+        report.log("Looking for console on port /dev/ttyUSB0\n");
+        report.port("/dev/ttyUSB0", PortState::open);
+        report.rts(0);
+        report.rts(1);
+    };
+    EXPECT_EQ(text({.colour = false, .wire = false},
+                   [&](cvhost::Report& report) {
+                       attempt(report);
+                       attempt(report);
+                       report.active(7);
+                       report.log("said twice\n");
+                       report.log("said twice\n");
+                   }),
+              "log      Looking for console on port /dev/ttyUSB0\n"
+              "port     /dev/ttyUSB0 is open\n"
+              "reset    RTS low, the console is held in reset\n"
+              "reset    RTS high, the console starts\n"
+              "active   console version 7\n"
+              "log      said twice\n"
+              "log      said twice\n");
+}
+
+TEST(TextReport, KeysAndWheel_Told_ReadAsWords) {
+    EXPECT_EQ(text({.colour = false, .wire = false},
+                   [](cvhost::Report& report) {
+                       report.handler({.code = 0, .speed = -1495, .jog = 0, .jogExact = 0, .wheelEnabled = false});
+                       report.handler({.code = 28, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
+                       report.key(28, true, 1536);
+                       report.handler({.code = 47, .speed = 0, .jog = -1, .jogExact = -1.5, .wheelEnabled = true});
+                       report.handler({.code = 47, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
+                       report.handler({.code = 5, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
+                       report.key(5, true, 1536);
+                       report.key(16, false, 1536);
+                       report.key(12, true, 1536);
+                   }),
+              "shuttle  ─────●──────┼────────────  ×1.46 reverse\n"
+              "wheel    on\n"
+              "key      \\  (code 28), jog\n"
+              "jog      -1.5\n"
+              "key      E  (code 5)\n"
+              "key      P  (code 16), queued\n"
+              "key      L  (code 12), stop\n");
+}
+
+TEST(TextReport, Wire_ByteByByte_IsToldByCommand) {
+    EXPECT_EQ(text({.colour = false, .wire = true},
+                   [](cvhost::Report& report) {
+                       for (const unsigned char byte : Bytes{'V', '0', '0', '7', ' ', 'E'}) {
+                           report.wire(Direction::receive, Bytes{byte});
+                       }
+                       report.wire(Direction::transmit, Bytes{'?', ' '});
+                       report.wire(Direction::receive, Bytes{0x1B});
+                       report.idle();
+                   }),
+              "received \"V007 \"\n"
+              "received \"E\"\n"
+              "sent     \"? \"\n"
+              "received \"\\x1b\"\n");
+}
+
+TEST(TextReport, LineNoise_WithoutEnd_IsToldInPieces) {
+    const std::string told = text({.colour = false, .wire = true}, [](cvhost::Report& report) {
+        report.wire(Direction::receive, Bytes(100'000, 0xFF));
+        report.idle();
+    });
+    for (std::size_t begin = 0, end = 0; (end = told.find('\n', begin)) != told.npos; begin = end + 1) {
+        EXPECT_LT(end - begin, 80u);
+    }
+}
+
+TEST(TextReport, Lamps_Told_ShowTheirStates) {
+    EXPECT_EQ(
+        text({.colour = false, .wire = false}, [](cvhost::Report& report) { report.desk({'B', 'O', 'H', 'F', true}); }),
+        "lamps    ◉ reverse   ○ stop   ◐ forward   ● jog   wheel on\n");
+}
+
+TEST(TextReport, Speed_AnyValue_StaysOnTheScale) {
+    EXPECT_EQ(cvhost::speedText(0), "────────────●────────────  stopped");
+    EXPECT_EQ(cvhost::speedText(1024), "────────────┼─────●──────  ×1.00 forward");
+    EXPECT_EQ(cvhost::speedText(11994), "────────────┼───────────●  ×11.71 forward");
+    EXPECT_EQ(cvhost::speedText(std::numeric_limits<int>::min()), "●───────────┼────────────  ×2097152.00 reverse");
+}
+
+TEST(TextReport, Jog_AnyCount_ShowsItsFinePart) {
+    EXPECT_EQ(cvhost::jogText(2), "+2");
+    EXPECT_EQ(cvhost::jogText(-1.5), "-1.5");
+    EXPECT_EQ(cvhost::jogText(10), "+10");
+    EXPECT_EQ(cvhost::jogText(0.0001), "+0.0001");
+}
+
+struct Reason {
+    std::string name;
+    cvhost::Heard heard;
+    cvhost::Circumstances circumstances;
+    std::string words;
+};
+
+void PrintTo(const Reason& reason, std::ostream* out) { *out << reason.name; }
+
+class Advice : public testing::TestWithParam<Reason> {};
+
+TEST_P(Advice, NoConsole_ForThisReason_SaysItAndWhatToDo) {
+    const std::string advice = cvhost::whyNoConsole(GetParam().heard, GetParam().circumstances);
+    EXPECT_NE(advice.find(GetParam().words), advice.npos) << advice;
+    EXPECT_NE(advice.find("; "), advice.npos) << "what to do: " << advice;
+}
+
+cvhost::Heard port(const std::string& name, const std::string& failure, bool open = false, bool lost = false) {
+    cvhost::Heard heard;
+    heard.triedPort = name;
+    heard.openFailure = failure;
+    heard.portOpen = open;
+    heard.portLost = lost;
+    return heard;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Reasons, Advice,
+    testing::Values(
+        Reason{"Preference", {}, {.preferred = false, .waited = true}, "HardwareConsoleEnabled is off"},
+        Reason{"NoName", {}, {.preferred = true, .waited = true}, "no port is named"},
+        Reason{"Missing", port("/dev/no-such-port", ""), {.preferred = true, .waited = true}, "there is no"},
+        Reason{"Busy",
+               port("/dev/null", "/dev/null: device or resource busy"),
+               {.preferred = true, .waited = true},
+               "close the other program"},
+        Reason{"Network",
+               port("rfc2217://[::1]:9", "rfc2217://[::1]:9: connection refused"),
+               {.preferred = true, .waited = true},
+               "connection refused; check the name"},
+        Reason{"Lost", port("/dev/ttyUSB0", "", false, true), {.preferred = true, .waited = true}, "was lost"},
+        Reason{"Silent", port("/dev/ttyUSB0", "", true), {.preferred = true, .waited = true}, "no console has answered"},
+        Reason{"TooSoon", port("/dev/ttyUSB0", "", true), {.preferred = true, .waited = false}, "before start-up was done"},
+        Reason{"NoiseInName", port("/dev/\x1b[2J", "", true), {.preferred = true, .waited = true}, "\\x1b"}),
+    [](const auto& row) { return row.param.name; });
+
+}  // namespace
+}  // namespace apps_test

@@ -1,0 +1,80 @@
+// cvhost's command line.
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+struct Wrong {
+    std::string name;
+    Arguments arguments;
+    std::string says;
+};
+
+void PrintTo(const Wrong& wrong, std::ostream* out) { *out << wrong.name; }
+
+class CvhostUsage : public CvhostTest, public testing::WithParamInterface<Wrong> {};
+
+TEST_P(CvhostUsage, CommandLine_Wrong_EndsWithStatusTwoAndOneSentence) {
+    Process::Setup setup = cvhost({});
+    setup.command.resize(1);
+    setup.command.insert(setup.command.end(), GetParam().arguments.begin(), GetParam().arguments.end());
+    Process host(setup);
+
+    EXPECT_EQ(host.wait(), 2);
+    EXPECT_THAT(host.lines(), IsEmpty());
+    EXPECT_THAT(host.errors(), MatchesRegex("cvhost: [^\n]+; \"cvhost run --help\" shows what it takes\\.\n"));
+    EXPECT_THAT(host.errors(), HasSubstr(GetParam().says));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Errors, CvhostUsage,
+    testing::Values(
+        Wrong{"NoSubcommand", {}, "a subcommand is required"}, Wrong{"UnknownSubcommand", {"walk"}, "subcommand"},
+        Wrong{"UnknownOption", {"run", "--faster"}, "--faster"}, Wrong{"Extra", {"run", "fast"}, "fast"},
+        Wrong{"ShowWithoutDesk", {"run", "--show"}, "--show requires --desk"},
+        Wrong{"DeskAndPort", {"run", "--desk", "--port", "/dev/ttyUSB0"}, "excludes"},
+        Wrong{"PortWithoutName", {"run", "--port"}, "--port"},
+        Wrong{"UnknownEvents", {"run", "--events", "xml"}, "\"xml\" is neither text nor json"},
+        Wrong{"TimeNoNumber", {"run", "--for", "soon"}, "\"soon\" is not a number of seconds"},
+        Wrong{"TimeNan", {"run", "--for", "nan"}, "\"nan\" is not a number of seconds"},
+        Wrong{"TimeInfinite", {"run", "--for", "inf"}, "\"inf\" is not a number of seconds"},
+        Wrong{"TimeHuge", {"run", "--for", "1e300"}, "is not a number of seconds"},
+        Wrong{"TimeNegative", {"run", "--for", "-1"}, "\"-1\" is not a number of seconds"},
+        Wrong{"SetWithoutValue", {"run", "--set", "console_debug"}, "\"console_debug\" is not KEY=VALUE"},
+        Wrong{"SetWithoutKey", {"run", "--set", "=1"}, "\"=1\" is not KEY=VALUE"},
+        Wrong{"PreferNoTruth", {"run", "--prefer", "HardwareConsoleEnabled=maybe"}, "\"maybe\" is neither true nor false"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(CvhostTest, Help_AskedFor_ShowsOptionsAndExitStatuses) {
+    Process host(cvhost({"--help"}));
+    EXPECT_EQ(host.wait(), 0);
+    std::string text;
+    for (const std::string& line : host.lines()) text += line + '\n';
+    for (const char* part : {"--desk", "--port NAME", "--events text|json", "--wire", "--show", "--for SECONDS",
+                             "--set KEY=VALUE", "--prefer KEY=BOOL", "Exit status: 0", "NO_COLOR"}) {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
+    EXPECT_THAT(host.errors(), IsEmpty());
+}
+
+TEST_F(CvhostTest, Version_AskedFor_IsOneLine) {
+    Process::Setup setup = cvhost({});
+    setup.command.back() = "--version";
+    Process host(setup);
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_EQ(host.lines().size(), 1u);
+    EXPECT_THAT(host.lines().at(0), StartsWith("cvhost "));
+}
+
+}  // namespace
+}  // namespace apps_test
