@@ -11,10 +11,11 @@
 namespace cvhost {
 namespace {
 
-/// The name of the group that a device belongs to.
-std::string groupOf(const struct stat& device) {
-    const group* entry = ::getgrgid(device.st_gid);
-    return entry == nullptr ? "dialout" : entry->gr_name;
+std::string howToBeAllowed(const struct stat& device) {
+    const bool groupMay = (device.st_mode & (S_IRGRP | S_IWGRP)) == (S_IRGRP | S_IWGRP);
+    const group* entry = device.st_gid == 0 || !groupMay ? nullptr : ::getgrgid(device.st_gid);
+    if (entry == nullptr) return "; have its access rights changed";
+    return std::string("; join its group (sudo usermod -aG ") + entry->gr_name + " $USER) and log in again";
 }
 
 std::string whyNotOpen(const Heard& heard) {
@@ -29,8 +30,7 @@ std::string whyNotOpen(const Heard& heard) {
                "; plug the console's serial adapter in, check its cable, or name another port with --port";
     }
     if (::access(heard.triedPort.c_str(), R_OK | W_OK) != 0 && errno == EACCES) {
-        return name + " may not be used by this user; join its group (sudo usermod -aG " + groupOf(device) +
-               " $USER) and log in again";
+        return name + " may not be used by this user" + howToBeAllowed(device);
     }
     const bool busy = reason.find("busy") != reason.npos;
     return "cannot open " + reason + (busy ? "; close the other program that uses it" : "; name another port with --port");

@@ -92,7 +92,7 @@ TEST_P(CvhostConsole, Run_Interrupted_HasStartedConsoleAndLeavesItDark) {
 
 TEST_P(CvhostConsole, Run_KeyTappedAgainAndAgain_ReachesItsHandlerFromVersionSevenOn) {
     std::string script = "wait active\n";
-    for (int second = 0; second < 60; ++second) script += "sleep 1s\ntap E\n";
+    for (int tap = 0; tap < 300; ++tap) script += "sleep 200ms\ntap E\n";
     Process desk(cvdesk(deskArguments(script)));
     Process host(cvhost({"--events", "json", "--wire", "--port", whereIs(desk)}));
 

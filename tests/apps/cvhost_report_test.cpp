@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -223,12 +224,13 @@ TEST(TextReport, Wire_ByteByByte_IsToldByCommand) {
 
 TEST(TextReport, LineNoise_WithoutEnd_IsToldInPieces) {
     const std::string told = text({.colour = false, .wire = true}, [](cvhost::Report& report) {
-        report.wire(Direction::receive, Bytes(100'000, 0xFF));
+        report.wire(Direction::receive, Bytes(5'000, 0xFF));
         report.idle();
     });
     for (std::size_t begin = 0, end = 0; (end = told.find('\n', begin)) != told.npos; begin = end + 1) {
         EXPECT_LT(end - begin, 80u);
     }
+    EXPECT_EQ(std::count(told.begin(), told.end(), 'x'), 5'000) << "every byte is there, as \\xff";
 }
 
 TEST(TextReport, Lamps_Told_ShowTheirStates) {
