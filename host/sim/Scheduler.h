@@ -109,7 +109,7 @@ public:
     [[noreturn]] void report(const char* what) const;
 
 private:
-    static void enter(void* thread);
+    static void enter(void* argument);
     void makeReady(Thread& thread);
     /// Runs whoever is next, if need be after letting time pass.
     void dispatch();
