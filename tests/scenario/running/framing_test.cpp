@@ -219,6 +219,17 @@ TEST_F(Framing, Trampoline_Context_IsTheConsoleWhosePortIsRead) {
     EXPECT_EQ(rig.keys(), (Keys{{1, false, 1536}}));
 }
 
+TEST_F(Framing, Buffer_AnotherConsoleObject_GoesOnWithWhatIsInIt) {
+    rig.receives("V00");
+    Cv::Console other;
+    other.open_port();
+    rig.receives("6 ");
+    EXPECT_TRUE(other.active());
+    EXPECT_EQ(ConsoleTestAccess::version(other), 6);
+    EXPECT_EQ(ConsoleTestAccess::version(console()), 7);
+    other.close_port();
+}
+
 TEST_F(Framing, RxInterruptChar_Returned_HoldsNoReferenceToThePort) {
     const auto references = ConsoleTestAccess::port(console())->references();
     rig.receives("A B");

@@ -20,7 +20,7 @@ struct PressRow {
 
 class KeyPress : public Running, public testing::WithParamInterface<PressRow> {};
 
-class Keys_ : public Running {};
+class Key : public Running {};
 
 class KeyOfCode : public Running, public testing::WithParamInterface<int> {};
 
@@ -85,13 +85,13 @@ TEST_P(KeyOfCode, ParsePacket_PressAndRelease_MarkedUnderItsOwnCodeAndDispatched
 INSTANTIATE_TEST_SUITE_P(CodesBeforeVersionKey, KeyOfCode, testing::Range(0, 22));
 INSTANTIATE_TEST_SUITE_P(CodesAfterVersionKey, KeyOfCode, testing::Range(23, 48));
 
-TEST_F(Keys_, ParsePacket_CharacterOfCode22_IsAVersionReplyAndNoKey) {
+TEST_F(Key, ParsePacket_CharacterOfCode22_IsAVersionReplyAndNoKey) {
     rig.receives("V ");
     EXPECT_EQ(rig.keys(), Keys{});
     EXPECT_FALSE(console().key_is_down(22));
 }
 
-TEST_F(Keys_, ParsePacket_KeysNAndO_WriteNothingIntoTheConsole) {
+TEST_F(Key, ParsePacket_KeysNAndO_WriteNothingIntoTheConsole) {
     const std::string before = bytesOf(console());
     for (const char* packet : {"n ", "nU ", "o ", "oU "}) {
         rig.receives(packet);
@@ -100,7 +100,7 @@ TEST_F(Keys_, ParsePacket_KeysNAndO_WriteNothingIntoTheConsole) {
     EXPECT_EQ(rig.keys(), (Keys{{46, false, 1536}, {47, false, 1536}}));
 }
 
-TEST_F(Keys_, ParsePacket_KeyPress_WritesItsOwnMarkAlone) {
+TEST_F(Key, ParsePacket_KeyPress_WritesItsOwnMarkAlone) {
     for (const int code : {0, 1, 44, 45}) {
         std::string expected = bytesOf(console());
         const auto offset = &ConsoleTestAccess::keyDown(console(), code) - reinterpret_cast<std::uint8_t*>(&console());
@@ -110,13 +110,13 @@ TEST_F(Keys_, ParsePacket_KeyPress_WritesItsOwnMarkAlone) {
     }
 }
 
-TEST_F(Keys_, ParsePacket_PressedTwice_DispatchedTwiceAndReleasedOnce) {
+TEST_F(Key, ParsePacket_PressedTwice_DispatchedTwiceAndReleasedOnce) {
     rig.receives("A A AU ");
     EXPECT_EQ(rig.keys(), (Keys{{1, false, 1536}, {1, false, 1536}}));
     EXPECT_FALSE(console().key_is_down(1));
 }
 
-TEST_F(Keys_, ParsePacket_ReleaseWhileDisabled_ClearsTheMark) {
+TEST_F(Key, ParsePacket_ReleaseWhileDisabled_ClearsTheMark) {
     rig.receives("A ");
     console().disable();
     rig.receives("B ");
@@ -127,7 +127,7 @@ TEST_F(Keys_, ParsePacket_ReleaseWhileDisabled_ClearsTheMark) {
     EXPECT_EQ(rig.keys(), (Keys{{1, false, 1536}}));
 }
 
-TEST_F(Keys_, ParsePacket_EnabledAgain_KeysPass) {
+TEST_F(Key, ParsePacket_EnabledAgain_KeysPass) {
     console().disable();
     rig.receives("A ");
     console().enable();
@@ -135,7 +135,7 @@ TEST_F(Keys_, ParsePacket_EnabledAgain_KeysPass) {
     EXPECT_EQ(rig.keys(), (Keys{{2, false, 1536}}));
 }
 
-TEST_F(Keys_, ParsePacket_Handler_RunsBeforeTheKeyIsQueuedAndSeesItHeld) {
+TEST_F(Key, ParsePacket_Handler_RunsBeforeTheKeyIsQueuedAndSeesItHeld) {
     bool held = false;
     int lastButton = 0;
     last_button_index = noButton;
@@ -151,38 +151,38 @@ TEST_F(Keys_, ParsePacket_Handler_RunsBeforeTheKeyIsQueuedAndSeesItHeld) {
     EXPECT_EQ(last_button_index, 1);
 }
 
-TEST_F(Keys_, ParsePacket_KeyWaits_TheHostIsNotAskedForAHandler) {
+TEST_F(Key, ParsePacket_KeyWaits_TheHostIsNotAskedForAHandler) {
     rig.handle(1);
     queueAKey();
     rig.receives("A ");
     EXPECT_EQ(rig.calls(), Texts{"numNonCriticalKeysQueued()"});
 }
 
-TEST_F(Keys_, ParsePacket_NoKeyWaits_QueueIsAskedBeforeTheHandlerTable) {
+TEST_F(Key, ParsePacket_NoKeyWaits_QueueIsAskedBeforeTheHandlerTable) {
     rig.receives("A ");
     EXPECT_EQ(rig.calls(), (Texts{"numNonCriticalKeysQueued()", "getCurrentHandlerTable()"}));
 }
 
-TEST_F(Keys_, ParsePacket_HandledKeysInTheQueue_DoNotHoldBackHandlers) {
+TEST_F(Key, ParsePacket_HandledKeysInTheQueue_DoNotHoldBackHandlers) {
     rig.handle(1);
     rig.receives("A A B A ");
     EXPECT_EQ(rig.keys(), (Keys{{1, true, 1536}, {1, true, 1536}, {2, false, 1536}, {1, false, 1536}}));
 }
 
-TEST_F(Keys_, ParsePacket_HandlerOfTheUnremappedCodeAlone_IsNotRun) {
+TEST_F(Key, ParsePacket_HandlerOfTheUnremappedCodeAlone_IsNotRun) {
     rig.handle(39);
     rig.receives("g ");
     EXPECT_EQ(rig.keys(), (Keys{{31, false, 1536}}));
     EXPECT_EQ(rig.handled(), Codes{});
 }
 
-TEST_F(Keys_, ParsePacket_AnyKey_NothingSentOrLogged) {
+TEST_F(Key, ParsePacket_AnyKey_NothingSentOrLogged) {
     rig.receives("A AU L LU g gU ");
     EXPECT_EQ(rig.sent(), "");
     EXPECT_EQ(rig.log(), Texts{});
 }
 
-TEST_F(Keys_, ParsePacket_KeyPressInDebug_LogsNothingOfItsOwn) {
+TEST_F(Key, ParsePacket_KeyPressInDebug_LogsNothingOfItsOwn) {
     rig.debug(true);
     parse("A");
     parse("AU");
