@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* footer =
     "A script has one command a line; blank lines and lines that begin with # are skipped:\n"
-    "  wait active              until a host has started the program and asked its version\n"
+    "  wait active              until a host has started the program and asked its version; its own start may go on\n"
     "  sleep 50ms               or sleep 2s\n"
     "  press E                  a key goes down; release E: it comes up; tap E: both\n"
     "  shuttle 200              turn the shuttle ring, 0 to 255; 127 is its centre\n"
