@@ -11,9 +11,9 @@ namespace Cv {
 
 namespace {
 
-// The most arguments of each class that eleven characters can ask for: "%*.*d%*.*d", "%f%f%f%f%f", "%Lf%Lf%Lf"; with a long
+// The most arguments of each class that eleven characters can ask for: "%*d%*d%*d%d", "%f%f%f%f%f", "%Lf%Lf%Lf"; with a long
 // double among them no more than four general ones, "%*.*Lf%*.*f".
-constexpr int s_maxGeneral = 6;
+constexpr int s_maxGeneral = 7;
 constexpr int s_maxGeneralBesideLong = 5;
 constexpr int s_maxFloating = 5;
 constexpr int s_maxLong = 3;
@@ -119,7 +119,7 @@ void logPacket(const char* packet) {
                 0.0, 0.0, 0.0, 0.0, 0.0L, 0.0L, 0.0L);
     } else {
         LogBoth(packet, format.general(0), format.general(1), format.general(2), format.general(3), format.general(4),
-                format.general(5), 0.0, 0.0, 0.0, 0.0, 0.0);
+                format.general(5), format.general(6), 0.0, 0.0, 0.0, 0.0, 0.0);
     }
 }
 

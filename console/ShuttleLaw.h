@@ -7,6 +7,8 @@ namespace Cv::ShuttleLaw {
 
 constexpr int playDeflection = 48;
 constexpr int greatestDeflection = 126;
+/// Below this the speed's square would not fit its type.
+constexpr int leastDeflection = -322;
 
 /// The effective deflection, 0..111, of a ring that stands `magnitude` counts (0 or more) from its centre.
 constexpr int deflection(int magnitude) {
@@ -17,17 +19,17 @@ constexpr int deflection(int magnitude) {
     return 111;
 }
 
-/// `deflection` with the part beyond play multiplied, cut to whole counts and held within -126..126. Takes any
+/// `deflection` with the part beyond play multiplied, cut to whole counts and held within -322..126. Takes any
 /// multiplier: an infinite one gives a limit, one that is not a number leaves the deflection as it is.
 constexpr int beyondPlay(int deflection, double multiplier) {
     const double beyond = (deflection - playDeflection) * multiplier;
     if (beyond != beyond) return deflection;
     if (beyond >= greatestDeflection - playDeflection) return greatestDeflection;
-    if (beyond <= -greatestDeflection - playDeflection) return -greatestDeflection;
+    if (beyond <= leastDeflection - playDeflection) return leastDeflection;
     return static_cast<int>(beyond) + playDeflection;
 }
 
-/// The speed, 1024 for normal play, of an effective deflection of -126..126.
+/// The speed, 1024 for normal play, of an effective deflection of -322..126.
 constexpr int speed(int deflection) {
     const int t = deflection * deflection * 1024;
     const int u = t / 2304;

@@ -49,14 +49,13 @@ bool Console::bringUp() {
 void Console::settle() {
     store(m_ispeed, Protocol::normalPlay);
     lights_off();
-    const bool hasWheelCommands = load(m_version) > 6;
-    if (hasWheelCommands) {
+    if (load(m_version) > 6) {
         command(Protocol::ready);
         command(Protocol::wheelOn);
     }
     show_ispeed(0);
     // Kept: off again, though it was switched on just before. Test: Startup_Version7_EndsWithWheelOff.
-    if (hasWheelCommands) disable_wheel();
+    if (load(m_version) > 6) disable_wheel();
 }
 
 }  // namespace Cv

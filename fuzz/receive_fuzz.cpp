@@ -21,7 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::setHandlerAction((settings & 16) != 0 ? &console : nullptr, input.byte());
 
     const int deflection = Cv::ShuttleLaw::beyondPlay(Cv::ShuttleLaw::deflection(input.byte()), input.number());
-    if (deflection < -126 || deflection > 126 || Cv::ShuttleLaw::speed(deflection) > 19914) std::abort();
+    if (deflection < -322 || deflection > 126 || Cv::ShuttleLaw::speed(deflection) > 849383) std::abort();
 
     // A count left over from the monitor dialogue.
     Cv::ConsoleTestAccess::setMonitorMode(console, true);

@@ -12,7 +12,7 @@ bool LoadRamFile(unsigned char*& image) {
 
     RamFileSize = file->size();
     image = new unsigned char[RamFileSize];
-    if (file->read(image, RamFileSize) == 0) {
+    if (RamFileSize == 0 || file->read(image, RamFileSize) == 0) {
         delete[] image;
         image = nullptr;
         RamFileSize = 0;

@@ -29,8 +29,7 @@ public:
     virtual void postEnumerationInitialization() {}
     virtual void preUnloadDeinitialization() {}
 
-    /// Hands every registered component back to the host, which deletes it, and empties the list. May throw what a
-    /// component's destruction throws.
+    /// Hands every registered component back to the host, which deletes it, and empties the list. May throw.
     void closedown();
 
     bool initialised() const noexcept { return m_initialised; }

@@ -42,7 +42,7 @@ int speedOf(int position, double multiplier) {
     double e = counts < 5 ? 0 : counts < 54 ? counts - 5 : counts < 63 ? 48 : std::min(counts - 15, 111);
     if (e > 48) {
         const double beyond = std::trunc((e - 48) * multiplier) + 48;
-        if (!std::isnan(beyond)) e = std::max(-126.0, std::min(126.0, beyond));
+        if (!std::isnan(beyond)) e = std::max(-322.0, std::min(126.0, beyond));
     }
     double speed = std::floor(e * e / 2.25);
     if (std::abs(e) >= 76) speed = std::floor(speed * speed / 2500);
