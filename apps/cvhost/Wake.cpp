@@ -32,7 +32,7 @@ sigset_t endSignals() {
 
 }  // namespace
 
-Wake::Wake() : m_event(checked(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")), m_signals(-1) {
+Wake::Wake() : m_event(checked(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
     const sigset_t set = endSignals();
     ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
     m_signals = checked(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC), "signalfd");

@@ -23,7 +23,7 @@ public:
 
 private:
     int m_event;
-    int m_signals;
+    int m_signals = -1;
 };
 
 }  // namespace cvhost
