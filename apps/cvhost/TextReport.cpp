@@ -35,15 +35,10 @@ std::string speedScale(int speed) {
 
 std::string keyName(int code) {
     const char letter = static_cast<char>(code + 0x40);
-    const std::string plain = formatted(code >= 0 && code < 0x3F ? "%c" : "?", letter) + formatted("  (code %d)", code);
-    switch (code) {
-        case 12:
-            return plain + ", stop";
-        case 28:
-            return plain + ", jog";
-        default:
-            return plain;
-    }
+    std::string name = formatted(code >= 0 && code < 0x3F ? "%c" : "?", letter) + formatted("  (code %d)", code);
+    if (code == 12) name += ", stop";
+    if (code == 28) name += ", jog";
+    return name;
 }
 
 const char* lampSign(char state) {

@@ -31,7 +31,7 @@ TEST_F(CvhostTest, Output_ReaderLeaves_ProgramEndsWithoutAWord) {
 }
 
 TEST_F(CvhostTest, Output_ClosedFromTheStart_SaysSoAndEnds) {
-    Process::Setup setup = cvhost({"--desk"});
+    Process::Setup setup = cvhost({"--port", "/dev/no-such-port"});
     setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "exec \"$@\" >&-", "sh"});
     Process host(setup);
     EXPECT_EQ(host.wait(), 1);
@@ -39,7 +39,7 @@ TEST_F(CvhostTest, Output_ClosedFromTheStart_SaysSoAndEnds) {
 }
 
 TEST_F(CvhostTest, Output_DeviceFull_SaysSoAndEnds) {
-    Process::Setup setup = cvhost({"--desk"});
+    Process::Setup setup = cvhost({"--port", "/dev/no-such-port"});
     setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"});
     Process host(setup);
     EXPECT_EQ(host.wait(), 1);
