@@ -117,7 +117,8 @@ INSTANTIATE_TEST_SUITE_P(Lines, CvhostVanishing, testing::Bool(),
                          [](const auto& row) { return row.param ? "pty" : "network"; });
 
 TEST_F(CvhostTest, Run_ScriptQuitsDesk_ScriptMetAndLossTold) {
-    const std::string script = m_folder.write("script", "wait active\nexpect lamp 2 F\nexpect wheel off\nquit\n");
+    const std::string script =
+        m_folder.write("script", "wait active\nexpect lamp 2 O\nexpect lamp 2 F\nexpect wheel off\nquit\n");
     Process desk(cvdesk({"--rfc2217", "0", "--script", script}));
     Process host(cvhost({"--port", whereIs(desk)}));
     EXPECT_EQ(desk.wait(), 0) << desk.errors();
