@@ -43,7 +43,7 @@ void Console::corvane_console_parse_packet(char* text, int length) {
             return markKey(text[0] - Protocol::keyBase, false);
         case Packet::keyPress:
             return takeKeyPress(text[0] - Protocol::keyBase);
-        case Packet::illegal:
+        default:
             if (s_consoleDebug) LogBoth("CON:   corvane_console_parse_packet: illegal packet ignored: %s\n", text);
             return;
     }

@@ -50,7 +50,7 @@ void Console::gatherPackets() {
         s_rxBuffer[s_rxCount++] = static_cast<char>(c);
         if (c == Protocol::packetEnd) break;
     }
-    if (endsPacket && s_rxCount != 0) completePacket();
+    if (endsPacket) completePacket();
 }
 
 void Console::completePacket() {

@@ -7,7 +7,7 @@
 
 #include "host/api/LightweightString.h"
 
-/// The image file's name, without folder: empty until a console has been identified.
+/// The image file's name, without folder: empty until a console has been identified. Read it once the console is active.
 extern LightweightString<wchar_t> m_pgmName;
 /// Size in bytes of the image last loaded; 0 after a failed read.
 extern std::uint32_t RamFileSize;

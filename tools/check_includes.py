@@ -20,10 +20,8 @@ TABLE = {
     "fuzz":       [""],
 }
 ALSO = {
-    # The dialogue's operations are members of the console object, and trace as it does.
-    "monitor/BootMonitor.cpp": ["console/Console.h", "console/Settings.h"],
-    # What the library sets up when it is loaded, in one place and one order, includes the image's name.
-    "plugin/Settings.cpp": ["monitor/RamImage.h"],
+    # The dialogue's operations are members of the console object.
+    "monitor/BootMonitor.cpp": ["console/Console.h"],
 }
 # These rooms include nothing from outside but the C++ standard library.
 STANDARD_ONLY = ["monitor", "console", "plugin"]
