@@ -22,6 +22,11 @@ std::optional<int> wholeNumber(std::string_view text) {
 
 }  // namespace
 
+void Hearing::recordTo(recording::Recorder& recorder) {
+    const std::lock_guard lock(m_mutex);
+    m_recorder = &recorder;
+}
+
 Heard Hearing::heard() const {
     const std::lock_guard lock(m_mutex);
     return m_heard;
@@ -45,6 +50,7 @@ void Hearing::port(std::string_view name, PortState state) {
     m_heard.portLost = state == PortState::lost;
     m_heard.portChanged = std::chrono::steady_clock::now();
     if (state == PortState::open) m_heard.openFailure.clear();
+    if (m_recorder != nullptr) m_recorder->port(name, state);
     m_report.port(name, state);
     m_wake();
 }
@@ -52,18 +58,31 @@ void Hearing::port(std::string_view name, PortState state) {
 void Hearing::key(int code, bool handled, int flags) {
     const std::lock_guard lock(m_mutex);
     if (is_valid_keycode(code)) ++m_heard.keys[static_cast<std::size_t>(code)];
+    if (m_recorder != nullptr) m_recorder->key(code, handled, flags);
     m_report.key(code, handled, flags);
     m_wake();
 }
 
 void Hearing::wire(Direction direction, std::span<const unsigned char> bytes) {
     const std::lock_guard lock(m_mutex);
+    if (m_recorder != nullptr) m_recorder->wire(direction, bytes);
     m_report.wire(direction, bytes);
 }
 
 void Hearing::rts(int level) {
     const std::lock_guard lock(m_mutex);
+    if (m_recorder != nullptr) m_recorder->rts(level);
     m_report.rts(level);
+}
+
+void Hearing::opening(std::string_view name, const LineSettings& settings) {
+    const std::lock_guard lock(m_mutex);
+    if (m_recorder != nullptr) m_recorder->opening(name, settings);
+}
+
+void Hearing::trouble(std::string_view name, std::string_view reason) {
+    const std::lock_guard lock(m_mutex);
+    if (m_recorder != nullptr) m_recorder->trouble(name, reason);
 }
 
 void Hearing::handler(const HandlerRun& run) {

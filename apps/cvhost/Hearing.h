@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "apps/cvhost/Report.h"
+#include "apps/recording/Recorder.h"
 #include "host/api/ConsoleInput.h"
 
 namespace cvhost {
@@ -39,6 +40,9 @@ public:
     /// `wake` is called after each event that changes what is heard, on the event's thread.
     Hearing(Report& report, std::function<void()> wake) : m_report(report), m_wake(std::move(wake)) {}
 
+    /// Has every later event recorded as well.
+    void recordTo(recording::Recorder& recorder);
+
     Heard heard() const;
 
     /// Runs `tell(Report&)` between two events.
@@ -53,6 +57,8 @@ public:
     void key(int code, bool handled, int flags) override;
     void wire(Direction direction, std::span<const unsigned char> bytes) override;
     void rts(int level) override;
+    void opening(std::string_view name, const LineSettings& settings) override;
+    void trouble(std::string_view name, std::string_view reason) override;
     void handler(const HandlerRun& run);
 
 private:
@@ -60,6 +66,7 @@ private:
     const std::function<void()> m_wake;
     mutable std::mutex m_mutex;
     Heard m_heard;
+    recording::Recorder* m_recorder = nullptr;
 };
 
 }  // namespace cvhost

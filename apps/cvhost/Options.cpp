@@ -19,7 +19,8 @@ constexpr const char* runFooter =
     "Examples:\n"
     "  cvhost run --desk --show                 a simulated console and a short show\n"
     "  cvhost run --port /dev/ttyUSB0           the console on this serial adapter\n"
-    "  cvhost run --port rfc2217://[::1]:2217   the console on a serial port of the network";
+    "  cvhost run --port rfc2217://[::1]:2217   the console on a serial port of the network\n"
+    "  cvhost run --record field.jsonl          what happens on the line, for \"cvdesk --replay\" and for support";
 
 constexpr std::chrono::duration<double> longestTime = std::chrono::hours(24 * 365);
 
@@ -89,6 +90,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
         ->type_name("text|json");
     run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
+    run.add_option("--record", options.record, "Record everything at the serial port in this file")->type_name("FILE");
     run.add_option_function<std::string>(
            "--for", [&](const std::string& text) { options.time = seconds(text); }, "End after this time")
         ->type_name("SECONDS");

@@ -18,6 +18,8 @@ struct Options {
     Events events = Events::text;
     bool wire = false;
     bool show = false;
+    /// Where everything at the serial port is recorded; empty: nowhere.
+    std::string record;
     /// How long to run; without it, until a signal.
     std::optional<std::chrono::duration<double>> time;
     std::vector<std::pair<std::string, std::string>> settings;

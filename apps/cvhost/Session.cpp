@@ -101,12 +101,26 @@ Session::~Session() {
 }
 
 int Session::run() {
+    if (!startRecording()) return exitStatus::usage;
     prepareHost();
     if (!startConsole()) return exitStatus::none;
     live();
     stop();
     tellEnd();
+    noticeRecordingEnd();
     return result();
+}
+
+bool Session::startRecording() {
+    if (m_options.record.empty()) return true;
+    try {
+        m_recorder.emplace(m_options.record, "cvhost " CVHOST_VERSION);
+    } catch (const std::system_error& error) {
+        complain(std::string(error.what()) + "; name another file with --record");
+        return false;
+    }
+    m_hearing.recordTo(*m_recorder);
+    return true;
 }
 
 void Session::prepareHost() {
@@ -171,6 +185,7 @@ void Session::live() {
         advise(heard);
         followShuttle(heard);
         showDesk();
+        noticeRecordingEnd();
         if (m_show && heard.version) m_show->advance(Clock::now(), heard);
         if (cause == Wake::Cause::time) m_hearing.tell([](Report& report) { report.idle(); });
     }
@@ -215,6 +230,12 @@ void Session::stop() {
     if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded" : "the driver is unloaded");
+}
+
+void Session::noticeRecordingEnd() {
+    if (!m_recorder || m_recorder->error() == 0 || std::exchange(m_recordingEnded, true)) return;
+    complain("the recording ends here: " + std::generic_category().message(m_recorder->error()) +
+             "; make room for it and start again");
 }
 
 /// Shows that the simulated console has gone dark.

@@ -34,6 +34,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    bool startRecording();
     void prepareHost();
     void choosePorts();
     bool startConsole();
@@ -44,6 +45,7 @@ private:
     void followShuttle(const Heard& heard);
     void showDesk();
     void stop();
+    void noticeRecordingEnd();
     void tellEnd();
     int result();
 
@@ -58,6 +60,7 @@ private:
     Wake& m_wake;
     Output m_output;
     const std::unique_ptr<Report> m_report;
+    std::optional<recording::Recorder> m_recorder;
     Hearing m_hearing;
     std::unique_ptr<lines::DeskServer> m_desk;
     std::unique_ptr<Handlers> m_handlers;
@@ -67,6 +70,7 @@ private:
     Clock::time_point m_consoleStarted{};
     bool m_lossTold = false;
     bool m_switchedOff = false;
+    bool m_recordingEnded = false;
     std::string m_advice;
     unsigned m_shuttleChanges = 0;
     DeskView m_deskView{'O', 'O', 'O', 'O', false};

@@ -9,6 +9,14 @@
 
 namespace cvhost {
 
+/// How a serial line is set.
+struct LineSettings {
+    int baud;      ///< bits a second
+    int dataBits;  ///< 5 to 8
+    char parity;   ///< 'N', 'E' or 'O'
+    int stopBits;  ///< 1 or 2
+};
+
 enum class PortState { open, closed, lost };
 enum class Direction { transmit, receive };
 
@@ -22,6 +30,18 @@ public:
     /// Bytes handed to the system for a port, or arrived on it.
     virtual void wire(Direction direction, std::span<const unsigned char> bytes) = 0;
     virtual void rts(int level) = 0;
+
+    // For records, where a state alone does not say enough.
+
+    /// A port is about to be opened; `port` with `open`, or `trouble`, follows.
+    virtual void opening(std::string_view name, const LineSettings& settings) {
+        static_cast<void>(name), static_cast<void>(settings);
+    }
+    /// What is wrong with a port, as half a sentence: why it cannot be opened, why it is lost (`port` with `lost` follows),
+    /// or what it does not do.
+    virtual void trouble(std::string_view name, std::string_view reason) {
+        static_cast<void>(name), static_cast<void>(reason);
+    }
 
 protected:
     ~EventSink() = default;

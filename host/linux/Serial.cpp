@@ -9,6 +9,7 @@
 
 #include "host/api/Comms.h"
 #include "host/api/Log.h"
+#include "host/core/Events.h"
 #include "host/core/Text.h"
 #include "host/linux/Rfc2217.h"
 #include "host/linux/SerialHandlers.h"
@@ -81,6 +82,16 @@ cvhost::OpenedTransport openTransport(const std::string& name, const cvhost::Lin
     return cvhost::openTermios(name, settings);
 }
 
+void tellTrouble(const std::string& name, const std::string& reason) {
+    cvhost::tellSink([&](cvhost::EventSink& sink) { sink.trouble(name, reason); });
+}
+
+Cv::Ptr<CommsPort> notOpen(const std::string& name, const std::string& reason) {
+    tellTrouble(name, "cannot be opened: " + reason);
+    LogBoth("cannot open %s: %s\n", name.c_str(), reason.c_str());
+    return {};
+}
+
 }  // namespace
 
 namespace cvhost {
@@ -101,12 +112,11 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
     retireWhere([](const auto& port, const std::string& wanted) { return onlyHeldHere(port) || port->name() == wanted; },
                 narrowName);
     const cvhost::LineSettings settings{baud, dataBits, parity, stopBits};
+    cvhost::tellSink([&](cvhost::EventSink& sink) { sink.opening(narrowName, settings); });
     auto opened = openTransport(narrowName, settings);
-    if (opened.transport == nullptr) {
-        LogBoth("cannot open %s: %s\n", narrowName.c_str(), opened.reason.c_str());
-        return {};
-    }
+    if (opened.transport == nullptr) return notOpen(narrowName, opened.reason);
     if (opened.error != 0) {
+        tellTrouble(narrowName, "does not take its settings: " + cvhost::describeError(opened.error));
         LogBoth("%s does not take %d baud, %d data bits, parity %c, %d stop bits: %s\n", narrowName.c_str(), baud, dataBits,
                 parity, stopBits, cvhost::describeError(opened.error).c_str());
     }
@@ -115,8 +125,7 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
         port->start();
     } catch (const std::system_error& error) {
         port->close();
-        LogBoth("cannot open %s: %s\n", narrowName.c_str(), cvhost::describeError(error.code().value()).c_str());
-        return {};
+        return notOpen(narrowName, cvhost::describeError(error.code().value()));
     }
     cvhost::SerialPort* const object = port.get();
     Library& all = library();

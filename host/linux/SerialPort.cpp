@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "host/api/Log.h"
 #include "host/core/Events.h"
@@ -87,8 +88,11 @@ void SerialPort::close() {
 void SerialPort::end(int error) {
     int usable = 0;
     if (!m_error.compare_exchange_strong(usable, error)) return;
-    const auto state = error == EBADF ? PortState::closed : PortState::lost;
-    tellSink([&](EventSink& sink) { sink.port(m_name, state); });
+    tellSink([&](EventSink& sink) {
+        if (error == EBADF) return sink.port(m_name, PortState::closed);
+        sink.trouble(m_name, "is lost: " + describeError(error));
+        sink.port(m_name, PortState::lost);
+    });
     wake();
 }
 
@@ -141,7 +145,11 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
         const std::size_t sent = sendSome(bytes);
         bytes = bytes.subspan(sent);
         if (sent != 0) continue;
-        if (Clock::now() >= deadline) return false;
+        if (Clock::now() >= deadline) {
+            const std::string reason = "does not take " + std::to_string(bytes.size()) + " bytes that are to be sent";
+            tellSink([&](EventSink& sink) { sink.trouble(m_name, reason); });
+            return false;
+        }
         // Room in the system is not always room in the transport: no busy waiting.
         if (waitFor(m_transport->descriptor(), POLLOUT, lookAgainMs) != 0) std::this_thread::sleep_for(step);
     }
@@ -169,8 +177,9 @@ void SerialPort::setRts(bool high) {
         if (m_transport->hasUnsent()) wake();
     }
     if (error == ENOTTY) {
-        if (!m_rtsMissing) LogBoth("%s has no RTS line: the console cannot be reset through it\n", m_name.c_str());
-        m_rtsMissing = true;
+        if (std::exchange(m_rtsMissing, true)) return;
+        tellSink([&](EventSink& sink) { sink.trouble(m_name, "has no RTS line"); });
+        LogBoth("%s has no RTS line: the console cannot be reset through it\n", m_name.c_str());
     } else if (error != 0) {
         end(error);
     }

@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "host/core/Events.h"
+
 namespace cvhost {
 
 /// Owns a file descriptor.
@@ -30,13 +32,6 @@ public:
 
 private:
     int m_descriptor;
-};
-
-struct LineSettings {
-    int baud;      ///< bits a second
-    int dataBits;  ///< 5 to 8
-    char parity;   ///< 'N', 'E' or 'O'
-    int stopBits;  ///< 1 or 2
 };
 
 class SerialTransport {

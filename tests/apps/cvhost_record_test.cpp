@@ -1,0 +1,122 @@
+// Recordings of a run: what is in them, and that they outlive the program.
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "apps/recording/Recording.h"
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using recording::Event;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using What = Event::What;
+
+class CvhostRecord : public CvhostTest {
+protected:
+    std::string file() const { return m_folder.path() / "recording.jsonl"; }
+    /// cvhost with an embedded desk, recorded, all of the wire in its events.
+    Process::Setup recorded() const { return cvhost({"--desk", "--events", "json", "--wire", "--record", file()}); }
+};
+
+std::string bytesOf(const recording::Recording& recording, What what) {
+    std::string bytes;
+    for (const Event& event : recording.events) {
+        if (event.what == what) bytes += event.text;
+    }
+    return bytes;
+}
+
+/// What there is of `whats` in the recording, in order.
+std::vector<What> order(const recording::Recording& recording, const std::vector<What>& whats) {
+    std::vector<What> found;
+    for (const Event& event : recording.events) {
+        if (std::ranges::find(whats, event.what) != whats.end()) found.push_back(event.what);
+    }
+    return found;
+}
+
+TEST_F(CvhostRecord, Run_Ended_HasEverythingThatWentOverTheWire) {
+    Process host(recorded());
+    waitForAll(host, {{{"event", "active"}}, {{"event", "wire"}, {"dir", "tx"}, {"bytes", "X "}}});
+    host.signal(SIGINT);
+    ASSERT_EQ(host.wait(), 0) << host.errors();
+
+    const recording::Recording recorded = recording::readFile(file());
+    EXPECT_FALSE(recorded.cutShort);
+    EXPECT_THAT(recorded.program, HasSubstr("cvhost"));
+    EXPECT_EQ(bytesOf(recorded, What::tx), wire(host, "tx"));
+    EXPECT_EQ(bytesOf(recorded, What::rx), wire(host, "rx"));
+    EXPECT_EQ(order(recorded, {What::opening, What::open, What::lost, What::closed}),
+              (std::vector{What::opening, What::open, What::closed}));
+    EXPECT_EQ(order(recorded, {What::rts}).size(), events(host, {{"event", "rts"}}).size());
+    ASSERT_FALSE(recorded.events.empty());
+    const auto opening = std::ranges::find(recorded.events, What::opening, &Event::what);
+    EXPECT_THAT(opening->port, HasSubstr("rfc2217://"));
+    EXPECT_EQ(opening->line.baud, 9600);
+    EXPECT_EQ(opening->line.parity, 'N');
+}
+
+TEST_F(CvhostRecord, Run_Killed_LeavesAllThatHadHappened) {
+    Process host(recorded());
+    waitForAll(host, {{{"event", "active"}}, {{"event", "wire"}, {"dir", "tx"}, {"bytes", "X "}}});
+    host.signal(SIGKILL);
+    ASSERT_EQ(host.wait(), 128 + SIGKILL);
+
+    const recording::Recording recorded = recording::readFile(file());
+    EXPECT_FALSE(recorded.cutShort);
+    EXPECT_THAT(bytesOf(recorded, What::rx), EndsWith("V007 "));
+    EXPECT_THAT(bytesOf(recorded, What::tx), EndsWith("X "));
+}
+
+TEST_F(CvhostRecord, Run_KilledAtAnyMoment_LeavesWholeLines) {
+    for (int pieces = 1; pieces <= 6; ++pieces) {
+        Process host(recorded());
+        int seen = 0;
+        host.waitForLine([&](const std::string& line) {
+            seen += Json::parse(line).at("event") == "wire";
+            return seen == pieces * 3;
+        });
+        host.signal(SIGKILL);
+        ASSERT_EQ(host.wait(), 128 + SIGKILL);
+        const recording::Recording recorded = recording::readFile(file());
+        EXPECT_FALSE(recorded.cutShort);
+        EXPECT_GE(order(recorded, {What::tx, What::rx}).size(), static_cast<std::size_t>(seen));
+    }
+}
+
+TEST_F(CvhostRecord, Run_PortMissing_SaysWhatWasTriedAndWhy) {
+    Process host(cvhost({"--port", "/dev/no-such-port", "--events", "json", "--record", file()}));
+    waitFor(host, {{"event", "log"}, {"text", "cannot open /dev/no-such-port: no such file or directory\n"}});
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+    const recording::Recording recorded = recording::readFile(file());
+    ASSERT_GE(recorded.events.size(), 2U);
+    const auto trouble = std::ranges::find(recorded.events, What::trouble, &Event::what);
+    ASSERT_NE(trouble, recorded.events.end());
+    EXPECT_EQ(trouble->port, "/dev/no-such-port");
+    EXPECT_EQ(trouble->text, "cannot be opened: no such file or directory");
+}
+
+TEST_F(CvhostRecord, FileThatCannotBeWritten_IsSaidBeforeAnythingIsTouched) {
+    Process host(cvhost({"--desk", "--events", "json", "--record", "/no/such/file"}));
+    EXPECT_EQ(host.wait(), 2);
+    EXPECT_THAT(host.errors(), HasSubstr("cannot write /no/such/file: No such file or directory; name another file"));
+    EXPECT_THAT(host.lines(), IsEmpty());
+}
+
+TEST_F(CvhostRecord, DeviceThatIsFull_IsSaidAndTheRunGoesOn) {
+    Process host(cvhost({"--desk", "--events", "json", "--record", "/dev/full"}));
+    waitFor(host, {{"event", "active"}});
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_THAT(host.errors(), HasSubstr("cvhost: the recording ends here: No space left on device"));
+}
+
+}  // namespace
+}  // namespace apps_test

@@ -1,0 +1,233 @@
+// The recordings' format: what is written is read again, and what is no recording is refused.
+#include "apps/recording/Recording.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+#include "apps/recording/Recorder.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using recording::Event;
+using recording::Recording;
+using testing::HasSubstr;
+using testing::StartsWith;
+using What = Event::What;
+
+const std::string header = recording::headerLine("a program", std::chrono::system_clock::time_point(1'700'000'000s));
+
+Recording readText(const std::string& text) {
+    std::istringstream stream(text);
+    return recording::read(stream);
+}
+
+/// What is wrong with `text`; empty when nothing is.
+std::string problemWith(const std::string& text) {
+    try {
+        readText(text);
+    } catch (const recording::Error& error) {
+        return error.what();
+    }
+    return {};
+}
+
+std::string everyByte() {
+    std::string all;
+    for (int i = 0; i < 256; ++i) all += static_cast<char>(i);
+    return all;
+}
+
+/// A path that goes when the object goes; nothing is there at first.
+class Path {
+public:
+    Path() {
+        std::string folder = "/tmp/recording-test-XXXXXX";
+        if (::mkdtemp(folder.data()) == nullptr) throw std::system_error(errno, std::generic_category(), folder);
+        m_folder = folder;
+    }
+    Path(const Path&) = delete;
+    Path& operator=(const Path&) = delete;
+    ~Path() {
+        ::unlink(path().c_str());
+        ::rmdir(m_folder.c_str());
+    }
+    std::string path() const { return m_folder + "/file"; }
+
+private:
+    std::string m_folder;
+};
+
+TEST(Recording, Header_Written_SaysWhatAndWhen) {
+    EXPECT_EQ(header,
+              "{\"format\":\"cvhost serial recording\",\"version\":1,\"program\":\"a program\","
+              "\"started\":\"2023-11-14T22:13:20Z\"}\n");
+    const Recording read = readText(header);
+    EXPECT_EQ(read.program, "a program");
+    EXPECT_EQ(read.started, "2023-11-14T22:13:20Z");
+    EXPECT_TRUE(read.events.empty());
+    EXPECT_FALSE(read.cutShort);
+}
+
+TEST(Recording, EveryKindOfEvent_WrittenAndRead_IsTheSame) {
+    const std::vector<Event> events{
+        {.at = 0us, .what = What::opening, .port = "/dev/x", .line = {9600, 8, 'N', 1}},
+        {.at = 1us, .what = What::trouble, .port = "/dev/x", .text = "cannot be opened: it is \"busy\""},
+        {.at = 2us, .what = What::open, .port = "/dev/x"},
+        {.at = 2us, .what = What::rts, .number = 1},
+        {.at = 3us, .what = What::tx, .text = "J 0100 0\r"},
+        {.at = 4us, .what = What::rx, .text = everyByte()},
+        {.at = 5us, .what = What::call, .text = "lamp_set", .arguments = {5, -1}},
+        {.at = 6us, .what = What::key, .number = 28},
+        {.at = 7us, .what = What::lost, .port = "/dev/x"},
+        {.at = 86'400s, .what = What::closed, .port = "/dev/x"},
+    };
+    std::string text = header;
+    for (const Event& event : events) text += recording::lineFor(event);
+    const Recording read = readText(text);
+    ASSERT_EQ(read.events.size(), events.size());
+    for (std::size_t i = 0; i < events.size(); ++i) {
+        const Event& expected = events[i];
+        const Event& found = read.events[i];
+        EXPECT_EQ(found.at, expected.at) << i;
+        EXPECT_EQ(found.what, expected.what) << i;
+        EXPECT_EQ(found.port, expected.port) << i;
+        EXPECT_EQ(found.text, expected.text) << i;
+        EXPECT_EQ(found.number, expected.number) << i;
+        EXPECT_EQ(found.arguments, expected.arguments) << i;
+    }
+    EXPECT_EQ(read.events[0].line.baud, 9600);
+    EXPECT_EQ(read.events[0].line.dataBits, 8);
+    EXPECT_EQ(read.events[0].line.parity, 'N');
+    EXPECT_EQ(read.events[0].line.stopBits, 1);
+}
+
+TEST(Recording, Lines_AreAsTheDocumentationShowsThem) {
+    EXPECT_EQ(recording::lineFor({.at = 1234us, .what = What::rx, .text = "\r\nEPROM>\xFF"}),
+              "{\"t\":1234,\"event\":\"rx\",\"bytes\":\"\\r\\nEPROM>\\u00ff\"}\n");
+    EXPECT_EQ(recording::lineFor({.at = 0us, .what = What::opening, .port = "/dev/ttyUSB0", .line = {9600, 8, 'N', 1}}),
+              "{\"t\":0,\"event\":\"opening\",\"port\":\"/dev/ttyUSB0\",\"baud\":9600,\"data_bits\":8,\"parity\":\"N\","
+              "\"stop_bits\":1}\n");
+    EXPECT_EQ(recording::lineFor({.at = 5us, .what = What::call, .text = "lamp_set", .arguments = {5, 70}}),
+              "{\"t\":5,\"event\":\"call\",\"name\":\"lamp_set\",\"arguments\":[5,70]}\n");
+}
+
+TEST(Recording, TextThatIsNotUtf8_IsWrittenAllTheSame) {
+    const std::string line = recording::lineFor({.at = 0us, .what = What::open, .port = "/dev/\xFF"});
+    EXPECT_EQ(readText(header + line).events.size(), 1U);
+}
+
+TEST(Recording, EndWithinALine_IsLeftOutAndSaid) {
+    const std::string line = recording::lineFor({.at = 1us, .what = What::rx, .text = "E "});
+    for (std::size_t length = 1; length < line.size(); ++length) {
+        const Recording read = readText(header + line + line.substr(0, length));
+        EXPECT_EQ(read.events.size(), 1U) << length;
+        EXPECT_TRUE(read.cutShort) << length;
+    }
+    EXPECT_FALSE(readText(header + line).cutShort);
+}
+
+TEST(Recording, LinesAndMembersOfLaterPrograms_AreSkipped) {
+    const Recording read = readText(header + "{\"t\":1,\"event\":\"weather\"}\n" +
+                                    "{\"t\":2,\"event\":\"rts\",\"level\":1,\"mood\":[[[1]]]}\n");
+    ASSERT_EQ(read.events.size(), 1U);
+    EXPECT_EQ(read.events[0].what, What::rts);
+}
+
+struct Wrong {
+    std::string text;
+    std::string problem;
+};
+void PrintTo(const Wrong& wrong, std::ostream* out) { *out << wrong.problem; }
+
+class RecordingWrong : public testing::TestWithParam<Wrong> {};
+
+TEST_P(RecordingWrong, Read_IsRefusedWithLineAndReason) {
+    EXPECT_THAT(problemWith(GetParam().text), StartsWith(GetParam().problem));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, RecordingWrong,
+    testing::Values(
+        Wrong{"", "it is empty"}, Wrong{"{\"format\"", "it ends within its first line"},
+        Wrong{"\n", "line 1: it is no JSON"}, Wrong{"[1]\n", "line 1: it is no JSON object"},
+        Wrong{"{}\n", "line 1: \"format\" must be a text"},
+        Wrong{"{\"format\":\"other\"}\n", "line 1: this is no recording"},
+        Wrong{"{\"format\":\"cvhost serial recording\",\"version\":2}\n", "line 1: the format's version is 2"},
+        Wrong{"{\"format\":\"cvhost serial recording\",\"version\":0}\n", "line 1: \"version\" must be"},
+        Wrong{header + "\n", "line 2: it is no JSON object"}, Wrong{header + "{\"t\":1}\n", "line 2: \"event\" must be"},
+        Wrong{header + "{\"t\":-1,\"event\":\"rts\",\"level\":1}\n", "line 2: \"t\" must be"},
+        Wrong{header + "{\"t\":18446744073709551615,\"event\":\"rts\",\"level\":1}\n", "line 2: \"t\" must be"},
+        Wrong{header + "{\"t\":1.5,\"event\":\"rts\",\"level\":1}\n", "line 2: \"t\" must be"},
+        Wrong{header + "{\"t\":1,\"event\":\"rts\",\"level\":2}\n", "line 2: \"level\" must be"},
+        Wrong{header + "{\"t\":1,\"event\":\"rx\"}\n", "line 2: \"bytes\" must be a text"},
+        Wrong{header + "{\"t\":1,\"event\":\"rx\",\"bytes\":\"\\u0100\"}\n", "line 2: bytes must be"},
+        Wrong{header + "{\"t\":1,\"event\":\"open\",\"port\":7}\n", "line 2: \"port\" must be a text"},
+        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\"}\n", "line 2: \"arguments\" must be"},
+        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":[4294967296]}\n",
+              "line 2: \"arguments\""},
+        Wrong{header + "{\"t\":1,\"event\":\"opening\",\"port\":\"x\",\"baud\":0,\"data_bits\":8,\"parity\":\"N\","
+                       "\"stop_bits\":1}\n",
+              "line 2: \"baud\" must be"},
+        Wrong{header + "{\"t\":1,\"event\":\"opening\",\"port\":\"x\",\"baud\":1,\"data_bits\":8,\"parity\":\"\","
+                       "\"stop_bits\":1}\n",
+              "line 2: \"parity\" must be"},
+        Wrong{
+            header + recording::lineFor({.at = 2us, .what = What::rts}) + recording::lineFor({.at = 1us, .what = What::rts}),
+            "line 3: time runs backwards"},
+        Wrong{header + std::string(300 * 1024, '['), "line 2: the line is too long"},
+        Wrong{header + std::string(200UL * 1024, '[') + "\n", "line 2: it is no JSON object"}));
+
+TEST(Recording, FileThatIsNotThere_IsSaid) {
+    EXPECT_THROW(recording::readFile("/no/such/file"), recording::Error);
+    EXPECT_THROW(recording::readFile("/"), recording::Error);
+}
+
+TEST(Recorder, Events_AreInTheFileAtOnce) {
+    const Path path;
+    recording::Recorder recorder(path.path(), "a program");
+    EXPECT_TRUE(recording::readFile(path.path()).events.empty());
+    recorder.opening("/dev/x", {9600, 8, 'N', 1});
+    recorder.port("/dev/x", cvhost::PortState::open);
+    recorder.rts(0);
+    const std::array<unsigned char, 2> bytes{'E', ' '};
+    recorder.wire(cvhost::Direction::receive, bytes);
+    recorder.wire(cvhost::Direction::transmit, bytes);
+    recorder.key(5, true, 1536);
+    recorder.call("lamp_set", {1, 'F'});
+    recorder.trouble("/dev/x", "is lost: input/output error");
+    recorder.port("/dev/x", cvhost::PortState::lost);
+    recorder.port("/dev/x", cvhost::PortState::closed);
+    std::vector<What> kinds;
+    for (const Event& event : recording::readFile(path.path()).events) kinds.push_back(event.what);
+    EXPECT_EQ(kinds, (std::vector{What::opening, What::open, What::rts, What::rx, What::tx, What::key, What::call,
+                                  What::trouble, What::lost, What::closed}));
+    EXPECT_EQ(recorder.error(), 0);
+}
+
+TEST(Recorder, FileThatCannotBeWritten_IsSaid) {
+    EXPECT_THROW(recording::Recorder("/no/such/file", ""), std::system_error);
+    EXPECT_THROW(recording::Recorder("/", ""), std::system_error);
+}
+
+TEST(Recorder, FullDevice_EndsTheRecordingWithItsReason) {
+    recording::Recorder recorder("/dev/full", "");
+    EXPECT_EQ(recorder.error(), ENOSPC);
+}
+
+TEST(Recorder, PipeThatNobodyReads_HoldsNobodyUp) {
+    const Path path;
+    ASSERT_EQ(::mkfifo(path.path().c_str(), 0600), 0);
+    EXPECT_THROW(recording::Recorder(path.path(), ""), std::system_error) << "nobody has it open";
+}
+
+}  // namespace
