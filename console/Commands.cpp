@@ -1,5 +1,4 @@
 // What the host says to the running console: short ASCII commands, each ending with a blank.
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 
@@ -21,6 +20,9 @@ constexpr int speedOfMode(int mode) {
                ? s_modeSpeeds[mode - s_firstMode]
                : 0;
 }
+static_assert(speedOfMode(s_firstMode - 1) == 0 && speedOfMode(7) == Protocol::fastest &&
+              speedOfMode(8) == -Protocol::fastest);
+static_assert(speedOfMode(11) == Protocol::normalPlay && speedOfMode(13) == -1 && speedOfMode(14) == 0);
 
 /// The states of lamps 3, 2 and 1 for a speed.
 constexpr const char* lampPattern(int speed) {
@@ -43,8 +45,7 @@ bool Console::console_puts(const char* s) {
 }
 
 void Console::command(char c) {
-    char text[1 + 1 + 1];
-    std::snprintf(text, sizeof text, "%c ", c);
+    const char text[] = {c, Protocol::packetEnd, '\0'};
     console_puts(text);
 }
 
@@ -53,14 +54,12 @@ void Console::lamp_set(int lamp, int state) {
     store(m_lampState[lamp], state);
     if (load(m_version) <= 4) return;
 
-    char text[1 + 2 + 1 + 1];
-    char* end = text;
-    *end++ = static_cast<char>(state);
-    if (lamp > 9) *end++ = static_cast<char>('0' + lamp / 10);
-    *end++ = static_cast<char>('0' + lamp % 10);
-    *end++ = Protocol::packetEnd;
-    *end = '\0';
-    console_puts(text);
+    const auto letter = static_cast<char>(state);
+    const auto tens = static_cast<char>('0' + lamp / 10);
+    const auto ones = static_cast<char>('0' + lamp % 10);
+    const char oneDigit[] = {letter, ones, Protocol::packetEnd, '\0'};
+    const char twoDigits[] = {letter, tens, ones, Protocol::packetEnd, '\0'};
+    console_puts(lamp > 9 ? twoDigits : oneDigit);
 }
 
 void Console::lamp_set3(const char* s) {
