@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace apps_test {
 namespace {
@@ -99,6 +100,10 @@ void Process::read() {
     std::array<char, 4096> text{};
     for (;;) {
         std::unique_lock lock(m_mutex);
+        if (m_outputEnded && m_output >= 0) {
+            ::close(std::exchange(m_output, -1));
+            m_changed.notify_all();
+        }
         std::array<pollfd, 3> waited{pollfd{m_wake, POLLIN, 0}, pollfd{m_errors, POLLIN, 0},
                                      pollfd{m_outputWanted ? m_output : -1, POLLIN, 0}};
         if (m_stopping || (m_errors < 0 && m_outputEnded)) return;
@@ -156,13 +161,13 @@ std::string Process::waitForLine(const std::function<bool(const std::string&)>& 
 void Process::signal(int number) const { checked(::kill(m_pid, number), "kill"); }
 
 void Process::closeOutput() {
-    const std::lock_guard lock(m_mutex);
+    std::unique_lock lock(m_mutex);
     m_outputWanted = false;
     m_outputEnded = true;
-    ::close(m_output);
-    m_output = -1;
     const std::uint64_t one = 1;
     checked(::write(m_wake, &one, sizeof one) == sizeof one ? 0 : -1, "write");
+    // Closed while the reader polls it, the pipe would live on until the poll returns.
+    m_changed.wait(lock, [this] { return m_output < 0; });
 }
 
 int Process::wait() {
