@@ -67,24 +67,26 @@ void DeskServer::run() {
     for (;;) {
         wait(waits);
         sent.clear();
+        desk::Time now{};
         {
             const std::lock_guard guard(m_lock);
             if (m_stopping) return;
             m_line->service(m_desk, present());
-            const desk::Time now = present();
+            now = present();
             while (const auto byte = m_desk.takeOutput(now)) sent.push_back(byte->byte);
         }
-        if (!sent.empty()) m_line->send(sent);
+        if (!sent.empty()) m_line->send(sent, now);
     }
 }
 
 void DeskServer::wait(std::vector<pollfd>& waits) {
     waits.assign(1, {.fd = m_wake.get(), .events = POLLIN, .revents = 0});
     m_line->watchFor(waits);
-    std::optional<desk::Time> next;
+    std::optional<desk::Time> next = m_line->nextEvent();
     {
         const std::lock_guard guard(m_lock);
-        next = m_desk.nextEvent();
+        const auto ofDesk = m_desk.nextEvent();
+        if (!next || (ofDesk && *ofDesk < *next)) next = ofDesk;
     }
     timespec longest{};
     if (next) {

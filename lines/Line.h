@@ -3,6 +3,7 @@
 
 #include <poll.h>
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -17,14 +18,16 @@ public:
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
 
-    /// What a host opens to reach the desk. Never changes.
+    /// What a host opens to reach the desk, or looks for where the kernel names it. Never changes.
     virtual const std::string& name() const = 0;
     /// Appends what is to be waited for.
     virtual void watchFor(std::vector<pollfd>& waits) const = 0;
     /// Does what has become possible, without blocking; what the host has sent goes to the desk.
     virtual void service(desk::Desk& desk, desk::Time now) = 0;
     /// Sends what the desk has sent; lost if nobody listens, or if the host has stopped reading.
-    virtual void send(std::span<const unsigned char> bytes) = 0;
+    virtual void send(std::span<const unsigned char> bytes, desk::Time now) = 0;
+    /// When service() must be called next, whether or not anything has arrived; none: when something has.
+    virtual std::optional<desk::Time> nextEvent() const { return std::nullopt; }
 
 protected:
     Line() = default;

@@ -81,7 +81,7 @@ void Pty::service(desk::Desk& desk, desk::Time now) {
     }
 }
 
-void Pty::send(std::span<const unsigned char> bytes) {
+void Pty::send(std::span<const unsigned char> bytes, desk::Time) {
     if (!m_listened || m_backlog.full()) return;
     m_backlog.bytes().insert(m_backlog.bytes().end(), bytes.begin(), bytes.end());
     flush();

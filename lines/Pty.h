@@ -27,7 +27,7 @@ public:
     const std::string& device() const { return m_device; }
     void watchFor(std::vector<pollfd>& waits) const override;
     void service(desk::Desk& desk, desk::Time now) override;
-    void send(std::span<const unsigned char> bytes) override;
+    void send(std::span<const unsigned char> bytes, desk::Time now) override;
 
 private:
     void makeLink() const;

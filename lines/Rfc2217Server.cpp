@@ -144,7 +144,7 @@ void Rfc2217Server::acceptClients() {
     }
 }
 
-void Rfc2217Server::send(std::span<const unsigned char> bytes) {
+void Rfc2217Server::send(std::span<const unsigned char> bytes, desk::Time) {
     if (!m_client) return;
     m_client->send(bytes);
     m_client->flush();

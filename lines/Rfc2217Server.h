@@ -25,7 +25,7 @@ public:
     std::uint16_t port() const { return m_port; }
     void watchFor(std::vector<pollfd>& waits) const override;
     void service(desk::Desk& desk, desk::Time now) override;
-    void send(std::span<const unsigned char> bytes) override;
+    void send(std::span<const unsigned char> bytes, desk::Time now) override;
 
 private:
     struct Client;

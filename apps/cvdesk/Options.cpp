@@ -1,6 +1,7 @@
 #include "apps/cvdesk/Options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 
@@ -24,6 +25,8 @@ constexpr const char* footer =
     "\n"
     "A pseudo-terminal has no RTS, so no host can reset a desk there: it waits in its monitor until its program is "
     "started.\n"
+    "--usb needs root and the kernel modules vhci-hcd and ftdi_sio; a real serial port appears, /dev/ttyUSB0 or the next\n"
+    "that is free. Ending cvdesk pulls its plug.\n"
     "\n"
     "Exit status: 0 ended by quit, Ctrl-C (SIGINT) or SIGTERM; 1 an expectation was not met; 2 the command line or the\n"
     "script is wrong; 3 the line could not be set up.\n"
@@ -31,7 +34,8 @@ constexpr const char* footer =
     "\n"
     "Examples:\n"
     "  cvdesk --rfc2217 0                       a desk on a free port of this machine, which is then told\n"
-    "  cvdesk --pty /tmp/desk --firmware 8      a desk that a host opens like a serial port";
+    "  cvdesk --pty /tmp/desk --firmware 8      a desk that a host opens like a serial port\n"
+    "  sudo cvdesk --usb                        a desk on a USB serial port, for any program of this machine";
 
 template <class Number>
 bool whole(std::string_view text, Number& number) {
@@ -59,6 +63,15 @@ desk::Model model(const std::string& text) {
     throw CLI::ValidationError("--model", "\"" + text + "\" is neither V4 nor other");
 }
 
+/// As a USB text descriptor holds it: 255 bytes, of which two are its head and two each character.
+std::string productText(const std::string& text) {
+    constexpr std::size_t longest = (255 - 2) / 2;
+    const bool printable = std::ranges::all_of(text, [](char letter) { return letter >= ' ' && letter <= '~'; });
+    if (text.empty() || text.size() > longest || !printable)
+        throw CLI::ValidationError("--usb-product", "the text is not 1 to 126 printable ASCII characters");
+    return text;
+}
+
 /// Says what is wrong in one sentence; help and version, which are no errors, go to standard output.
 int answer(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
@@ -73,6 +86,7 @@ int answer(const CLI::App& app, const CLI::ParseError& error) {
 std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     Options options;
     std::string network, link;
+    UsbAdapter adapter;
     CLI::App app("cvdesk is a simulated edit console: a desk with keys, lamps and a jog/shuttle wheel.", "cvdesk");
     app.set_version_flag("--version", "cvdesk " CVDESK_VERSION);
     app.footer(footer);
@@ -81,6 +95,13 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
             ->type_name("[ADDR:]PORT");
     const CLI::Option* toPty =
         app.add_option("--pty", link, "Serve a pseudo-terminal; LINK becomes a symbolic link to it")->type_name("LINK");
+    bool usb = false;
+    CLI::Option* toUsb = app.add_flag("--usb", usb, "Be a USB serial adapter of this machine's kernel");
+    app.add_option_function<std::string>(
+           "--usb-product", [&](const std::string& text) { adapter.product = productText(text); },
+           "Product text of the adapter (default \"USB Serial Port\")")
+        ->type_name("TEXT")
+        ->needs(toUsb);
     app.add_option("--firmware", options.desk.firmware, "Version that the program answers, 0 to 4095 (default 7)")
         ->type_name("N")
         ->check(CLI::Range(0, 0xFFF).description(""));
@@ -96,12 +117,14 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
 
     try {
         app.parse(argc, argv);
-        if (toNetwork->empty() == toPty->empty())
-            throw CLI::ValidationError("say where the desk is to be: either --rfc2217 PORT or --pty LINK");
-        if (toPty->empty())
-            options.line = networkAddress(network);
-        else
+        if (toNetwork->count() + toPty->count() + toUsb->count() != 1)
+            throw CLI::ValidationError("say where the desk is to be: one of --rfc2217 PORT, --pty LINK and --usb");
+        if (usb)
+            options.line = adapter;
+        else if (!toPty->empty())
             options.line = link;
+        else
+            options.line = networkAddress(network);
     } catch (const CLI::ParseError& error) {
         return answer(app, error);
     }

@@ -14,9 +14,14 @@ struct NetworkAddress {
     std::uint16_t port = 0;  ///< 0 picks a free one
 };
 
+/// A USB serial adapter of this machine's kernel.
+struct UsbAdapter {
+    std::string product = "USB Serial Port";
+};
+
 struct Options {
-    /// Where to serve: on the network, or behind a symbolic link to a pseudo-terminal.
-    std::variant<NetworkAddress, std::string> line;
+    /// Where to serve: on the network, behind a symbolic link to a pseudo-terminal, or as a USB device.
+    std::variant<NetworkAddress, std::string, UsbAdapter> line;
     desk::Options desk;
     std::string scriptFile;  ///< empty: no script
 };

@@ -73,17 +73,29 @@ Text textFor(const Happening& happening) {
     return {Tint::dim, "", ""};
 }
 
-}  // namespace
-
-std::string lineFor(const Happening& happening, double seconds, bool colour) {
+std::string lineFor(const Text& text, double seconds, bool colour) {
     static constexpr std::array<std::string_view, 5> codes{"2", "31", "32", "33", "34"};
-    const Text text = textFor(happening);
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%8.3f  ", seconds);
     std::string heading(text.heading);
     heading.resize(9, ' ');
     if (colour) heading = "\x1b[" + std::string(codes[static_cast<std::size_t>(text.tint)]) + 'm' + heading + "\x1b[0m";
     return time.data() + heading + text.body + '\n';
+}
+
+}  // namespace
+
+std::string lineFor(const Happening& happening, double seconds, bool colour) {
+    return lineFor(textFor(happening), seconds, colour);
+}
+
+std::string lineFor(const lines::SerialSettings& settings, double seconds, bool colour) {
+    const auto level = [](bool high) { return high ? " high" : " low"; };
+    return lineFor(
+        {Tint::dim, "usb",
+         std::to_string(settings.baud) + " baud " + settings.format + ", latency " + std::to_string(settings.latencyMs) +
+             " ms, DTR" + level(settings.dtr) + ", RTS" + level(settings.rts)},
+        seconds, colour);
 }
 
 }  // namespace cvdesk

@@ -4,10 +4,13 @@
 #include <string>
 
 #include "desk/Happening.h"
+#include "lines/Ftdi.h"
 
 namespace cvdesk {
 
 /// One line with its end: `seconds` since the start, and what happened.
 std::string lineFor(const desk::Happening& happening, double seconds, bool colour);
+/// The same of what a host has set at the USB adapter.
+std::string lineFor(const lines::SerialSettings& settings, double seconds, bool colour);
 
 }  // namespace cvdesk

@@ -1,10 +1,11 @@
-// cvdesk is a console: a simulated desk behind a network serial port or a pseudo-terminal.
+// cvdesk is a console: a simulated desk behind a network serial port, a pseudo-terminal or a USB serial adapter.
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <optional>
 
 #include "apps/cvdesk/ExitStatus.h"
 #include "apps/cvdesk/Options.h"
@@ -17,6 +18,8 @@
 #include "lines/DeskServer.h"
 #include "lines/Pty.h"
 #include "lines/Rfc2217Server.h"
+#include "lines/UsbLine.h"
+#include "lines/UsbPlug.h"
 
 namespace cvdesk {
 namespace {
@@ -30,16 +33,43 @@ std::vector<Step> loadScript(const std::string& file) {
     return steps;
 }
 
-/// Makes the line, and the sentence that tells where it is.
-std::unique_ptr<lines::Line> makeLine(const Options& options, std::string& where) {
+using namespace std::chrono_literals;
+
+/// How long the kernel may take to find the driver for an adapter that has just been plugged in.
+constexpr auto driverPatience = 10s;
+
+struct Place {
+    std::unique_ptr<lines::Line> line;
+    std::string where;             ///< a sentence for the user
+    std::optional<int> plug = {};  ///< the port of the virtual USB host controller
+};
+
+Place makePlace(const Options& options, lines::SettingsWatcher watcher) {
     if (const auto* network = std::get_if<NetworkAddress>(&options.line)) {
         auto line = std::make_unique<lines::Rfc2217Server>(network->address, network->port);
-        where = "Listening on " + line->name();
-        return line;
+        const std::string where = "Listening on " + line->name();
+        return {.line = std::move(line), .where = where};
+    }
+    if (const auto* usb = std::get_if<UsbAdapter>(&options.line)) {
+        lines::UsbPlug plug = lines::plugIn();
+        return {.line = std::make_unique<lines::UsbLine>(std::move(plug.device), usb->product, std::move(watcher)),
+                .where = "Plugged in as the USB serial adapter \"" + usb->product + '"',
+                .plug = plug.port};
     }
     auto line = std::make_unique<lines::Pty>(std::get<std::string>(options.line));
-    where = "Listening on " + line->name() + ", which leads to " + line->device();
-    return line;
+    const std::string where = "Listening on " + line->name() + ", which leads to " + line->device();
+    return {.line = std::move(line), .where = where};
+}
+
+/// Waits until there is a serial port for what has been plugged in; empty when the program is told to end before.
+std::string awaitSerialPort(int plug, cvhost::Wake& wake) {
+    const auto deadline = std::chrono::steady_clock::now() + driverPatience;
+    for (;;) {
+        if (std::string port = lines::serialPortAt(plug); !port.empty()) return port;
+        if (std::chrono::steady_clock::now() > deadline)
+            throw std::runtime_error("the kernel makes no serial port of the adapter (as root: modprobe ftdi_sio)");
+        if (wake.wait(10ms) == cvhost::Wake::Cause::end) return {};
+    }
 }
 
 bool wantsColour() {
@@ -50,8 +80,6 @@ bool wantsColour() {
 int serve(const Options& options, const std::vector<Step>& steps) {
     std::signal(SIGPIPE, SIG_IGN);
     cvhost::Wake wake;
-    std::string where;
-    std::unique_ptr<lines::Line> line = makeLine(options, where);
     const cvhost::StartTime start;
     const bool colour = wantsColour();
     cvhost::Output output(STDOUT_FILENO, {.missing =
@@ -60,11 +88,18 @@ int serve(const Options& options, const std::vector<Step>& steps) {
                                                          " lines are missing here: they were not read in time\n";
                                               },
                                           .broken = [] {}});
-    output.put(where + '\n');
-    lines::DeskServer server(options.desk, std::move(line), [&](const desk::Happening& happening) {
-        output.put(lineFor(happening, start.seconds(), colour));
+    const auto tell = [&](const auto& news) { output.put(lineFor(news, start.seconds(), colour)); };
+    Place place = makePlace(options, tell);
+    output.put(place.where + '\n');
+    lines::DeskServer server(options.desk, std::move(place.line), [&](const desk::Happening& happening) {
+        tell(happening);
         wake.signal();
     });
+    if (place.plug) {
+        const std::string port = awaitSerialPort(*place.plug, wake);
+        if (port.empty()) return exitStatus::ended;
+        output.put("Listening on " + port + '\n');
+    }
     return play(steps, server, wake);
 }
 

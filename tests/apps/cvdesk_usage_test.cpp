@@ -32,8 +32,13 @@ TEST_P(CvdeskUsage, CommandLine_Wrong_EndsWithStatusTwoAndOneSentence) {
 
 INSTANTIATE_TEST_SUITE_P(
     Errors, CvdeskUsage,
-    testing::Values(WrongDesk{{}, "either --rfc2217 PORT or --pty LINK"},
-                    WrongDesk{{"--rfc2217", "0", "--pty", "x"}, "either --rfc2217 PORT or --pty LINK"},
+    testing::Values(WrongDesk{{}, "one of --rfc2217 PORT, --pty LINK and --usb"},
+                    WrongDesk{{"--rfc2217", "0", "--pty", "x"}, "one of --rfc2217 PORT, --pty LINK and --usb"},
+                    WrongDesk{{"--rfc2217", "0", "--usb"}, "one of --rfc2217 PORT, --pty LINK and --usb"},
+                    WrongDesk{{"--rfc2217", "0", "--usb-product", "x"}, "--usb-product requires --usb"},
+                    WrongDesk{{"--usb", "--usb-product", ""}, "1 to 126 printable ASCII characters"},
+                    WrongDesk{{"--usb", "--usb-product", std::string(127, 'x')}, "1 to 126 printable ASCII characters"},
+                    WrongDesk{{"--usb", "--usb-product", "a\tb"}, "1 to 126 printable ASCII characters"},
                     WrongDesk{{"--rfc2217"}, "--rfc2217"}, WrongDesk{{"--rfc2217", "65536"}, "\"65536\""},
                     WrongDesk{{"--rfc2217", "-1"}, "-1"}, WrongDesk{{"--rfc2217", "12x"}, "\"12x\""},
                     WrongDesk{{"--rfc2217", ":12"}, "\":12\""}, WrongDesk{{"--rfc2217", "localhost:"}, "\"localhost:\""},
@@ -59,15 +64,24 @@ TEST_F(CvdeskTest, Line_NotToBeHad_EndsWithStatusThree) {
     }
 }
 
+TEST_F(CvdeskTest, Usb_KernelWithoutController_EndsWithStatusThreeAndTheRemedy) {
+    if (std::filesystem::exists("/sys/devices/platform/vhci_hcd.0")) GTEST_SKIP() << "this kernel has one";
+    Process desk(cvdesk({"--usb"}));
+    EXPECT_EQ(desk.wait(), 3);
+    EXPECT_THAT(desk.errors(), MatchesRegex("cvdesk: [^\n]+modprobe vhci-hcd[^\n]+\\.\n"));
+    EXPECT_THAT(desk.lines(), IsEmpty());
+}
+
 TEST_F(CvdeskTest, Help_NamesEveryOptionAndCommandAndStatus) {
     Process desk(cvdesk({"--help"}));
     EXPECT_EQ(desk.wait(), 0);
     std::string text;
     for (const std::string& line : desk.lines()) text += line + '\n';
     for (const char* word :
-         {"--rfc2217", "--pty",     "--firmware",  "--model",     "--script",     "--unpaced", "--silent",    "--no-monitor",
-          "--running", "--version", "wait active", "sleep",       "press",        "release",   "tap",         "shuttle",
-          "jog",       "raw",       "power-cycle", "expect lamp", "expect wheel", "quit",      "Exit status", "NO_COLOR"})
+         {"--rfc2217",   "--pty",        "--usb",        "--usb-product", "--firmware", "--model",     "--script",
+          "--unpaced",   "--silent",     "--no-monitor", "--running",     "--version",  "wait active", "sleep",
+          "press",       "release",      "tap",          "shuttle",       "jog",        "raw",         "power-cycle",
+          "expect lamp", "expect wheel", "quit",         "Exit status",   "NO_COLOR"})
         EXPECT_THAT(text, HasSubstr(word));
 }
 
