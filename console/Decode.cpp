@@ -45,7 +45,6 @@ void Console::corvane_console_parse_packet(char* text, int length) {
             return takeKeyPress(text[0] - Protocol::keyBase);
         default:
             if (s_consoleDebug) LogBoth("CON:   corvane_console_parse_packet: illegal packet ignored: %s\n", text);
-            return;
     }
 }
 
@@ -68,21 +67,12 @@ void Console::takeVersion(char* text) {
     if (version == 8) s_statusLead = Protocol::statusLead8;
     store(m_state, 1);
     // Kept: every version but 6 is taken for 7. Test: ParsePacket_VersionReply_Normalised.
-    if (version != 6 && version != 7) store(m_version, 7);
+    if (version != 6) store(m_version, 7);
 }
 
 void Console::takeWheelStatus(char* text, int length) {
-    int position = 0;
-    int count = 0;
-    int fineCount = 0;
-    if (length == Protocol::shortStatusLength) {
-        position = static_cast<int>(Utils::console_hex_n(text + 1, 2));
-        count = static_cast<int>(Utils::console_hex_n(text + 3, 2));
-        fineCount = static_cast<int>(Utils::console_hex_n(text + 5, 4));
-    } else if (length == Protocol::longStatusLength) {
-        position = static_cast<int>(Utils::console_hex_n(text + 8, 2));
-        count = static_cast<int>(Utils::console_hex_n(text + 10, 2));
-    } else {
+    const bool isShort = length == Protocol::shortStatusLength;
+    if (!isShort && length != Protocol::longStatusLength) {
         // Kept: despite its words nothing is disabled. Test: ParsePacket_StatusOfLengthTen_LogsAndChangesNothing.
         if (s_consoleDebug) {
             LogBoth("CON:   Unrecognised STATUS message from console - console has been disabled!\n(Msg: [%s] Len %d)\n",
@@ -90,6 +80,10 @@ void Console::takeWheelStatus(char* text, int length) {
         }
         return;
     }
+    char* fields = isShort ? text + 1 : text + 1 + 7;
+    const auto position = static_cast<int>(Utils::console_hex_n(fields, 2));
+    const auto count = static_cast<std::int8_t>(Utils::console_hex_n(fields + 2, 2));
+    const auto fineCount = static_cast<std::int16_t>(isShort ? Utils::console_hex_n(fields + 2 + 2, 4) : 0);
     takeShuttle(position);
     if (load(m_enabled)) takeJog(count, fineCount);
 }
@@ -112,10 +106,9 @@ void Console::takeShuttle(int position) {
 }
 
 void Console::takeJog(int count, int fineCount) {
-    const int delta = static_cast<std::int8_t>(count);
-    const double fine = static_cast<std::int16_t>(fineCount) / 10000.0;
-    const double exact = delta < 0 ? delta - fine : delta + fine;
-    store(m_jogDelta, delta);
+    const double fine = fineCount / 10000.0;
+    const double exact = count < 0 ? count - fine : count + fine;
+    store(m_jogDelta, count);
     store(m_jogDeltaExact, exact);
 
     if (!load(m_wheelEnabled)) {

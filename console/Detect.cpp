@@ -14,7 +14,6 @@ namespace {
 constexpr unsigned s_resetTimeMs = 200;
 constexpr unsigned s_versionPauseMs = 250;
 constexpr int s_versionRequests = 6;
-constexpr unsigned s_identityLength = 30;
 
 }  // namespace
 
@@ -53,8 +52,8 @@ bool Console::PortActive() {
     }
     if (!Purge(portHandle()) || !SendString("H ") || !SendString("\r")) return false;
 
-    char reply[s_identityLength + 1] = {};  // one more, so that a full reply is still a text
-    if (ReadString(reply, s_identityLength) == 0) return false;
+    char reply[30 + 1] = {};  // one more, so that a full reply is still a text
+    if (ReadString(reply, sizeof reply - 1) == 0) return false;
 
     // Kept: any other reply, however short, is the second model. Test: PortActive_OneCharacterReply_SelectsSecondModel.
     const bool modelV4 = reply[2] == 'V' && reply[3] == '4';

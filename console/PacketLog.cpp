@@ -75,9 +75,7 @@ private:
         if (!readField()) return false;
         if (takeIf(".") && !readField()) return false;
         const std::string_view length = takeOneOf({"", "hh", "h", "ll", "l", "j", "z", "t", "L"});
-        if (m_rest.empty()) return false;
-        const char conversion = m_rest.front();
-        m_rest.remove_prefix(1);
+        const char conversion = m_rest.empty() ? '\0' : m_rest.front();
 
         const auto isOneOf = [conversion](std::string_view set) { return set.find(conversion) != set.npos; };
         if (isOneOf("aAeEfFgG")) {

@@ -80,7 +80,7 @@ void comms_set_rts(Cv::Ptr<CommsPort> port, int level) {
     while (portOf(port)->error == 0 && line.sendingEnds() > world.now()) {
         world.scheduler().wait(nullptr, line.sendingEnds(), "comms_set_rts");
     }
-    if (portOf(port)->error == 0) line.setRts(level != 0);
+    if (portOf(port)->error == 0) line.setRts(level);
 }
 
 bool commsRegisterHandler(bool (*callback)(void*), LightweightString<wchar_t> name, int bytesPerCall, bool everyByte,

@@ -61,9 +61,9 @@ bool Line::send(std::span<const unsigned char> bytes) {
     return !fails;
 }
 
-void Line::setRts(bool high) {
-    m_world.record(What::rts, high ? "1" : "0");
-    if (m_peer != nullptr && !rtsStuck) m_peer->setRts(high, m_world.now());
+void Line::setRts(int level) {
+    m_world.record(What::rts, std::to_string(level));
+    if (m_peer != nullptr && !rtsStuck) m_peer->setRts(level != 0, m_world.now());
 }
 
 std::optional<Time> Line::nextEvent() const {

@@ -71,7 +71,7 @@ public:
     void connect(Port* port) { m_port = port; }
     /// False when the write fails.
     bool send(std::span<const unsigned char> bytes);
-    void setRts(bool high);
+    void setRts(int level);
     /// When the last byte sent has left.
     Time sendingEnds() const { return m_sendingEnds; }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/api/OS.h"
 #include "host/core/Serial.h"
 #include "monitor/RamImage.h"
 #include "plugin/Driver.h"
@@ -109,6 +110,23 @@ TEST(Exit, Active_LampsOffThenWheelOffThenPortClosed) {
     EXPECT_LT(indexOf(order, "0.000 call commsDeregisterHandler()"), indexOf(order, "0.000 call comms_port_close()"));
     EXPECT_FALSE(rig.console().wheel_enabled());
     EXPECT_FALSE(rig.console().active());
+    expectClosed(rig);
+}
+
+TEST(Exit, Active_StaysSoUntilThePortIsClosed) {
+    Rig rig;
+    ASSERT_TRUE(rig.start());
+    rig.handle(5, [](int) {
+        OS().threading().sleep(1000);
+        return true;
+    });
+    rig.desk.taps('E');
+    ASSERT_TRUE(rig.run_until([&] { return !rig.handled().empty(); }));
+    rig.forget();
+    rig.on_thread("host", [&] { rig.console().exit(); });
+    ASSERT_TRUE(rig.run_until([&] { return !rig.calls("commsDeregisterHandler").empty(); }));
+    EXPECT_TRUE(rig.console().active()) << "the port cannot be closed while a handler runs";
+    ASSERT_TRUE(rig.run_until([&] { return !rig.console().active(); }));
     expectClosed(rig);
 }
 

@@ -55,7 +55,8 @@ INSTANTIATE_TEST_SUITE_P(Lengths, PacketAsFormat,
 
 INSTANTIATE_TEST_SUITE_P(
     Fields, PacketAsFormat,
-    testing::Values(FormatRow{"Width", "%5d", "    0"}, FormatRow{"Left", "%-5d|", "0    |"}, FormatRow{"Plus", "%+d", "+0"},
+    testing::Values(FormatRow{"Width", "%5d", "    0"}, FormatRow{"WidthWithZero", "%10d", std::string(9, ' ') + "0"},
+                    FormatRow{"Left", "%-5d|", "0    |"}, FormatRow{"Plus", "%+d", "+0"},
                     FormatRow{"Zeros", "%05d", "00000"}, FormatRow{"Alternate", "%#o", "0"}, FormatRow{"Blank", "% d", " 0"},
                     FormatRow{"ManyFlags", "%-+ #0+d", "+0"}, FormatRow{"ZerosAreNoWidth", "%00000001d", "0"},
                     FormatRow{"Precision", "%.3d", "000"}, FormatRow{"WidthAndPrecision", "%5.3d", "  000"},
@@ -76,6 +77,12 @@ INSTANTIATE_TEST_SUITE_P(
                     FormatRow{"LongAndFourNumbers", "%Lg%d%d%d%d", "00000"}, FormatRow{"LongAndStrings", "%s%Lg%s%n", "0"},
                     FormatRow{"LongAndFiveWithStars", "%*.*Lg%*.*d", "0"},
                     FormatRow{"LongAndFloatingWithStars", "%*.*Lg%*.*g", "00"},
+                    FormatRow{"LongAndFiveFloating", "%g%g%g%g%g%Lg", "000000"},
+                    FormatRow{"SevenWithStars", "%*d%*d%*d%d", "0000"}, FormatRow{"TextSecond", "%d%s", "0"},
+                    FormatRow{"TextThird", "%d%d%s", "00"}, FormatRow{"TextFourth", "%d%d%d%s", "000"},
+                    FormatRow{"TextFifth", "%d%d%d%d%s", "0000"}, FormatRow{"TextSixth", "%*d%*d%d%s", "000"},
+                    FormatRow{"TextSeventh", "%*d%*d%*d%s", "000"}, FormatRow{"TextFourthBesideLong", "%d%d%d%s%Lg", "0000"},
+                    FormatRow{"TextFifthBesideLong", "%*d%*d%s%Lg", "000"},
                     FormatRow{"FloatingAndStrings", "%s%f%s%g%n", "0.0000000"}, FormatRow{"Mixture", "%d%g%s%Lg%n", "000"}),
     byName);
 
@@ -110,6 +117,14 @@ INSTANTIATE_TEST_SUITE_P(
                     FormatRow{"EightNumbers", "%d%d%d%d%d%d%d%d", ""}, FormatRow{"SixFloating", "%f%f%f%f%f%f", ""},
                     FormatRow{"FourLong", "%Lf%Lf%Lf%Lf", ""}, FormatRow{"LongAndSixNumbers", "%Lg%d%d%d%d%d%d", ""}),
     byName);
+
+TEST_F(PacketAsText, LogPacket_ManyMoreThanCouldBeFed_WrittenAsItStands) {
+    std::string many;
+    for (int text = 0; text < 500; ++text) many += "%s";
+    Cv::logPacket(many.c_str());
+    EXPECT_EQ(rig.log_formats(), Texts{"%s"});
+    EXPECT_EQ(rig.log(), Texts{many});
+}
 
 TEST_F(PacketAsText, RxInterruptChar_LineNoiseThatLooksLikeFormats_IsSurvived) {
     rig.debug(true);

@@ -145,6 +145,14 @@ TEST_F(SpeedDisplaySpied, ShowIspeed_Fastest_ClearsBlinkPendingAtTheEnd) {
     }
 }
 
+TEST_F(SpeedDisplaySpied, ShowIspeed_BlinkPending_ClearsItAfterTheThreeLamps) {
+    ConsoleTestAccess::blinkPending(console) = true;
+    std::vector<bool> pending;
+    console.onLampSet = [&](int, int) { pending.push_back(ConsoleTestAccess::blinkPending(console)); };
+    console.show_ispeed(1);
+    EXPECT_EQ(pending, (std::vector<bool>{true, true, true, false, false, false}));
+}
+
 TEST_F(SpeedDisplaySpied, ShowIspeed_Fastest_SetsLampsVirtually) {
     console.show_ispeed(-30000);
     EXPECT_EQ(console.calls,

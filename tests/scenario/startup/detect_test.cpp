@@ -246,6 +246,12 @@ TEST_F(OpenDriverTest, OpenDriver_VersionKnownFromBeforeButInactive_FalseAfterOn
     EXPECT_EQ(versionRequests(), 1u);
 }
 
+TEST_F(OpenDriverTest, OpenDriver_AnyVersionAboveZeroKnown_FalseAfterOneRequest) {
+    ConsoleTestAccess::version(console) = 1;
+    EXPECT_FALSE(console.open_driver());
+    EXPECT_EQ(versionRequests(), 1u);
+}
+
 TEST_F(OpenDriverTest, OpenDriver_NegativeVersionAndActive_AsksSixTimesYetSucceeds) {
     ConsoleTestAccess::version(console) = -1;
     ConsoleTestAccess::state(console) = 1;
