@@ -2,7 +2,8 @@
 //
 // What it promises: the receive callback is called once for every byte that arrives, on the port's own thread, after the
 // byte can be taken with comms_getc; deregistering returns only when no call is running (a call that deregisters itself
-// does not wait); a port that has been lost answers -1 and a non-zero error; a closed port's object lives on until the next
+// does not wait); opening a port again and registering again wait for no call: the call runs out, and the next comes when it
+// has returned; a port that has been lost answers -1 and a non-zero error; a closed port's object lives on until the next
 // comms_port_open or until the plug-in is unloaded. A null handle is answered like a lost port.
 #pragma once
 

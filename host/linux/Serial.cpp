@@ -39,26 +39,31 @@ SerialPort* portOf(const Cv::Ptr<CommsPort>& handle) { return static_cast<Serial
 
 bool onlyHeldHere(const Cv::Ptr<SerialPort>& port) { return port->references() == 1; }
 
-/// Closes the port and keeps it among the closed. The port is not released here: `port` holds it.
+/// Moves the port, which has been closed or let go, among the closed. It is not released here: `port` holds it.
 void retire(const Cv::Ptr<SerialPort>& port) {
-    port->close();
     Library& all = library();
     const std::lock_guard lock(all.mutex);
     if (std::erase_if(all.open, [&](const auto& other) { return other.get() == port.get(); }) != 0)
         all.closed.push_back(port);
 }
 
-void retireWhere(bool (*matches)(const Cv::Ptr<SerialPort>&, const std::string&), const std::string& name) {
+/// Lets the open ports go that are in the way of one called `name`: its namesakes, and those that nobody else holds.
+void makeWay(const std::string& name) {
     Ports found;
     {
         Library& all = library();
         const std::lock_guard lock(all.mutex);
-        std::ranges::copy_if(all.open, std::back_inserter(found), [&](const auto& port) { return matches(port, name); });
+        std::ranges::copy_if(all.open, std::back_inserter(found),
+                             [&](const auto& port) { return onlyHeldHere(port) || port->name() == name; });
     }
-    for (const auto& port : found) retire(port);
+    for (const auto& port : found) {
+        port->letGo();
+        retire(port);
+    }
 }
 
-/// Lets the closed ports go that nobody else holds. One in whose handler the calling thread is cannot go yet.
+/// Releases the closed ports that nobody else holds, but for those in whose handlers a thread is: it may be waiting for the
+/// caller, or be the caller.
 void releaseRetired() {
     Ports going;
     Library& all = library();
@@ -66,7 +71,7 @@ void releaseRetired() {
         const std::lock_guard lock(all.mutex);
         going.swap(all.closed);
         const auto stays =
-            std::ranges::partition(going, [](const auto& port) { return onlyHeldHere(port) && !port->isReceiving(); });
+            std::ranges::partition(going, [](const auto& port) { return onlyHeldHere(port) && !port->inHandler(); });
         all.closed.assign(stays.begin(), stays.end());
         going.erase(stays.begin(), stays.end());
     }
@@ -97,7 +102,7 @@ Cv::Ptr<CommsPort> notOpen(const std::string& name, const std::string& reason) {
 namespace cvhost {
 
 void releaseClosedPorts() {
-    retireWhere([](const auto& port, const std::string&) { return onlyHeldHere(port); }, {});
+    makeWay({});
     releaseRetired();
 }
 
@@ -109,8 +114,7 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
                                    int stopBits) {
     const std::string narrowName = cvhost::narrow(name.view());
     releaseRetired();
-    retireWhere([](const auto& port, const std::string& wanted) { return onlyHeldHere(port) || port->name() == wanted; },
-                narrowName);
+    makeWay(narrowName);
     const cvhost::LineSettings settings{baud, dataBits, parity, stopBits};
     cvhost::tellSink([&](cvhost::EventSink& sink) { sink.opening(narrowName, settings); });
     auto opened = openTransport(narrowName, settings);
@@ -135,7 +139,9 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
 }
 
 void comms_port_close(Cv::Ptr<CommsPort> port) {
-    if (port) retire(portOf(port));
+    if (!port) return;
+    portOf(port)->close();
+    retire(Cv::Ptr<SerialPort>(portOf(port)));
 }
 
 int comms_geterr(Cv::Ptr<CommsPort> port) { return port ? portOf(port)->error() : EBADF; }

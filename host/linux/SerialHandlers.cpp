@@ -1,7 +1,7 @@
 #include "host/linux/SerialHandlers.h"
 
 #include <algorithm>
-#include <vector>
+#include <iterator>
 
 namespace cvhost {
 
@@ -11,55 +11,69 @@ SerialHandlers& SerialHandlers::instance() {
 }
 
 void SerialHandlers::add(const SerialPort& port, Callback callback, void* context) {
-    remove(callback, context);
     const std::lock_guard lock(m_mutex);
-    // At the front: a walk that is under way does not meet it for the byte it is at.
-    m_registrations.push_front(std::make_shared<Registration>(Registration{&port, callback, context}));
+    takeWhere([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
+    m_registrations.push_back(std::make_shared<Registration>(Registration{&port, callback, context}));
 }
 
 void SerialHandlers::remove(Callback callback, void* context) {
-    removeWhere([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
+    removeAndWait([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
 }
 
 void SerialHandlers::removeAllOf(const SerialPort& port) {
-    removeWhere([&](const Registration& entry) { return entry.port == &port; });
+    const std::lock_guard lock(m_mutex);
+    takeWhere([&](const Registration& entry) { return entry.port == &port; });
 }
 
 void SerialHandlers::removeAllWith(void* context) {
-    removeWhere([=](const Registration& entry) { return entry.context == context; });
+    removeAndWait([=](const Registration& entry) { return entry.context == context; });
 }
 
-void SerialHandlers::removeWhere(const std::function<bool(const Registration&)>& matches) {
-    const auto self = std::this_thread::get_id();
-    std::vector<std::shared_ptr<Registration>> running;
-    std::unique_lock lock(m_mutex);
-    m_registrations.remove_if([&](const std::shared_ptr<Registration>& entry) {
-        if (!matches(*entry)) return false;
-        entry->removed = true;
-        if (entry->caller == std::thread::id()) return true;
-        if (entry->caller != self) running.push_back(entry);
-        return false;
+std::vector<SerialHandlers::Handle> SerialHandlers::takeWhere(const std::function<bool(const Registration&)>& matches) {
+    std::erase_if(m_registrations, [&](const Handle& entry) {
+        if (matches(*entry)) entry->removed = true;
+        return entry->removed;
     });
-    m_returned.wait(lock, [&] {
-        return std::ranges::all_of(running, [](const auto& entry) { return entry->caller == std::thread::id(); });
+    m_changed.notify_all();
+    std::vector<Handle> running;
+    std::ranges::copy_if(m_calls, std::back_inserter(running), [&](const Handle& entry) {
+        return entry->removed && entry->caller != std::this_thread::get_id() && matches(*entry);
+    });
+    return running;
+}
+
+void SerialHandlers::removeAndWait(const std::function<bool(const Registration&)>& matches) {
+    std::unique_lock lock(m_mutex);
+    const std::vector<Handle> running = takeWhere(matches);
+    m_changed.wait(lock, [&] {
+        return std::ranges::all_of(running, [](const Handle& entry) { return entry->caller == std::thread::id(); });
+    });
+}
+
+void SerialHandlers::waitForEarlier(const Registration& entry, std::unique_lock<std::mutex>& lock) {
+    m_changed.wait(lock, [&] {
+        return entry.removed || std::ranges::none_of(m_calls, [&](const Handle& other) {
+                   return other->callback == entry.callback && other->context == entry.context;
+               });
     });
 }
 
 void SerialHandlers::call(const SerialPort& port) {
     std::unique_lock lock(m_mutex);
-    for (auto place = m_registrations.begin(); place != m_registrations.end();) {
-        const std::shared_ptr<Registration> entry = *place;
-        if (entry->port != &port || entry->removed) {
-            ++place;
-            continue;
-        }
-        entry->caller = std::this_thread::get_id();  // and so nobody else takes it off the list
+    std::vector<Handle> round;
+    std::ranges::copy_if(m_registrations, std::back_inserter(round),
+                         [&](const Handle& entry) { return entry->port == &port; });
+    for (const Handle& entry : round) {
+        waitForEarlier(*entry, lock);
+        if (entry->removed) continue;
+        entry->caller = std::this_thread::get_id();
+        m_calls.push_back(entry);
         lock.unlock();
         entry->callback(entry->context);
         lock.lock();
         entry->caller = {};
-        place = entry->removed ? m_registrations.erase(place) : std::next(place);
-        m_returned.notify_all();
+        std::erase(m_calls, entry);
+        m_changed.notify_all();
     }
 }
 

@@ -1,15 +1,16 @@
 // Who is called for bytes that arrive.
 //
-// Threads: any thread. A removed registration is not called again; removing one waits until no call of it is running, but
-// for the call that the removing thread itself is in.
+// Threads: any thread. A removed registration is not called again. Removing one by its callback or context waits until no
+// call of it is running, but for the call that the removing thread itself is in; one that has replaced another is not called
+// before the other's last call has returned.
 #pragma once
 
 #include <condition_variable>
 #include <functional>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace cvhost {
 
@@ -21,9 +22,10 @@ public:
 
     static SerialHandlers& instance();
 
-    /// Has `callback(context)` called for bytes of `port`; the same pair is removed first.
+    /// Has `callback(context)` called for bytes of `port`, in place of an earlier registration of the pair. Does not wait.
     void add(const SerialPort& port, Callback callback, void* context);
     void remove(Callback callback, void* context);
+    /// Does not wait.
     void removeAllOf(const SerialPort& port);
     void removeAllWith(void* context);
 
@@ -36,14 +38,20 @@ private:
         Callback callback;
         void* context;
         std::thread::id caller{};  ///< the thread that is in a call of it
-        bool removed = false;      ///< while a call runs; the caller then takes it off the list
+        bool removed = false;
     };
+    using Handle = std::shared_ptr<Registration>;
 
-    void removeWhere(const std::function<bool(const Registration&)>& matches);
+    /// Takes them off the list. Those of them that are in a call of another thread. Under m_mutex.
+    std::vector<Handle> takeWhere(const std::function<bool(const Registration&)>& matches);
+    void removeAndWait(const std::function<bool(const Registration&)>& matches);
+    /// Waits until no other registration of the same pair is in a call, or until this one is removed. Under `lock`.
+    void waitForEarlier(const Registration& entry, std::unique_lock<std::mutex>& lock);
 
     std::mutex m_mutex;
-    std::condition_variable m_returned;
-    std::list<std::shared_ptr<Registration>> m_registrations;
+    std::condition_variable m_changed;  ///< a call has returned, or a registration has been removed
+    std::vector<Handle> m_registrations;
+    std::vector<Handle> m_calls;  ///< those that are in a call, removed ones too
 };
 
 }  // namespace cvhost

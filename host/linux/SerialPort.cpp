@@ -71,18 +71,21 @@ void SerialPort::start() {
     pthread_setname_np(m_receiver.native_handle(), shortName.substr(0, 15).c_str());
 }
 
-void SerialPort::close() {
+void SerialPort::letGo() {
     end(EBADF);
     SerialHandlers::instance().removeAllOf(*this);
-    if (!isReceiving()) {
-        const std::lock_guard lock(m_joining);
-        if (m_receiver.joinable()) m_receiver.join();
-    }
-    // The receive thread has ended, or is in a handler that closes the port and will not touch the transport again.
-    const std::lock_guard lock(m_sending);
+    // The receive thread is past the transport, or in a handler, behind which it will not touch it again.
+    const std::scoped_lock lock(m_receiving, m_sending);
     if (m_transport == nullptr) return;
     drain();
     m_transport.reset();
+}
+
+void SerialPort::close() {
+    letGo();
+    if (m_receiverId == std::this_thread::get_id()) return;
+    const std::lock_guard lock(m_joining);
+    if (m_receiver.joinable()) m_receiver.join();
 }
 
 void SerialPort::end(int error) {
@@ -101,12 +104,17 @@ void SerialPort::wake() const noexcept { ::eventfd_write(m_wake.get(), 1); }
 void SerialPort::receive() {
     std::array<unsigned char, 512> bytes;
     bool hungUp = false;
+    std::unique_lock receiving(m_receiving);
     while (m_error == 0) {
         const auto got = m_transport->read(bytes);
+        receiving.unlock();
+        m_inHandler = true;
         deliver(std::span(bytes).first(got.count));
+        m_inHandler = false;
+        receiving.lock();
         if (got.error != 0) return end(got.error);
-        if (got.count != 0) continue;
-        if (hungUp) return end(EIO);
+        if (hungUp && got.count == 0) return end(EIO);
+        if (m_error != 0 || got.count != 0) continue;
         const short events = m_transport->hasUnsent() ? POLLIN | POLLOUT : POLLIN;
         std::array<pollfd, 2> entries{{{m_transport->descriptor(), events, 0}, {m_wake.get(), POLLIN, 0}}};
         if (::poll(entries.data(), entries.size(), -1) < 0) continue;

@@ -45,11 +45,13 @@ public:
     const std::string& name() const noexcept { return m_name; }
     /// Tells that the port is open and begins to receive. Throws std::system_error when there is no thread to be had.
     void start();
-    /// Removes the port's handlers, ends its receive thread, sends what is on its way and lets the line go. Returns when no
-    /// handler runs; called by one of them, it waits for the others only.
+    /// Removes the port's handlers, sends what is on its way and lets the line go. Waits for no handler: one that runs may
+    /// be waiting for the caller.
+    void letGo();
+    /// The same, and returns when the receive thread has ended, unless that is the calling one.
     void close();
-    /// True when close() would have to wait for the thread that calls it.
-    bool isReceiving() const noexcept { return m_receiverId == std::this_thread::get_id(); }
+    /// The receive thread is in a handler, which a close() waits for.
+    bool inHandler() const noexcept { return m_inHandler; }
 
     /// 0 while the port is usable; EBADF when it has been closed; otherwise why it was lost.
     int error() const noexcept { return m_error; }
@@ -77,13 +79,15 @@ private:
     ReceiveQueue m_queue;
     std::size_t m_dropped = 0;                     ///< bytes that found the queue full [rx]
     Descriptor m_wake;                             ///< an eventfd: has the receive thread look again
+    std::mutex m_receiving;                        ///< held by the receive thread but while it is in handlers
     std::mutex m_sending;                          ///< held for a whole call: calls follow one another
     std::mutex m_telling;                          ///< held briefly: what was sent is told before what it brought about
-    std::unique_ptr<SerialTransport> m_transport;  ///< set under m_sending once the receive thread is past it
+    std::unique_ptr<SerialTransport> m_transport;  ///< goes under m_receiving and m_sending, after the end
     bool m_rtsMissing = false;                     ///< said already that there is no such line; under m_sending
     std::mutex m_joining;
     std::thread m_receiver;                     ///< under m_joining
     std::atomic<std::thread::id> m_receiverId;  ///< [rx]
+    std::atomic<bool> m_inHandler = false;      ///< [rx]
 };
 
 }  // namespace cvhost

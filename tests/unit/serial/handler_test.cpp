@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <utility>
 
 #include "host/core/Serial.h"
 #include "host/linux/SerialPorts.h"
@@ -148,11 +149,109 @@ TEST_F(Handlers, DropSerialHandlers_WaitsForARunningCall) {
 TEST_F(Handlers, Close_WaitsForARunningCall) {
     expectWaitsForRunningCall(pty, [&](Handler&) { comms_port_close(port); });
 }
-TEST_F(Handlers, OpenSameName_WaitsForARunningCall) {
-    const auto first = port;
-    expectWaitsForRunningCall(pty, [&](Handler&) { port = open(pty.name()); });
+
+/// A handler whose first call waits until a gate opens. Whoever opens the gate only later must not wait for the call.
+struct HeldHandler : Handler {
+    HeldHandler() {
+        body = [this] {
+            if (std::exchange(m_first, false)) gate.pass();
+        };
+    }
+    Gate gate;
+
+private:
+    bool m_first = true;  // [rx]; the second receive thread calls when the first has returned
+};
+
+TEST_F(Handlers, OpenSameName_WhileACallRuns_DoesNotWait) {
+    HeldHandler handler;
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("ab");
+    ASSERT_TRUE(handler.waitEntered(1));
+    const auto first = std::exchange(port, open(pty.name()));
     EXPECT_EQ(comms_geterr(port), 0);
     EXPECT_NE(comms_geterr(first), 0);
+    handler.gate.open();
+    ASSERT_TRUE(handler.waitReturned(1));
+    settle();
+    EXPECT_EQ(handler.calls(), 1) << "the registration has gone with the first port";
+}
+
+TEST_F(Handlers, OpenAndRegisterAgain_WhileACallRuns_NextCallComesWhenItHasReturned) {
+    HeldHandler handler;
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("a");
+    ASSERT_TRUE(handler.waitEntered(1));
+    for (int round = 0; round < 3; ++round) port = open(pty.name());
+    ASSERT_TRUE(handler.listen(pty));
+    Recorder events;
+    pty.send("b");
+    ASSERT_TRUE(events.waitFor("rx b"));
+    EXPECT_EQ(handler.calls(), 1);
+    handler.gate.open();
+    EXPECT_TRUE(handler.waitReturned(2));
+    EXPECT_EQ(handler.calls(), 2);
+}
+
+TEST_F(Handlers, Register_WhileACallRuns_DoesNotWait) {
+    HeldHandler handler;
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("ab");
+    ASSERT_TRUE(handler.waitEntered(1));
+    ASSERT_TRUE(handler.listen(pty));
+    EXPECT_EQ(handler.calls(), 1);
+    handler.gate.open();
+    EXPECT_TRUE(handler.waitReturned(2));
+}
+
+TEST_F(Handlers, Deregister_AfterAReplacement_WaitsForTheEarlierCall) {
+    HeldHandler handler;
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("a");
+    ASSERT_TRUE(handler.waitEntered(1));
+    port = open(pty.name());
+    ASSERT_TRUE(handler.listen(pty));
+    std::thread opening([&] { handler.gate.open(); });
+    handler.drop();
+    EXPECT_EQ(handler.watched.look([&] { return handler.entered - handler.returned; }), 0);
+    opening.join();
+}
+
+// As a console does whose key handler switches it off while it starts: the call waits for a thread that opens and registers.
+TEST_F(Handlers, CallThatEndsTheThreadThatOpens_BothReturn) {
+    for (int round = 0; round < 30; ++round) {
+        port = open(pty.name());
+        std::atomic<bool> wanted = true;
+        std::atomic<int> openings = 0;
+        Cv::Ptr<CommsPort> opened;  // of the thread's, and the handler's once that has ended
+        Handler handler;
+        std::thread starter;
+        handler.body = [&] {
+            if (!wanted) return;
+            const int before = openings;
+            EXPECT_TRUE(handler.watched.wait([&] { return openings > before + 1; })) << "the thread is held up";
+            wanted = false;
+            starter.join();
+            handler.drop();
+            comms_port_close(opened);
+        };
+        ASSERT_TRUE(handler.listen(pty));
+        Watched& watched = handler.watched;
+        starter = std::thread([&] {
+            while (wanted) {
+                opened = open(pty.name());
+                handler.listen(pty);
+                watched.change([&] { ++openings; });
+            }
+        });
+        while (wanted) {
+            pty.send(".");
+            std::this_thread::yield();
+        }
+        ASSERT_TRUE(handler.waitReturned(1));
+        handler.drop();
+    }
+    port = open(pty.name());
 }
 
 TEST_F(Handlers, DropSerialHandlers_LeavesOtherContexts) {
