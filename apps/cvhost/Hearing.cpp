@@ -1,11 +1,15 @@
 #include "apps/cvhost/Hearing.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "host/api/ConsoleInput.h"
 
 namespace cvhost {
 namespace {
+
+/// What the console's boot monitor sends when the console has been switched on.
+constexpr std::string_view prompt = "\r\nEPROM>";
 
 /// What stands between `head` and the final newline of a log line that begins so.
 std::optional<std::string_view> rest(std::string_view line, std::string_view head) {
@@ -37,9 +41,13 @@ void Hearing::log(std::string_view text) {
     if (const auto name = rest(text, "Looking for console on port ")) m_heard.triedPort = *name;
     if (const auto why = rest(text, "cannot open ")) m_heard.openFailure = *why;
     m_report.log(text);
-    if (const auto version = rest(text, "CON:   console_init: console version "); version && !m_heard.version) {
-        m_heard.version = wholeNumber(*version);
-        if (m_heard.version) m_report.active(*m_heard.version);
+    if (const auto version = rest(text, "CON:   console_init: console version ")) {
+        if (const auto number = wholeNumber(*version)) {
+            m_heard.version = number;
+            m_heard.active = true;
+            m_tail.clear();
+            m_report.active(*number);
+        }
     }
     m_wake();
 }
@@ -48,6 +56,9 @@ void Hearing::port(std::string_view name, PortState state) {
     const std::lock_guard lock(m_mutex);
     m_heard.portOpen = state == PortState::open;
     m_heard.portLost = state == PortState::lost;
+    if (state == PortState::lost) ++m_heard.losses;
+    m_heard.active = false;
+    m_heard.powerCycled = false;
     m_heard.portChanged = std::chrono::steady_clock::now();
     if (state == PortState::open) m_heard.openFailure.clear();
     if (m_recorder != nullptr) m_recorder->port(name, state);
@@ -67,6 +78,20 @@ void Hearing::wire(Direction direction, std::span<const unsigned char> bytes) {
     const std::lock_guard lock(m_mutex);
     if (m_recorder != nullptr) m_recorder->wire(direction, bytes);
     m_report.wire(direction, bytes);
+    if (direction == Direction::transmit || !m_heard.active) return;
+    m_tail.append(bytes.begin(), bytes.end());
+    if (m_tail.find(prompt) != m_tail.npos) {
+        m_heard.powerCycled = true;
+        m_wake();
+    }
+    m_tail.erase(0, m_tail.size() - std::min(m_tail.size(), prompt.size() - 1));
+}
+
+void Hearing::threadEnded(std::string_view) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_heard.active) return;
+    ++m_heard.starts;
+    m_wake();
 }
 
 void Hearing::rts(int level) {
@@ -90,6 +115,16 @@ void Hearing::handler(const HandlerRun& run) {
     if (is_valid_keycode(run.code)) ++m_heard.handlers[static_cast<std::size_t>(run.code)];
     m_report.handler(run);
     m_wake();
+}
+
+void Hearing::released(int code) {
+    const std::lock_guard lock(m_mutex);
+    m_report.released(code);
+}
+
+void Hearing::call(std::string_view name, std::initializer_list<int> arguments) {
+    const std::lock_guard lock(m_mutex);
+    if (m_recorder != nullptr) m_recorder->call(name, arguments);
 }
 
 }  // namespace cvhost

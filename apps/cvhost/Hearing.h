@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -28,8 +29,16 @@ struct Heard {
     bool portLost = false;
     /// When a port was last opened, closed or lost.
     std::chrono::steady_clock::time_point portChanged{};
-    /// The version that start-up told of, once a console has become active.
+    /// The version that start-up told of last, once a console has become active.
     std::optional<int> version;
+    /// A console is active.
+    bool active = false;
+    /// How often an active console's start-up has come to its end.
+    unsigned starts = 0;
+    /// How often a port was lost.
+    unsigned losses = 0;
+    /// The console was active, and has begun anew: somebody switched it off and on.
+    bool powerCycled = false;
     /// How often each key was queued, and each handler run.
     std::array<unsigned, ConsoleHandlerTable::codes> keys{};
     std::array<unsigned, ConsoleHandlerTable::codes> handlers{};
@@ -57,9 +66,13 @@ public:
     void key(int code, bool handled, int flags) override;
     void wire(Direction direction, std::span<const unsigned char> bytes) override;
     void rts(int level) override;
+    void threadEnded(std::string_view name) override;
     void opening(std::string_view name, const LineSettings& settings) override;
     void trouble(std::string_view name, std::string_view reason) override;
     void handler(const HandlerRun& run);
+    void released(int code);
+    /// The host calls the console.
+    void call(std::string_view name, std::initializer_list<int> arguments);
 
 private:
     Report& m_report;
@@ -67,6 +80,7 @@ private:
     mutable std::mutex m_mutex;
     Heard m_heard;
     recording::Recorder* m_recorder = nullptr;
+    std::string m_tail;  ///< what an active console sent last
 };
 
 }  // namespace cvhost

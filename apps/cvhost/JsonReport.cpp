@@ -87,6 +87,8 @@ void JsonReport::handler(const HandlerRun& run) {
                        member("jog_exact", number(run.jogExact)));
 }
 
+void JsonReport::released(int code) { put("released", member("code", code)); }
+
 void JsonReport::active(int version) { put("active", member("version", version)); }
 
 }  // namespace cvhost

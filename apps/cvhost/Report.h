@@ -33,6 +33,8 @@ public:
     virtual ~Report() = default;
 
     virtual void handler(const HandlerRun& run) = 0;
+    /// A key that was held counts as released, since its console has gone.
+    virtual void released(int code) = 0;
     /// A console has become active.
     virtual void active(int version) = 0;
     /// Something that only a person wants to read, under a one-word heading.

@@ -32,8 +32,17 @@ constexpr auto tick = 50ms;
 /// How long a port may be missing, and an open one silent, before help is offered.
 constexpr auto missingPortPatience = 3s;
 constexpr auto silentConsolePatience = 5s;
+constexpr auto firstAttemptPatience = 2s;
 /// The simulated console takes the last commands in wire time.
 constexpr auto lastCommandsLimit = 2s;
+
+constexpr int shuttleCode = 0;
+/// A packet that a loss has cut off is brought to more than this length, which makes it none.
+constexpr std::size_t longestPacket = 12;
+/// The driver queues the presses of three trimming keys under one another's codes.
+constexpr int keyOf(int queuedCode) {
+    return queuedCode == 31 ? 39 : queuedCode == 39 ? 40 : queuedCode == 40 ? 31 : queuedCode;
+}
 
 constexpr std::string_view consoleEnabled = "HardwareConsoleEnabled";
 constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
@@ -158,15 +167,17 @@ bool Session::startConsole() {
         complain(path + " registers no console; build it and cvhost from the same sources");
         return false;
     }
-    m_handlers = std::make_unique<Handlers>(*console, m_hearing);
+    m_console = std::make_unique<KeptConsole>(
+        *console, [this](std::string_view name, std::initializer_list<int> arguments) { m_hearing.call(name, arguments); });
+    m_handlers = std::make_unique<Handlers>(*m_console, m_hearing);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
-        m_show.emplace(Show::Stage{.console = *console,
+        m_show.emplace(Show::Stage{.console = *m_console,
                                    .operate = [this](const Show::DeskAction& action) { m_desk->operate(action); },
                                    .say = [this](std::string_view text) { say("show", text); }});
     }
     m_consoleStarted = Clock::now();
-    console->init();
+    m_console->init();
     return true;
 }
 
@@ -182,6 +193,7 @@ void Session::live() {
         takeKeys();
         const Heard heard = m_hearing.heard();
         noticeLoss(heard);
+        noticeReturn(heard);
         advise(heard);
         followShuttle(heard);
         showDesk();
@@ -198,13 +210,50 @@ void Session::takeKeys() {
     }
 }
 
+/// The driver is told that its console has gone, whoever listens is told what that means, and the driver looks for it again.
 void Session::noticeLoss(const Heard& heard) {
-    if (!heard.version || !heard.portLost || std::exchange(m_lossTold, true)) return;
-    say("help", "the driver does not look for it again; put the console back and start cvhost once more");
+    if (heard.powerCycled) {
+        say("lost", "the console has been switched off and on");
+        losePort(heard.triedPort, ECONNRESET);  // rather than tell the console's monitor to switch lamps off
+        return;
+    }
+    if (std::exchange(m_losses, heard.losses) == heard.losses) return;
+    setLastWords({});
+    say("lost", "the driver looks for its console again");
+    releaseKeys(heard);
+    m_console->set_ispeed(0);
+    console_call_handler(shuttleCode);
+    m_advice.clear();
+    restartConsole();
+}
+
+void Session::restartConsole() {
+    m_console->exit();
+    m_consoleStarted = Clock::now();
+    m_console->init();
+}
+
+/// The driver has no word for it: to the driver, a key is down until the console says otherwise.
+void Session::releaseKeys(const Heard& heard) {
+    for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
+        const auto index = static_cast<std::size_t>(code);
+        const bool pressed = std::exchange(m_keysBeforeLoss.at(index), heard.keys.at(index)) != heard.keys.at(index);
+        if (pressed && m_console->key_is_down(keyOf(code))) m_hearing.released(code);
+    }
+}
+
+/// A driver that knows a version from before asks for it once in each attempt, and hears no answer that comes together with
+/// what is left of the boot monitor's: only its first attempt on a port keeps the two apart.
+void Session::noticeReturn(const Heard& heard) {
+    const bool late = Clock::now() - std::max(m_consoleStarted, heard.portChanged) >= firstAttemptPatience;
+    if (heard.version && !heard.active && heard.portOpen && late) restartConsole();
+    if (std::exchange(m_starts, heard.starts) == heard.starts) return;
+    setLastWords(std::string(longestPacket, '\x18') + ' ');
+    m_console->restore();
 }
 
 void Session::advise(const Heard& heard) {
-    if (heard.version || !waited(heard)) return;
+    if (heard.active || !waited(heard)) return;
     std::string advice = "no console yet: " + whyNoConsole(heard);
     if (advice == m_advice) return;
     m_advice = std::move(advice);
@@ -214,7 +263,7 @@ void Session::advise(const Heard& heard) {
 /// In the show the lamps follow the shuttle ring, as they do in an editor.
 void Session::followShuttle(const Heard& heard) {
     if (!m_show || std::exchange(m_shuttleChanges, heard.handlers[0]) == heard.handlers[0]) return;
-    m_plugin.console()->show_ispeed(m_plugin.console()->get_ispeed());
+    m_console->show_ispeed(m_console->get_ispeed());
 }
 
 void Session::showDesk() {
@@ -227,6 +276,7 @@ void Session::showDesk() {
 void Session::stop() {
     if (m_plugin.plugin() == nullptr) return;
     m_switchedOff = m_plugin.console() != nullptr && m_plugin.console()->active() && !m_hearing.heard().portLost;
+    if (m_console) m_console->exit();
     if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded" : "the driver is unloaded");

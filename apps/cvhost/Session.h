@@ -3,6 +3,7 @@
 // Threads: the application's main thread.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 
 #include "apps/cvhost/Handlers.h"
 #include "apps/cvhost/Hearing.h"
+#include "apps/cvhost/KeptConsole.h"
 #include "apps/cvhost/Options.h"
 #include "apps/cvhost/Output.h"
 #include "apps/cvhost/Report.h"
@@ -41,6 +43,9 @@ private:
     void live();
     void takeKeys();
     void noticeLoss(const Heard& heard);
+    void noticeReturn(const Heard& heard);
+    void restartConsole();
+    void releaseKeys(const Heard& heard);
     void advise(const Heard& heard);
     void followShuttle(const Heard& heard);
     void showDesk();
@@ -63,12 +68,15 @@ private:
     std::optional<recording::Recorder> m_recorder;
     Hearing m_hearing;
     std::unique_ptr<lines::DeskServer> m_desk;
+    std::unique_ptr<KeptConsole> m_console;
     std::unique_ptr<Handlers> m_handlers;
     PluginLibrary m_plugin;
     std::optional<Show> m_show;
 
     Clock::time_point m_consoleStarted{};
-    bool m_lossTold = false;
+    unsigned m_losses = 0;
+    unsigned m_starts = 0;
+    std::array<unsigned, ConsoleHandlerTable::codes> m_keysBeforeLoss{};
     bool m_switchedOff = false;
     bool m_recordingEnded = false;
     std::string m_advice;

@@ -100,6 +100,8 @@ void TextReport::port(std::string_view name, PortState state) {
         case PortState::closed:
             return say("port", plainText(name) + " is closed");
         case PortState::lost:
+            m_active = false;
+            m_told.clear();
             return put(Tint::red, "port", plainText(name) + " is lost: unplugged, switched off, or closed at its far end");
     }
 }
@@ -124,6 +126,8 @@ void TextReport::active(int version) {
     if (version == 6)
         put(Tint::yellow, "help", "a console of version 6 lights its lamps, but its keys and wheel are not understood");
 }
+
+void TextReport::released(int code) { put(Tint::cyan, "key", keyName(code) + ", released with the console"); }
 
 void TextReport::key(int code, bool handled, int) { put(Tint::cyan, "key", keyName(code) + (handled ? "" : ", queued")); }
 

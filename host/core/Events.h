@@ -31,6 +31,9 @@ public:
     virtual void wire(Direction direction, std::span<const unsigned char> bytes) = 0;
     virtual void rts(int level) = 0;
 
+    /// A thread that the plug-in began has done its work.
+    virtual void threadEnded(std::string_view name) { static_cast<void>(name); }
+
     // For records, where a state alone does not say enough.
 
     /// A port is about to be opened; `port` with `open`, or `trouble`, follows.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/api/ConsoleResource.h"
@@ -49,6 +50,14 @@ struct LogDestinations {
     bool file = true;
 };
 void setLogDestinations(LogDestinations destinations);
+
+/// Treats the open port `name` as lost, for a reason (a system's error number) that the port itself does not see: its device
+/// has gone, or the console behind it has begun anew.
+void losePort(std::string_view name, int error);
+/// What a port that is lost receives last, as if it had arrived: bytes that end a packet which the loss has cut off. A
+/// plug-in that keeps the beginning would take it for the beginning of what the console says when it is back. Empty at
+/// first.
+void setLastWords(std::string bytes);
 
 /// A serial port as the port list shows it. Without a description, `description` is empty.
 struct ShownPort {

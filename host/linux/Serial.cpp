@@ -11,6 +11,7 @@
 #include "host/api/Log.h"
 #include "host/core/Events.h"
 #include "host/core/Text.h"
+#include "host/linux/Host.h"
 #include "host/linux/Rfc2217.h"
 #include "host/linux/SerialHandlers.h"
 #include "host/linux/SerialPort.h"
@@ -104,6 +105,16 @@ namespace cvhost {
 void releaseClosedPorts() {
     makeWay({});
     releaseRetired();
+}
+
+void losePort(std::string_view name, int error) {
+    Ports found;
+    {
+        Library& all = library();
+        const std::lock_guard lock(all.mutex);
+        std::ranges::copy_if(all.open, std::back_inserter(found), [&](const auto& port) { return port->name() == name; });
+    }
+    for (const auto& port : found) port->lose(error);
 }
 
 void dropSerialHandlers(void* context) { SerialHandlers::instance().removeAllWith(context); }

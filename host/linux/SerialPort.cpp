@@ -10,6 +10,7 @@
 
 #include "host/api/Log.h"
 #include "host/core/Events.h"
+#include "host/linux/Host.h"
 #include "host/linux/SerialHandlers.h"
 
 namespace cvhost {
@@ -23,7 +24,28 @@ constexpr milliseconds drainGrace{250};
 constexpr int lookAgainMs = 20;  ///< how soon a wait for room notices that the port has been closed
 constexpr milliseconds step{1};
 
+struct LastWords {
+    std::mutex lock;
+    std::string bytes;
+};
+LastWords& theLastWords() {
+    static LastWords& words = *new LastWords;  // outlives every thread
+    return words;
+}
+
+std::string lastWords() {
+    LastWords& words = theLastWords();
+    const std::lock_guard held(words.lock);
+    return words.bytes;
+}
+
 }  // namespace
+
+void setLastWords(std::string bytes) {
+    LastWords& words = theLastWords();
+    const std::lock_guard held(words.lock);
+    words.bytes = std::move(bytes);
+}
 
 bool ReceiveQueue::push(unsigned char byte) noexcept {
     const std::lock_guard lock(m_mutex);
@@ -65,7 +87,13 @@ void SerialPort::start() {
     tellSink([&](EventSink& sink) { sink.port(m_name, PortState::open); });
     m_receiver = std::thread([this] {
         m_receiverId = std::this_thread::get_id();
-        receive();
+        if (const int error = receive(); error != 0) {
+            const std::string words = lastWords();
+            m_inHandler = true;
+            deliver({reinterpret_cast<const unsigned char*>(words.data()), words.size()});
+            m_inHandler = false;
+            end(error);
+        }
     });
     const std::string shortName = "rx " + m_name.substr(m_name.rfind('/') + 1);
     pthread_setname_np(m_receiver.native_handle(), shortName.substr(0, 15).c_str());
@@ -101,7 +129,12 @@ void SerialPort::end(int error) {
 
 void SerialPort::wake() const noexcept { ::eventfd_write(m_wake.get(), 1); }
 
-void SerialPort::receive() {
+void SerialPort::lose(int error) {
+    m_failure = error;
+    wake();
+}
+
+int SerialPort::receive() {
     std::array<unsigned char, 512> bytes;
     bool hungUp = false;
     std::unique_lock receiving(m_receiving);
@@ -109,11 +142,13 @@ void SerialPort::receive() {
         const auto got = m_transport->read(bytes);
         receiving.unlock();
         m_inHandler = true;
+        tellReceived(std::span(bytes).first(got.count));
         deliver(std::span(bytes).first(got.count));
         m_inHandler = false;
         receiving.lock();
-        if (got.error != 0) return end(got.error);
-        if (hungUp && got.count == 0) return end(EIO);
+        if (got.error != 0) return got.error;
+        if (m_failure != 0) return m_failure;
+        if (hungUp && got.count == 0) return EIO;
         if (m_error != 0 || got.count != 0) continue;
         const short events = m_transport->hasUnsent() ? POLLIN | POLLOUT : POLLIN;
         std::array<pollfd, 2> entries{{{m_transport->descriptor(), events, 0}, {m_wake.get(), POLLIN, 0}}};
@@ -122,14 +157,16 @@ void SerialPort::receive() {
         eventfd_t wakes = 0;
         if (entries[1].revents != 0) ::eventfd_read(m_wake.get(), &wakes);
     }
+    return 0;
+}
+
+void SerialPort::tellReceived(std::span<const unsigned char> bytes) {
+    if (bytes.empty()) return;
+    const std::lock_guard lock(m_telling);
+    tellSink([&](EventSink& sink) { sink.wire(Direction::receive, bytes); });
 }
 
 void SerialPort::deliver(std::span<const unsigned char> bytes) {
-    if (bytes.empty()) return;
-    {
-        const std::lock_guard lock(m_telling);
-        tellSink([&](EventSink& sink) { sink.wire(Direction::receive, bytes); });
-    }
     for (const unsigned char byte : bytes) {
         if (m_error != 0) return;
         if (!m_queue.push(byte) && m_dropped++ == 0) {

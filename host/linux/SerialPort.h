@@ -50,6 +50,8 @@ public:
     void letGo();
     /// The same, and returns when the receive thread has ended, unless that is the calling one.
     void close();
+    /// Has the receive thread end the port's use as if the line had failed with `error`. Does not wait.
+    void lose(int error);
     /// The receive thread is in a handler, which a close() waits for.
     bool inHandler() const noexcept { return m_inHandler; }
 
@@ -62,7 +64,10 @@ public:
     void setRts(bool high);
 
 private:
-    void receive();
+    /// Receives until the port is closed, or the line fails: the error, or 0.
+    int receive();
+    void tellReceived(std::span<const unsigned char> bytes);
+    /// Queues bytes and calls the handlers.
     void deliver(std::span<const unsigned char> bytes);
     /// Sends and tells what there is room for now. Under m_sending.
     std::size_t sendSome(std::span<const unsigned char> bytes);
@@ -76,6 +81,7 @@ private:
     const std::string m_name;
     const LineSettings m_settings;
     std::atomic<int> m_error;
+    std::atomic<int> m_failure = 0;  ///< what lose() was called with
     ReceiveQueue m_queue;
     std::size_t m_dropped = 0;                     ///< bytes that found the queue full [rx]
     Descriptor m_wake;                             ///< an eventfd: has the receive thread look again

@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+#include "host/core/Events.h"
+
 namespace {
 /// The object whose body this thread runs, until it ends or destroys the object.
 thread_local const BasicThread* t_self = nullptr;
@@ -44,6 +46,7 @@ bool BasicThread::beginThread(const char* name, iThread::ePriority) {
             t_self = this;
             threadFn();
             t_self = nullptr;
+            cvhost::tellSink([&](cvhost::EventSink& sink) { sink.threadEnded(shown); });
             finished->store(true, std::memory_order_release);
         };
         running->thread = std::thread(std::move(body));

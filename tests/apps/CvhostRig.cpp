@@ -22,6 +22,7 @@ const std::map<std::string, std::set<std::string>>& forms() {
         {"port", {"name", "state"}},
         {"active", {"version"}},
         {"key", {"code", "handled", "flags"}},
+        {"released", {"code"}},
         {"handler", {"code", "ispeed", "jog", "jog_exact"}},
         {"wire", {"dir", "bytes"}},
         {"rts", {"level"}},

@@ -37,6 +37,7 @@ public:
     /// The first line on standard output, from the very first one on, that is `wanted`.
     std::string waitForLine(const std::function<bool(const std::string& line)>& wanted);
     void signal(int number) const;
+    pid_t id() const { return m_pid; }
     /// Closes the pipe of standard output at this end.
     void closeOutput();
     /// Waits for the end. The exit status; for a program that a signal ended, 128 and the signal's number.

@@ -1,0 +1,310 @@
+// cvhost and a console that is unplugged, switched off, killed, and comes back.
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "lines/DeskServer.h"
+#include "lines/Pty.h"
+#include "lines/Rfc2217Server.h"
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using testing::IsEmpty;
+using testing::SizeIs;
+
+/// A line that can be pulled out and put in again under its own name, in one go.
+class PluggedLine final : public lines::Line {
+public:
+    using Plug = std::function<std::unique_ptr<lines::Line>()>;
+
+    explicit PluggedLine(Plug plug) : m_plug(std::move(plug)), m_line(m_plug()), m_name(m_line->name()) {}
+
+    /// Takes effect when the line's server is next woken.
+    void replug() { m_replug = true; }
+
+    const std::string& name() const override { return m_name; }
+    void watchFor(std::vector<pollfd>& waits) const override { m_line->watchFor(waits); }
+    void service(desk::Desk& desk, desk::Time now) override {
+        if (m_replug.exchange(false)) {
+            m_line.reset();
+            desk.setRts(true, now);
+            m_line = m_plug();
+        }
+        m_line->service(desk, now);
+    }
+    void send(std::span<const unsigned char> bytes) override { m_line->send(bytes); }
+
+private:
+    const Plug m_plug;
+    std::unique_ptr<lines::Line> m_line;
+    const std::string m_name;
+    std::atomic<bool> m_replug = false;
+};
+
+enum class Kind { network, pty };
+void PrintTo(Kind kind, std::ostream* out) { *out << (kind == Kind::pty ? "pty" : "network"); }
+
+/// A desk in this process whose line can be pulled out.
+class PluggedDesk {
+public:
+    PluggedDesk(Kind kind, const desk::Options& options, const std::string& link) {
+        auto line = std::make_unique<PluggedLine>(kind == Kind::pty ? ptyAt(link) : networkPort());
+        m_line = line.get();
+        m_server = std::make_unique<lines::DeskServer>(options, std::move(line));
+    }
+
+    const std::string& name() const { return m_server->name(); }
+    void operate(const std::function<void(desk::Desk&, desk::Time)>& action) { m_server->operate(action); }
+    void replug() {
+        m_line->replug();
+        operate([](desk::Desk&, desk::Time) {});
+    }
+
+    /// Waits, as long as a generous limit, until the desk is as it should be.
+    bool becomes(const std::function<bool(const desk::Desk&)>& wanted) {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (std::chrono::steady_clock::now() < limit) {
+            bool met = false;
+            operate([&](const desk::Desk& desk, desk::Time) { met = wanted(desk); });
+            if (met) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return false;
+    }
+
+private:
+    static PluggedLine::Plug ptyAt(const std::string& link) {
+        return [link] { return std::make_unique<lines::Pty>(link); };
+    }
+    /// The port's number may be another connection's own for a while.
+    static std::unique_ptr<lines::Line> listen(std::uint16_t& port) {
+        for (int attempt = 0;; ++attempt) {
+            try {
+                auto line = std::make_unique<lines::Rfc2217Server>("127.0.0.1", port);
+                port = line->port();
+                return line;
+            } catch (const std::system_error&) {
+                if (attempt == 30'000) throw;
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        }
+    }
+    static PluggedLine::Plug networkPort() {
+        return [port = std::uint16_t{0}]() mutable { return listen(port); };
+    }
+
+    PluggedLine* m_line;
+    std::unique_ptr<lines::DeskServer> m_server;
+};
+
+const Json active{{"event", "active"}};
+const Json lost{{"event", "port"}, {"state", "lost"}};
+const Json stopped{{"event", "handler"}, {"code", 0}, {"ispeed", 0}};
+const Json lastCommand{{"event", "wire"}, {"dir", "tx"}, {"bytes", "X "}};
+
+class CvhostUnplug : public CvhostTest {
+protected:
+    std::unique_ptr<PluggedDesk> plug(Kind kind, const desk::Options& options = {}) const {
+        return std::make_unique<PluggedDesk>(kind, options, m_folder.path() / "desk");
+    }
+    Process::Setup hostOn(const std::string& port) const { return cvhost({"--events", "json", "--wire", "--port", port}); }
+
+    /// Key E held, the shuttle ring turned, the wheel on with its lamp.
+    static void work(Process& host, PluggedDesk& desk) {
+        desk.operate([](desk::Desk& machine, desk::Time now) {
+            machine.shuttle(200, now);
+            machine.tap('\\', now);
+            machine.press('E', now);
+        });
+        waitForAll(host, {{{"event", "handler"}, {"code", 0}, {"ispeed", 1495}}, {{"event", "key"}, {"code", 5}}});
+        EXPECT_TRUE(desk.becomes(wheelIsOn));
+    }
+    static bool wheelIsOn(const desk::Desk& desk) { return desk.active() && desk.wheelOn() && desk.lamp(4) == 'F'; }
+};
+
+class CvhostUnplugByLine : public CvhostUnplug, public testing::WithParamInterface<Kind> {};
+
+TEST_P(CvhostUnplugByLine, Lost_InTheMiddleOfWork_ReleasesAndStopsAndSetsAgain) {
+    const auto desk = plug(GetParam());
+    Process host(hostOn(desk->name()));
+    waitForAll(host, {active, lastCommand});
+    work(host, *desk);
+
+    desk->replug();
+    waitForAll(
+        host,
+        {lost, {{"event", "released"}, {"code", 5}}, stopped, {{"event", "port"}, {"state", "open"}}, active, lastCommand});
+    EXPECT_TRUE(desk->becomes(wheelIsOn));
+
+    desk->replug();
+    waitForAll(host, {lost, active, lost, active});
+    EXPECT_TRUE(desk->becomes(wheelIsOn));
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(events(host, {{"event", "released"}}), SizeIs(1)) << "what was released is not held any more";
+}
+
+TEST_P(CvhostUnplugByLine, PowerCycle_InTheMiddleOfWork_ReleasesAndStopsAndSetsAgain) {
+    const auto desk = plug(GetParam());
+    Process host(hostOn(desk->name()));
+    waitForAll(host, {active, lastCommand});
+    work(host, *desk);
+
+    desk->operate([](desk::Desk& machine, desk::Time now) { machine.powerCycle(now); });
+    waitForAll(
+        host, {active, lost, {{"event", "released"}, {"code", 5}}, stopped, {{"event", "port"}, {"state", "open"}}, active});
+    EXPECT_TRUE(desk->becomes(wheelIsOn));
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(events(host, lost), SizeIs(1));
+}
+
+TEST_P(CvhostUnplugByLine, Lost_BeforeAnyConsoleAnswered_IsLookedForAgain) {
+    const auto desk = plug(GetParam(), {.silent = true});
+    Process host(hostOn(desk->name()));
+    waitFor(host, {{"event", "port"}, {"state", "open"}});
+    desk->replug();
+    waitForAll(host, {lost, {{"event", "port"}, {"state", "open"}}});
+    EXPECT_THAT(events(host, {{"event", "released"}}), IsEmpty());
+}
+
+TEST_P(CvhostUnplugByLine, KilledDesk_StartedAgain_IsActiveAgain) {
+    const bool pty = GetParam() == Kind::pty;
+    const std::string link = m_folder.path() / "desk";
+    auto desk = std::make_unique<Process>(cvdesk(pty ? Arguments{"--pty", link} : Arguments{"--rfc2217", "0"}));
+    const std::string name = whereIs(*desk);
+    Process host(hostOn(name));
+    waitFor(host, active);
+
+    desk->signal(SIGKILL);
+    EXPECT_EQ(desk->wait(), 128 + SIGKILL);
+    waitFor(host, lost);
+    desk = std::make_unique<Process>(
+        cvdesk(pty ? Arguments{"--pty", link} : Arguments{"--rfc2217", name.substr(name.rfind(':') + 1)}));
+    waitForAll(host, {lost, active});
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+std::string nameOf(const testing::TestParamInfo<Kind>& line) { return line.param == Kind::pty ? "pty" : "network"; }
+
+INSTANTIATE_TEST_SUITE_P(Lines, CvhostUnplugByLine, testing::Values(Kind::network, Kind::pty), nameOf);
+
+TEST_F(CvhostUnplug, Text_LostAndBack_TellsEachOnce) {
+    auto desk = std::make_unique<Process>(cvdesk({"--rfc2217", "0"}));
+    const std::string name = whereIs(*desk);
+    Process host(cvhost({"--port", name}));
+    const auto waitForText = [&](const std::string& text) {
+        host.waitForLine([&](const std::string& line) { return line.find(text) != line.npos; });
+    };
+    waitForText("console version 7");
+    desk->signal(SIGKILL);
+    desk->wait();
+    waitForText("the driver looks for its console again");
+    waitForText("no console yet");  // after three attempts, one a second
+    desk = std::make_unique<Process>(cvdesk({"--rfc2217", name.substr(name.rfind(':') + 1)}));
+    int actives = 0;
+    host.waitForLine(
+        [&](const std::string& line) { return line.find("active   console version 7") != line.npos && ++actives == 2; });
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    int attempts = 0;
+    for (const std::string& line : host.lines()) attempts += line.find("Looking for console") != line.npos;
+    EXPECT_EQ(attempts, 2) << "once at first, once after the loss";
+}
+
+/// What a process holds, as the system counts it.
+struct Holdings {
+    std::ptrdiff_t descriptors = 0;
+    std::ptrdiff_t threads = 0;
+    long residentKb = 0;
+};
+
+Holdings holdingsOf(const Process& process) {
+    const std::filesystem::path place = "/proc/" + std::to_string(process.id());
+    Holdings found;
+    for ([[maybe_unused]] const auto& descriptor : std::filesystem::directory_iterator(place / "fd")) ++found.descriptors;
+    for (const auto& thread : std::filesystem::directory_iterator(place / "task")) {
+        std::string name;
+        std::ifstream(thread.path() / "comm") >> name;
+        found.threads += name != "ConsInit";  // may be about to end
+    }
+    std::ifstream status(place / "status");
+    for (std::string word; status >> word && word != "VmRSS:";) {
+    }
+    status >> found.residentKb;
+    return found;
+}
+
+/// Waits until the console is active after the port was lost so many times.
+void waitForReturn(Process& host, int losses) {
+    host.waitForLine([&](const std::string& line) {
+        if (line.find("\"lost\"") != line.npos) --losses;
+        return losses == 0 && line.find("\"event\":\"active\"") != line.npos;
+    });
+}
+
+/// Takes the host's console away and brings it back `rounds` times, always as soon as it is active, and looks at what the
+/// host holds after a tenth of the rounds and after all of them.
+void expectSteady(const Process::Setup& setup, int rounds, const std::function<void(Process& host)>& takeAway) {
+    Process host(setup);
+    waitForReturn(host, 0);
+    Holdings before;
+    for (int round = 1; round <= rounds; ++round) {
+        takeAway(host);
+        waitForReturn(host, round);
+        if (round == rounds / 10) before = holdingsOf(host);
+    }
+    const Holdings after = holdingsOf(host);
+    std::cout << rounds << " rounds: " << after.descriptors << " descriptors, " << after.threads << " threads, "
+              << before.residentKb << " kB, then " << after.residentKb << " kB\n";
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_EQ(after.threads, before.threads);
+    // A sanitizer keeps what has been freed.
+    if (!UNPLUG_SANITIZED) {
+        EXPECT_LT(after.residentKb, before.residentKb + 256);
+    }
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+// Two hundred times each for network ports and ptys that drop, and for desks that are killed: by several hosts side by side,
+// since the driver's start takes its time.
+TEST_F(CvhostUnplug, Lost_AgainAndAgain_NothingLeaks) {
+    const int share = UNPLUG_SANITIZED ? 10 : 50;
+    const auto setup = [&](const std::string& port) { return cvhost({"--events", "json", "--port", port}); };
+    const auto dropping = [&](Kind kind, int number) {
+        PluggedDesk desk(kind, {.running = true, .unpaced = true}, m_folder.path() / ("pty" + std::to_string(number)));
+        expectSteady(setup(desk.name()), share, [&](Process&) { desk.replug(); });
+    };
+    const auto killed = [&](int number) {
+        const std::string link = m_folder.path() / ("desk" + std::to_string(number));
+        auto desk = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
+        whereIs(*desk);
+        expectSteady(setup(link), share, [&](Process&) {
+            auto next = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
+            whereIs(*next);  // in its place before the other is gone, so that the host finds it at once
+            desk->signal(SIGKILL);
+            desk->wait();
+            desk = std::move(next);
+        });
+    };
+    std::vector<std::future<void>> hosts;
+    for (int number = 0; number < 4; ++number) {
+        hosts.push_back(std::async(std::launch::async, dropping, Kind::network, number));
+        hosts.push_back(std::async(std::launch::async, dropping, Kind::pty, number));
+        hosts.push_back(std::async(std::launch::async, killed, number));
+    }
+    for (auto& host : hosts) host.get();
+}
+
+}  // namespace
+}  // namespace apps_test
