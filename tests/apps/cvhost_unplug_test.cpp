@@ -40,7 +40,7 @@ public:
         }
         m_line->service(desk, now);
     }
-    void send(std::span<const unsigned char> bytes) override { m_line->send(bytes); }
+    void send(std::span<const unsigned char> bytes, desk::Time now) override { m_line->send(bytes, now); }
 
 private:
     const Plug m_plug;
