@@ -7,7 +7,7 @@
 namespace lines {
 namespace {
 
-// Universal Serial Bus Specification 2.0, tables 9-4 and 9-5, and the vendor's requests.
+// USB 2.0, tables 9-4 and 9-5, and the requests of the vendor.
 enum Request : unsigned {
     getStatus = 0x8000,
     getInterfaceStatus = 0x8100,
