@@ -114,10 +114,11 @@ int Session::run() {
     prepareHost();
     if (!startConsole()) return exitStatus::none;
     live();
+    const std::string why = whyNoConsole(m_hearing.heard());  // before the port is closed
     stop();
     tellEnd();
     noticeRecordingEnd();
-    return result();
+    return result(why);
 }
 
 bool Session::startRecording() {
@@ -295,7 +296,7 @@ void Session::tellEnd() {
     showDesk();
 }
 
-int Session::result() {
+int Session::result(const std::string& whyNoConsole) {
     const Heard heard = m_hearing.heard();
     if (const int error = m_output.error(); error != 0) {
         if (error != EPIPE) {
@@ -303,7 +304,7 @@ int Session::result() {
                      "; give it a terminal, a file or /dev/null");
         }
     } else if (!heard.version) {
-        complain("no console became active: " + whyNoConsole(heard));
+        complain("no console became active: " + whyNoConsole);
     }
     return heard.version ? exitStatus::active : exitStatus::none;
 }

@@ -52,7 +52,7 @@ private:
     void stop();
     void noticeRecordingEnd();
     void tellEnd();
-    int result();
+    int result(const std::string& whyNoConsole);
 
     void say(std::string_view heading, std::string_view text);
     /// Whether start-up has had its time with the port as it is.
