@@ -1,0 +1,52 @@
+// Start-up with cvdesk as the console: found by its description, reset through RTS and brought up.
+#include <gmock/gmock.h>
+
+#include "tests/kernel/KernelTest.h"
+
+namespace kernel_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+struct Console {
+    std::string model;
+    int firmware;
+    /// What the driver makes of it.
+    int version;
+};
+void PrintTo(const Console& console, std::ostream* out) { *out << console.model << ", firmware " << console.firmware; }
+
+class Startup : public KernelTest, public testing::WithParamInterface<Console> {};
+
+TEST_P(Startup, Run_ConsoleResetThroughRts_BecomesActive) {
+    const Console& console = GetParam();
+    Process desk(cvdesk({"--usb", "--model", console.model, "--firmware", std::to_string(console.firmware)}));
+    EXPECT_EQ(whereIs(desk), "/dev/ttyUSB0");
+    Process host(this->host());
+    waitFor(host, {{"event", "active"}, {"version", console.version}});
+    EXPECT_EQ(end(host), 0) << host.errors();
+
+    std::vector<int> levels;
+    for (const Json& event : events(host, {{"event", "rts"}})) levels.push_back(event.at("level"));
+    EXPECT_THAT(levels, ElementsAre(0, 1));
+    EXPECT_THAT(wire(host, "rx"), HasSubstr(console.model == "V4" ? "\nV4 " : "\nM2 "));
+
+    desk.signal(SIGTERM);
+    EXPECT_EQ(desk.wait(), 0) << desk.errors();
+    std::size_t next = 0;
+    const std::vector<std::string> story{"RTS is low",          "the console starts",   "shows its prompt",
+                                         "has told the model",  "jumps to the program", "program  runs",
+                                         "has told its version"};
+    for (const std::string& line : desk.lines())
+        if (next < story.size() && line.find(story[next]) != line.npos) ++next;
+    EXPECT_EQ(next, story.size()) << "did not tell: " << story[std::min(next, story.size() - 1)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Consoles, Startup,
+                         testing::Values(Console{"V4", 6, 6}, Console{"V4", 7, 7}, Console{"V4", 8, 7},
+                                         Console{"other", 6, 6}, Console{"other", 7, 7}, Console{"other", 8, 7}),
+                         [](const auto& row) { return row.param.model + "_firmware" + std::to_string(row.param.firmware); });
+
+}  // namespace
+}  // namespace kernel_test
