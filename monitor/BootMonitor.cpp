@@ -58,7 +58,8 @@ bool Console::SendString(const char* text) {
 
 bool Console::GetConsolePrompt() {
     char reply[s_promptLength + 1] = {};
-    return ReadString(reply, s_promptLength) != 0 && std::memcmp(reply, s_prompt, s_promptLength) == 0;
+    ReadString(reply, s_promptLength);
+    return std::memcmp(reply, s_prompt, s_promptLength) == 0;
 }
 
 bool Console::GetCRC(unsigned int value, unsigned short& crc) {

@@ -122,6 +122,28 @@ TEST_F(Driver, PostLoad_OtherMakesOfConsoleRegistered_RegistersItsOwn) {
     other.closedown();
 }
 
+/// A plug-in that is known to the host and not ready, with a console that is another plug-in's.
+class UnreadyDriver : public CvDeviceDriverBase {
+public:
+    explicit UnreadyDriver(const CvPluginBase& owner) : CvDeviceDriverBase("1", "Unready") {
+        for (CvComponentBase* component : owner.components()) m_components.push_back(component);
+    }
+    ~UnreadyDriver() override { m_components.clear(); }
+};
+
+TEST_F(Driver, PostLoad_ConsoleOfAPluginThatIsNotReady_RegistersItsOwn) {
+    const LibraryCopy copy;
+    const Library another(copy.path());
+    another.plugin()->postLoadInitialization();
+    UnreadyDriver unready(*another.plugin());
+    ASSERT_EQ(unready.components().size(), 1U);
+    const Registration unreadyKnown(&unready);
+
+    const Library library;
+    library.plugin()->postLoadInitialization();
+    EXPECT_EQ(library.plugin()->components().size(), 1U);
+}
+
 TEST_F(Driver, PostLoad_ConsoleBehindOtherMakes_RegistersNone) {
     OtherDriver others;
     const Registration othersKnown(&others);
@@ -164,6 +186,20 @@ TEST_F(Driver, PreUnload_HandsComponentsBackAndClearsTheFlag) {
     EXPECT_EQ(recordedCalls("closedown"), 1U);
     EXPECT_THAT(library.plugin()->components(), testing::IsEmpty());
     EXPECT_FALSE(library.plugin()->initialised());
+}
+
+TEST_F(Driver, PreUnload_HandingBack_IsNotReadyAnyMore) {
+    const Library library;
+    library.plugin()->postLoadInitialization();
+    static const CvPluginBase* s_driver = nullptr;
+    static std::vector<bool> s_ready;
+    s_driver = library.plugin();
+    cvhost::setSchedulingHook([](const char* function, std::string_view) {
+        if (std::string_view(function) == "closedown") s_ready.push_back(s_driver->initialised());
+    });
+    library.plugin()->preUnloadDeinitialization();
+    cvhost::setSchedulingHook(nullptr);
+    EXPECT_EQ(s_ready, std::vector<bool>{false});
 }
 
 TEST_F(Driver, PreUnload_Twice_SecondDoesNothing) {

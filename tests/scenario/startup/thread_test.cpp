@@ -257,9 +257,15 @@ TEST_F(ThreadTest, Startup_Done_InitStartsTheThreadAnew) {
 
 class Overriding final : public Cv::Console {
 public:
+    using BasicThread::keepRunning;
+
     Texts calls;
+    void lamp_set(int lamp, int state) override {
+        if (lamp == 0) calls.push_back("lamps at speed " + std::to_string(get_ispeed()));
+        Console::lamp_set(lamp, state);
+    }
     void show_ispeed(int speed) override { calls.push_back("show_ispeed " + std::to_string(speed)); }
-    void disable_wheel() override { calls.push_back("disable_wheel"); }
+    void disable_wheel() override { calls.push_back(keepRunning() ? "disable_wheel, running" : "disable_wheel"); }
 };
 
 TEST_F(ThreadTest, Startup_OverridingObject_ItsOperationsAreCalled) {
@@ -267,7 +273,8 @@ TEST_F(ThreadTest, Startup_OverridingObject_ItsOperationsAreCalled) {
     Overriding console;
     console.init();
     EXPECT_TRUE(rig.run_until([&] { return !rig.thread_runs(); }));
-    EXPECT_EQ(console.calls, (Texts{"show_ispeed 0", "disable_wheel"}));
+    EXPECT_EQ(console.calls, (Texts{"lamps at speed 1024", "show_ispeed 0", "disable_wheel, running"}));
+    EXPECT_FALSE(console.keepRunning()) << "the thread says itself that its work is done";
     console.exit();
 }
 

@@ -46,10 +46,10 @@ TEST_F(HexTable, Init_EveryCharacter_HasItsDigitValueOrZero) {
 }
 
 TEST_F(HexTable, Init_CalledAgain_RewritesTheSameValues) {
-    Utils::console_hex_lut['7'] = 99;
+    constexpr std::string_view digits = "0123456789ABCDEFabcdef";
+    for (const int digit : digits) Utils::console_hex_lut[digit] = 99;
     Utils::init();
-    EXPECT_EQ(Utils::console_hex_lut['7'], 7);
-    EXPECT_EQ(Utils::console_hex_lut['F'], 15);
+    for (const int digit : digits) EXPECT_EQ(Utils::console_hex_lut[digit], digitValue(digit)) << static_cast<char>(digit);
 }
 
 struct HexNRow {
