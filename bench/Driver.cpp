@@ -1,0 +1,44 @@
+#include "bench/Driver.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "host/core/Settings.h"
+
+namespace bench {
+
+Driver::Driver(const std::string& line) {
+    cvhost::setLogDestinations({.standardError = false, .file = false});
+    cvhost::showOnlyPorts({{line, "Corvane"}});
+    cvhost::settings().setPreference("HardwareConsoleEnabled", true);
+    if (const std::string trouble = m_library.load(ownFolder() + "CorvaneConsole.so"); !trouble.empty())
+        throw std::runtime_error(trouble);
+    ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_table);
+}
+
+Driver::~Driver() {
+    m_library.unload();
+    ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
+}
+
+void Driver::start(FarEnd& end) {
+    console().init();
+    const auto settling = [] { return std::ranges::count(threadNames(), "ConsInit") != 0; };
+    if (!end.waitForText("K W F2 X ")) throw std::runtime_error("the console was not brought up");
+    while (settling()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+std::string ownFolder() { return std::filesystem::canonical("/proc/self/exe").parent_path().string() + "/"; }
+
+std::vector<std::string> threadNames() {
+    std::vector<std::string> names;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream comm(task.path() / "comm");
+        if (std::string name; std::getline(comm, name)) names.push_back(name);
+    }
+    return names;
+}
+
+}  // namespace bench

@@ -1,0 +1,61 @@
+// The console's end of a line, as far as a measurement needs one: it answers the version request and takes everything.
+//
+// Threads: one of its own reads; send() on any other.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "host/linux/SerialTransport.h"
+#include "rfc2217/ServerPort.h"
+#include "tests/unit/serial/SerialRig.h"
+
+namespace bench {
+
+enum class LineKind { pty, rfc2217 };
+
+class FarEnd final : rfc2217::Attached {
+public:
+    /// A line that a port can be opened on: `name()`.
+    explicit FarEnd(LineKind kind);
+    FarEnd(const FarEnd&) = delete;
+    FarEnd& operator=(const FarEnd&) = delete;
+    /// The line ends.
+    ~FarEnd();
+
+    /// A path or a URL, as the host opens it.
+    const std::string& name() const { return m_name; }
+    /// The port on 127.0.0.1; 0 for a pty.
+    int port() const { return m_listening ? m_listening->port() : 0; }
+    /// Sends to whoever has the line open. False when it is gone.
+    bool send(std::string_view bytes) const;
+    /// Waits until somebody is connected; at once on a pty.
+    void waitForClient() const;
+    /// Waits until `text` has been received. False when it does not come in 30 s.
+    bool waitForText(std::string_view text);
+    /// Commands received: each ends with a blank.
+    std::uint64_t commands() const { return m_commands; }
+
+private:
+    void run();
+    void data(std::span<const unsigned char> bytes) override;
+    void rts(bool) override {}
+
+    const LineKind m_kind;
+    std::string m_name;
+    std::unique_ptr<serialtest::Pty> m_pty;
+    std::unique_ptr<serialtest::Peer> m_listening;
+    serialtest::FarEnd m_connection;
+    std::atomic<int> m_line{-1};
+    cvhost::Descriptor m_stop;
+    std::atomic<std::uint64_t> m_commands{0};
+    serialtest::Watched m_watched;
+    std::string m_recent;  ///< the last bytes received; under m_watched
+    std::thread m_thread;
+};
+
+}  // namespace bench
