@@ -3,6 +3,7 @@
 // Threads: any thread. The host tells one event at a time, under a lock of its own.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <span>
 #include <string_view>
@@ -56,16 +57,20 @@ void setEventSink(EventSink* sink);
 /// The sink and the lock under which it is told. For tellSink alone.
 struct SinkSeat {
     std::mutex lock;
-    EventSink* sink = nullptr;
+    std::atomic<EventSink*> sink = nullptr;  ///< changes under `lock`
 };
 SinkSeat& sinkSeat() noexcept;
+
+/// Whether anybody is told. Another thread may change it at any time.
+inline bool isSinkSet() noexcept { return sinkSeat().sink.load(std::memory_order_relaxed) != nullptr; }
 
 /// Runs `tell(EventSink&)` under the events' lock; does nothing without a sink.
 template <class Tell>
 void tellSink(Tell&& tell) {
+    if (!isSinkSet()) return;
     SinkSeat& seat = sinkSeat();
     const std::lock_guard held(seat.lock);
-    if (seat.sink != nullptr) tell(*seat.sink);
+    if (EventSink* const sink = seat.sink; sink != nullptr) tell(*sink);
 }
 
 }  // namespace cvhost

@@ -13,7 +13,9 @@ SerialHandlers& SerialHandlers::instance() {
 void SerialHandlers::add(const SerialPort& port, Callback callback, void* context) {
     const std::lock_guard lock(m_mutex);
     takeWhere([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
-    m_registrations.push_back(std::make_shared<Registration>(Registration{&port, callback, context}));
+    Handles registrations = *m_registrations;
+    registrations.push_back(std::make_shared<Registration>(Registration{&port, callback, context}));
+    m_registrations = std::make_shared<const Handles>(std::move(registrations));
 }
 
 void SerialHandlers::remove(Callback callback, void* context) {
@@ -29,13 +31,17 @@ void SerialHandlers::removeAllWith(void* context) {
     removeAndWait([=](const Registration& entry) { return entry.context == context; });
 }
 
-std::vector<SerialHandlers::Handle> SerialHandlers::takeWhere(const std::function<bool(const Registration&)>& matches) {
-    std::erase_if(m_registrations, [&](const Handle& entry) {
-        if (matches(*entry)) entry->removed = true;
-        return entry->removed;
-    });
+SerialHandlers::Handles SerialHandlers::takeWhere(const std::function<bool(const Registration&)>& matches) {
+    Handles registrations;
+    for (const Handle& entry : *m_registrations) {
+        if (matches(*entry))
+            entry->removed = true;
+        else
+            registrations.push_back(entry);
+    }
+    m_registrations = std::make_shared<const Handles>(std::move(registrations));
     m_changed.notify_all();
-    std::vector<Handle> running;
+    Handles running;
     std::ranges::copy_if(m_calls, std::back_inserter(running), [&](const Handle& entry) {
         return entry->removed && entry->caller != std::this_thread::get_id() && matches(*entry);
     });
@@ -44,7 +50,7 @@ std::vector<SerialHandlers::Handle> SerialHandlers::takeWhere(const std::functio
 
 void SerialHandlers::removeAndWait(const std::function<bool(const Registration&)>& matches) {
     std::unique_lock lock(m_mutex);
-    const std::vector<Handle> running = takeWhere(matches);
+    const Handles running = takeWhere(matches);
     m_changed.wait(lock, [&] {
         return std::ranges::all_of(running, [](const Handle& entry) { return entry->caller == std::thread::id(); });
     });
@@ -60,10 +66,9 @@ void SerialHandlers::waitForEarlier(const Registration& entry, std::unique_lock<
 
 void SerialHandlers::call(const SerialPort& port) {
     std::unique_lock lock(m_mutex);
-    std::vector<Handle> round;
-    std::ranges::copy_if(m_registrations, std::back_inserter(round),
-                         [&](const Handle& entry) { return entry->port == &port; });
-    for (const Handle& entry : round) {
+    const std::shared_ptr<const Handles> round = m_registrations;
+    for (const Handle& entry : *round) {
+        if (entry->port != &port) continue;
         waitForEarlier(*entry, lock);
         if (entry->removed) continue;
         entry->caller = std::this_thread::get_id();

@@ -41,17 +41,19 @@ private:
         bool removed = false;
     };
     using Handle = std::shared_ptr<Registration>;
+    using Handles = std::vector<Handle>;
 
     /// Takes them off the list. Those of them that are in a call of another thread. Under m_mutex.
-    std::vector<Handle> takeWhere(const std::function<bool(const Registration&)>& matches);
+    Handles takeWhere(const std::function<bool(const Registration&)>& matches);
     void removeAndWait(const std::function<bool(const Registration&)>& matches);
     /// Waits until no other registration of the same pair is in a call, or until this one is removed. Under `lock`.
     void waitForEarlier(const Registration& entry, std::unique_lock<std::mutex>& lock);
 
     std::mutex m_mutex;
     std::condition_variable m_changed;  ///< a call has returned, or a registration has been removed
-    std::vector<Handle> m_registrations;
-    std::vector<Handle> m_calls;  ///< those that are in a call, removed ones too
+    /// Never changed but replaced, so that a round of calls can go through it without a copy and without the lock.
+    std::shared_ptr<const Handles> m_registrations = std::make_shared<const Handles>();
+    Handles m_calls;  ///< those that are in a call, removed ones too
 };
 
 }  // namespace cvhost

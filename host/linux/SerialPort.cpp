@@ -55,6 +55,7 @@ bool ReceiveQueue::push(unsigned char byte) noexcept {
 }
 
 bool ReceiveQueue::next(unsigned char& byte, bool take) noexcept {
+    if (m_count == 0) return false;
     const std::lock_guard lock(m_mutex);
     if (m_count == 0) return false;
     byte = m_bytes[m_first];
@@ -149,7 +150,7 @@ int SerialPort::receive() {
         if (got.error != 0) return got.error;
         if (m_failure != 0) return m_failure;
         if (hungUp && got.count == 0) return EIO;
-        if (m_error != 0 || got.count != 0) continue;
+        if (m_error != 0 || got.count == bytes.size()) continue;  // there may be more
         const short events = m_transport->hasUnsent() ? POLLIN | POLLOUT : POLLIN;
         std::array<pollfd, 2> entries{{{m_transport->descriptor(), events, 0}, {m_wake.get(), POLLIN, 0}}};
         if (::poll(entries.data(), entries.size(), -1) < 0) continue;
@@ -161,7 +162,7 @@ int SerialPort::receive() {
 }
 
 void SerialPort::tellReceived(std::span<const unsigned char> bytes) {
-    if (bytes.empty()) return;
+    if (bytes.empty() || !isSinkSet()) return;
     const std::lock_guard lock(m_telling);
     tellSink([&](EventSink& sink) { sink.wire(Direction::receive, bytes); });
 }

@@ -33,7 +33,7 @@ private:
     std::mutex m_mutex;
     std::array<unsigned char, limit> m_bytes;
     std::size_t m_first = 0;
-    std::size_t m_count = 0;
+    std::atomic<std::size_t> m_count = 0;  ///< changes under m_mutex
 };
 
 class SerialPort final : public CommsPort {
