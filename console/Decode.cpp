@@ -83,7 +83,8 @@ void Console::takeWheelStatus(char* text, int length) {
     char* fields = isShort ? text + 1 : text + 1 + 7;
     const auto position = static_cast<int>(Utils::console_hex_n(fields, 2));
     const auto count = static_cast<std::int8_t>(Utils::console_hex_n(fields + 2, 2));
-    const auto fineCount = static_cast<std::int16_t>(isShort ? Utils::console_hex_n(fields + 2 + 2, 4) : 0);
+    // The long form has no fine count: its terminator stands there, which counts as 0.
+    const auto fineCount = static_cast<std::int16_t>(Utils::console_hex_n(fields + 2 + 2, 4));
     takeShuttle(position);
     if (load(m_enabled)) takeJog(count, fineCount);
 }

@@ -151,16 +151,6 @@ TEST_F(WheelSpied, WheelFlag_CoversTheTimeInWhichTheConsoleReports) {
     EXPECT_EQ(states, (Texts{"on", "on"})) << "set before the command, cleared after the lamp";
 }
 
-TEST_F(WheelSpied, EnableWheel_CommandOnItsWay_FlagIsSetAlready) {
-    bool set = false;
-    rig.on_thread("host", [this] { console.enable_wheel(); });
-    ASSERT_TRUE(rig.run_until([&] {
-        set = console.wheel_enabled();
-        return !rig.writes().empty();
-    }));
-    EXPECT_TRUE(set);
-}
-
 TEST(WheelOfTheDesk, SwitchedByTheHost_FollowsWithItsLamp) {
     Rig rig;
     ASSERT_TRUE(rig.start());
