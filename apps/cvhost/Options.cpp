@@ -18,6 +18,7 @@ constexpr const char* runFooter =
     "\n"
     "Examples:\n"
     "  cvhost run --desk --show                 a simulated console and a short show\n"
+    "  cvhost run --desk --web 8080             a simulated console to be worked in a browser\n"
     "  cvhost run --port /dev/ttyUSB0           the console on this serial adapter\n"
     "  cvhost run --port rfc2217://[::1]:2217   the console on a serial port of the network\n"
     "  cvhost run --record field.jsonl          what happens on the line, for \"cvdesk --replay\" and for support";
@@ -51,6 +52,11 @@ std::chrono::duration<double> seconds(const std::string& text) {
         throw CLI::ValidationError("--for", "\"" + text + "\" is not a number of seconds up to a year");
     }
     return std::chrono::duration<double>(value);
+}
+
+WebAddress web(const std::string& text) {
+    if (const auto address = webAddress(text)) return *address;
+    throw CLI::ValidationError("--web", "\"" + text + "\" is not a port, or ADDR:PORT with brackets around an IPv6 address");
 }
 
 /// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
@@ -91,6 +97,10 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
     run.add_option("--record", options.record, "Record everything at the serial port in this file")->type_name("FILE");
+    run.add_option_function<std::string>(
+           "--web", [&](const std::string& text) { options.web = web(text); },
+           "Serve a page with the console on it, to this machine alone unless an address is given; port 0: any free one")
+        ->type_name("[ADDR:]PORT");
     run.add_option_function<std::string>(
            "--for", [&](const std::string& text) { options.time = seconds(text); }, "End after this time")
         ->type_name("SECONDS");

@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "apps/cvhost/WebGuard.h"
+
 namespace cvhost {
 
 struct Options {
@@ -20,6 +22,8 @@ struct Options {
     bool show = false;
     /// Where everything at the serial port is recorded; empty: nowhere.
     std::string record;
+    /// Where the page is served; nothing: nowhere.
+    std::optional<WebAddress> web;
     /// How long to run; without it, until a signal.
     std::optional<std::chrono::duration<double>> time;
     std::vector<std::pair<std::string, std::string>> settings;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "apps/cvhost/Advice.h"
 #include "apps/cvhost/ExitStatus.h"
 #include "apps/cvhost/JsonReport.h"
+#include "apps/cvhost/Tee.h"
 #include "apps/cvhost/TextReport.h"
 #include "host/api/Files.h"
 #include "host/core/Events.h"
@@ -71,9 +73,24 @@ bool logsToStandardError(Options::Events events) {
     return !outputsAreOne() && !seenTwice;
 }
 
-std::unique_ptr<Report> makeReport(const Options& options, Output& output, StartTime start) {
+std::unique_ptr<Report> makePrinted(const Options& options, Output& output, StartTime start) {
     if (options.events == Options::Events::json) return std::make_unique<JsonReport>(output, start, options.wire);
     return std::make_unique<TextReport>(output, start, TextReport::Style{.colour = wantsColour(), .wire = options.wire});
+}
+
+std::unique_ptr<Report> makeReport(const Options& options, Output& output, StartTime start, WebBoard* board) {
+    auto printed = makePrinted(options, output, start);
+    if (board == nullptr) return printed;
+    return std::make_unique<Tee>(std::move(printed), *board);
+}
+
+/// What the shuttle does beyond play, as the driver will read it.
+double beyondPlay() {
+    const auto value = settings().find("BeyondPlayMultiplier");
+    if (!value) return 1.0;
+    if (const auto* whole = std::get_if<std::int64_t>(&*value)) return static_cast<double>(*whole);
+    const auto* exact = std::get_if<double>(&*value);
+    return exact != nullptr ? *exact : 1.0;
 }
 
 std::string missingLine(Options::Events events, StartTime start, std::size_t count) {
@@ -101,7 +118,8 @@ Session::Session(Options options, StartTime start, Wake& wake)
       m_output(STDOUT_FILENO, {.missing = [events = m_options.events,
                                            start](std::size_t count) { return missingLine(events, start, count); },
                                .broken = [&wake] { wake.signal(); }}),
-      m_report(makeReport(m_options, m_output, start)),
+      m_board(m_options.web ? std::make_unique<WebBoard>(start, m_options.desk) : nullptr),
+      m_report(makeReport(m_options, m_output, start, m_board.get())),
       m_hearing(*m_report, [&wake] { wake.signal(); }) {}
 
 Session::~Session() {
@@ -151,10 +169,22 @@ void Session::choosePorts() {
         settings().set("console_port", *m_options.port);
     }
     if (m_options.desk) {
-        m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::make_unique<lines::Rfc2217Server>());
+        startDesk();
         showOnlyPorts({{.name = m_desk->name(), .description = "Corvane Console"}});
         say("desk", "a simulated console serves " + m_desk->name());
     }
+}
+
+void Session::startDesk() {
+    auto line = std::make_unique<lines::FaultyLine>([port = std::uint16_t{0}]() mutable {
+        auto server = std::make_unique<lines::Rfc2217Server>("127.0.0.1", port);
+        port = server->port();  // the same one when it is plugged in again
+        return server;
+    });
+    m_line = line.get();
+    desk::Watcher watcher;
+    if (m_board) watcher = [this](const desk::Happening& happening) { m_board->deskHappened(happening); };
+    m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::move(line), std::move(watcher));
 }
 
 bool Session::startConsole() {
@@ -177,9 +207,28 @@ bool Session::startConsole() {
                                    .operate = [this](const Show::DeskAction& action) { m_desk->operate(action); },
                                    .say = [this](std::string_view text) { say("show", text); }});
     }
+    if (m_options.web) startWeb();
     m_consoleStarted = Clock::now();
     m_console->init();
     return true;
+}
+
+void Session::startWeb(iConsoleResource& console) {
+    m_board->setLaw({.beyondPlay = beyondPlay()});
+    m_web = std::make_unique<WebServer>(
+        *m_options.web, *m_board,
+        WebActions({.board = *m_board, .console = console, .desk = m_desk.get(), .line = m_line, .restart = [this] {
+                        m_restart = true;
+                        m_wake.signal();
+                    }}));
+    say("web", "the console is on the screen at " + m_web->url());
+}
+
+void Session::restartWhenAsked() {
+    if (!m_restart.exchange(false)) return;
+    say("restart", "the driver looks for its console anew");
+    m_plugin.console()->exit();
+    m_plugin.console()->init();
 }
 
 void Session::live() {
@@ -191,6 +240,7 @@ void Session::live() {
         const Wake::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
         if (cause == Wake::Cause::end) return;
 
+        restartWhenAsked();
         takeKeys();
         const Heard heard = m_hearing.heard();
         noticeLoss(heard);
@@ -261,9 +311,9 @@ void Session::advise(const Heard& heard) {
     say("help", m_advice);
 }
 
-/// In the show the lamps follow the shuttle ring, as they do in an editor.
+/// In the show and with the page the lamps follow the shuttle ring, as they do in an editor.
 void Session::followShuttle(const Heard& heard) {
-    if (!m_show || std::exchange(m_shuttleChanges, heard.handlers[0]) == heard.handlers[0]) return;
+    if (!(m_show || m_web) || std::exchange(m_shuttleChanges, heard.handlers[0]) == heard.handlers[0]) return;
     m_console->show_ispeed(m_console->get_ispeed());
 }
 
@@ -275,6 +325,7 @@ void Session::showDesk() {
 }
 
 void Session::stop() {
+    m_web.reset();
     if (m_plugin.plugin() == nullptr) return;
     m_switchedOff = m_plugin.console() != nullptr && m_plugin.console()->active() && !m_hearing.heard().portLost;
     if (m_console) m_console->exit();

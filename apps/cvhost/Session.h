@@ -18,8 +18,11 @@
 #include "apps/cvhost/Show.h"
 #include "apps/cvhost/StartTime.h"
 #include "apps/cvhost/Wake.h"
+#include "apps/cvhost/WebBoard.h"
+#include "apps/cvhost/WebServer.h"
 #include "host/linux/Host.h"
 #include "lines/DeskServer.h"
+#include "lines/FaultyLine.h"
 
 namespace cvhost {
 
@@ -39,7 +42,10 @@ private:
     bool startRecording();
     void prepareHost();
     void choosePorts();
+    void startDesk();
     bool startConsole();
+    void startWeb(iConsoleResource& console);
+    void restartWhenAsked();
     void live();
     void takeKeys();
     void noticeLoss(const Heard& heard);
@@ -64,14 +70,18 @@ private:
     const StartTime m_start;
     Wake& m_wake;
     Output m_output;
+    const std::unique_ptr<WebBoard> m_board;  ///< null without a page
     const std::unique_ptr<Report> m_report;
     std::optional<recording::Recorder> m_recorder;
     Hearing m_hearing;
+    lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
     std::unique_ptr<lines::DeskServer> m_desk;
     std::unique_ptr<KeptConsole> m_console;
     std::unique_ptr<Handlers> m_handlers;
     PluginLibrary m_plugin;
     std::optional<Show> m_show;
+    std::atomic<bool> m_restart = false;
+    std::unique_ptr<WebServer> m_web;
 
     Clock::time_point m_consoleStarted{};
     unsigned m_losses = 0;

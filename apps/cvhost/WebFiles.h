@@ -1,0 +1,19 @@
+// The page's files, built into the program.
+//
+// Threads: any.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace cvhost {
+
+struct WebFile {
+    std::string_view path;  ///< as a request names it
+    std::string_view type;
+    std::string_view content;
+};
+
+std::span<const WebFile> webFiles();
+
+}  // namespace cvhost

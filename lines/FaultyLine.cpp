@@ -1,0 +1,41 @@
+#include "lines/FaultyLine.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace lines {
+
+FaultyLine::FaultyLine(Plug plug) : m_plug(std::move(plug)), m_line(m_plug()), m_name(m_line->name()) {}
+
+void FaultyLine::watchFor(std::vector<pollfd>& waits) const {
+    if (m_line) m_line->watchFor(waits);
+}
+
+void FaultyLine::service(desk::Desk& desk, desk::Time now) {
+    if (!m_wantPlugged && m_line) {
+        m_line.reset();
+        desk.setRts(true, now);
+    }
+    if (m_wantPlugged && !m_line) {
+        try {
+            m_line = m_plug();
+        } catch (const std::runtime_error&) {
+            return;  // the name is taken for now
+        }
+    }
+    if (m_line) m_line->service(desk, now);
+}
+
+std::optional<desk::Time> FaultyLine::nextEvent() const { return m_line ? m_line->nextEvent() : std::nullopt; }
+
+void FaultyLine::send(std::span<const unsigned char> bytes, desk::Time now) {
+    if (!m_line || m_silent) return;
+    if (!m_noisy) return m_line->send(bytes, now);
+    std::vector<unsigned char> disturbed(bytes.begin(), bytes.end());
+    for (unsigned char& byte : disturbed) {
+        if (m_random() % 8 == 0) byte = static_cast<unsigned char>(byte ^ (1U << (m_random() % 8)));
+    }
+    m_line->send(disturbed, now);
+}
+
+}  // namespace lines

@@ -1,0 +1,98 @@
+// The page: hears from cvhost what happens and shows it; says so when cvhost has gone, and comes back by itself.
+import { setUpFaults, showFaults } from "./faults.js";
+import { setUpKeys, showKeys } from "./keys.js";
+import { clearLists, setUpLists, showNews, showSteps } from "./lists.js";
+import { drawChart, setUpPlots, showPlots } from "./plots.js";
+import { engrave, setUpWheel, showWheel } from "./wheel.js";
+
+const $ = (id) => document.getElementById(id);
+const again = 1000; // milliseconds
+const links = {
+  looking: "Looking for a console",
+  starting: "Starting up",
+  active: "Console active",
+  lost: "Console lost",
+  gone: "cvhost is away",
+};
+
+let source = null;
+let running = false;
+
+function setText(element, text) {
+  if (element.textContent !== text) element.textContent = text;
+}
+
+function showLink(link, version) {
+  $("link").dataset.link = link;
+  setText($("link"), link === "active" ? `${links.active}, version ${version}` : links[link]);
+}
+
+function showState(state) {
+  showLink(state.link, state.version);
+  setText($("port"), state.port || "no port yet");
+  $("desk").classList.toggle("mirror", !state.embedded);
+  $("desk").classList.toggle("absent", state.embedded && !state.faults.plugged);
+  setText($("plate-text"), !state.embedded ? "mirror of a real console: its inputs are off here" :
+    state.faults.plugged ? "simulated desk" : "simulated desk, unplugged");
+  showSteps(state.steps);
+  showKeys(state);
+  showWheel(state);
+  showFaults(state);
+}
+
+function take(news) {
+  if (news.law) { // the first news of a connection
+    clearLists();
+    setUpPlots(news.law);
+    engrave(news.law);
+    $("gone").hidden = true;
+    running = true;
+    document.body.classList.remove("away");
+  }
+  showState(news.state);
+  showPlots(news.state, news.samples);
+  showNews(news);
+}
+
+function connect() {
+  clearTimeout(connect.later);
+  source?.close();
+  source = new EventSource("/events");
+  source.onmessage = (event) => take(JSON.parse(event.data));
+  source.onerror = lose;
+}
+
+async function lose() {
+  source?.close();
+  source = null;
+  running = false;
+  connect.later = setTimeout(connect, again);
+  showLink("gone");
+  const there = await fetch("/icon.svg").then((response) => response.ok, () => false);
+  if (running || document.hidden) return;
+  const sentence = there ? "Too many pages are open already; close one of them." :
+    "cvhost has stopped or cannot be reached. This page comes back by itself when cvhost runs again.";
+  setText($("gone"), sentence);
+  $("gone").hidden = false;
+}
+
+// A browser has few connections to one place: a page that nobody sees gives its own back.
+document.addEventListener("visibilitychange", () => {
+  if (!document.hidden) return connect();
+  clearTimeout(connect.later);
+  source?.close();
+  source = null;
+  running = false;
+});
+
+function frame() {
+  drawChart(running);
+  requestAnimationFrame(frame);
+}
+
+setUpKeys();
+setUpWheel();
+setUpLists();
+setUpFaults();
+connect();
+requestAnimationFrame(frame);
