@@ -221,7 +221,9 @@ void Session::startWeb(iConsoleResource& console) {
                         m_restart = true;
                         m_wake.signal();
                     }}));
-    say("web", "the console is on the screen at " + m_web->url());
+    const std::string sentence = "the console is on the screen at " + m_web->url();
+    say("web", sentence);
+    if (m_options.events == Options::Events::json) std::cerr << "cvhost: " << sentence << '\n';
 }
 
 void Session::restartWhenAsked() {

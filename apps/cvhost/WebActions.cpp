@@ -48,7 +48,7 @@ std::string word(const Json& action, const char* name, std::initializer_list<std
 }
 
 void operate(const Stage& stage, const std::function<void(desk::Desk&, desk::Time)>& action) {
-    if (stage.desk == nullptr) throw WebRefusal(409, "this console is a real one and is worked by hand");
+    if (stage.desk == nullptr) throw WebRefusal(409, "This console is a real one and is worked by hand");
     stage.desk->operate(action);
 }
 
@@ -127,7 +127,7 @@ void be(const Stage& stage, const Json& action) {
 void lamp(const Stage& stage, const Json& action) {
     const int lamp = number(action, "lamp", 1, ConsoleLook::lamps);
     const std::string state = word(action, "state", {"O", "F", "H", "B"});
-    if (!stage.console.active()) throw WebRefusal(409, "the console is not active yet");
+    if (!stage.console.active()) throw WebRefusal(409, "The console is not active yet");
     stage.console.lamp_set(lamp, state.front());
 }
 
@@ -151,21 +151,21 @@ constexpr Action actions[] = {
 };
 
 void performOne(const Stage& stage, const Json& action) {
-    if (!action.is_object()) refuse("an action is an object with \"do\"");
+    if (!action.is_object()) refuse("An action is an object with \"do\"");
     const Json& what = member(action, "do");
     for (const Action& known : actions) {
         if (what.is_string() && what.get_ref<const std::string&>() == known.name) return known.perform(stage, action);
     }
-    refuse("there is no such action");
+    refuse("There is no such action");
 }
 
 }  // namespace
 
 void WebActions::perform(std::string_view text) const {
     const Json json = Json::parse(text, nullptr, false);
-    if (json.is_discarded()) refuse("that is not JSON");
+    if (json.is_discarded()) refuse("The body is not JSON");
     if (!json.is_array()) return performOne(m_stage, json);
-    if (json.size() > mostActions) refuse("these are more than 32 actions at once");
+    if (json.size() > mostActions) refuse("These are more than 32 actions at once");
     for (const Json& action : json) performOne(m_stage, action);
 }
 

@@ -14,7 +14,9 @@
 
 #include <functional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "apps/cvhost/WebBoard.h"
 #include "host/api/ConsoleResource.h"

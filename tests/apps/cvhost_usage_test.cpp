@@ -45,6 +45,10 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"DeskAndPort", {"run", "--desk", "--port", "/dev/ttyUSB0"}, "excludes"},
         Wrong{"PortWithoutName", {"run", "--port"}, "--port"},
         Wrong{"UnknownEvents", {"run", "--events", "xml"}, "\"xml\" is neither text nor json"},
+        Wrong{"WebNoPort", {"run", "--web", "here"}, "\"here\" is not a port"},
+        Wrong{"WebPortTooHigh", {"run", "--web", "65536"}, "\"65536\" is not a port"},
+        Wrong{"WebAddressWithoutBrackets", {"run", "--web", "::1:80"}, "brackets"},
+        Wrong{"WebAddressStrange", {"run", "--web", "a b:80"}, "is not a port"},
         Wrong{"TimeNoNumber", {"run", "--for", "soon"}, "\"soon\" is not a number of seconds"},
         Wrong{"TimeNan", {"run", "--for", "nan"}, "\"nan\" is not a number of seconds"},
         Wrong{"TimeInfinite", {"run", "--for", "inf"}, "\"inf\" is not a number of seconds"},
@@ -60,8 +64,8 @@ TEST_F(CvhostTest, Help_AskedFor_ShowsOptionsAndExitStatuses) {
     EXPECT_EQ(host.wait(), 0);
     std::string text;
     for (const std::string& line : host.lines()) text += line + '\n';
-    for (const char* part : {"--desk", "--port NAME", "--events text|json", "--wire", "--show", "--for SECONDS",
-                             "--set KEY=VALUE", "--prefer KEY=BOOL", "Exit status: 0", "NO_COLOR"}) {
+    for (const char* part : {"--desk", "--port NAME", "--events text|json", "--wire", "--show", "--web [ADDR:]PORT",
+                             "--for SECONDS", "--set KEY=VALUE", "--prefer KEY=BOOL", "Exit status: 0", "NO_COLOR"}) {
         EXPECT_THAT(text, HasSubstr(part));
     }
     EXPECT_THAT(host.errors(), IsEmpty());

@@ -1,0 +1,308 @@
+// The page's server: whom it serves, what it refuses, and what the page can do.
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <list>
+#include <regex>
+#include <stop_token>
+#include <string>
+#include <thread>
+
+#include "apps/cvhost/WebServer.h"
+#include "tests/apps/CvhostRig.h"
+#include "tests/apps/WebClient.h"
+
+namespace apps_test {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+class WebTest : public CvhostTest {
+protected:
+    /// A host with a simulated console and the page, both up.
+    explicit WebTest(const Arguments& more = {}) : m_host(setup(more)) {
+        waitFor(m_host, {{"event", "active"}});
+        const std::string told = m_host.errors();
+        const std::string head = "cvhost: the console is on the screen at http://127.0.0.1:";
+        const std::size_t at = told.find(head);
+        if (at == told.npos) throw std::runtime_error("no address: " + told);
+        m_port = std::stoi(told.substr(at + head.size()));
+    }
+
+    Process::Setup setup(const Arguments& more) const {
+        Arguments arguments{"--desk", "--web", "0", "--events", "json"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return cvhost(arguments);
+    }
+
+    WebAnswer act(const Json& actions) const { return WebClient::post(m_port, actions); }
+    /// Listens to /events.
+    WebClient listener(int receiveBuffer = 0) const {
+        WebClient client(m_port, receiveBuffer);
+        client.send(WebClient::get(m_port, "/events"));
+        return client;
+    }
+    /// Its next news that are as `wanted`.
+    template <class Wanted>
+    static Json newsWhere(WebClient& client, Wanted wanted) {
+        for (;;) {
+            const Json news = client.news();
+            if (wanted(news)) return news;
+        }
+    }
+
+    Process m_host;
+    int m_port = 0;
+};
+
+TEST_F(WebTest, Page_AskedForByItsOwnAddress_IsServed) {
+    const WebAnswer page = WebClient::ask(m_port, WebClient::get(m_port, "/"));
+    EXPECT_EQ(page.status, 200);
+    EXPECT_THAT(page.head, HasSubstr("Content-Type: text/html"));
+    EXPECT_THAT(page.head, HasSubstr("default-src 'none'"));
+    EXPECT_THAT(page.body, HasSubstr("<title>Edit console</title>"));
+    const std::regex file("(?:href|src)=\"(/[^\"]+)\"");
+    int files = 0;
+    for (auto found = std::sregex_iterator(page.body.begin(), page.body.end(), file); found != std::sregex_iterator();
+         ++found) {
+        EXPECT_EQ(WebClient::ask(m_port, WebClient::get(m_port, (*found)[1])).status, 200) << (*found)[1];
+        ++files;
+    }
+    EXPECT_GE(files, 4);
+    EXPECT_EQ(page.body.find("https://"), std::string::npos) << "nothing is fetched from elsewhere";
+}
+
+struct Refused {
+    std::string name;
+    std::string request;  ///< with PORT for the port
+    int status;
+    std::string says;
+};
+
+void PrintTo(const Refused& refused, std::ostream* out) { *out << refused.name; }
+
+class WebRefusal : public WebTest, public testing::WithParamInterface<Refused> {};
+
+std::string withPort(std::string text, int port) {
+    for (std::size_t at = text.find("PORT"); at != text.npos; at = text.find("PORT"))
+        text.replace(at, 4, std::to_string(port));
+    return text;
+}
+
+std::string postOf(const std::string& body, const std::string& type = "application/json") {
+    return "POST /do HTTP/1.1\r\nHost: localhost:PORT\r\nContent-Type: " + type +
+           "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+std::string getWith(const std::string& headers, const std::string& path = "/events") {
+    return "GET " + path + " HTTP/1.1\r\n" + headers + "\r\n";
+}
+
+std::string chunked(std::size_t size) {
+    std::string text =
+        "POST /do HTTP/1.1\r\nHost: localhost:PORT\r\nContent-Type: application/json\r\n"
+        "Transfer-Encoding: chunked\r\n\r\n";
+    for (std::size_t done = 0; done < size; done += 0x1000) text += "1000\r\n" + std::string(0x1000, ' ') + "\r\n";
+    return text + "0\r\n\r\n";
+}
+
+TEST_P(WebRefusal, Request_Refused_GetsItsStatusAndOneSentence) {
+    const WebAnswer answer = WebClient::ask(m_port, withPort(GetParam().request, m_port));
+    EXPECT_EQ(answer.status, GetParam().status) << answer.head << answer.body;
+    EXPECT_THAT(answer.body, MatchesRegex("[^\n]+\\.\n"));
+    EXPECT_THAT(answer.body, HasSubstr(GetParam().says));
+    EXPECT_EQ(WebClient::ask(m_port, WebClient::get(m_port, "/")).status, 200) << "and it goes on serving";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Strangers, WebRefusal,
+    testing::Values(
+        Refused{"ForeignHost", getWith("Host: desk.example:PORT\r\n"), 403, "does not go by that name"},
+        Refused{"HostBeginningLikeOurs", getWith("Host: 127.0.0.1.example:PORT\r\n"), 403, "does not go by that name"},
+        Refused{"OtherPort", getWith("Host: 127.0.0.1:1\r\n"), 403, "does not go by that name"},
+        Refused{"HostWithoutPort", getWith("Host: 127.0.0.1\r\n"), 403, "does not go by that name"},
+        Refused{"AddressNotServed", getWith("Host: 192.0.2.1:PORT\r\n"), 403, "does not go by that name"},
+        Refused{"NoHost", "GET / HTTP/1.0\r\n\r\n", 403, "does not go by that name"},
+        Refused{"TwoHosts", getWith("Host: 127.0.0.1:PORT\r\nHost: desk.example:PORT\r\n"), 403, "does not go by that name"},
+        Refused{"ForeignOrigin", getWith("Host: 127.0.0.1:PORT\r\nOrigin: http://desk.example\r\n"), 403, "from elsewhere"},
+        Refused{"OriginOfOtherPort", getWith("Host: 127.0.0.1:PORT\r\nOrigin: http://127.0.0.1:1\r\n"), 403,
+                "from elsewhere"},
+        Refused{"OriginNull", getWith("Host: 127.0.0.1:PORT\r\nOrigin: null\r\n"), 403, "from elsewhere"},
+        Refused{"SentByAForeignPage", getWith("Host: 127.0.0.1:PORT\r\nSec-Fetch-Site: cross-site\r\n"), 403,
+                "from elsewhere"},
+        Refused{"PostFromAForeignPage",
+                "POST /do HTTP/1.1\r\nHost: 127.0.0.1:PORT\r\nOrigin: http://desk.example\r\nContent-Type: "
+                "application/json\r\nContent-Length: 2\r\n\r\n[]",
+                403, "from elsewhere"}),
+    [](const auto& row) { return row.param.name; });
+
+INSTANTIATE_TEST_SUITE_P(
+    Malformed, WebRefusal,
+    testing::Values(Refused{"NoSuchPath", getWith("Host: localhost:PORT\r\n", "/desk"), 404, "nothing here"},
+                    Refused{"Climbing", getWith("Host: localhost:PORT\r\n", "/../etc/passwd"), 404, "nothing here"},
+                    Refused{"NotHttp", "HELLO\r\n\r\n", 400, "not understood"},
+                    Refused{"BodyOfAForm", postOf("do=power", "application/x-www-form-urlencoded"), 415, "application/json"},
+                    Refused{"BodyTooLarge", postOf(std::string(5000, ' ')), 413, "too large"},
+                    Refused{"BodyFarTooLarge", postOf(std::string(500'000, ' ')), 413, "too large"},
+                    Refused{"BodyWithoutEnd", chunked(200'000), 413, "too large"},
+                    Refused{"LineTooLong", getWith("Host: localhost:PORT\r\nX: " + std::string(200'000, 'x') + "\r\n"), 413,
+                            "too large"}),
+    [](const auto& row) { return row.param.name; });
+
+INSTANTIATE_TEST_SUITE_P(
+    Actions, WebRefusal,
+    testing::Values(Refused{"NotJson", postOf("{"), 400, "not JSON"}, Refused{"Number", postOf("1"), 400, "an object"},
+                    Refused{"NoAction", postOf("{}"), 400, "\"do\" is missing"},
+                    Refused{"UnknownAction", postOf(R"({"do":"explode"})"), 400, "no such action"},
+                    Refused{"ActionNoText", postOf(R"({"do":[]})"), 400, "no such action"},
+                    Refused{"KeyMissing", postOf(R"({"do":"press"})"), 400, "\"key\" is missing"},
+                    Refused{"KeyTooHigh", postOf(R"({"do":"press","key":46})"), 400, "from 0 to 45"},
+                    Refused{"KeyNegative", postOf(R"({"do":"release","key":-1})"), 400, "from 0 to 45"},
+                    Refused{"KeyHuge", postOf(R"({"do":"press","key":18446744073709551615})"), 400, "from 0 to 45"},
+                    Refused{"KeyNotWhole", postOf(R"({"do":"press","key":1.5})"), 400, "from 0 to 45"},
+                    Refused{"RingTooFar", postOf(R"({"do":"ring","position":256})"), 400, "from 0 to 255"},
+                    Refused{"TurnTooFar", postOf(R"({"do":"jog","turn":127.5})"), 400, "from -127 to 127"},
+                    Refused{"TurnInfinite", postOf(R"({"do":"jog","turn":1e999})"), 400, "not JSON"},
+                    Refused{"PlugNoTruth", postOf(R"({"do":"plug","on":1})"), 400, "true or false"},
+                    Refused{"FirmwareTooHigh", postOf(R"({"do":"be","firmware":4096,"model":"V4"})"), 400, "from 0 to 4095"},
+                    Refused{"ModelUnknown", postOf(R"({"do":"be","firmware":7,"model":"V5"})"), 400, "one of V4, other"},
+                    Refused{"LampTooHigh", postOf(R"({"do":"lamp","lamp":47,"state":"F"})"), 400, "from 1 to 46"},
+                    Refused{"LampStateUnknown", postOf(R"({"do":"lamp","lamp":1,"state":"Q"})"), 400, "one of O, F, H, B"},
+                    Refused{"TooManyActions",
+                            postOf("[" + std::string(64, ' ') +
+                                   "1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1]"),
+                            400, "more than 32"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(WebTest, Listeners_TooMany_OneMoreIsRefusedUntilOneLeaves) {
+    std::list<WebClient> listeners;
+    for (int i = 0; i < ::cvhost::WebServer::mostListeners; ++i) {
+        listeners.push_back(listener());
+        listeners.back().news();
+    }
+    const WebAnswer refused = WebClient::ask(m_port, WebClient::get(m_port, "/events"));
+    EXPECT_EQ(refused.status, 503);
+    EXPECT_EQ(refused.body, "Too many pages are open already; close one of them.\n");
+    EXPECT_EQ(WebClient::ask(m_port, WebClient::get(m_port, "/")).status, 200);
+
+    listeners.pop_front();
+    for (;;) {
+        WebClient next = listener();
+        try {
+            EXPECT_EQ(next.news().at("state").at("link"), "active");
+            return;
+        } catch (const std::runtime_error&) {
+            // The one that left is not missed at once.
+        }
+    }
+}
+
+TEST_F(WebTest, Listener_NeverReads_ConsoleGoesOn) {
+    const WebClient slow = listener(2048);
+    for (int round = 0; round < 100; ++round) {
+        Json actions = Json::array();
+        for (int i = 0; i < 16; ++i) actions.push_back({{"do", "ring"}, {"position", (round * 16 + i) % 256}});
+        ASSERT_EQ(act(actions).status, 204);
+    }
+    ASSERT_EQ(act({{"do", "ring"}, {"position", 200}}).status, 204);
+    WebClient quick = listener();
+    newsWhere(quick, [](const Json& news) { return news.at("state").at("speed") == 1495; });
+    ASSERT_EQ(act({{"do", "press"}, {"key", 5}}).status, 204);
+    waitFor(m_host, {{"event", "key"}, {"code", 5}});
+}
+
+TEST_F(WebTest, Connections_ManyThatSayNothing_PageIsServedNonetheless) {
+    std::list<WebClient> silent;
+    for (int i = 0; i < 60; ++i) silent.emplace_back(m_port);
+    EXPECT_EQ(WebClient::ask(m_port, WebClient::get(m_port, "/")).status, 200);
+}
+
+TEST_F(WebTest, News_WheelTurnsFast_AtMostThirtyASecond) {
+    WebClient page = listener();
+    page.news();
+    std::jthread turning([this](const std::stop_token& stop) {
+        while (!stop.stop_requested()) act({{{"do", "jog"}, {"turn", 7}}, {{"do", "jog"}, {"turn", -7}}});
+    });
+    const double begin = page.news().at("state").at("t");
+    double end = begin;
+    int count = 0;
+    for (; count < 60; ++count) end = page.news().at("state").at("t");
+    EXPECT_LE(count, (end - begin) * 30 + 1);
+}
+
+TEST_F(WebTest, Actions_OnTheDesk_ReachTheDriver) {
+    ASSERT_EQ(act({{{"do", "press"}, {"key", 20}}, {{"do", "release"}, {"key", 20}}}).status, 204);
+    waitFor(m_host, {{"event", "key"}, {"code", 20}, {"handled", false}});
+    ASSERT_EQ(act({{{"do", "press"}, {"key", 28}}, {{"do", "jog"}, {"turn", -1.5}}}).status, 204);
+    waitFor(m_host, {{"event", "handler"}, {"code", 47}, {"jog", -1}, {"jog_exact", -1.5}});
+    ASSERT_EQ(act({{"do", "jog"}, {"turn", -0.25}}).status, 204);
+    waitFor(m_host, {{"event", "handler"}, {"code", 47}, {"jog", 0}, {"jog_exact", -0.25}});
+}
+
+TEST_F(WebTest, Lamp_SetByTheHost_IsOnTheBoard) {
+    WebClient page = listener();
+    for (const std::string state : {"F", "H", "B", "O"}) {
+        ASSERT_EQ(act({{"do", "lamp"}, {"lamp", 46}, {"state", state}}).status, 204);
+        newsWhere(page,
+                  [&](const Json& news) { return news.at("state").at("lamps").get<std::string>().substr(45) == state; });
+    }
+}
+
+TEST_F(WebTest, Desk_Unplugged_PortIsLost) {
+    WebClient page = listener();
+    ASSERT_EQ(act({{"do", "plug"}, {"on", false}}).status, 204);
+    waitFor(m_host, {{"event", "port"}, {"state", "lost"}});
+    newsWhere(page, [](const Json& news) { return news.at("state").at("faults").at("plugged") == false; });
+    ASSERT_EQ(act({{{"do", "plug"}, {"on", true}}, {{"do", "restart"}}}).status, 204);
+    newsWhere(page, [](const Json& news) { return news.at("state").at("link") == "active"; });
+}
+
+TEST_F(WebTest, Desk_Another_DriverFindsItsVersion) {
+    WebClient page = listener();
+    ASSERT_EQ(act({{{"do", "be"}, {"firmware", 6}, {"model", "other"}}, {{"do", "restart"}}}).status, 204);
+    newsWhere(page, [](const Json& news) {
+        const Json& state = news.at("state");
+        return state.at("link") == "active" && state.at("version") == 6 && state.at("faults").at("model") == "other";
+    });
+}
+
+TEST_F(WebTest, Web_PortTaken_EndsWithOneSentence) {
+    Process second(cvhost({"--desk", "--web", std::to_string(m_port)}));
+    EXPECT_EQ(second.wait(), 1);
+    EXPECT_THAT(second.errors(), HasSubstr("the page cannot be served at http://127.0.0.1:" + std::to_string(m_port) + "/"));
+}
+
+class WebLaw : public WebTest, public testing::WithParamInterface<std::string> {
+protected:
+    WebLaw() : WebTest({"--set", "BeyondPlayMultiplier=" + GetParam()}) {}
+};
+
+TEST_P(WebLaw, Law_EveryPositionOfTheRing_IsWhatTheDriverReports) {
+    const Json law = listener().news().at("law");
+    std::vector<int> expected;
+    for (int position = 0; position <= 255; position += 16) {
+        Json actions = Json::array();
+        for (int i = position; i < position + 16; ++i) {
+            const int speed = law.at("speeds").at(static_cast<std::size_t>(i));
+            if (expected.empty() || expected.back() != speed) expected.push_back(speed);
+            actions.push_back({{"do", "ring"}, {"position", i}});
+        }
+        ASSERT_EQ(act(actions).status, 204);
+    }
+    waitFor(m_host, {{"event", "handler"}, {"code", 0}, {"ispeed", expected.back()}});
+    std::vector<int> reported;
+    for (const Json& event : events(m_host, {{"event", "handler"}, {"code", 0}})) reported.push_back(event.at("ispeed"));
+    EXPECT_EQ(reported, expected);
+    EXPECT_EQ(expected.size() > 100, true);
+}
+
+INSTANTIATE_TEST_SUITE_P(Multipliers, WebLaw, testing::Values("1", "2.0", "0.5", "-3"), [](const auto& row) {
+    std::string name = "Times" + row.param;
+    for (char& letter : name) letter = letter == '.' || letter == '-' ? '_' : letter;
+    return name;
+});
+
+}  // namespace
+}  // namespace apps_test
