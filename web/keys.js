@@ -107,7 +107,7 @@ function letGo() {
 
 // The keyboard's characters are the desk's own.
 function typeDown(event) {
-  const elsewhere = event.target.closest?.("input, select, textarea");
+  const elsewhere = event.target.closest?.("input:not([type=checkbox]), select, textarea");
   if (event.repeat || event.ctrlKey || event.metaKey || event.altKey || elsewhere || event.key.length !== 1) return;
   const code = event.key.charCodeAt(0) - 64;
   if (!keys.has(code) || !document.getElementById("typing").checked || typed.has(event.code)) return;

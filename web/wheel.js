@@ -5,6 +5,7 @@ import { send } from "./send.js";
 const centre = 127;
 const widest = 135;      // degrees to either side
 const perCount = 6;      // degrees of the jog wheel
+const patience = 1000;   // milliseconds until the desk has told where the ring is
 const scrollCount = 40;  // pixels of scrolling
 
 const $ = (id) => document.getElementById(id);
@@ -44,17 +45,24 @@ function follow(element, { began, turned, ended }) {
 
 const ring = {
   position: centre,
-  mine: false, // this page holds it
+  mine: false, // this page holds it, or has let go of it and the desk has not told so yet
+  until: Infinity,
   exact: centre,
   put(position) {
     ring.mine = true;
+    ring.until = Infinity;
     if (kept(position) === ring.position) return;
     ring.show(kept(position));
     send({ do: "ring", position: ring.position });
   },
   letGo() {
+    if (!ring.mine) return;
     ring.put(centre);
-    ring.mine = false;
+    ring.until = performance.now() + patience;
+  },
+  hear(position) {
+    if (ring.mine && ring.until < Infinity && (position === ring.position || performance.now() > ring.until)) ring.mine = false;
+    if (!ring.mine && position !== ring.position) ring.show(position);
   },
   show(position) {
     ring.position = position;
@@ -117,7 +125,7 @@ export function setUpWheel() {
   });
   follow($("jog"), { turned: (by) => jog.turn(by / perCount) });
   $("ring").addEventListener("keydown", ringKeys);
-  $("ring").addEventListener("blur", () => ring.mine && ring.letGo());
+  $("ring").addEventListener("blur", ring.letGo);
   $("jog").addEventListener("keydown", jogKeys);
   $("jog").addEventListener("wheel", (event) => {
     if (!works) return;
@@ -129,7 +137,7 @@ export function setUpWheel() {
 export function showWheel(state) {
   works = state.embedded;
   for (const id of ["ring", "jog"]) $(id).setAttribute("aria-disabled", String(!works));
-  if (!ring.mine && state.ring !== ring.position) ring.show(state.ring);
+  ring.hear(state.ring);
   jog.hear(state.turned);
   $("jog").classList.toggle("on", state.deskWheel);
 }

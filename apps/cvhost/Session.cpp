@@ -249,6 +249,7 @@ void Session::live() {
         noticeReturn(heard);
         advise(heard);
         followShuttle(heard);
+        if (m_board) m_board->setSpeed(m_plugin.console()->get_ispeed());
         showDesk();
         noticeRecordingEnd();
         if (m_show && heard.version) m_show->advance(Clock::now(), heard);

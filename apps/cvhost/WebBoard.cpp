@@ -85,6 +85,14 @@ void WebBoard::setFaults(const DeskFaults& faults) {
     change([&] { m_faults = faults; });
 }
 
+void WebBoard::setSpeed(int speed) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_speed == speed) return;
+    }
+    change([&] { m_speed = speed; });
+}
+
 DeskFaults WebBoard::faults() const {
     const std::lock_guard lock(m_mutex);
     return m_faults;
@@ -159,7 +167,6 @@ void WebBoard::port(std::string_view name, PortState state) {
         m_reader.forget();
         m_version = 0;
         m_wheel = false;
-        m_speed = 0;
         addLog("port", m_port + (state == PortState::open     ? " is open"
                                  : state == PortState::closed ? " is closed"
                                                               : " is lost"));
@@ -197,7 +204,7 @@ void WebBoard::key(int code, bool handled, int) {
 
 void WebBoard::handler(const HandlerRun& run) {
     change([&] {
-        if (run.code == 0) m_speed = run.speed;
+        m_speed = run.speed;
         m_wheel = run.wheelEnabled;
         if (run.code == 47) {
             m_jog = rounded(run.jogExact, 10000);
@@ -211,7 +218,7 @@ void WebBoard::addSample() {
     const double now = m_start.seconds();
     if (now - m_sampled < sampleEvery) return;
     m_sampled = now;
-    m_samples.add(text({rounded(now, 1000), m_speed, rounded(m_jogTotal, 10000)}));
+    m_samples.add(text({rounded(now, 1000), shownSpeed(), rounded(m_jogTotal, 10000)}));
 }
 
 void WebBoard::active(int version) {
@@ -240,7 +247,7 @@ std::string WebBoard::stateJson() const {
                {"held", std::move(held)},
                {"ring", look.ring},
                {"turned", rounded(look.turned, 10000)},
-               {"speed", m_speed},
+               {"speed", shownSpeed()},
                {"jog", m_jog},
                {"jogTotal", rounded(m_jogTotal, 10000)},
                {"wheel", m_wheel},

@@ -54,6 +54,9 @@ public:
     void setLaw(ShuttleLaw law);
     void setFaults(const DeskFaults& faults);
     DeskFaults faults() const;
+    /// The shuttle speed as the driver has it. It has play speed from the start, which nothing shows before the console has
+    /// told where its ring is.
+    void setSpeed(int speed);
     /// For the desk's watcher.
     void deskHappened(const desk::Happening& happening);
     /// The run ends: every wait does, and nothing is told any more.
@@ -92,6 +95,7 @@ private:
     void addLog(std::string_view heading, std::string_view text);
     void addMessage(const WireMessage& message);
     void addSample();
+    int shownSpeed() const { return m_reader.look().ringTold ? m_speed : 0; }
     std::string stateJson() const;
     std::string stepsJson() const;
     std::string lawJson() const;

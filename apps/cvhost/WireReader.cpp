@@ -155,6 +155,7 @@ std::string WireReader::wheelStatus(std::string_view digits) {
     const auto count = hex(digits.substr(2, 2));
     const auto fine = hex(digits.substr(4, 4));
     if (!ring || !count || !fine) return "not a packet";
+    m_look.ringTold = true;
     m_look.ring = static_cast<int>(*ring);
     const int counts = static_cast<std::int8_t>(*count);
     const double part = static_cast<std::int16_t>(*fine) / 10000.0;

@@ -25,8 +25,9 @@ struct ConsoleLook {
     std::array<char, lamps> lamp{};  ///< lamp 1 first: 'O', 'F', 'H' or 'B'; '?' until the first command for it
     std::array<bool, keys> held{};   ///< by key code
     bool wheel = false;
-    int ring = 127;     ///< position of the shuttle ring, 0..255
-    double turned = 0;  ///< the jog wheel, in counts: the sum of what it has told
+    bool ringTold = false;  ///< the console has told where its ring is
+    int ring = 127;         ///< position of the shuttle ring, 0..255
+    double turned = 0;      ///< the jog wheel, in counts: the sum of what it has told
 };
 
 struct WireMessage {
