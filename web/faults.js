@@ -21,7 +21,6 @@ export function setUpFaults() {
     host.lamp.add(new Option(name ? `${lamp} ${name}` : lamp, lamp));
   }
   host.set.addEventListener("click", () => send({ do: "lamp", lamp: Number(host.lamp.value), state: host.state.value }));
-  host.restart.addEventListener("click", () => send({ do: "restart" }));
   for (const form of [$("faults"), $("host")]) form.addEventListener("submit", (event) => event.preventDefault());
   for (const form of [$("faults"), $("host")]) form.addEventListener("click", () => { $("answer").textContent = ""; });
   whenRefused((sentence) => { $("answer").textContent = sentence; });
@@ -42,6 +41,5 @@ export function showFaults(state) {
   faults.unplugged.checked = !state.faults.plugged;
   faults.noise.checked = state.faults.noise;
   faults.silent.checked = state.faults.silent;
-  $("faults-note").textContent = `The desk is of model ${state.faults.model === "V4" ? "V4" : "another"}, with firmware ${state.faults.firmware}. ` +
-    "After a power-cycle or a swap it waits in its boot monitor until the driver is restarted.";
+  $("faults-note").textContent = `The desk is of model ${state.faults.model === "V4" ? "V4" : "another"}, with firmware ${state.faults.firmware}.`;
 }

@@ -213,24 +213,14 @@ bool Session::startConsole() {
     return true;
 }
 
-void Session::startWeb(iConsoleResource& console) {
+void Session::startWeb() {
     m_board->setLaw({.beyondPlay = beyondPlay()});
     m_web = std::make_unique<WebServer>(
         *m_options.web, *m_board,
-        WebActions({.board = *m_board, .console = console, .desk = m_desk.get(), .line = m_line, .restart = [this] {
-                        m_restart = true;
-                        m_wake.signal();
-                    }}));
+        WebActions({.board = *m_board, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
     const std::string sentence = "the console is on the screen at " + m_web->url();
     say("web", sentence);
     if (m_options.events == Options::Events::json) std::cerr << "cvhost: " << sentence << '\n';
-}
-
-void Session::restartWhenAsked() {
-    if (!m_restart.exchange(false)) return;
-    say("restart", "the driver looks for its console anew");
-    m_plugin.console()->exit();
-    m_plugin.console()->init();
 }
 
 void Session::live() {
@@ -242,14 +232,13 @@ void Session::live() {
         const Wake::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
         if (cause == Wake::Cause::end) return;
 
-        restartWhenAsked();
         takeKeys();
         const Heard heard = m_hearing.heard();
         noticeLoss(heard);
         noticeReturn(heard);
         advise(heard);
         followShuttle(heard);
-        if (m_board) m_board->setSpeed(m_plugin.console()->get_ispeed());
+        if (m_board) m_board->setSpeed(m_console->get_ispeed());
         showDesk();
         noticeRecordingEnd();
         if (m_show && heard.version) m_show->advance(Clock::now(), heard);

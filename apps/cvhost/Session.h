@@ -44,8 +44,7 @@ private:
     void choosePorts();
     void startDesk();
     bool startConsole();
-    void startWeb(iConsoleResource& console);
-    void restartWhenAsked();
+    void startWeb();
     void live();
     void takeKeys();
     void noticeLoss(const Heard& heard);
@@ -80,7 +79,6 @@ private:
     std::unique_ptr<Handlers> m_handlers;
     PluginLibrary m_plugin;
     std::optional<Show> m_show;
-    std::atomic<bool> m_restart = false;
     std::unique_ptr<WebServer> m_web;
 
     Clock::time_point m_consoleStarted{};

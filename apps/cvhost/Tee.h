@@ -36,6 +36,10 @@ public:
         m_first->handler(run);
         m_second.handler(run);
     }
+    void released(int code) override {
+        m_first->released(code);
+        m_second.released(code);
+    }
     void active(int version) override {
         m_first->active(version);
         m_second.active(version);

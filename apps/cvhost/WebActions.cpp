@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -137,17 +138,8 @@ struct Action {
 };
 
 constexpr Action actions[] = {
-    {"press", key},
-    {"release", key},
-    {"ring", ring},
-    {"jog", jog},
-    {"plug", plug},
-    {"noise", noise},
-    {"silent", silent},
-    {"power", power},
-    {"be", be},
-    {"lamp", lamp},
-    {"restart", [](const Stage& stage, const Json&) { stage.restart(); }},
+    {"press", key},   {"release", key},   {"ring", ring},   {"jog", jog}, {"plug", plug},
+    {"noise", noise}, {"silent", silent}, {"power", power}, {"be", be},   {"lamp", lamp},
 };
 
 void performOne(const Stage& stage, const Json& action) {

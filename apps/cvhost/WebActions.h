@@ -7,12 +7,10 @@
 //   {"do": "power"}                                   the desk off and on again
 //   {"do": "be", "firmware": 0..4095, "model": "V4" | "other"}   another desk in its place, switched on
 //   {"do": "lamp", "lamp": 1..46, "state": "O" | "F" | "H" | "B"}   through the driver
-//   {"do": "restart"}                                 the driver looks for its console anew
 //
 // Threads: any.
 #pragma once
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -38,7 +36,6 @@ public:
         iConsoleResource& console;
         lines::DeskServer* desk;  ///< null: a real console, which nobody can work from here
         lines::FaultyLine* line;  ///< the desk's
-        std::function<void()> restart;
     };
 
     explicit WebActions(Stage stage) : m_stage(std::move(stage)) {}

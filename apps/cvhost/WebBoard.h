@@ -82,6 +82,7 @@ public:
     void wire(Direction direction, std::span<const unsigned char> bytes) override;
     void rts(int level) override;
     void handler(const HandlerRun& run) override;
+    void released(int) override {}  // a lost line's keys are up already
     void active(int version) override;
     void say(std::string_view heading, std::string_view text) override;
     void desk(const DeskView&) override {}

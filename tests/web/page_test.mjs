@@ -33,7 +33,9 @@ const tests = [
     await stepsAre(page, "done,done,done,done,done,done");
     expectEqual(await text(page, '[data-step="model"] span'), "V4 Corvane EPROM 1.0", "model");
     await page.getByLabel("Silent").click();
-    await page.getByText("Restart the driver").click();
+    await page.getByLabel("Unplugged").click();
+    await stepsAre(page, "failed,waiting,waiting,waiting,waiting,waiting");
+    await page.getByLabel("Unplugged").click();
     await stepsAre(page, "done,now,waiting,waiting,waiting,waiting");
     await stepsAre(page, "done,done,now,waiting,waiting,waiting");
     await stepsAre(page, "done,done,failed,failed,done,now");
@@ -220,18 +222,19 @@ const tests = [
     await until(page, () => document.getElementById("link").dataset.link !== "active");
     const from = host.count("port");
     await page.getByLabel("Unplugged").click();
-    await page.getByText("Restart the driver").click();
     await host.event("port", { state: "open" }, from);
     await page.waitForSelector('#link[data-link="active"]');
     await page.click(key(3));
     await host.event("key", { code: 3 });
   }],
 
-  ["Desk_PowerCycled_GoesDark", async ({ browser, start }) => {
+  ["Desk_PowerCycled_GoesDarkAndComesBack", async ({ browser, start }) => {
     const page = await open(browser, await start());
     await page.waitForSelector(`${key(12)}[data-lamp="F"]`);
     await page.getByRole("button", { name: "Power-cycle" }).click();
     await page.waitForSelector(`${key(12)}[data-lamp="O"]`);
+    await page.waitForSelector('#link[data-link="active"]');
+    await page.waitForSelector(`${key(12)}[data-lamp="F"]`);
   }],
 
   ["Desk_AnotherInItsPlace_IsWhatTheDriverFinds", async ({ browser, start }) => {
@@ -239,7 +242,6 @@ const tests = [
     await page.getByLabel("Firmware").fill("6");
     await page.getByLabel("Model").selectOption("other");
     await page.getByRole("button", { name: "Swap" }).click();
-    await page.getByText("Restart the driver").click();
     await until(page, () => document.getElementById("link").textContent === "Console active, version 6");
     expect((await text(page, "#faults-note")).includes("firmware 6"), "the note tells the firmware");
   }],
