@@ -94,8 +94,8 @@ const tests = [
     await page.keyboard.press("Enter");
     await host.event("key", { code: 10 });
     await tabTo("ring");
-    await putRing(page, 180);
-    await host.event("handler", { code: 0, ispeed: 1024 });
+    await putRing(page, 200);
+    await host.event("handler", { code: 0, ispeed: 1495 });
     await tabTo("jog");
     await host.event("handler", { code: 0, ispeed: 0 });
     await tabTo("8");
@@ -364,7 +364,7 @@ const tests = [
   }],
 
   ["Desk_InUse_LooksAsInTheReadme", async ({ browser, start }) => {
-    const page = await open(browser, await start(), { viewport: { width: 1280, height: 1000 }, deviceScaleFactor: 1.5 });
+    const page = await open(browser, await start(), { viewport: { width: 1280, height: 1000 } });
     for (const [lampNumber, state] of [[5, "F"], [6, "H"], [12, "F"], [20, "H"], [33, "F"]]) {
       await page.locator('#host [name="lamp"]').selectOption(String(lampNumber));
       await page.locator('#host [name="state"]').selectOption(state);

@@ -129,6 +129,7 @@ export async function until(page, find, argument) {
 
 /// Moves the pointer round an element's middle: `degrees` clockwise from the top, at a share of its half width.
 export async function around(page, selector, share) {
+  await page.locator(selector).scrollIntoViewIfNeeded();
   const box = await page.locator(selector).boundingBox();
   const [x, y, radius] = [box.x + box.width / 2, box.y + box.height / 2, box.width / 2 * share];
   return (degrees) => [x + Math.sin(degrees * Math.PI / 180) * radius, y - Math.cos(degrees * Math.PI / 180) * radius];
