@@ -23,6 +23,26 @@ constexpr const char* runFooter =
     "  cvhost run --port rfc2217://[::1]:2217   the console on a serial port of the network\n"
     "  cvhost run --record field.jsonl          what happens on the line, for \"cvdesk --replay\" and for support";
 
+constexpr const char* portsFooter =
+    "Nothing is opened. What programs of other users have open is seen by root alone.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost ports\n"
+    "  sudo cvhost ports --json";
+
+constexpr const char* doctorFooter =
+    "The port is the one that the driver chooses by itself, unless --port names another. Each finding has a lasting name;\n"
+    "docs/troubleshooting.md has an entry for each.\n"
+    "\n"
+    "Exit status: 0 all passed, warnings or not; 1 something failed; 2 the command line is wrong.\n"
+    "Ctrl-C (SIGINT) and SIGTERM switch the console's lamps and wheel off, and what was found so far is told.\n"
+    "NO_COLOR, when set, keeps colour out of the text.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost doctor                            look at everything, lamps and keys too\n"
+    "  cvhost doctor --quick --json             for programs: nobody has to press keys\n"
+    "  cvhost doctor --bundle console.tar.gz    with an archive for support";
+
 constexpr std::chrono::duration<double> longestTime = std::chrono::hours(24 * 365);
 
 /// "KEY=VALUE" in two; the key must not be empty.
@@ -59,6 +79,25 @@ WebAddress web(const std::string& text) {
     throw CLI::ValidationError("--web", "\"" + text + "\" is not a port, or ADDR:PORT with brackets around an IPv6 address");
 }
 
+CLI::App& addPorts(CLI::App& app, PortsOptions& options) {
+    CLI::App& ports = *app.add_subcommand("ports", "Show this machine's serial ports and which one the driver will choose.");
+    ports.footer(portsFooter);
+    ports.add_flag("--json", options.json, "Print one JSON object");
+    return ports;
+}
+
+CLI::App& addDoctor(CLI::App& app, DoctorOptions& options) {
+    CLI::App& doctor = *app.add_subcommand("doctor", "Find out what keeps a console from working.");
+    doctor.footer(doctorFooter);
+    doctor.add_option("--port", options.port, "Look for the console on this port alone: a device, or rfc2217://HOST:PORT")
+        ->type_name("NAME");
+    doctor.add_flag("--json", options.json, "Print one JSON object");
+    doctor.add_flag("--quick", options.quick, "Leave out the tests of lamps and keys");
+    doctor.add_option("--bundle", options.bundle, "Make an archive (tar.gz) for support; FILE must not be there yet")
+        ->type_name("FILE");
+    return doctor;
+}
+
 /// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
 int answer(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -74,15 +113,19 @@ int answer(const CLI::App& app, const CLI::ParseError& error) {
 
 }  // namespace
 
-std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
+std::variant<Options, PortsOptions, DoctorOptions, int> parseCommandLine(int argc, const char* const* argv) {
     Options options;
+    PortsOptions portsOptions;
+    DoctorOptions doctorOptions;
     std::vector<std::string> settings;
     std::vector<std::string> preferences;
 
     CLI::App app("cvhost loads the console driver and shows what a console on a serial port says to it.", "cvhost");
     app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
     app.require_subcommand(1);
-    app.footer("\"cvhost run --help\" shows the options.");
+    app.footer("\"cvhost run --help\" shows the options of run, and so on.");
+    const CLI::App& ports = addPorts(app, portsOptions);
+    const CLI::App& doctor = addDoctor(app, doctorOptions);
 
     CLI::App& run = *app.add_subcommand("run", "Bring a console up and show its keys, wheel and lamps.");
     run.footer(runFooter);
@@ -112,6 +155,8 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
 
     try {
         app.parse(argc, argv);
+        if (ports.parsed()) return portsOptions;
+        if (doctor.parsed()) return doctorOptions;
         for (const std::string& text : settings) options.settings.push_back(assignment(text, "--set"));
         for (const std::string& text : preferences) {
             const auto [key, value] = assignment(text, "--prefer");

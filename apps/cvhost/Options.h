@@ -1,4 +1,4 @@
-// The command line of `cvhost run`.
+// The command line of cvhost.
 #pragma once
 
 #include <chrono>
@@ -12,6 +12,7 @@
 
 namespace cvhost {
 
+/// Of `cvhost run`.
 struct Options {
     enum class Events { text, json };
 
@@ -30,7 +31,20 @@ struct Options {
     std::vector<std::pair<std::string, bool>> preferences;
 };
 
+/// Of `cvhost ports`.
+struct PortsOptions {
+    bool json = false;
+};
+
+/// Of `cvhost doctor`.
+struct DoctorOptions {
+    std::optional<std::string> port;
+    bool json = false;
+    bool quick = false;
+    std::optional<std::string> bundle;
+};
+
 /// What the command line asks for, or the exit status of a program that has said all there is to say.
-std::variant<Options, int> parseCommandLine(int argc, const char* const* argv);
+std::variant<Options, PortsOptions, DoctorOptions, int> parseCommandLine(int argc, const char* const* argv);
 
 }  // namespace cvhost

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <utility>
 
 namespace cvhost {
@@ -18,7 +19,18 @@ int openTerminalAgain(int fd) {
     return ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
+bool isSet(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
 }  // namespace
+
+bool wantsColour() {
+    const char* terminal = std::getenv("TERM");
+    const bool dumb = terminal != nullptr && std::string_view(terminal) == "dumb";
+    return ::isatty(STDOUT_FILENO) == 1 && !isSet("NO_COLOR") && !dumb;
+}
 
 Output::Output(int fd, Events events)
     : m_fd(fd), m_events(std::move(events)), m_terminal(::isatty(fd) == 1 ? openTerminalAgain(fd) : -1) {

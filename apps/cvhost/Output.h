@@ -17,6 +17,9 @@
 
 namespace cvhost {
 
+/// Whether standard output is to bear colour: it is a terminal that shows it, and NO_COLOR is not set.
+bool wantsColour();
+
 class Output {
 public:
     struct Events {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <iostream>
 #include <string_view>
 #include <system_error>
@@ -14,15 +13,15 @@
 #include <utility>
 
 #include "apps/cvhost/Advice.h"
+#include "apps/cvhost/Driver.h"
 #include "apps/cvhost/ExitStatus.h"
 #include "apps/cvhost/JsonReport.h"
+#include "apps/cvhost/KeyCodes.h"
 #include "apps/cvhost/Tee.h"
 #include "apps/cvhost/TextReport.h"
-#include "host/api/Files.h"
 #include "host/core/Events.h"
 #include "host/core/KeyQueue.h"
 #include "host/core/Settings.h"
-#include "host/core/Text.h"
 #include "lines/Rfc2217Server.h"
 
 namespace cvhost {
@@ -41,24 +40,7 @@ constexpr auto lastCommandsLimit = 2s;
 constexpr int shuttleCode = 0;
 /// A packet that a loss has cut off is brought to more than this length, which makes it none.
 constexpr std::size_t longestPacket = 12;
-/// The driver queues the presses of three trimming keys under one another's codes.
-constexpr int keyOf(int queuedCode) {
-    return queuedCode == 31 ? 39 : queuedCode == 39 ? 40 : queuedCode == 40 ? 31 : queuedCode;
-}
-
-constexpr std::string_view consoleEnabled = "HardwareConsoleEnabled";
 constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
-
-bool isSet(const char* variable) {
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
-}
-
-bool wantsColour() {
-    const char* terminal = std::getenv("TERM");
-    const bool dumb = terminal != nullptr && std::string_view(terminal) == "dumb";
-    return ::isatty(STDOUT_FILENO) == 1 && !isSet("NO_COLOR") && !dumb;
-}
 
 bool outputsAreOne() {
     struct stat out{};
@@ -100,14 +82,6 @@ std::string missingLine(Options::Events events, StartTime start, std::size_t cou
 }
 
 void complain(std::string_view sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
-
-/// What the plug-in's loader says, to follow the program's name, and what to do if it does not say.
-std::string loadProblem(std::string sentence) {
-    while (sentence.ends_with('.')) sentence.pop_back();
-    if (sentence.starts_with("The")) sentence.front() = 't';
-    if (sentence.find(';') == sentence.npos) sentence += "; build it and cvhost from the same sources";
-    return sentence;
-}
 
 }  // namespace
 
@@ -188,7 +162,7 @@ void Session::startDesk() {
 }
 
 bool Session::startConsole() {
-    const std::string path = narrow(getAppPath().view()) + "CorvaneConsole.so";
+    const std::string path = driverPath();
     if (const std::string problem = m_plugin.load(path); !problem.empty()) {
         complain(loadProblem(problem));
         return false;

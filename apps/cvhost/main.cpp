@@ -8,8 +8,10 @@
 #include <iostream>
 #include <variant>
 
+#include "apps/cvhost/Doctor.h"
 #include "apps/cvhost/ExitStatus.h"
 #include "apps/cvhost/Options.h"
+#include "apps/cvhost/Ports.h"
 #include "apps/cvhost/Session.h"
 #include "apps/cvhost/StartTime.h"
 #include "apps/cvhost/Wake.h"
@@ -33,7 +35,9 @@ int main(int argc, char** argv) {
     try {
         const auto parsed = cvhost::parseCommandLine(argc, argv);
         if (const int* status = std::get_if<int>(&parsed)) return *status;
+        if (const auto* ports = std::get_if<cvhost::PortsOptions>(&parsed)) return cvhost::showPorts(*ports);
         cvhost::Wake wake;
+        if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
         return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
     } catch (const std::exception& error) {
         std::cerr << "cvhost: " << error.what() << "; see whether the system is short of memory, threads or ports.\n";

@@ -66,5 +66,10 @@ struct ShownPort {
 };
 /// Makes `ports` the whole port list, in place of the machine's own.
 void showOnlyPorts(std::vector<ShownPort> ports);
+/// The machine's own ports are the port list again, as at first.
+void showMachinePorts();
+
+/// While `shut`, opening a port fails at once and nothing is touched: for asking a driver which port it would open.
+void keepPortsShut(bool shut);
 
 }  // namespace cvhost

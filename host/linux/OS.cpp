@@ -39,6 +39,11 @@ public:
         shown.machine = false;
         shown.ports = std::move(ports);
     }
+    static void showMachine() {
+        Shown& shown = theShown();
+        const std::lock_guard held(shown.lock);
+        shown.machine = true;
+    }
 
 private:
     struct Shown {
@@ -78,3 +83,5 @@ iAllocator& hostAllocator() noexcept { return s_os.memory; }
 cvhost::AllocatorCount cvhost::allocatorCount() noexcept { return s_os.memory.count(); }
 
 void cvhost::showOnlyPorts(std::vector<ShownPort> ports) { Ports::showOnly(std::move(ports)); }
+
+void cvhost::showMachinePorts() { Ports::showMachine(); }

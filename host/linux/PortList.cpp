@@ -2,8 +2,12 @@
 
 #include <libudev.h>
 
+#include <algorithm>
+#include <charconv>
 #include <memory>
+#include <sstream>
 #include <string_view>
+#include <system_error>
 
 namespace cvhost {
 namespace {
@@ -24,27 +28,79 @@ bool hasHardware(udev_device* tty) {
     return uartType == nullptr || std::string_view(uartType) != "0";
 }
 
-const char* productText(udev_device* tty) {
+std::string text(const char* value) { return value == nullptr ? std::string() : std::string(value); }
+
+std::string attribute(udev_device* device, const char* name) {
+    return device == nullptr ? std::string() : text(udev_device_get_sysattr_value(device, name));
+}
+
+bool isSet(udev_device* device, const char* property) {
+    return device != nullptr && text(udev_device_get_property_value(device, property)) == "1";
+}
+
+/// The nearest driver above the port that stands for hardware: the layer between ports and their hardware has its own.
+std::string driverOf(udev_device* tty) {
+    for (udev_device* above = udev_device_get_parent(tty); above != nullptr; above = udev_device_get_parent(above)) {
+        const char* driver = udev_device_get_driver(above);
+        if (driver != nullptr && text(udev_device_get_subsystem(above)) != "serial-base") return driver;
+    }
+    return {};
+}
+
+std::string byPathOf(udev_device* tty) {
+    std::istringstream links(text(udev_device_get_property_value(tty, "DEVLINKS")));
+    for (std::string link; links >> link;) {
+        if (link.starts_with("/dev/serial/by-path/")) return link;
+    }
+    return {};
+}
+
+std::optional<int> latencyOf(udev_device* tty) {
+    const std::string digits = attribute(udev_device_get_parent(tty), "latency_timer");
+    int value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
+    return value;
+}
+
+MachinePort describe(udev_device* tty, const char* node) {
     udev_device* usb = udev_device_get_parent_with_subsystem_devtype(tty, "usb", "usb_device");
-    return usb == nullptr ? nullptr : udev_device_get_sysattr_value(usb, "product");
+    const char* product = usb == nullptr ? nullptr : udev_device_get_sysattr_value(usb, "product");
+    return {.node = node,
+            .product = product == nullptr ? std::nullopt : std::optional<std::string>(product),
+            .vendorId = attribute(usb, "idVendor"),
+            .productId = attribute(usb, "idProduct"),
+            .serialNumber = attribute(usb, "serial"),
+            .byPath = byPathOf(tty),
+            .driver = driverOf(tty),
+            .latencyMs = latencyOf(tty),
+            .leftAloneByModemManager = isSet(tty, "ID_MM_PORT_IGNORE") || isSet(usb, "ID_MM_DEVICE_IGNORE")};
 }
 
 }  // namespace
 
-void listMachinePorts(SerialPortList& ports) {
+std::vector<MachinePort> machinePorts() {
+    std::vector<MachinePort> ports;
     const Owned<udev> context(udev_new());
-    if (context == nullptr) return;
+    if (context == nullptr) return ports;
     const Owned<udev_enumerate> found(udev_enumerate_new(context.get()));
-    if (found == nullptr) return;
+    if (found == nullptr) return ports;
     udev_enumerate_add_match_subsystem(found.get(), "tty");
     udev_enumerate_scan_devices(found.get());
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(found.get())) {
         const Owned<udev_device> tty(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
         if (tty == nullptr || !hasHardware(tty.get())) continue;
-        const char* node = udev_device_get_devnode(tty.get());
-        if (node == nullptr) continue;
-        ports[Cv::WStringFromAscii(node)] = Cv::WStringFromAscii(productText(tty.get()));
+        if (const char* node = udev_device_get_devnode(tty.get())) ports.push_back(describe(tty.get(), node));
+    }
+    std::ranges::sort(ports, {}, &MachinePort::node);
+    return ports;
+}
+
+void listMachinePorts(SerialPortList& ports) {
+    for (const MachinePort& port : machinePorts()) {
+        ports[Cv::WStringFromAscii(port.node.c_str())] =
+            port.product ? Cv::WStringFromAscii(port.product->c_str()) : LightweightString<wchar_t>();
     }
 }
 

@@ -1,12 +1,34 @@
-// The machine's serial ports, as the system knows them now.
+// The machine's serial ports, as the system knows them now. Nothing is opened to find out.
+//
+// Threads: any.
 #pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "host/api/OS.h"
 
 namespace cvhost {
 
-/// Adds every tty that has a device behind it to `ports`: its device node, and the product text that its USB device gives,
-/// byte for byte, or null when there is none. Ports that only stand ready for hardware are left out. Any thread.
+/// What the system's device database says of one port. A text that it does not give is empty.
+struct MachinePort {
+    std::string node;                      ///< the device node, such as "/dev/ttyUSB0"
+    std::optional<std::string> product{};  ///< the product text that the port's USB device gives, byte for byte
+    std::string vendorId{};                ///< four hexadecimal digits, of the USB device
+    std::string productId{};               ///< likewise
+    std::string serialNumber{};            ///< of the USB device
+    std::string byPath{};                  ///< the link that names the port by the socket it is plugged in at
+    std::string driver{};                  ///< the kernel's driver of the hardware
+    std::optional<int> latencyMs{};        ///< how long the adapter collects bytes before it hands them over
+    bool leftAloneByModemManager = false;  ///< the device database tells that program to keep away
+};
+
+/// Every tty that has a device behind it, in the order of their nodes. Ports that only stand ready for hardware are left
+/// out.
+std::vector<MachinePort> machinePorts();
+
+/// Adds machinePorts() to `ports`: the node, and the product text or null.
 void listMachinePorts(SerialPortList& ports);
 
 }  // namespace cvhost

@@ -2,6 +2,7 @@
 #include "host/core/Serial.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <system_error>
@@ -29,6 +30,7 @@ struct Library {
     std::mutex mutex;
     Ports open;
     Ports closed;
+    std::atomic<bool> shut = false;
 };
 
 Library& library() {
@@ -102,6 +104,8 @@ Cv::Ptr<CommsPort> notOpen(const std::string& name, const std::string& reason) {
 
 namespace cvhost {
 
+void keepPortsShut(bool shut) { library().shut = shut; }
+
 void releaseClosedPorts() {
     makeWay({});
     releaseRetired();
@@ -123,6 +127,7 @@ void dropSerialHandlers(void* context) { SerialHandlers::instance().removeAllWit
 
 Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int baud, int dataBits, char parity,
                                    int stopBits) {
+    if (library().shut) return {};
     const std::string narrowName = cvhost::narrow(name.view());
     releaseRetired();
     makeWay(narrowName);

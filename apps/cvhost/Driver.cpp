@@ -1,0 +1,17 @@
+#include "apps/cvhost/Driver.h"
+
+#include "host/api/Files.h"
+#include "host/core/Text.h"
+
+namespace cvhost {
+
+std::string driverPath() { return narrow(getAppPath().view()) + "CorvaneConsole.so"; }
+
+std::string loadProblem(std::string sentence) {
+    while (sentence.ends_with('.')) sentence.pop_back();
+    if (sentence.starts_with("The")) sentence.front() = 't';
+    if (sentence.find(';') == sentence.npos) sentence += "; build it and cvhost from the same sources";
+    return sentence;
+}
+
+}  // namespace cvhost

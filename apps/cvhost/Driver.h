@@ -1,0 +1,19 @@
+// The driver's library and what its loader says.
+//
+// Threads: all functions are pure.
+#pragma once
+
+#include <string>
+
+namespace cvhost {
+
+/// The preference that lets the console be used.
+inline constexpr const char* consoleEnabled = "HardwareConsoleEnabled";
+
+/// Beside the program.
+std::string driverPath();
+
+/// What the plug-in's loader says, to follow the program's name and without a full stop, and what to do if it does not say.
+std::string loadProblem(std::string sentence);
+
+}  // namespace cvhost

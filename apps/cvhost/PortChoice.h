@@ -1,0 +1,33 @@
+// Which port the driver would look for the console on. The driver itself is asked: it is loaded and started in a host whose
+// ports cannot be opened.
+//
+// Threads: the application's main thread, while no plug-in is loaded.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace cvhost {
+
+struct PortChoice {
+    enum class Why {
+        description,  ///< the port's description
+        setting,      ///< the setting console_port
+        builtIn,      ///< the driver's own default, as no description fits and there is no setting
+        asked,        ///< the user has named it
+        nothing,      ///< no port is looked for
+        unknown,      ///< the driver could not be asked
+    };
+
+    Why why = Why::unknown;
+    std::string name{};     ///< empty for nothing and unknown
+    std::string problem{};  ///< of unknown: why, as the plug-in's loader says it
+};
+
+/// Asks the driver. Settings are to be in place; the port list is the machine's own afterwards.
+PortChoice askDriver();
+
+/// `choice` in one sentence without a full stop; `description` is the port's.
+std::string choiceText(const PortChoice& choice, std::string_view description);
+
+}  // namespace cvhost

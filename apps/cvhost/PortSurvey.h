@@ -1,0 +1,39 @@
+// What this machine knows of its serial ports and of the programs that use them. No port is opened.
+//
+// Threads: any.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/cvhost/PortChoice.h"
+#include "host/linux/PortList.h"
+#include "host/linux/PortUse.h"
+
+namespace cvhost {
+
+struct SurveyedPort {
+    MachinePort machine;
+    /// Nothing when there is no such file, as with a port of the network.
+    std::optional<PortAccess> access{};
+    std::vector<PortHolder> holders{};
+};
+
+/// The machine's ports, in the order of their names.
+std::vector<SurveyedPort> surveyPorts();
+
+/// One port by its name, which may be a link to it, or a name that the machine does not know.
+SurveyedPort surveyPort(const std::string& name);
+
+/// "812 (ModemManager) has it open"
+std::string holderText(const PortHolder& holder);
+/// "root:dialout 0660"
+std::string rightsText(const PortAccess& access);
+
+/// All of it for a person, and for programs as one JSON object.
+std::string portsText(const std::vector<SurveyedPort>& ports, const PortChoice& choice);
+std::string portsJson(const std::vector<SurveyedPort>& ports, const PortChoice& choice);
+
+}  // namespace cvhost

@@ -1,0 +1,31 @@
+#include "apps/cvhost/Ports.h"
+
+#include <cstdio>
+#include <iostream>
+#include <vector>
+
+#include "apps/cvhost/Driver.h"
+#include "apps/cvhost/ExitStatus.h"
+#include "apps/cvhost/PortSurvey.h"
+#include "host/core/Settings.h"
+#include "host/linux/Host.h"
+
+namespace cvhost {
+
+int showPorts(const PortsOptions& options) {
+    setLogDestinations({.standardError = false, .file = false});
+    settings().setPreferenceDefault(consoleEnabled, true);
+    loadSettingsFile();
+    const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
+    settings().setPreference(consoleEnabled, true);
+    const PortChoice choice = askDriver();
+    const std::vector<SurveyedPort> ports = surveyPorts();
+    std::cout << (options.json ? portsJson(ports, choice) : portsText(ports, choice)) << std::flush;
+    if (!preferred) {
+        std::cerr << "cvhost: the preference " << consoleEnabled << " is off, so the driver looks for no console at all.\n";
+    }
+    if (!std::cout) std::cerr << "cvhost: cannot write to standard output; give it a terminal, a file or /dev/null.\n";
+    return choice.why == PortChoice::Why::unknown || !std::cout ? exitStatus::none : exitStatus::active;
+}
+
+}  // namespace cvhost

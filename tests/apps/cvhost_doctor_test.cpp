@@ -1,0 +1,389 @@
+// cvhost doctor and cvhost ports: each class of trouble, made for real, and what is said of it.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "desk/Monitor.h"
+#include "lines/FileDescriptor.h"
+#include "tests/apps/CvhostRig.h"
+#include "tests/apps/ScriptedConsole.h"
+
+namespace apps_test {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+class Doctor : public CvhostTest {
+protected:
+    Process::Setup command(const Arguments& arguments) const {
+        Process::Setup setup = cvhost({});
+        setup.command.back() = arguments.front();
+        setup.command.insert(setup.command.end(), arguments.begin() + 1, arguments.end());
+        return setup;
+    }
+    Process::Setup doctor(const std::string& port, Arguments more = {"--quick", "--json"}) const {
+        more.insert(more.begin(), {"doctor", "--port", port});
+        return command(more);
+    }
+    /// The same in a made-up machine whose /dev/ttyUSB0 leads to `device`. Empty: it leads nowhere.
+    Process::Setup inMachine(Process::Setup setup, const std::string& device) const {
+        std::string start = "rm -f $UMOCKDEV_DIR/dev/ttyUSB0; ";
+        if (!device.empty()) start += "ln -s '" + device + "' $UMOCKDEV_DIR/dev/ttyUSB0; ";
+        const std::vector<std::string> head{"/usr/bin/umockdev-run", "-d", FIELD_MACHINE, "--", "/bin/sh", "-c",
+                                            start + "exec \"$@\"",   "sh"};
+        setup.command.insert(setup.command.begin(), head.begin(), head.end());
+        setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+        return setup;
+    }
+    static std::string output(Process& process) {
+        std::string text;
+        for (const std::string& line : process.lines()) text += line + '\n';
+        return text;
+    }
+    /// What was found, as "warn modem-lines".
+    static std::vector<std::string> findings(const Json& report) {
+        std::vector<std::string> found;
+        for (const Json& check : report.at("checks")) {
+            found.push_back(check.at("result").get<std::string>() + ' ' + check.at("id").get<std::string>());
+            EXPECT_EQ(check.contains("next"), check.at("result") != "pass") << check;
+        }
+        return found;
+    }
+    static std::string textOf(const Json& report, const std::string& id, const std::string& member = "text") {
+        for (const Json& check : report.at("checks")) {
+            if (check.at("id") == id) return check.value(member, "");
+        }
+        return "no " + id;
+    }
+    /// Runs the doctor to its end.
+    static Json examine(const Process::Setup& setup, int status) {
+        Process process(setup);
+        EXPECT_EQ(process.wait(), status) << output(process) << process.errors();
+        EXPECT_THAT(process.errors(), IsEmpty());
+        const Json report = Json::parse(output(process));
+        EXPECT_EQ(report.at("result") == "fail", status == 1) << report;
+        return report;
+    }
+    Json examineDesk(const Arguments& options, int status) const {
+        Arguments arguments{"--rfc2217", "0"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        Process desk(cvdesk(arguments));
+        return examine(doctor(whereIs(desk)), status);
+    }
+    Json examineScript(ScriptedConsole::Script script) const {
+        ScriptedConsole console(std::move(script));
+        return examine(doctor(console.name()), 1);
+    }
+    std::string deskLink() const { return m_folder.path() / "desk"; }
+    /// cvdesk on a pseudo-terminal at deskLink().
+    Process::Setup ptyDesk(const Arguments& options = {}) const {
+        Arguments arguments{"--pty", deskLink()};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return cvdesk(arguments);
+    }
+    std::string device() const { return std::filesystem::read_symlink(deskLink()); }
+};
+
+const std::string prompt(desk::prompt);
+
+TEST_F(Doctor, Console_Well_ToldWithModelVersionAndTime) {
+    const Json report = examineDesk({}, 0);
+    EXPECT_THAT(findings(report), ElementsAre("pass console-active"));
+    EXPECT_THAT(textOf(report, "console-active"),
+                MatchesRegex("the console answered: model \"V4 Corvane EPROM 1\\.0\", version 7, active after [0-9.]+ s"));
+}
+
+TEST_F(Doctor, Model_Unknown_DefaultIsSaidToBeTaken) {
+    const Json report = examineDesk({"--model", "other"}, 0);
+    EXPECT_THAT(findings(report), ElementsAre("warn model-unknown", "pass console-active"));
+    EXPECT_THAT(textOf(report, "model-unknown"), AllOf(HasSubstr("\"M2 Corvane EPROM 1.0\""), HasSubstr("default")));
+}
+
+TEST_F(Doctor, Version_TooOldForKeys_Fails) {
+    const Json report = examineDesk({"--firmware", "6"}, 1);
+    EXPECT_THAT(findings(report), ElementsAre("pass console-active", "fail version-old"));
+    EXPECT_THAT(textOf(report, "version-old"), StartsWith("version 6 is too old"));
+}
+
+TEST_F(Doctor, Program_RunningWithoutMonitor_Warns) {
+    EXPECT_THAT(findings(examineDesk({"--no-monitor"}, 0)), ElementsAre("warn program-running", "pass console-active"));
+}
+
+TEST_F(Doctor, Line_Silent_Fails) { EXPECT_THAT(findings(examineDesk({"--silent"}, 1)), ElementsAre("fail line-silent")); }
+
+TEST_F(Doctor, Line_NoiseOnly_FailsAndShowsItInHex) {
+    const Json report = examineScript({.onReset = std::string("\0\xff~", 3)});
+    EXPECT_THAT(findings(report), ElementsAre("fail line-noise"));
+    EXPECT_THAT(textOf(report, "line-noise"), HasSubstr(": 00 FF 7E 00 FF 7E"));
+}
+
+TEST_F(Doctor, Monitor_PromptOnly_IdentificationIsMissed) {
+    EXPECT_THAT(findings(examineScript({.onReset = prompt})), ElementsAre("fail identification-none"));
+}
+
+TEST_F(Doctor, Program_StartedButMute_VersionIsMissed) {
+    const Json report = examineScript(
+        {.onReset = prompt, .answers = {{"H \r", "H \r\r\nV4 Corvane EPROM 1.0" + prompt}, {"J 0100 0\r", "\r\n"}}});
+    EXPECT_THAT(findings(report), ElementsAre("fail version-none"));
+    EXPECT_THAT(textOf(report, "version-none"), StartsWith("the program was started, but told no version"));
+}
+
+TEST_F(Doctor, Writes_NotTaken_Fail) {
+    ScriptedConsole console({.onReset = prompt, .suspended = true});
+    Process process(doctor(console.name(), {"--quick"}));
+    process.waitForLine([](const std::string& line) { return line.starts_with("FAIL  write-failed "); });
+    console.hangUp();  // so that the driver need not try every byte
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(output(process), Not(AnyOf(HasSubstr("line-silent"), HasSubstr("WARN"))));
+}
+
+TEST_F(Doctor, ModemLines_None_Warns) {
+    Process desk(ptyDesk());
+    whereIs(desk);
+    const Json report = examine(doctor(deskLink()), 0);
+    EXPECT_THAT(findings(report), ElementsAre("warn modem-lines", "pass console-active"));
+}
+
+TEST_F(Doctor, Port_GoneInStartup_IsLost) {
+    EXPECT_THAT(findings(examineScript({.hangsUp = true})), ElementsAre("fail port-lost"));
+}
+
+TEST_F(Doctor, Port_Refused_CannotBeOpened) {
+    const std::string nobodyThere = serialtest::Peer().url();
+    const Json report = examine(doctor(nobodyThere), 1);
+    EXPECT_THAT(findings(report), ElementsAre("fail port-open"));
+    EXPECT_THAT(textOf(report, "port-open"), HasSubstr("connection refused"));
+}
+
+TEST_F(Doctor, Port_HeldByAnother_IsToldByWhom) {
+    Process desk(ptyDesk());
+    whereIs(desk);
+    const lines::FileDescriptor holding = lines::owned(::open(deskLink().c_str(), O_RDWR | O_NOCTTY), deskLink());
+    const Json report = examine(doctor(deskLink()), 1);
+    EXPECT_THAT(findings(report), ElementsAre("fail port-held"));
+    EXPECT_THAT(textOf(report, "port-held"), HasSubstr(std::to_string(::getpid()) + " (doctor_test) has it open"));
+    EXPECT_EQ(textOf(report, "port-held", "next"), "close it, or: kill " + std::to_string(::getpid()));
+}
+
+TEST_F(Doctor, Port_NoPermission_IsToldWithTheCommand) {
+    Process desk(ptyDesk());
+    whereIs(desk);
+    const bool root = ::geteuid() == 0;
+    ASSERT_TRUE(!root || ::chown(device().c_str(), 0, 20) == 0);  // the group dialout, on every Debian
+    ASSERT_EQ(::chmod(device().c_str(), 0060), 0);
+    Process::Setup setup = doctor(device());
+    if (root) {
+        // Without its capabilities even root is bound by a file's rights.
+        const std::vector<std::string> head{"/usr/bin/setpriv", "--bounding-set=-all", "--inh-caps=-all"};
+        setup.command.insert(setup.command.begin(), head.begin(), head.end());
+    }
+    const Json report = examine(setup, 1);
+    EXPECT_THAT(findings(report), ElementsAre("fail port-permission"));
+    if (!root) return;
+    EXPECT_THAT(textOf(report, "port-permission"), HasSubstr("may not be opened by root: it belongs to root:dialout 0060"));
+    EXPECT_EQ(textOf(report, "port-permission", "next"), "sudo usermod -aG dialout root, then log out and in again");
+}
+
+TEST_F(Doctor, Machine_WithoutPorts_NoneIsToldOf) {
+    Process::Setup setup = command({"doctor", "--quick", "--json"});
+    setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
+    setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+    const Json report = examine(setup, 1);
+    EXPECT_THAT(findings(report), ElementsAre("fail port-none"));
+    EXPECT_EQ(textOf(report, "port-none"), "there is no /dev/ttyUSB0; this machine has no serial port");
+}
+
+TEST_F(Doctor, Machine_WithBusyPrograms_WarnsOfEach) {
+    Process desk(ptyDesk());
+    whereIs(desk);
+    std::vector<std::unique_ptr<Process>> programs;
+    for (const char* name : {"ModemManager", "brltty"}) {
+        std::filesystem::copy_file("/bin/sleep", m_folder.path() / name);
+        programs.push_back(std::make_unique<Process>(Process::Setup{.command = {m_folder.path() / name, "600"}}));
+    }
+    const Json report = examine(inMachine(command({"doctor", "--quick", "--json"}), device()), 0);
+    EXPECT_THAT(findings(report), ElementsAre("warn modem-manager", "warn brltty", "warn latency-timer", "warn modem-lines",
+                                              "pass console-active"));
+    EXPECT_THAT(textOf(report, "modem-manager", "next"), HasSubstr("ATTRS{idProduct}==\"6001\""));
+    EXPECT_THAT(textOf(report, "latency-timer"), HasSubstr("up to 16 ms"));
+    EXPECT_EQ(report.at("port"), "/dev/ttyUSB0");
+}
+
+TEST_F(Doctor, Preference_Off_WarnsAndLooksAllTheSame) {
+    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+    m_folder.write("config/cvhost/cvhost.toml", "[preferences]\nHardwareConsoleEnabled = false\n");
+    EXPECT_THAT(findings(examineDesk({}, 0)), ElementsAre("warn preference-off", "pass console-active"));
+}
+
+TEST_F(Doctor, Driver_Missing_IsTold) {
+    // A copy of the program has no driver beside it.
+    std::filesystem::copy_file(CVHOST_PROGRAM, m_folder.path() / "cvhost");
+    Process::Setup setup = doctor("rfc2217://127.0.0.1:1");
+    setup.command.front() = m_folder.path() / "cvhost";
+    setup.environment["LD_LIBRARY_PATH"] = std::filesystem::path(CVHOST_LIBRARY).parent_path();
+    EXPECT_THAT(findings(examine(setup, 1)), ElementsAre("fail driver-load"));
+}
+
+TEST_F(Doctor, Tests_OfLampsAndKeys_TellWhatArrived) {
+    const std::string script = m_folder.write("script",
+                                              "wait active\nexpect lamp 10 F\nexpect lamp 25 F\nexpect lamp 40 F\n"
+                                              "expect wheel on\ntap A\ntap A\ntap P\nshuttle 200\njog 3\n");
+    Process desk(cvdesk({"--rfc2217", "0", "--script", script}));
+    const Json report = examine(doctor(whereIs(desk), {"--json"}), 0);
+    EXPECT_THAT(findings(report), ElementsAre("pass console-active", "pass lamp-test", "pass key-test"));
+    EXPECT_THAT(textOf(report, "key-test"),
+                MatchesRegex("keys A \\(2 times\\) P; shuttle ring from x0\\.00 to x[1-9.]+; jog wheel 3\\.00 counts"));
+}
+
+TEST_F(Doctor, Signal_InTheLampTest_EndsItWithLampsOff) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Process desk(cvdesk({"--rfc2217", "0", "--script", m_folder.write("script", "wait active\n")}));
+        Process process(doctor(whereIs(desk), {}));
+        desk.waitForLine([](const std::string& line) { return line.find("lamp     20 on") != line.npos; });
+        process.signal(signal);
+        EXPECT_EQ(process.wait(), 0) << process.errors();
+        EXPECT_THAT(output(process), HasSubstr("WARN  lamp-test            ended at lamp "));
+        desk.waitForLine([](const std::string& line) { return line.find("lamp     20 off") != line.npos; });
+    }
+}
+
+TEST_F(Doctor, Signal_InStartup_EndsIt) {
+    Process desk(cvdesk({"--rfc2217", "0", "--silent"}));
+    Process process(doctor(whereIs(desk), {"--quick"}));
+    process.waitForLine([](const std::string& line) { return line.starts_with("The doctor opens"); });
+    process.signal(SIGTERM);
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(output(process), AllOf(HasSubstr("FAIL  interrupted "), Not(HasSubstr("line-silent"))));
+}
+
+TEST_F(Doctor, Bundle_Asked_HoldsAllThatIsNeeded) {
+    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+    m_folder.write("config/cvhost/cvhost.toml", "[settings]\njog_wheel_gearing = 2.0\n");
+    const std::string path = m_folder.path() / "bundle.tar.gz";
+    Process desk(cvdesk({"--rfc2217", "0"}));
+    examine(doctor(whereIs(desk), {"--quick", "--json", "--bundle", path}), 0);
+
+    struct stat status{};
+    ASSERT_EQ(::lstat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, static_cast<mode_t>(S_IFREG | 0600));
+    Process tar({.command = {"/bin/tar", "-xzf", path, "-C", m_folder.path()}});
+    ASSERT_EQ(tar.wait(), 0) << tar.errors();
+    const auto content = [&](const char* name) {
+        std::ifstream in(m_folder.path() / "cvhost-doctor" / name);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    EXPECT_THAT(content("report.txt"), HasSubstr("PASS  console-active"));
+    EXPECT_EQ(Json::parse(content("report.json")).at("result"), "pass");
+    EXPECT_TRUE(Json::parse(content("ports.json")).contains("ports"));
+    EXPECT_THAT(content("recording.jsonl"), HasSubstr("J 0100 0"));
+    EXPECT_THAT(content("log.txt"), HasSubstr("console version 7"));
+    EXPECT_THAT(content("cvhost.log"), HasSubstr("console version 7"));
+    EXPECT_THAT(content("versions.txt"), StartsWith("cvhost "));
+    EXPECT_THAT(content("cvhost.toml"), HasSubstr("jog_wheel_gearing"));
+}
+
+TEST_F(Doctor, Bundle_PathTaken_NothingIsTouched) {
+    const std::string path = m_folder.path() / "bundle";
+    const std::string target = m_folder.path() / "target";
+    std::filesystem::create_symlink(target, path);
+    ScriptedConsole console({});
+    Process process(doctor(console.name(), {"--bundle", path}));
+    EXPECT_EQ(process.wait(), 2);
+    EXPECT_THAT(process.errors(), MatchesRegex("cvhost: cannot make the bundle [^\n]*: File exists; [^\n]+\\.\n"));
+    EXPECT_FALSE(std::filesystem::exists(target));
+    EXPECT_THAT(output(process), IsEmpty());
+}
+
+TEST_F(Doctor, Bundle_SettingsFileIsALink_LeftOut) {
+    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+    std::filesystem::create_symlink(m_folder.write("elsewhere", ""), m_folder.path() / "config/cvhost/cvhost.toml");
+    const std::string path = m_folder.path() / "bundle.tar.gz";
+    examine(doctor("/nowhere", {"--json", "--bundle", path}), 1);
+    Process tar({.command = {"/bin/tar", "-tzf", path}});
+    ASSERT_EQ(tar.wait(), 0);
+    EXPECT_THAT(tar.lines(), IsSupersetOf({"cvhost-doctor/report.txt", "cvhost-doctor/versions.txt"}));
+    EXPECT_THAT(output(tar), Not(HasSubstr("cvhost.toml")));
+}
+
+using Ports = Doctor;
+
+TEST_F(Ports, Machine_MadeUp_AllThatIsKnownIsTold) {
+    Process desk(ptyDesk());
+    whereIs(desk);
+    Process process(inMachine(command({"ports", "--json"}), device()));
+    ASSERT_EQ(process.wait(), 0) << process.errors();
+    const Json all = Json::parse(output(process));
+    ASSERT_EQ(all.at("ports").size(), 3u);
+    EXPECT_EQ(all.at("ports").at(0).at("name"), "/dev/ttyACM0");
+    EXPECT_EQ(all.at("ports").at(0).at("serial_number"), Json());
+    EXPECT_EQ(all.at("ports").at(1).at("description"), Json());
+    EXPECT_EQ(all.at("ports").at(1).at("driver"), "serial");
+    Json usb = all.at("ports").at(2);
+    EXPECT_EQ(usb.at("access").at("allowed"), true);
+    usb.erase("access");
+    EXPECT_EQ(usb, (Json{{"name", "/dev/ttyUSB0"},
+                         {"description", "USB Serial Port"},
+                         {"usb_vendor", "0403"},
+                         {"usb_product", "6001"},
+                         {"serial_number", "A50285BI"},
+                         {"by_path", "/dev/serial/by-path/pci-0000:00:14.0-usb-0:1:1.0-port0"},
+                         {"driver", "ftdi_sio"},
+                         {"latency_ms", 16},
+                         {"held_by", Json::array()}}));
+    EXPECT_EQ(all.at("choice").at("name"), "/dev/ttyUSB0");
+    EXPECT_EQ(all.at("choice").at("why"), "description");
+}
+
+TEST_F(Ports, Machine_AskedWithoutJson_SaysWhichAndWhy) {
+    Process process(inMachine(command({"ports"}), "/dev/null"));
+    ASSERT_EQ(process.wait(), 0) << process.errors();
+    EXPECT_THAT(output(process),
+                AllOf(StartsWith("/dev/ttyACM0  \"Corvane Console\"\n"), HasSubstr("0403:6001, serial number A5"),
+                      HasSubstr("ftdi_sio, latency timer 16 ms")));
+    EXPECT_EQ(process.lines().back(),
+              "The driver will look for the console on /dev/ttyUSB0, because of its description "
+              "\"USB Serial Port\".");
+}
+
+TEST_F(Ports, Setting_WithoutFittingDescription_IsTheReason) {
+    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+    m_folder.write("config/cvhost/cvhost.toml", "[settings]\nconsole_port = \"/dev/ttyS7\"\n");
+    Process::Setup setup = command({"ports", "--json"});
+    setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
+    setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+    Process process(setup);
+    ASSERT_EQ(process.wait(), 0) << process.errors();
+    const Json choice = Json::parse(output(process)).at("choice");
+    EXPECT_EQ(choice.at("name"), "/dev/ttyS7");
+    EXPECT_EQ(choice.at("why"), "setting");
+    EXPECT_THAT(choice.at("text").get<std::string>(), HasSubstr("there is no such port now"));
+}
+
+TEST_F(Ports, Setting_Empty_NoPortIsChosen) {
+    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+    m_folder.write("config/cvhost/cvhost.toml", "[settings]\nconsole_port = \"\"\n");
+    Process::Setup setup = command({"ports", "--json"});
+    setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
+    setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+    Process process(setup);
+    ASSERT_EQ(process.wait(), 0) << process.errors();
+    EXPECT_EQ(Json::parse(output(process)).at("choice").at("why"), "nothing");
+}
+
+}  // namespace
+}  // namespace apps_test

@@ -1,0 +1,111 @@
+// Start-up judged from what was seen on the line.
+#include <gmock/gmock.h>
+
+#include "apps/cvhost/StartupJudge.h"
+
+namespace cvhost {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using What = Seen::What;
+
+const Seen opened{.what = What::open, .at = 1s};
+const Seen prompt{.what = What::receive, .text = "\r\nEPROM>"};
+const Seen over{.what = What::log, .text = "CON:   console_init: no console found\n"};
+
+Seen sent(std::string text) { return {.what = What::transmit, .text = std::move(text)}; }
+Seen came(std::string text) { return {.what = What::receive, .text = std::move(text)}; }
+Seen trouble(std::string text) { return {.what = What::trouble, .text = std::move(text)}; }
+Seen active(int version) {
+    return {.what = What::log, .at = 3s, .text = "CON:   console_init: console version " + std::to_string(version) + "\n"};
+}
+
+std::vector<std::string> found(const std::vector<Seen>& seen) {
+    std::vector<std::string> result;
+    for (const Check& check : judgeStartup("/dev/ttyUSB0", seen)) {
+        result.push_back(std::string(nameOf(check.result)) + ' ' + std::string(nameOf(check.id)));
+    }
+    return result;
+}
+
+std::string lastText(const std::vector<Seen>& seen) { return judgeStartup("/dev/ttyUSB0", seen).back().text; }
+
+TEST(StartupState, Events_TellHowFarItIs) {
+    EXPECT_EQ(startupState({}), Startup::underWay);
+    EXPECT_EQ(startupState(std::vector{opened}), Startup::underWay);
+    EXPECT_EQ(startupState(std::vector{trouble("cannot be opened: busy")}), Startup::notOpen);
+    EXPECT_EQ(startupState(std::vector{opened, over}), Startup::silent);
+    EXPECT_EQ(startupState(std::vector{opened, trouble("does not take 2 bytes that are to be sent")}), Startup::silent);
+    EXPECT_EQ(startupState(std::vector{opened, Seen{.what = What::lost}}), Startup::lost);
+    EXPECT_EQ(startupState(std::vector{opened, active(7)}), Startup::active);
+}
+
+TEST(JudgeStartup, NeverOpened_IsPortOpenOrHeld) {
+    EXPECT_THAT(found({trouble("cannot be opened: device or resource busy")}), ElementsAre("FAIL port-held"));
+    EXPECT_THAT(found({trouble("cannot be opened: not a serial port")}), ElementsAre("FAIL port-open"));
+    EXPECT_EQ(lastText({trouble("cannot be opened: not a serial port")}), "cannot open /dev/ttyUSB0: not a serial port");
+    EXPECT_THAT(found({}), ElementsAre("FAIL port-open"));
+}
+
+TEST(JudgeStartup, Active_TimeIsFromTheOpening) {
+    EXPECT_THAT(found({opened, prompt, sent("H "), came("H "), sent("\r"), came("\r\r\nV4 X\r\nEPROM>"), active(7)}),
+                ElementsAre("PASS console-active"));
+    EXPECT_EQ(lastText({opened, prompt, sent("H "), sent("\r"), came("H \r\r\nV4 X\r\nEPROM>"), active(7)}),
+              "the console answered: model \"V4 X\", version 7, active after 2.00 s");
+}
+
+TEST(JudgeStartup, ActiveWithoutIdentity_Warns) {
+    EXPECT_THAT(found({opened, prompt, sent("H "), came("H "), sent("J 0100 0"), active(7)}),
+                ElementsAre("WARN identification-none", "PASS console-active"));
+}
+
+TEST(JudgeStartup, ActiveThroughTheJumpAlone_NoMonitorIsMissed) {
+    EXPECT_THAT(found({opened, trouble("has no RTS line"), sent("J 0100 0"), came("J 0100 0"), active(8)}),
+                ElementsAre("WARN modem-lines", "PASS console-active"));
+}
+
+TEST(JudgeStartup, ReplyAfterTheJump_IsNoIdentity) {
+    EXPECT_THAT(found({opened, prompt, sent("H "), sent("J 0100 0"), came("\r\nV4"), over}),
+                ElementsAre("FAIL identification-none"));
+}
+
+TEST(JudgeStartup, ReplyOfOneCharacter_IsAnUnknownModel) {
+    EXPECT_THAT(found({opened, prompt, sent("H "), came("H \rM"), active(7)}),
+                ElementsAre("WARN model-unknown", "PASS console-active"));
+}
+
+TEST(JudgeStartup, JumpNotConfirmed_IsSaid) {
+    EXPECT_THAT(lastText({opened, prompt, sent("H "), came("H \r\r\nV4"), sent("J 0100 0"), came("?"), over}),
+                testing::AllOf(HasSubstr("did not confirm"), HasSubstr("came 3F")));
+}
+
+TEST(JudgeStartup, MuchNoise_IsCutShort) {
+    const std::string text = lastText({opened, came(std::string(1000, '\0')), over});
+    EXPECT_THAT(text, HasSubstr("1000 bytes came"));
+    EXPECT_TRUE(text.ends_with("00 00 ...")) << text;
+    EXPECT_LT(text.size(), 200u);
+}
+
+TEST(JudgeStartup, Lost_SaysWhy) {
+    EXPECT_THAT(found({opened, trouble("is lost: I/O error"), Seen{.what = What::lost}}), ElementsAre("FAIL port-lost"));
+    EXPECT_THAT(lastText({opened, trouble("is lost: I/O error"), Seen{.what = What::lost}}), HasSubstr(": I/O error"));
+}
+
+TEST(JudgeStartup, VersionSix_IsTooOld) {
+    EXPECT_THAT(found({opened, sent("J 0100 0"), came("V006 "), active(6)}),
+                ElementsAre("WARN program-running", "PASS console-active", "FAIL version-old"));
+}
+
+TEST(JudgeStartup, NetworkPortWithoutControl_HasNoModemLines) {
+    EXPECT_THAT(found({{.what = What::log,
+                        .text = "x: the other end does not offer to control its serial port; RTS may have no "
+                                "effect\n"},
+                       opened,
+                       over}),
+                ElementsAre("WARN modem-lines", "FAIL line-silent"));
+}
+
+}  // namespace
+}  // namespace cvhost
