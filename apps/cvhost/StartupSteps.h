@@ -25,7 +25,7 @@ public:
     void port(std::string_view name, PortState state, double now);
     void rts(int level, double now);
     void message(const WireMessage& message, double now);
-    void active(int version, double now);
+    void active(int number, double now);
 
     const std::array<Step, 6>& steps() const { return m_steps; }
 

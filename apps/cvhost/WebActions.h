@@ -14,7 +14,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "apps/cvhost/WebBoard.h"
 #include "host/api/ConsoleResource.h"
@@ -38,10 +37,11 @@ public:
         lines::FaultyLine* line;  ///< the desk's
     };
 
-    explicit WebActions(Stage stage) : m_stage(std::move(stage)) {}
+    explicit WebActions(const Stage& stage) : m_stage(stage) {}
 
-    /// Does one action, or each of up to 32 in a list, in order. Throws WebRefusal at the first that cannot be done.
-    void perform(std::string_view json) const;
+    /// Reads `text`, JSON, and does one action, or each of up to 32 in a list, in order. Throws WebRefusal at the first that
+    /// cannot be done.
+    void perform(std::string_view text) const;
 
 private:
     const Stage m_stage;

@@ -93,7 +93,7 @@ private:
 
     template <class Change>
     void change(Change change);
-    void addLog(std::string_view heading, std::string_view text);
+    void addLog(std::string_view heading, std::string_view line);
     void addMessage(const WireMessage& message);
     void addSample();
     int shownSpeed() const { return m_reader.look().ringTold ? m_speed : 0; }

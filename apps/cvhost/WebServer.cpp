@@ -104,8 +104,8 @@ private:
     }
 };
 
-WebServer::WebServer(const WebAddress& address, WebBoard& board, WebActions actions)
-    : m_address(address), m_board(board), m_actions(std::move(actions)), m_server(std::make_unique<Server>()) {
+WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions)
+    : m_address(address), m_board(board), m_actions(actions), m_server(std::make_unique<Server>()) {
     Server& server = *m_server;
     server.new_task_queue = [] { return new Pool; };
     server.set_payload_max_length(longestBody);

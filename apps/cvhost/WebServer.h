@@ -25,7 +25,7 @@ public:
     static constexpr int mostListeners = 24;
 
     /// Listens at once. Throws std::runtime_error, with what is wrong and what to do, when it cannot.
-    WebServer(const WebAddress& address, WebBoard& board, WebActions actions);
+    WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions);
     WebServer(const WebServer&) = delete;
     WebServer& operator=(const WebServer&) = delete;
     /// Ends the board too.
