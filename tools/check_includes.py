@@ -15,6 +15,7 @@ TABLE = {
     "desk":       ["desk"],
     "lines":      ["desk", "lines", "rfc2217"],
     "apps":       ["host", "lines", "desk", "apps"],
+    "packaging":  ["host"],
     "tests":      [""],
     "bench":      [""],
     "fuzz":       [""],

@@ -1,11 +1,10 @@
 #include "apps/cvhost/Driver.h"
 
-#include "host/api/Files.h"
-#include "host/core/Text.h"
+#include "host/linux/Host.h"
 
 namespace cvhost {
 
-std::string driverPath() { return narrow(getAppPath().view()) + "CorvaneConsole.so"; }
+std::string driverPath() { return pluginPath("CorvaneConsole.so"); }
 
 std::string loadProblem(std::string sentence) {
     while (sentence.ends_with('.')) sentence.pop_back();

@@ -10,7 +10,7 @@ namespace cvhost {
 /// The preference that lets the console be used.
 inline constexpr const char* consoleEnabled = "HardwareConsoleEnabled";
 
-/// Beside the program.
+/// Where the plug-in is to be.
 std::string driverPath();
 
 /// What the plug-in's loader says, to follow the program's name and without a full stop, and what to do if it does not say.

@@ -39,6 +39,10 @@ private:
     CvPluginBase* m_plugin = nullptr;
 };
 
+/// Where the plug-in library called `name` is: beside the program, else in the folder for plug-ins beside the host's
+/// library. There need not be one.
+std::string pluginPath(const std::string& name);
+
 /// Reads cvhost/cvhost.toml in XDG_CONFIG_HOME (~/.config by default) into settings(). No file is no error; a broken one
 /// is said in the log, with line and column, and ignored.
 void loadSettingsFile();

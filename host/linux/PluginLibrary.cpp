@@ -1,9 +1,12 @@
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <utility>
 
+#include "host/api/Files.h"
 #include "host/core/PluginManager.h"
+#include "host/core/Text.h"
 #include "host/linux/Host.h"
 #include "host/linux/SerialPorts.h"
 
@@ -59,6 +62,15 @@ std::string PluginLibrary::unload() {
     if (still == nullptr) return {};
     ::dlclose(still);
     return "The plug-in " + m_path + " has been let go but stays in the process.";
+}
+
+std::string pluginPath(const std::string& name) {
+    const std::string beside = narrow(getAppPath().view()) + name;
+    if (::access(beside.c_str(), F_OK) == 0) return beside;
+    Dl_info library{};
+    ::dladdr(reinterpret_cast<const void*>(&pluginPath), &library);
+    const std::string path = absolutePath(library.dli_fname);
+    return path.substr(0, path.rfind('/') + 1) + CVHOST_PLUGIN_FOLDER "/" + name;
 }
 
 iConsoleResource* PluginLibrary::console() const { return m_plugin == nullptr ? nullptr : consoleOf(*m_plugin); }

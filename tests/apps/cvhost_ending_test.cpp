@@ -137,7 +137,7 @@ TEST_F(CvhostTest, Run_PlugInMissing_SaysSoAndWhatToDo) {
 
     EXPECT_EQ(host.wait(), 1);
     EXPECT_THAT(host.errors(), MatchesRegex(oneSentence));
-    EXPECT_THAT(host.errors(), HasSubstr(m_folder.path() / "CorvaneConsole.so"));
+    EXPECT_THAT(host.errors(), HasSubstr(m_folder.path() / "corvane/CorvaneConsole.so"));
 }
 
 TEST_F(CvhostTest, Run_SettingsFile_IsReadAndOverriddenByTheCommandLine) {
