@@ -1,0 +1,109 @@
+"""Whether the commands that documents show do what they are shown for.
+
+A command stands in a block headed sh, one a line. A comment behind it says who runs it, if not this check:
+
+    # hardware, # root     it needs a console, or rights, that are not here
+    # by hand              it takes hours, or changes the tree
+    # by NAME              .ci/run, as one of its steps; or a test, in the folder NAME
+    # until Ctrl-C         this check, which interrupts it when it has shown that it works
+"""
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import tempfile
+
+SECONDS = 600  # some build first
+COMMAND = re.compile(r"^( {4,}|\$ )?(sudo )?(\./dev|cvhost|cvdesk|\.ci/run|cmake|apt|dpkg|udevadm)( |$)")
+MARK = re.compile(r"# (hardware|root|by hand|until Ctrl-C|by \S+?)(?=[:.,;]? |[:.,;]?$)")
+WORKS = re.compile(r"\bactive\b|^ *[\d.]* *(rfc2217|desk|port)\b")
+
+
+def blocks(text):
+    """(head, [(line number, line)]) of each fenced block; the lines outside of all under None."""
+    outside, current = [], None
+    for number, line in enumerate(text.splitlines(), 1):
+        if line.startswith("```"):
+            if current is None:
+                current = (line[3:], [])
+            else:
+                yield current
+                current = None
+        else:
+            (outside if current is None else current[1]).append((number, line))
+    yield None, outside
+
+
+def commands(text):
+    """(line number, command, mark or None) of each command; (line number, line, "astray") of those outside a block for them."""
+    for head, lines in blocks(text):
+        for number, line in lines:
+            if head == "sh" and line.strip() and not line.startswith("#"):
+                mark = MARK.search(line)
+                yield number, re.split(r"\s+# ", line)[0].strip(), mark[1] if mark else None
+            elif (head is None or head == "") and COMMAND.match(line) and (head == "" or line.startswith(" ")):
+                yield number, line.strip(), "astray"
+
+
+def ran(command, folder, environment):
+    """Runs it to its end: what went wrong, or None."""
+    try:
+        result = subprocess.run(["bash", "-c", command], cwd=folder, env=environment, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=SECONDS)
+    except subprocess.TimeoutExpired:
+        return f"still ran after {SECONDS} s"
+    return f"ended with {result.returncode}: {result.stdout[-500:]}" if result.returncode else None
+
+
+def interrupted(command, folder, environment):
+    """Runs it until it shows that it works, then interrupts it: what went wrong, or None."""
+    with subprocess.Popen(["bash", "-c", f"exec {command}"], cwd=folder, env=environment, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
+        timer = subprocess.Popen(["sh", "-c", f"sleep {SECONDS}; kill -9 {process.pid}"], start_new_session=True)
+        seen = ""
+        try:
+            for line in process.stdout:
+                seen += line
+                if WORKS.search(line):
+                    process.send_signal(signal.SIGINT)
+                    break
+            seen += process.stdout.read()
+            status = process.wait()
+        finally:
+            os.killpg(timer.pid, signal.SIGKILL)
+            timer.wait()
+    return f"ended with {status}: {seen[-500:]}" if status else None
+
+
+def problem(root, command, mark, folder, environment):
+    """What is wrong with one command, or None."""
+    if mark == "astray":
+        return "stands outside a sh block"
+    if mark in ("hardware", "root", "by hand"):
+        return None
+    if mark == "by .ci/run":
+        step = re.sub(r"^\./dev ", "", command)
+        known = command == ".ci/run" or re.search(rf'^ *"\d+ {re.escape(step)}( \d+)?"$', (root / ".ci/run").read_text(), re.MULTILINE)
+        return None if known else "is no step of .ci/run"
+    if mark == "until Ctrl-C":
+        return interrupted(command, folder, environment)
+    if mark:
+        return None if (root / mark[3:]).is_dir() else f"{mark[3:]} does not exist"
+    return ran(command, folder, environment)
+
+
+def problems(root, names, programs):
+    """(document, line number, command, what is wrong) for each command that is not what it is shown to be."""
+    with tempfile.TemporaryDirectory(prefix="corvane-documents-") as scratch:
+        folder = pathlib.Path(scratch, "here")
+        folder.mkdir()
+        for name in ("dev", ".ci"):
+            (folder / name).symlink_to(root / name)
+        homes = {f"XDG_{kind}_HOME": f"{scratch}/{kind.lower()}" for kind in ("CONFIG", "STATE")}
+        environment = {**os.environ, **homes, "PATH": f"{programs}:{os.environ['PATH']}", "NO_COLOR": "1"}
+        for name in names:
+            for number, command, mark in commands((root / name).read_text()):
+                wrong = problem(root, command, mark, folder, environment)
+                if wrong:
+                    yield name, number, command, wrong
