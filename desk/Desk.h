@@ -17,15 +17,11 @@
 #include <string>
 #include <string_view>
 
+#include "desk/Machine.h"
 #include "desk/Monitor.h"
 #include "desk/Program.h"
 
 namespace desk {
-
-using Time = std::chrono::nanoseconds;
-
-/// Ten bits at 9600 baud, to the nearest nanosecond.
-inline constexpr Time byteTime{(10LL * 1'000'000'000 + 9600 / 2) / 9600};
 
 struct Options {
     int firmware = 7;                               ///< version answered by the program; the low 12 bits count
@@ -38,13 +34,7 @@ struct Options {
     Time startTime = std::chrono::milliseconds(5);  ///< from the end of the jump's reply to the program's start
 };
 
-struct TimedByte {
-    Time at;
-    unsigned char byte;
-    bool operator==(const TimedByte&) const = default;
-};
-
-class Desk {
+class Desk final : public Machine {
 public:
     /// Powers the console on at `now`, with RTS high.
     explicit Desk(const Options& options = {}, Time now = Time::zero());
@@ -52,14 +42,12 @@ public:
     // The line.
 
     /// The host begins to send a byte, or queues it behind those on their way. Up to 65536 may wait; more are lost.
-    void receive(unsigned char byte, Time now);
+    void receive(unsigned char byte, Time now) override;
     /// Takes effect at once, whatever is on its way.
-    void setRts(bool high, Time now);
-    /// The next byte that has left by `now`, in order; call until there is none.
-    std::optional<TimedByte> takeOutput(Time now);
-    /// When takeOutput must be called next: something changes then, or a byte has left. None: only input can change
-    /// anything.
-    std::optional<Time> nextEvent() const;
+    void setRts(bool high, Time now) override;
+    std::optional<TimedByte> takeOutput(Time now) override;
+    std::optional<Time> nextEvent() const override;
+    bool unpaced() const override { return m_options.unpaced; }
     /// Lets time pass up to `now`, as every operation with a time does.
     void advance(Time now);
 

@@ -83,8 +83,8 @@ std::string formatOf(unsigned value) {
     return format += stopBits.at(value >> 11 & 3U);
 }
 
-desk::Time timeOf(std::size_t bytes, int baud, const desk::Desk& desk) {
-    if (desk.options().unpaced || baud == 0) return {};
+desk::Time timeOf(std::size_t bytes, int baud, const desk::Machine& desk) {
+    if (desk.unpaced() || baud == 0) return {};
     return static_cast<desk::Time::rep>(bytes) * desk::Time(10LL * 1'000'000'000 / baud);
 }
 
@@ -92,7 +92,7 @@ desk::Time timeOf(std::size_t bytes, int baud, const desk::Desk& desk) {
 
 Ftdi::Ftdi(std::string product, SettingsWatcher watcher) : m_product(std::move(product)), m_watcher(std::move(watcher)) {}
 
-std::optional<Ftdi::Bytes> Ftdi::control(const Setup& setup, desk::Desk& desk, desk::Time now) {
+std::optional<Ftdi::Bytes> Ftdi::control(const Setup& setup, desk::Machine& desk, desk::Time now) {
     switch (unsigned{setup[0]} << 8 | setup[1]) {
         case Request::setConfiguration:
             m_configuration = setup[2];
@@ -146,7 +146,7 @@ std::optional<Ftdi::Bytes> Ftdi::descriptor(unsigned type, unsigned index) const
     return std::nullopt;
 }
 
-bool Ftdi::vendorRequest(const Setup& setup, desk::Desk& desk, desk::Time now) {
+bool Ftdi::vendorRequest(const Setup& setup, desk::Machine& desk, desk::Time now) {
     const unsigned value = word(setup, 2);
     switch (unsigned{setup[0]} << 8 | setup[1]) {
         case Request::reset:  // 0: everything; 1: what waits for the host; 2: what waits to be sent
@@ -179,7 +179,7 @@ bool Ftdi::vendorRequest(const Setup& setup, desk::Desk& desk, desk::Time now) {
     }
 }
 
-desk::Time Ftdi::write(std::span<const unsigned char> bytes, desk::Desk& desk, desk::Time now) {
+desk::Time Ftdi::write(std::span<const unsigned char> bytes, desk::Machine& desk, desk::Time now) {
     if (passes())
         for (const unsigned char byte : bytes) desk.receive(byte, now);
     if (!m_statusDue) m_statusDue = now + latency();

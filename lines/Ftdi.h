@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "desk/Desk.h"
+#include "desk/Machine.h"
 
 namespace lines {
 
@@ -49,10 +49,10 @@ public:
     explicit Ftdi(std::string product, SettingsWatcher watcher = {});
 
     /// Answers a request to endpoint 0: all that there is to send back, empty where there is nothing. None: refused.
-    std::optional<Bytes> control(const Setup& setup, desk::Desk& desk, desk::Time now);
+    std::optional<Bytes> control(const Setup& setup, desk::Machine& desk, desk::Time now);
     /// Takes bytes for the desk; when the last of them has found room in the buffer. At settings other than the desk's
     /// 9600 8N1 nothing gets through, in either direction.
-    desk::Time write(std::span<const unsigned char> bytes, desk::Desk& desk, desk::Time now);
+    desk::Time write(std::span<const unsigned char> bytes, desk::Machine& desk, desk::Time now);
     /// Takes bytes from the desk.
     void receive(std::span<const unsigned char> bytes, desk::Time now);
     /// The answer to a read of `length` bytes, in packets that each begin with two status bytes; none while it has to wait.
@@ -66,7 +66,7 @@ private:
     std::optional<Bytes> standardRequest(const Setup& setup) const;
     std::optional<Bytes> descriptor(unsigned type, unsigned index) const;
     /// False: there is no such request.
-    bool vendorRequest(const Setup& setup, desk::Desk& desk, desk::Time now);
+    bool vendorRequest(const Setup& setup, desk::Machine& desk, desk::Time now);
     bool passes() const { return m_settings.baud == 9600 && m_settings.format == "8N1"; }
     desk::Time latency() const { return std::chrono::milliseconds(m_settings.latencyMs); }
     std::array<unsigned char, statusSize> status(desk::Time now);

@@ -1,4 +1,5 @@
-// What carries a desk to a host. A line belongs to one DeskServer, on whose thread alone it is used once that has started.
+// What carries a desk to a host. A line belongs to one MachineServer, on whose thread alone it is used once that has
+// started.
 #pragma once
 
 #include <poll.h>
@@ -8,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "desk/Desk.h"
+#include "desk/Machine.h"
 
 namespace lines {
 
@@ -23,11 +24,14 @@ public:
     /// Appends what is to be waited for.
     virtual void watchFor(std::vector<pollfd>& waits) const = 0;
     /// Does what has become possible, without blocking; what the host has sent goes to the desk.
-    virtual void service(desk::Desk& desk, desk::Time now) = 0;
+    virtual void service(desk::Machine& desk, desk::Time now) = 0;
     /// Sends what the desk has sent; lost if nobody listens, or if the host has stopped reading.
     virtual void send(std::span<const unsigned char> bytes, desk::Time now) = 0;
     /// When service() must be called next, whether or not anything has arrived; none: when something has.
     virtual std::optional<desk::Time> nextEvent() const { return std::nullopt; }
+    /// Drops the connection, as when the cable is pulled out; a host may open the line again at once. A line that cannot
+    /// does nothing.
+    virtual void hangUp() {}
 
 protected:
     Line() = default;

@@ -35,12 +35,28 @@ void makeRaw(const std::string& device) {
 
 Pty::Pty(std::string link)
     : m_link(std::move(link)),
-      m_master(owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK), "no pseudo-terminal to be had")),
       m_openings(owned(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK), "no inotify instance to be had")) {
-    m_device = deviceOf(m_master);
+    make();
+}
+
+void Pty::make() {
+    FileDescriptor master =
+        owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK), "no pseudo-terminal to be had");
+    m_device = deviceOf(master);
     makeRaw(m_device);
     if (::inotify_add_watch(m_openings.get(), m_device.c_str(), IN_OPEN) < 0) fail("cannot watch " + m_device);
     makeLink();
+    m_master = std::move(master);
+}
+
+void Pty::hangUp() {
+    m_listened = false;
+    m_backlog.clear();
+    try {
+        make();
+    } catch (const std::system_error&) {
+        m_master.reset();  // there is no other terminal to be had: it stays unplugged
+    }
 }
 
 Pty::~Pty() {
@@ -61,7 +77,7 @@ void Pty::watchFor(std::vector<pollfd>& waits) const {
     waits.push_back({.fd = m_master.get(), .events = static_cast<short>(POLLIN | out), .revents = 0});
 }
 
-void Pty::service(desk::Desk& desk, desk::Time now) {
+void Pty::service(desk::Machine& desk, desk::Time now) {
     std::array<char, 4096> bytes;
     while (::read(m_openings.get(), bytes.data(), bytes.size()) > 0) {
     }

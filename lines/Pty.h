@@ -26,10 +26,13 @@ public:
     /// The terminal itself, such as "/dev/pts/4".
     const std::string& device() const { return m_device; }
     void watchFor(std::vector<pollfd>& waits) const override;
-    void service(desk::Desk& desk, desk::Time now) override;
+    void service(desk::Machine& desk, desk::Time now) override;
     void send(std::span<const unsigned char> bytes, desk::Time now) override;
+    void hangUp() override;
 
 private:
+    /// A new terminal, and the link to it.
+    void make();
     void makeLink() const;
     void flush();
 

@@ -66,7 +66,7 @@ struct Rfc2217Server::Client final : private rfc2217::Attached {
         return static_cast<short>(in | out);
     }
     /// Takes what has arrived, unless the client has stopped reading our answers. False: the client has gone.
-    bool receive(desk::Desk& to, desk::Time when);
+    bool receive(desk::Machine& to, desk::Time when);
     void send(std::span<const unsigned char> bytes);
     bool flush();
 
@@ -81,11 +81,11 @@ private:
 
     rfc2217::ServerPort port;
     std::vector<unsigned char> suspended;
-    desk::Desk* desk = nullptr;  ///< this and `now` are set while receive() runs
+    desk::Machine* desk = nullptr;  ///< this and `now` are set while receive() runs
     desk::Time now{};
 };
 
-bool Rfc2217Server::Client::receive(desk::Desk& to, desk::Time when) {
+bool Rfc2217Server::Client::receive(desk::Machine& to, desk::Time when) {
     desk = &to;
     now = when;
     std::array<unsigned char, 4096> bytes;
@@ -126,13 +126,15 @@ void Rfc2217Server::watchFor(std::vector<pollfd>& waits) const {
     if (m_client) waits.push_back({.fd = m_client->socket.get(), .events = m_client->events(), .revents = 0});
 }
 
-void Rfc2217Server::service(desk::Desk& desk, desk::Time now) {
+void Rfc2217Server::service(desk::Machine& desk, desk::Time now) {
     if (m_client && !(m_client->receive(desk, now) && m_client->flush())) {
         m_client.reset();
         desk.setRts(true, now);
     }
     acceptClients();
 }
+
+void Rfc2217Server::hangUp() { m_client.reset(); }
 
 void Rfc2217Server::acceptClients() {
     for (;;) {

@@ -24,8 +24,9 @@ public:
     const std::string& name() const override { return m_name; }
     std::uint16_t port() const { return m_port; }
     void watchFor(std::vector<pollfd>& waits) const override;
-    void service(desk::Desk& desk, desk::Time now) override;
+    void service(desk::Machine& desk, desk::Time now) override;
     void send(std::span<const unsigned char> bytes, desk::Time now) override;
+    void hangUp() override;
 
 private:
     struct Client;

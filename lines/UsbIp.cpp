@@ -40,7 +40,7 @@ void answer(Ftdi::Bytes& out, Command command, std::uint32_t sequence, int statu
 
 }  // namespace
 
-bool UsbIp::receive(std::span<const unsigned char> bytes, desk::Desk& desk, desk::Time now, Bytes& out) {
+bool UsbIp::receive(std::span<const unsigned char> bytes, desk::Machine& desk, desk::Time now, Bytes& out) {
     m_input.insert(m_input.end(), bytes.begin(), bytes.end());
     for (;;) {
         const auto taken = takeMessage(desk, now, out);
@@ -51,7 +51,7 @@ bool UsbIp::receive(std::span<const unsigned char> bytes, desk::Desk& desk, desk
     }
 }
 
-std::optional<std::size_t> UsbIp::takeMessage(desk::Desk& desk, desk::Time now, Bytes& out) {
+std::optional<std::size_t> UsbIp::takeMessage(desk::Machine& desk, desk::Time now, Bytes& out) {
     if (m_input.size() < headerSize) return 0;
     const std::uint32_t command = number(m_input, 0);
     if (command == Command::cmdUnlink) {
@@ -69,7 +69,7 @@ std::optional<std::size_t> UsbIp::takeMessage(desk::Desk& desk, desk::Time now, 
     return headerSize + dataSize;
 }
 
-bool UsbIp::submit(std::span<const unsigned char> data, desk::Desk& desk, desk::Time now, Bytes& out) {
+bool UsbIp::submit(std::span<const unsigned char> data, desk::Machine& desk, desk::Time now, Bytes& out) {
     const bool in = number(m_input, directionAt) != 0;
     const std::uint32_t endpoint = number(m_input, endpointAt);
     Transfer transfer{.sequence = number(m_input, sequenceAt), .length = number(m_input, lengthAt)};
@@ -88,7 +88,7 @@ bool UsbIp::submit(std::span<const unsigned char> data, desk::Desk& desk, desk::
     return true;
 }
 
-void UsbIp::submitControl(const Transfer& transfer, bool in, desk::Desk& desk, desk::Time now, Bytes& out) {
+void UsbIp::submitControl(const Transfer& transfer, bool in, desk::Machine& desk, desk::Time now, Bytes& out) {
     Ftdi::Setup setup{};
     std::copy_n(m_input.begin() + setupAt, setup.size(), setup.begin());
     auto reply = m_device.control(setup, desk, now);

@@ -23,7 +23,7 @@ public:
 
     /// Takes what the kernel has sent, in any splitting. False: it was no message that can be answered, and the connection
     /// is of no more use.
-    bool receive(std::span<const unsigned char> bytes, desk::Desk& desk, desk::Time now, Bytes& out);
+    bool receive(std::span<const unsigned char> bytes, desk::Machine& desk, desk::Time now, Bytes& out);
     /// Takes bytes from the desk.
     void send(std::span<const unsigned char> bytes, desk::Time now, Bytes& out);
     /// Lets time pass up to `now`.
@@ -38,10 +38,10 @@ private:
         desk::Time at{};  ///< of a write: when it is done
     };
     /// Deals with the first message in m_input; how many bytes it had, 0 when it is not there whole, none for nonsense.
-    std::optional<std::size_t> takeMessage(desk::Desk& desk, desk::Time now, Bytes& out);
+    std::optional<std::size_t> takeMessage(desk::Machine& desk, desk::Time now, Bytes& out);
     /// Fails when more transfers wait than a driver ever starts.
-    bool submit(std::span<const unsigned char> data, desk::Desk& desk, desk::Time now, Bytes& out);
-    void submitControl(const Transfer& transfer, bool in, desk::Desk& desk, desk::Time now, Bytes& out);
+    bool submit(std::span<const unsigned char> data, desk::Machine& desk, desk::Time now, Bytes& out);
+    void submitControl(const Transfer& transfer, bool in, desk::Machine& desk, desk::Time now, Bytes& out);
     void unlink(Bytes& out);
 
     Ftdi m_device;

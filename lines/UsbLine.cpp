@@ -17,7 +17,7 @@ void UsbLine::watchFor(std::vector<pollfd>& waits) const {
     waits.push_back({.fd = m_connection.get(), .events = static_cast<short>(in | out), .revents = 0});
 }
 
-void UsbLine::service(desk::Desk& desk, desk::Time now) {
+void UsbLine::service(desk::Machine& desk, desk::Time now) {
     if (!m_connection) return;
     m_device.advance(now, m_backlog.bytes());
     if (receive(desk, now) && flush()) return;
@@ -25,7 +25,7 @@ void UsbLine::service(desk::Desk& desk, desk::Time now) {
     desk.setRts(true, now);
 }
 
-bool UsbLine::receive(desk::Desk& desk, desk::Time now) {
+bool UsbLine::receive(desk::Machine& desk, desk::Time now) {
     if (m_backlog.full()) return true;
     std::array<unsigned char, 4096> bytes;
     const ssize_t count = ::recv(m_connection.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);

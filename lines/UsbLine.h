@@ -21,13 +21,13 @@ public:
     /// The product text.
     const std::string& name() const override { return m_product; }
     void watchFor(std::vector<pollfd>& waits) const override;
-    void service(desk::Desk& desk, desk::Time now) override;
+    void service(desk::Machine& desk, desk::Time now) override;
     void send(std::span<const unsigned char> bytes, desk::Time now) override;
     std::optional<desk::Time> nextEvent() const override;
 
 private:
     /// False: the kernel has let go of the device.
-    bool receive(desk::Desk& desk, desk::Time now);
+    bool receive(desk::Machine& desk, desk::Time now);
     bool flush();
 
     std::string m_product;

@@ -28,8 +28,11 @@ constexpr const char* footer =
     "--usb needs root and the kernel modules vhci-hcd and ftdi_sio; a real serial port appears, /dev/ttyUSB0 or the next\n"
     "that is free. Ending cvdesk pulls its plug.\n"
     "\n"
-    "Exit status: 0 ended by quit, Ctrl-C (SIGINT) or SIGTERM; 1 an expectation was not met; 2 the command line or the\n"
-    "script is wrong; 3 the line could not be set up.\n"
+    "A replay keeps step with the host: what the console did after so many bytes of the host's, it does again after as\n"
+    "many, and as much later. It tells what the host does otherwise.\n"
+    "\n"
+    "Exit status: 0 ended by quit, Ctrl-C (SIGINT) or SIGTERM, or a replay went as recorded; 1 an expectation was not met,\n"
+    "or a replay went otherwise; 2 the command line, the script or the recording is wrong; 3 the line could not be set up.\n"
     "NO_COLOR, when set, keeps colour out of the text.\n"
     "\n"
     "Examples:\n"
@@ -109,7 +112,10 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
            "--model", [&](const std::string& text) { options.desk.model = model(text); },
            "Model that the monitor names (default V4)")
         ->type_name("V4|other");
-    app.add_option("--script", options.scriptFile, "Play this script; see below")->type_name("FILE");
+    CLI::Option* script = app.add_option("--script", options.scriptFile, "Play this script; see below")->type_name("FILE");
+    app.add_option("--replay", options.replayFile, "Be the console of this recording of cvhost's, and end with it")
+        ->type_name("FILE")
+        ->excludes(script);
     app.add_flag("--unpaced", options.desk.unpaced, "Let bytes take no time on the line, instead of 9600 baud");
     app.add_flag("--silent", options.desk.silent, "Hear everything, never send a byte");
     app.add_flag("--no-monitor", options.desk.noMonitor, "Boot straight into the program");

@@ -24,6 +24,7 @@ struct Options {
     std::variant<NetworkAddress, std::string, UsbAdapter> line;
     desk::Options desk;
     std::string scriptFile;  ///< empty: no script
+    std::string replayFile;  ///< empty: a desk, not a recording
 };
 
 /// The options, or the status to exit with after what there was to say has been said.

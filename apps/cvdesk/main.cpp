@@ -10,11 +10,13 @@
 #include "apps/cvdesk/ExitStatus.h"
 #include "apps/cvdesk/Options.h"
 #include "apps/cvdesk/Player.h"
+#include "apps/cvdesk/Replayer.h"
 #include "apps/cvdesk/Script.h"
 #include "apps/cvdesk/Telling.h"
 #include "apps/cvhost/Output.h"
 #include "apps/cvhost/StartTime.h"
 #include "apps/cvhost/Wake.h"
+#include "apps/recording/Steps.h"
 #include "lines/DeskServer.h"
 #include "lines/Pty.h"
 #include "lines/Rfc2217Server.h"
@@ -77,7 +79,14 @@ bool wantsColour() {
     return (noColour == nullptr || *noColour == '\0') && ::isatty(STDOUT_FILENO) == 1;
 }
 
-int serve(const Options& options, const std::vector<Step>& steps) {
+std::vector<desk::Replay::Step> loadReplay(const Options& options) {
+    if (options.replayFile.empty()) return {};
+    const auto isLoss = [](const recording::Event& event) { return event.what == recording::Event::What::lost; };
+    const bool hasRts = !std::holds_alternative<std::string>(options.line);
+    return recording::stepsOf(recording::readFile(options.replayFile), isLoss, hasRts);
+}
+
+int serve(const Options& options, const std::vector<Step>& steps, std::vector<desk::Replay::Step> recorded) {
     std::signal(SIGPIPE, SIG_IGN);
     cvhost::Wake wake;
     const cvhost::StartTime start;
@@ -91,6 +100,9 @@ int serve(const Options& options, const std::vector<Step>& steps) {
     const auto tell = [&](const auto& news) { output.put(lineFor(news, start.seconds(), colour)); };
     Place place = makePlace(options, tell);
     output.put(place.where + '\n');
+    if (!options.replayFile.empty()) {
+        return replay(std::move(recorded), std::move(place.line), wake, [&](const std::string& text) { output.put(text); });
+    }
     lines::DeskServer server(options.desk, std::move(place.line), [&](const desk::Happening& happening) {
         tell(happening);
         wake.signal();
@@ -108,14 +120,19 @@ int run(int argc, const char* const* argv) {
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     const Options& options = std::get<Options>(parsed);
     std::vector<Step> steps;
+    std::vector<desk::Replay::Step> recorded;
     try {
         steps = loadScript(options.scriptFile);
+        recorded = loadReplay(options);
     } catch (const ScriptError& error) {
         std::cerr << "cvdesk: script " << options.scriptFile << ", " << error.what() << ".\n";
         return exitStatus::usage;
+    } catch (const recording::Error& error) {
+        std::cerr << "cvdesk: recording " << options.replayFile << ", " << error.what() << ".\n";
+        return exitStatus::usage;
     }
     try {
-        return serve(options, steps);
+        return serve(options, steps, std::move(recorded));
     } catch (const std::exception& error) {
         std::cerr << "cvdesk: " << error.what() << "; choose another place for the desk.\n";
         return exitStatus::noLine;

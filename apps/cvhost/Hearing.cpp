@@ -105,6 +105,11 @@ void Hearing::opening(std::string_view name, const LineSettings& settings) {
     if (m_recorder != nullptr) m_recorder->opening(name, settings);
 }
 
+void Hearing::added(std::span<const unsigned char> bytes) {
+    const std::lock_guard lock(m_mutex);
+    if (m_recorder != nullptr) m_recorder->added(bytes);
+}
+
 void Hearing::trouble(std::string_view name, std::string_view reason) {
     const std::lock_guard lock(m_mutex);
     if (m_recorder != nullptr) m_recorder->trouble(name, reason);

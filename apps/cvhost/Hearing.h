@@ -69,6 +69,7 @@ public:
     void threadEnded(std::string_view name) override;
     void opening(std::string_view name, const LineSettings& settings) override;
     void trouble(std::string_view name, std::string_view reason) override;
+    void added(std::span<const unsigned char> bytes) override;
     void handler(const HandlerRun& run);
     void released(int code);
     /// The host calls the console.

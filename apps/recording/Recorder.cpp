@@ -42,6 +42,10 @@ void Recorder::opening(std::string_view name, const cvhost::LineSettings& settin
     add({.what = Event::What::opening, .port = std::string(name), .line = settings});
 }
 
+void Recorder::added(std::span<const unsigned char> bytes) {
+    add({.what = Event::What::added, .text = {bytes.begin(), bytes.end()}});
+}
+
 void Recorder::trouble(std::string_view name, std::string_view reason) {
     add({.what = Event::What::trouble, .port = std::string(name), .text = std::string(reason)});
 }

@@ -34,6 +34,7 @@ public:
     void wire(cvhost::Direction direction, std::span<const unsigned char> bytes) override;
     void rts(int level) override;
     void opening(std::string_view name, const cvhost::LineSettings& settings) override;
+    void added(std::span<const unsigned char> bytes) override;
     void trouble(std::string_view name, std::string_view reason) override;
 
 private:

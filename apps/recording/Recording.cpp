@@ -26,7 +26,7 @@ struct Name {
 constexpr std::array names{
     Name{What::opening, "opening"}, Name{What::open, "open"}, Name{What::trouble, "trouble"}, Name{What::closed, "closed"},
     Name{What::lost, "lost"},       Name{What::tx, "tx"},     Name{What::rx, "rx"},           Name{What::rts, "rts"},
-    Name{What::call, "call"},       Name{What::key, "key"},
+    Name{What::added, "added"},     Name{What::call, "call"}, Name{What::key, "key"},
 };
 
 std::string_view nameOf(What what) {
@@ -95,6 +95,7 @@ void addMembers(const Event& event, Json& line) {
             break;
         case What::tx:
         case What::rx:
+        case What::added:
             line["bytes"] = textOfBytes(event.text);
             break;
         case What::rts:
@@ -167,6 +168,7 @@ Event eventOf(What what, const Json& line) {
             break;
         case What::tx:
         case What::rx:
+        case What::added:
             event.text = bytesOfText(text(line, "bytes"));
             break;
         case What::rts:

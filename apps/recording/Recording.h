@@ -24,6 +24,7 @@ struct Event {
         lost,     ///< `port` is lost
         tx,       ///< `text`: bytes handed to the system
         rx,       ///< `text`: bytes that have arrived
+        added,    ///< `text`: bytes that the host had the driver receive, though they have not arrived
         rts,      ///< `number`: the level that RTS is driven to, 0 or 1
         call,     ///< `text` and `arguments`: the host has called the console
         key,      ///< `number`: the code of the key press that the driver has queued

@@ -41,6 +41,8 @@ public:
     virtual void opening(std::string_view name, const LineSettings& settings) {
         static_cast<void>(name), static_cast<void>(settings);
     }
+    /// The driver receives `bytes` that have not come over the wire: the last words of a port that is being lost.
+    virtual void added(std::span<const unsigned char> bytes) { static_cast<void>(bytes); }
     /// What is wrong with a port, as half a sentence: why it cannot be opened, why it is lost (`port` with `lost` follows),
     /// or what it does not do.
     virtual void trouble(std::string_view name, std::string_view reason) {

@@ -90,8 +90,10 @@ void SerialPort::start() {
         m_receiverId = std::this_thread::get_id();
         if (const int error = receive(); error != 0) {
             const std::string words = lastWords();
+            const std::span bytes(reinterpret_cast<const unsigned char*>(words.data()), words.size());
+            if (!bytes.empty()) tellSink([&](EventSink& sink) { sink.added(bytes); });
             m_inHandler = true;
-            deliver({reinterpret_cast<const unsigned char*>(words.data()), words.size()});
+            deliver(bytes);
             m_inHandler = false;
             end(error);
         }

@@ -36,6 +36,7 @@ public:
 
     DeskPeer& attachDesk(const desk::Options& options = {});
     ScriptedPeer& attachScript();
+    void attach(std::unique_ptr<Peer> peer) { m_peer = std::move(peer); }
     Peer* peer() const { return m_peer.get(); }
 
     // What the machine shows of it. All of this may be changed at any time.

@@ -86,6 +86,7 @@ TEST(Recording, EveryKindOfEvent_WrittenAndRead_IsTheSame) {
         {.at = 2us, .what = What::rts, .number = 1},
         {.at = 3us, .what = What::tx, .text = "J 0100 0\r"},
         {.at = 4us, .what = What::rx, .text = everyByte()},
+        {.at = 4us, .what = What::added, .text = "\x18 "},
         {.at = 5us, .what = What::call, .text = "lamp_set", .arguments = {5, -1}},
         {.at = 6us, .what = What::key, .number = 28},
         {.at = 7us, .what = What::lost, .port = "/dev/x"},
@@ -202,6 +203,7 @@ TEST(Recorder, Events_AreInTheFileAtOnce) {
     const std::array<unsigned char, 2> bytes{'E', ' '};
     recorder.wire(cvhost::Direction::receive, bytes);
     recorder.wire(cvhost::Direction::transmit, bytes);
+    recorder.added(bytes);
     recorder.key(5, true, 1536);
     recorder.call("lamp_set", {1, 'F'});
     recorder.trouble("/dev/x", "is lost: input/output error");
@@ -209,8 +211,8 @@ TEST(Recorder, Events_AreInTheFileAtOnce) {
     recorder.port("/dev/x", cvhost::PortState::closed);
     std::vector<What> kinds;
     for (const Event& event : recording::readFile(path.path()).events) kinds.push_back(event.what);
-    EXPECT_EQ(kinds, (std::vector{What::opening, What::open, What::rts, What::rx, What::tx, What::key, What::call,
-                                  What::trouble, What::lost, What::closed}));
+    EXPECT_EQ(kinds, (std::vector{What::opening, What::open, What::rts, What::rx, What::tx, What::added, What::key,
+                                  What::call, What::trouble, What::lost, What::closed}));
     EXPECT_EQ(recorder.error(), 0);
 }
 

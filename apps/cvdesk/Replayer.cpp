@@ -1,0 +1,45 @@
+#include "apps/cvdesk/Replayer.h"
+
+#include <chrono>
+#include <utility>
+
+#include "apps/cvdesk/ExitStatus.h"
+#include "lines/MachineServer.h"
+
+namespace cvdesk {
+namespace {
+
+constexpr std::chrono::milliseconds look(20);
+
+}  // namespace
+
+int replay(std::vector<desk::Replay::Step> steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
+           const std::function<void(const std::string&)>& tell) {
+    auto machine = std::make_unique<desk::Replay>(std::move(steps), lines::present());
+    const desk::Replay& played = *machine;
+    lines::MachineServer server(std::move(machine), std::move(line));
+    std::vector<std::string> differences;
+    std::size_t count = 0;
+    std::size_t missing = 0;
+    for (bool done = false; !done;) {
+        done = wake.wait(look) == cvhost::Wake::Cause::end;
+        const std::size_t told = differences.size();
+        server.locked([&](desk::Time) {
+            differences = played.differences();
+            count = played.differenceCount();
+            missing = played.missing();
+            done = done || played.done();
+        });
+        for (std::size_t i = told; i < differences.size(); ++i) tell("differs  " + differences[i] + '\n');
+    }
+    wake.wait(look);  // the last bytes leave
+    if (count == 0 && missing == 0) {
+        tell("replay   has been played to its end, as it was recorded\n");
+        return exitStatus::ended;
+    }
+    tell("replay   ends with " + std::to_string(count) + " differences; " + std::to_string(missing) +
+         " steps of the host's have not come\n");
+    return exitStatus::notMet;
+}
+
+}  // namespace cvdesk

@@ -1,0 +1,21 @@
+// Serves a recording in place of a desk, until all of it has been played.
+//
+// Threads: the application's main thread.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/cvhost/Wake.h"
+#include "desk/Replay.h"
+#include "lines/Line.h"
+
+namespace cvdesk {
+
+/// Plays the steps behind `line` and tells each difference when it is noticed, a line with its end. The status to exit with.
+int replay(std::vector<desk::Replay::Step> steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
+           const std::function<void(const std::string&)>& tell);
+
+}  // namespace cvdesk

@@ -1,0 +1,53 @@
+// cvdesk as the console of a recording.
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include "apps/recording/Recording.h"
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string startUp = RECORDINGS "/startup-firmware-7.jsonl";
+
+class CvdeskReplay : public CvhostTest {
+protected:
+    Process::Setup replay(const std::string& file) const { return cvdesk({"--rfc2217", "0", "--replay", file}); }
+    /// What the desk says last.
+    static std::string verdict(Process& desk) {
+        return desk.waitForLine([](const std::string& line) { return line.starts_with("replay "); });
+    }
+};
+
+TEST_F(CvdeskReplay, StartUp_PlayedToTheDriver_BringsItUpAndEnds) {
+    Process desk(replay(startUp));
+    Process host(cvhost({"--events", "json", "--port", whereIs(desk)}));
+    waitFor(host, {{"event", "active"}, {"version", 7}});
+    host.signal(SIGINT);  // the recording ends with the host's
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    verdict(desk);
+    desk.wait();
+}
+
+TEST_F(CvdeskReplay, NoRecording_IsSaidWithItsLine) {
+    Process desk(replay(m_folder.write("other", "{\"format\":\"other\"}\n")));
+    EXPECT_EQ(desk.wait(), 2);
+    EXPECT_THAT(desk.errors(), HasSubstr("other, line 1: this is no recording of a serial port."));
+    Process missing(replay("/no/such/file"));
+    EXPECT_EQ(missing.wait(), 2);
+}
+
+TEST_F(CvdeskReplay, HostThatNeverCame_IsADifference) {
+    Process desk(replay(startUp));
+    whereIs(desk);
+    desk.signal(SIGTERM);
+    EXPECT_EQ(desk.wait(), 1);
+    EXPECT_THAT(verdict(desk), HasSubstr("ends with 0 differences"));
+}
+
+}  // namespace
+}  // namespace apps_test
