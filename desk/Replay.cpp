@@ -56,6 +56,7 @@ void Replay::receive(unsigned char byte, Time now) {
 
 void Replay::setRts(bool high, Time now) {
     now = present(now);
+    if (high == std::exchange(m_rts, high)) return;
     const std::size_t level = high ? 1 : 0;
     const auto found =
         std::find_if(m_steps.begin() + static_cast<std::ptrdiff_t>(m_next), m_steps.end(),

@@ -23,7 +23,7 @@ public:
     struct Step {
         enum class What {
             hostByte,  ///< the host sends `value`
-            hostRts,   ///< the host drives RTS to the level `value`
+            hostRts,   ///< the host drives RTS to the level `value`, another than before; it is high at first
             byte,      ///< the console sends `value`
             mark       ///< whatever else happens on the console's side: `value` is the caller's name for it
         };
@@ -73,6 +73,7 @@ private:
     std::size_t m_next = 0;  ///< the host's next step
     std::deque<Due> m_due;
     Time m_now;
+    bool m_rts = true;
     std::vector<std::string> m_differences;
     std::size_t m_differenceCount = 0;
 };

@@ -32,7 +32,7 @@ public:
 
     const std::string& name() const override { return m_name; }
     void watchFor(std::vector<pollfd>& waits) const override { m_line->watchFor(waits); }
-    void service(desk::Desk& desk, desk::Time now) override {
+    void service(desk::Machine& desk, desk::Time now) override {
         if (m_replug.exchange(false)) {
             m_line.reset();
             desk.setRts(true, now);

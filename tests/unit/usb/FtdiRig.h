@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "desk/Desk.h"
 #include "lines/Ftdi.h"
 
 namespace usb_test {
