@@ -22,7 +22,6 @@ struct TimedByte {
 class Machine {
 public:
     virtual ~Machine() = default;
-    Machine& operator=(const Machine&) = delete;
 
     /// The host begins to send a byte, or queues it behind those on their way.
     virtual void receive(unsigned char byte, Time now) = 0;
@@ -43,6 +42,7 @@ public:
 protected:
     Machine() = default;
     Machine(const Machine&) = default;
+    Machine& operator=(const Machine&) = default;
 };
 
 }  // namespace desk

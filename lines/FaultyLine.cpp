@@ -11,7 +11,7 @@ void FaultyLine::watchFor(std::vector<pollfd>& waits) const {
     if (m_line) m_line->watchFor(waits);
 }
 
-void FaultyLine::service(desk::Desk& desk, desk::Time now) {
+void FaultyLine::service(desk::Machine& desk, desk::Time now) {
     if (!m_wantPlugged && m_line) {
         m_line.reset();
         desk.setRts(true, now);

@@ -30,7 +30,7 @@ public:
 
     const std::string& name() const override { return m_name; }
     void watchFor(std::vector<pollfd>& waits) const override;
-    void service(desk::Desk& desk, desk::Time now) override;
+    void service(desk::Machine& desk, desk::Time now) override;
     void send(std::span<const unsigned char> bytes, desk::Time now) override;
     std::optional<desk::Time> nextEvent() const override;
 
