@@ -110,8 +110,10 @@ def flat(runs, to):
 def startup(due, models, to):
     rest = {f"real, {one['model']}": max(0.0, statistics.median(one["total_ms"]) - sum(due.values())) for one in models}
     bars = {"virtual": 0.0, **rest}
-    plot = Plot("From init() to an active console", "", "milliseconds", (0, len(bars)), (0, 350))
-    plot.grid(ticks(350, 7), [(i + 0.5, name) for i, name in enumerate(bars)])
+    highest = sum(due.values()) + max(bars.values())
+    high = 350 if highest <= 350 else rounded_up(highest)
+    plot = Plot("From init() to an active console", "", "milliseconds", (0, len(bars)), (0, high))
+    plot.grid(ticks(high, 7), [(i + 0.5, name) for i, name in enumerate(bars)])
     for i, left in enumerate(bars.values()):
         base = 0.0
         for part, colour in zip([due["fixed_ms"], due["boot_ms"], due["wire_ms"], left], COLOURS):
