@@ -122,7 +122,8 @@ TEST_F(CvhostTest, Run_ScriptQuitsDesk_ScriptMetAndLossTold) {
     Process desk(cvdesk({"--rfc2217", "0", "--script", script}));
     Process host(cvhost({"--port", whereIs(desk)}));
     EXPECT_EQ(desk.wait(), 0) << desk.errors();
-    host.waitForLine([](const std::string& line) { return line.find("start cvhost once more") != line.npos; });
+    host.waitForLine(
+        [](const std::string& line) { return line.find("the driver looks for its console again") != line.npos; });
     host.signal(SIGINT);
     EXPECT_EQ(host.wait(), 0) << host.errors();
 }
