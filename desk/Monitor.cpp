@@ -5,6 +5,8 @@
 #include <charconv>
 #include <optional>
 
+#include "desk/Hex.h"
+
 namespace desk {
 namespace {
 
@@ -21,10 +23,6 @@ std::optional<std::uint16_t> hexWord(std::string_view digits) {
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
     if (digits.size() != 4 || error != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
     return value;
-}
-
-void appendHexWord(std::uint16_t value, std::string& out) {
-    for (int shift = 12; shift >= 0; shift -= 4) out += "0123456789ABCDEF"[value >> shift & 15];
 }
 
 }  // namespace
@@ -75,8 +73,7 @@ bool Monitor::carryOut(Model model, const Memory& memory, const Watcher& watcher
     if (m_line.starts_with(checkHead)) {
         if (const auto length = hexWord(std::string_view(m_line).substr(checkHead.size()))) {
             const std::uint16_t crc = memory.check(*length);
-            out += "\r\nCRC = ";
-            appendHexWord(crc, out);
+            out += "\r\nCRC = " + hex(crc, 4);
             out += prompt;
             tell(watcher, {.what = Happening::What::checkValue, .number = crc});
             return false;

@@ -4,16 +4,12 @@
 #include <optional>
 #include <string_view>
 
+#include "desk/Hex.h"
+
 namespace desk {
 namespace {
 
 constexpr unsigned versionWithOwnLead = 8;
-
-std::string hex(unsigned value, int digits) {
-    std::string text;
-    for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) text += "0123456789ABCDEF"[value >> shift & 15U];
-    return text;
-}
 
 std::optional<int> lampNumber(std::string_view digits) {
     int number = 0;

@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -74,11 +73,6 @@ std::string awaitSerialPort(int plug, cvhost::Wake& wake) {
     }
 }
 
-bool wantsColour() {
-    const char* noColour = std::getenv("NO_COLOR");
-    return (noColour == nullptr || *noColour == '\0') && ::isatty(STDOUT_FILENO) == 1;
-}
-
 std::vector<desk::Replay::Step> loadReplay(const Options& options) {
     if (options.replayFile.empty()) return {};
     const auto isLoss = [](const recording::Event& event) { return event.what == recording::Event::What::lost; };
@@ -90,7 +84,7 @@ int serve(const Options& options, const std::vector<Step>& steps, std::vector<de
     std::signal(SIGPIPE, SIG_IGN);
     cvhost::Wake wake;
     const cvhost::StartTime start;
-    const bool colour = wantsColour();
+    const bool colour = cvhost::wantsColour();
     cvhost::Output output(STDOUT_FILENO, {.missing =
                                               [](std::size_t count) {
                                                   return std::to_string(count) +
