@@ -17,7 +17,7 @@ import tempfile
 SECONDS = 600  # some build first
 COMMAND = re.compile(r"^( {4,}|\$ )?(sudo |build/bin/|\./dev|cvhost|cvdesk|\.ci/run|cmake|apt|dpkg|udevadm)\b")
 MARK = re.compile(r"# (hardware|root|by hand|until Ctrl-C|by \S+?)(?=[:.,;]? |[:.,;]?$)")
-WORKS = re.compile(r"\bactive\b|^ *[\d.]* *(rfc2217|desk|port)\b")
+WORKS = re.compile(r"\bactive\b|^Listening on ")
 
 
 def blocks(text):
