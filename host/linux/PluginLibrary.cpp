@@ -65,7 +65,7 @@ std::string PluginLibrary::unload() {
 }
 
 std::string pluginPath(const std::string& name) {
-    const std::string beside = narrow(getAppPath().view()) + name;
+    std::string beside = narrow(getAppPath().view()) + name;
     if (::access(beside.c_str(), F_OK) == 0) return beside;
     Dl_info library{};
     ::dladdr(reinterpret_cast<const void*>(&pluginPath), &library);
