@@ -110,7 +110,9 @@ TEST_P(CvhostVanishing, Run_ConsoleVanishes_IsToldAsLostAndEndsCleanly) {
     waitFor(host, {{"event", "port"}, {"state", "lost"}});
     host.signal(SIGINT);
     EXPECT_EQ(host.wait(), 0) << host.errors();
-    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "lost"}}), SizeIs(1));
+    // A desk that is being killed may take one more connection, to lose it as well.
+    EXPECT_LE(events(host, {{"event", "port"}, {"state", "lost"}}).size(),
+              events(host, {{"event", "port"}, {"state", "open"}}).size());
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, CvhostVanishing, testing::Bool(),
