@@ -22,6 +22,6 @@ struct PortCircumstances {
     std::optional<pid_t> brltty{};
 };
 
-std::vector<Check> judgePort(const PortCircumstances& circumstances);
+std::vector<Check> judgePort(const PortCircumstances& of);
 
 }  // namespace cvhost

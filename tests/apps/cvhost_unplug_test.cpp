@@ -270,11 +270,14 @@ void expectSteady(const Process::Setup& setup, int rounds, const std::function<v
         losses = countOf(host.lines(), "\"lost\"");
         if (losses <= rounds / 10) before = holdingsOf(host);
     }
-    const Holdings after = holdingsOf(host);
+    Holdings after = holdingsOf(host);
+    // A thread that has done its work may be seen for a moment yet, and one that begins bears the program's name.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (after.threads > before.threads && std::chrono::steady_clock::now() < deadline) after = holdingsOf(host);
     std::cout << rounds << " rounds: " << after.descriptors << " descriptors, " << after.threads << " threads, "
               << before.residentKb << " kB, then " << after.residentKb << " kB\n";
     EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_EQ(after.threads, before.threads);
+    EXPECT_LE(after.threads, before.threads);
     // A sanitizer keeps what has been freed.
     if (!UNPLUG_SANITIZED) {
         EXPECT_LT(after.residentKb, before.residentKb + 256);
@@ -283,17 +286,17 @@ void expectSteady(const Process::Setup& setup, int rounds, const std::function<v
     EXPECT_EQ(host.wait(), 0) << host.errors();
 }
 
-// Two hundred times each for network ports and ptys that drop, and for desks that are killed: by several hosts side by side,
-// since the driver's start takes its time.
+// Two hundred times in a row on a network port, and as often together on a pty that is closed and on one whose desk is
+// killed: a pty cannot reset the console, and the driver's start takes twice as long there.
 TEST_F(CvhostUnplug, Lost_AgainAndAgain_NothingLeaks) {
-    const int share = UNPLUG_SANITIZED ? 10 : 50;
+    const int share = UNPLUG_SANITIZED ? 10 : 100;
     const auto setup = [&](const std::string& port) { return cvhost({"--events", "json", "--port", port}); };
-    const auto dropping = [&](Kind kind, int number) {
-        PluggedDesk desk(kind, {.running = true, .unpaced = true}, m_folder.path() / ("pty" + std::to_string(number)));
-        expectSteady(setup(desk.name()), share, [&](Process&) { desk.replug(); });
+    const auto dropping = [&](Kind kind, int rounds) {
+        PluggedDesk desk(kind, {.running = true, .unpaced = true}, m_folder.path() / "pty");
+        expectSteady(setup(desk.name()), rounds, [&](Process&) { desk.replug(); });
     };
-    const auto killed = [&](int number) {
-        const std::string link = m_folder.path() / ("desk" + std::to_string(number));
+    const auto killed = [&] {
+        const std::string link = m_folder.path() / "desk";
         auto desk = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
         whereIs(*desk);
         expectSteady(setup(link), share, [&](Process&) {
@@ -304,12 +307,9 @@ TEST_F(CvhostUnplug, Lost_AgainAndAgain_NothingLeaks) {
             desk = std::move(next);
         });
     };
-    std::vector<std::future<void>> hosts;
-    for (int number = 0; number < 4; ++number) {
-        hosts.push_back(std::async(std::launch::async, dropping, Kind::network, number));
-        hosts.push_back(std::async(std::launch::async, dropping, Kind::pty, number));
-        hosts.push_back(std::async(std::launch::async, killed, number));
-    }
+    std::future<void> hosts[] = {std::async(std::launch::async, dropping, Kind::network, 2 * share),
+                                 std::async(std::launch::async, dropping, Kind::pty, share),
+                                 std::async(std::launch::async, killed)};
     for (auto& host : hosts) host.get();
 }
 
