@@ -1,9 +1,11 @@
 #include "tests/apps/CvhostRig.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <set>
 #include <system_error>
+#include <thread>
 
 namespace apps_test {
 namespace {
@@ -106,6 +108,17 @@ std::vector<Json> CvhostTest::events(Process& host) {
         result.push_back(event);
     }
     return result;
+}
+
+bool becomes(lines::DeskServer& server, const DeskState& wanted) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (std::chrono::steady_clock::now() < limit) {
+        bool met = false;
+        server.operate([&](const desk::Desk& desk, desk::Time) { met = wanted(desk); });
+        if (met) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return false;
 }
 
 std::vector<Json> CvhostTest::events(Process& host, const Json& members) {

@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "lines/DeskServer.h"
 #include "tests/apps/Process.h"
 
 namespace apps_test {
@@ -31,6 +33,10 @@ public:
 private:
     std::filesystem::path m_path;
 };
+
+using DeskState = std::function<bool(const desk::Desk&)>;
+/// Waits, as long as a generous limit, until the desk is as it should be.
+bool becomes(lines::DeskServer& server, const DeskState& wanted);
 
 class CvhostTest : public testing::Test {
 protected:

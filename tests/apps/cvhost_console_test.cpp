@@ -134,17 +134,7 @@ protected:
         waitForAll(host, {{{"event", "active"}}, {{"event", "wire"}, {"dir", "tx"}, {"bytes", "X "}}});
     }
 
-    /// Waits, as long as a generous limit, until the desk is as it should be.
-    bool becomes(const std::function<bool(const desk::Desk&)>& wanted) {
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-        while (std::chrono::steady_clock::now() < limit) {
-            bool met = false;
-            operate([&](const desk::Desk& desk, desk::Time) { met = wanted(desk); });
-            if (met) return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return false;
-    }
+    bool becomes(const DeskState& wanted) { return apps_test::becomes(*m_desk, wanted); }
 
     std::unique_ptr<lines::DeskServer> m_desk;
 };
