@@ -1,5 +1,6 @@
 #include "host/linux/PortUse.h"
 
+#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <signal.h>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <filesystem>
@@ -47,11 +49,17 @@ std::optional<pid_t> processNumber(std::string_view text) {
     return number;
 }
 
+/// The first line of a regular file, as far as a name or a number goes. Anybody may put anything where lock files are.
 std::string firstLine(const fs::path& file) {
-    std::ifstream in(file);
-    std::string line;
-    std::getline(in, line);
-    return line;
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) return {};
+    std::array<char, 256> text;
+    struct stat found{};
+    const bool regular = ::fstat(descriptor, &found) == 0 && S_ISREG(found.st_mode);
+    const ssize_t size = regular ? ::read(descriptor, text.data(), text.size()) : 0;
+    ::close(descriptor);
+    const std::string_view begin(text.data(), size < 0 ? 0 : static_cast<std::size_t>(size));
+    return std::string(begin.substr(0, begin.find('\n')));
 }
 
 std::string programOf(pid_t process, const HolderPlaces& places) {

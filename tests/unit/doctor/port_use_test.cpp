@@ -81,6 +81,16 @@ TEST_F(Holders, LockFile_OfALiveProcess_Counts) {
     }
 }
 
+TEST_F(Holders, LockFile_ThatIsAPipe_HoldsNobodyUp) {
+    ASSERT_EQ(::mkfifo((folder / "lock/LCK..ttyX").c_str(), 0600), 0);
+    EXPECT_THAT(holders(), IsEmpty());
+}
+
+TEST_F(Holders, LockFile_WithALineWithoutEnd_IsReadNoFurtherThanItsNumber) {
+    write("lock/LCK..ttyX", std::string(1000000, ' ') + "1\n");
+    EXPECT_THAT(holders(), IsEmpty());
+}
+
 TEST_F(Holders, Port_Missing_HasNone) {
     EXPECT_THAT(holdersOf(folder / "none", places()), IsEmpty());
     EXPECT_FALSE(accessTo(folder / "none"));
