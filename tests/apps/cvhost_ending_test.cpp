@@ -40,6 +40,7 @@ TEST_F(CvhostTest, For_TimeOverDuringStartUp_EndsCleanly) {
 TEST_F(CvhostTest, Run_NoSuchDevice_SaysSoAndWhatToDo) {
     Process host(cvhost({"--events", "json", "--port", "/dev/no-such-port"}));
     waitFor(host, {{"event", "log"}, {"text", "Looking for console on port /dev/no-such-port\n"}});
+    waitFor(host, {{"event", "log"}, {"text", "cannot open /dev/no-such-port: no such file or directory\n"}});
     host.signal(SIGINT);
 
     EXPECT_EQ(host.wait(), 1);
