@@ -76,11 +76,11 @@ struct Texts {
     std::vector<int> lengths;
 };
 
-void decodeAll(Texts& texts, std::size_t count) {
+void decodeAll(char* const* texts, const int* lengths, std::size_t kinds, std::size_t count) {
     Cv::Console& decoder = console();
     for (std::size_t i = 0, kind = 0; i < count; ++i) {
-        decoder.corvane_console_parse_packet(texts.texts[kind], texts.lengths[kind]);
-        if (++kind == texts.texts.size()) kind = 0;
+        decoder.corvane_console_parse_packet(texts[kind], lengths[kind]);
+        if (++kind == kinds) kind = 0;
     }
 }
 
@@ -97,7 +97,7 @@ void runReference(benchmark::State& state, const Kind& kind) {
 void runDecoder(benchmark::State& state, const Kind& kind) {
     Texts texts(kind);
     for (auto _ : state) {
-        decodeAll(texts, perIteration);
+        decodeAll(texts.texts.data(), texts.lengths.data(), texts.texts.size(), perIteration);
         cvhost::keyQueue().clear();
     }
     perPacket(state, perIteration);
@@ -131,7 +131,7 @@ void runReceive(benchmark::State& state, const Kind& kind) {
 void runFlat(benchmark::State& state) {
     Texts texts(kinds()[1]);
     const auto count = static_cast<std::size_t>(state.range(0));
-    for (auto _ : state) decodeAll(texts, count);
+    for (auto _ : state) decodeAll(texts.texts.data(), texts.lengths.data(), texts.texts.size(), count);
     perPacket(state, count);
 }
 

@@ -130,21 +130,18 @@ private:
     static constexpr int s_lampEntries = 47;
     static constexpr int s_keyEntries = 46;
 
-    /// What a packet is, by its first character, its length and what is known of the console.
-    enum class Packet { none, version, wheelStatus, forwarded, keyRelease, keyPress, illegal };
-
     void resetIntoMonitor();
 
     bool countMonitorByte();
     void gatherPackets();
     void completePacket();
 
-    Packet classify(const char* text, int length) const;
     void takeVersion(char* text);
     void takeWheelStatus(char* text, int length);
     void takeShuttle(int position);
-    void takeJog(int count, int fineCount);
+    void takeJog(int count, double fine);
     void takeForwarded(char* text, int length);
+    void takeKey(const char* text, int length);
     void takeKeyPress(int code);
     void markKey(int code, bool down);
 

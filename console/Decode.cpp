@@ -30,35 +30,14 @@ namespace Cv {
 char Console::s_statusLead = Protocol::statusLead;
 
 void Console::corvane_console_parse_packet(char* text, int length) {
-    switch (classify(text, length)) {
-        case Packet::none:
-            return;
-        case Packet::version:
-            return takeVersion(text);
-        case Packet::wheelStatus:
-            return takeWheelStatus(text, length);
-        case Packet::forwarded:
-            return takeForwarded(text, length);
-        case Packet::keyRelease:
-            return markKey(text[0] - Protocol::keyBase, false);
-        case Packet::keyPress:
-            return takeKeyPress(text[0] - Protocol::keyBase);
-        default:
-            if (s_consoleDebug) LogBoth("CON:   corvane_console_parse_packet: illegal packet ignored: %s\n", text);
-    }
-}
-
-Console::Packet Console::classify(const char* text, int length) const {
-    if (length <= 0) return Packet::none;
+    if (length <= 0) return;
     const char first = text[0];
-    if (first == Protocol::versionPacket) return Packet::version;
-    if (first == Protocol::ignoredPacket && length > 2) return Packet::none;
-    if (load(m_state) == 0 || load(m_version) < 7) return Packet::none;
-    if (first == s_statusLead && length > 2) return Packet::wheelStatus;
-    if (first == Protocol::forwardedPacket && length != 1) return Packet::forwarded;
-    if (length == 2 && text[1] == Protocol::releaseMark) return Packet::keyRelease;
-    if (length == 1 && is_valid_keycode(first - Protocol::keyBase)) return Packet::keyPress;
-    return Packet::illegal;
+    if (first == Protocol::versionPacket) return takeVersion(text);
+    if (first == Protocol::ignoredPacket && length > 2) return;
+    if (load(m_state) == 0 || load(m_version) < 7) return;
+    if (first == s_statusLead && length > 2) return takeWheelStatus(text, length);
+    if (first == Protocol::forwardedPacket && length != 1) return takeForwarded(text, length);
+    takeKey(text, length);
 }
 
 void Console::takeVersion(char* text) {
@@ -83,10 +62,9 @@ void Console::takeWheelStatus(char* text, int length) {
     char* fields = isShort ? text + 1 : text + 1 + 7;
     const auto position = static_cast<int>(Utils::console_hex_n(fields, 2));
     const auto count = static_cast<std::int8_t>(Utils::console_hex_n(fields + 2, 2));
-    // The long form has no fine count: its terminator stands there, which counts as 0.
-    const auto fineCount = static_cast<std::int16_t>(Utils::console_hex_n(fields + 2 + 2, 4));
+    const double fine = isShort ? static_cast<std::int16_t>(Utils::console_hex_n(fields + 2 + 2, 4)) / 10000.0 : 0;
     takeShuttle(position);
-    if (load(m_enabled)) takeJog(count, fineCount);
+    if (load(m_enabled)) takeJog(count, fine);
 }
 
 void Console::takeShuttle(int position) {
@@ -106,8 +84,7 @@ void Console::takeShuttle(int position) {
     store(last_button_index, Protocol::shuttleCode);
 }
 
-void Console::takeJog(int count, int fineCount) {
-    const double fine = fineCount / 10000.0;
+void Console::takeJog(int count, double fine) {
     const double exact = count < 0 ? count - fine : count + fine;
     store(m_jogDelta, count);
     store(m_jogDeltaExact, exact);
@@ -131,6 +108,13 @@ void Console::takeForwarded(char* text, int length) {
     logPacket(inner);
     LogBoth("CON:   \n");
     LogBoth(std::strcmp(inner, "VExpP ") == 0 ? "CON:   EXP PORT OK\n" : "CON:   EXP PORT ERROR\n");
+}
+
+void Console::takeKey(const char* text, int length) {
+    const int code = text[0] - Protocol::keyBase;
+    if (length == 2 && text[1] == Protocol::releaseMark) return markKey(code, false);
+    if (length == 1 && is_valid_keycode(code)) return takeKeyPress(code);
+    if (s_consoleDebug) LogBoth("CON:   corvane_console_parse_packet: illegal packet ignored: %s\n", text);
 }
 
 void Console::takeKeyPress(int code) {
