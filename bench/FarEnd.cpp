@@ -22,11 +22,14 @@ FarEnd::FarEnd(LineKind kind) : m_kind(kind), m_stop(::eventfd(0, EFD_CLOEXEC)) 
         m_pty = std::make_unique<serialtest::Pty>();
         m_name = m_pty->path;
         m_line = m_pty->get();
+    } else if (kind == LineKind::usb || kind == LineKind::usbWithTimer) {
+        m_usb = std::make_unique<UsbEnd>(kind == LineKind::usbWithTimer);
     } else {
         m_listening = std::make_unique<serialtest::Peer>();
         m_name = m_listening->url();
     }
     m_thread = std::thread([this] { run(); });
+    if (m_usb) m_name = m_usb->waitForPort();
 }
 
 FarEnd::~FarEnd() {
@@ -48,6 +51,10 @@ void FarEnd::waitForClient() const {
 }
 
 bool FarEnd::send(std::string_view bytes) const {
+    if (m_usb) {
+        m_usb->send(bytes);
+        return true;
+    }
     while (!bytes.empty()) {
         const ssize_t count = ::write(m_line, bytes.data(), bytes.size());
         if (count <= 0) return false;
@@ -71,6 +78,12 @@ void FarEnd::data(std::span<const unsigned char> bytes) {
 }
 
 void FarEnd::run() {
+    if (m_usb) {
+        m_usb->serve(m_stop.get(), [this](const std::string& bytes) {
+            data(std::span(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
+        });
+        return;
+    }
     std::optional<rfc2217::ServerPort> server;
     rfc2217::Bytes answers;
     if (m_kind == LineKind::rfc2217) {

@@ -10,13 +10,15 @@
 #include <string_view>
 #include <thread>
 
+#include "bench/UsbEnd.h"
 #include "host/linux/SerialTransport.h"
 #include "rfc2217/ServerPort.h"
 #include "tests/unit/serial/SerialRig.h"
 
 namespace bench {
 
-enum class LineKind { pty, rfc2217 };
+/// The last two: a serial port of the kernel's own driver, of an adapter without and with its latency timer.
+enum class LineKind { pty, rfc2217, usb, usbWithTimer };
 
 class FarEnd final : rfc2217::Attached {
 public:
@@ -29,11 +31,11 @@ public:
 
     /// A path or a URL, as the host opens it.
     const std::string& name() const { return m_name; }
-    /// The port on 127.0.0.1; 0 for a pty.
+    /// The port on 127.0.0.1; 0 for a terminal.
     int port() const { return m_listening ? m_listening->port() : 0; }
     /// Sends to whoever has the line open. False when it is gone.
     bool send(std::string_view bytes) const;
-    /// Waits until somebody is connected; at once on a pty.
+    /// Waits until somebody is connected; at once on a pty. Not for USB.
     void waitForClient() const;
     /// Waits until `text` has been received. False when it does not come in 30 s.
     bool waitForText(std::string_view text);
@@ -49,6 +51,7 @@ private:
     std::string m_name;
     std::unique_ptr<serialtest::Pty> m_pty;
     std::unique_ptr<serialtest::Peer> m_listening;
+    std::unique_ptr<UsbEnd> m_usb;
     serialtest::FarEnd m_connection;
     std::atomic<int> m_line{-1};
     cvhost::Descriptor m_stop;

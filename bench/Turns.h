@@ -1,0 +1,14 @@
+// Everyone who can wait for bytes on a line, by turns.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include "bench/Contenders.h"
+
+namespace bench {
+
+/// For each contender, the floor first, this host second: "name", of each round "p50" and "p99", and "percentiles" 0 to 99
+/// of all; in nanoseconds.
+nlohmann::json measureByTurns(LineKind line, Unit unit, int rounds, int samples);
+
+}  // namespace bench
