@@ -12,7 +12,6 @@
 #include <system_error>
 #include <utility>
 
-#include "apps/cvhost/DeskTest.h"
 #include "apps/cvhost/Driver.h"
 #include "apps/cvhost/ExitStatus.h"
 #include "apps/cvhost/StartupJudge.h"
@@ -85,8 +84,8 @@ int Doctor::run() {
     if (examineMachine() && examineStartup() && !m_options.quick) examineDesk();
     stopDriver();
     tellEnd();
-    if (m_bundle) writeBundle();
-    return hasFailed() || m_output.error() != 0 ? exitStatus::none : exitStatus::active;
+    const bool complete = !m_bundle || writeBundle();
+    return hasFailed() || !complete || m_output.error() != 0 ? exitStatus::none : exitStatus::active;
 }
 
 bool Doctor::openBundle() {
@@ -175,13 +174,13 @@ bool Doctor::waitUntilSettled() {
 }
 
 void Doctor::examineDesk() {
-    DeskTest test({.console = *m_plugin.console(),
-                   .witness = m_witness,
-                   .wait = [this](std::chrono::milliseconds timeout) { return wait(timeout); },
-                   .progress = [this](std::string_view text) { progress(text); }});
-    add(test.lamps());
+    m_deskTest.emplace(DeskTest::Setting{.console = *m_plugin.console(),
+                                         .witness = m_witness,
+                                         .wait = [this](std::chrono::milliseconds timeout) { return wait(timeout); },
+                                         .progress = [this](std::string_view text) { progress(text); }});
+    add(m_deskTest->lamps());
     const bool deaf = std::ranges::any_of(m_checks, [](const Check& check) { return check.id == CheckId::versionOld; });
-    if (!m_ended && !deaf) add(test.keys());
+    if (!m_ended && !deaf) add(m_deskTest->keys());
     if (isLost(m_witness.seen())) {
         add({CheckId::portLost, Check::Result::fail, m_circumstances.choice.name + " was lost while the console was tested",
              "check the adapter and its cable"});
@@ -191,6 +190,7 @@ void Doctor::examineDesk() {
 void Doctor::stopDriver() {
     if (m_plugin.plugin() == nullptr) return;
     if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
+    m_deskTest.reset();
 }
 
 void Doctor::tellEnd() {
@@ -202,7 +202,7 @@ void Doctor::tellEnd() {
     if (m_options.json) m_output.put(checksJson(m_circumstances.choice.name, m_checks));
 }
 
-void Doctor::writeBundle() {
+bool Doctor::writeBundle() {
     m_bundle->add("report.txt", m_report);
     m_bundle->add("report.json", checksJson(m_circumstances.choice.name, m_checks));
     m_bundle->add("ports.json", portsJson(surveyPorts(), m_circumstances.choice));
@@ -211,9 +211,10 @@ void Doctor::writeBundle() {
     m_bundle->addOpen("recording.jsonl", m_recording.get());
     m_bundle->addFile("cvhost.log", logPath());
     m_bundle->addFile("cvhost.toml", settingsPath());
-    if (const std::string problem = m_bundle->finish(); !problem.empty()) {
-        complain("the bundle " + *m_options.bundle + " could not be written: " + problem + "; see whether the disk is full");
-    }
+    const std::string problem = m_bundle->finish();
+    if (problem.empty()) return true;
+    complain("the bundle " + *m_options.bundle + " could not be written: " + problem + "; see whether the disk is full");
+    return false;
 }
 
 bool Doctor::wait(std::chrono::milliseconds timeout) {

@@ -12,6 +12,7 @@
 
 #include "apps/cvhost/Bundle.h"
 #include "apps/cvhost/Checks.h"
+#include "apps/cvhost/DeskTest.h"
 #include "apps/cvhost/Options.h"
 #include "apps/cvhost/Output.h"
 #include "apps/cvhost/PortJudge.h"
@@ -44,7 +45,8 @@ private:
     void examineDesk();
     void stopDriver();
     void tellEnd();
-    void writeBundle();
+    /// False when it could not be written, which has been said.
+    bool writeBundle();
 
     /// Waits for an event, but at most so long; true when the program is to end.
     bool wait(std::chrono::milliseconds timeout);
@@ -67,7 +69,8 @@ private:
     Witness m_witness;
     PortCircumstances m_circumstances{};
     PluginLibrary m_plugin;
-    std::string m_driver;  ///< its name and version
+    std::optional<DeskTest> m_deskTest;  ///< the driver may call its handlers until it is unloaded
+    std::string m_driver;                ///< its name and version
     std::vector<Check> m_checks;
     std::string m_report;  ///< all that was said
     bool m_ended = false;  ///< by a signal

@@ -7,6 +7,9 @@ namespace {
 
 constexpr std::size_t limit = 1 << 20;
 
+/// What a console that is being worked on brings about without end.
+bool isChatter(Seen::What what) { return what == Seen::What::log || what == Seen::What::receive; }
+
 }  // namespace
 
 std::vector<Seen> Witness::seen() const {
@@ -66,8 +69,9 @@ void Witness::add(Seen seen) {
     seen.at = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_start);
     {
         const std::lock_guard lock(m_mutex);
-        m_kept += sizeof seen + seen.text.size();
-        if (m_kept <= limit) m_seen.push_back(std::move(seen));
+        std::size_t& kept = isChatter(seen.what) ? m_keptChatter : m_kept;
+        kept += sizeof seen + seen.text.size();
+        if (kept <= limit) m_seen.push_back(std::move(seen));
     }
     m_wake();
 }

@@ -31,7 +31,7 @@ public:
     /// `wake` is called after each event, on the event's thread; all is told to `record` too, unless it is null.
     Witness(std::function<void()> wake, EventSink* record) : m_wake(std::move(wake)), m_record(record) {}
 
-    /// All that was seen, in order. What comes when a mebibyte is kept is not seen.
+    /// All that was seen, in order, but of what was logged and received no more than a mebibyte, and of the rest as much.
     std::vector<Seen> seen() const;
     /// How often each key has been queued.
     std::array<unsigned, ConsoleHandlerTable::codes> keys() const;
@@ -52,7 +52,8 @@ private:
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     mutable std::mutex m_mutex;
     std::vector<Seen> m_seen;
-    std::size_t m_kept = 0;  ///< bytes
+    std::size_t m_keptChatter = 0;  ///< bytes of what was logged and received
+    std::size_t m_kept = 0;         ///< bytes of the rest
     std::array<unsigned, ConsoleHandlerTable::codes> m_keys{};
 };
 

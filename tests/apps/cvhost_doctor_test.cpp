@@ -311,6 +311,16 @@ TEST_F(Doctor, Bundle_PathTaken_NothingIsTouched) {
     EXPECT_THAT(output(process), IsEmpty());
 }
 
+TEST_F(Doctor, Bundle_CannotBeWritten_IsSaidAndIsAFailure) {
+    Process desk(cvdesk({"--rfc2217", "0"}));
+    Process::Setup setup = doctor(whereIs(desk), {"--quick", "--bundle", m_folder.path() / "bundle.tar.gz"});
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$0\" \"$@\""});
+    Process process(setup);
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(process.errors(), HasSubstr("could not be written"));
+    EXPECT_THAT(output(process), HasSubstr("PASS  console-active"));
+}
+
 TEST_F(Doctor, Bundle_SettingsFileIsALink_LeftOut) {
     std::filesystem::create_directories(m_folder.path() / "config/cvhost");
     std::filesystem::create_symlink(m_folder.write("elsewhere", ""), m_folder.path() / "config/cvhost/cvhost.toml");
