@@ -90,18 +90,25 @@ httplib::Headers securityHeaders() {
 }  // namespace
 
 class WebServer::Server final : public httplib::Server {
+public:
+    /// Has whoever waits for the other side of a connection give up.
+    void hurry() { m_hurrying = true; }
+
 private:
     /// One request on each connection, within the stream's limits.
     bool process_and_close_socket(socket_t socket) override {
-        WebStream stream(socket);
+        WebStream stream(socket, m_hurrying);
         bool closed = false;
-        const bool served = process_request(stream, true, closed, nullptr);
+        // A request for ranges may ask for the same bytes a thousand times; it gets the whole once, as it may.
+        const bool served = process_request(stream, true, closed, [](Request& request) { request.ranges.clear(); });
         if (!served && !stream.written() && stream.overrun()) {
             const std::string answer = rawAnswer("413 Payload Too Large", "The request is too large.\n");
             stream.write(answer.data(), answer.size());
         }
         return served;
     }
+
+    std::atomic<bool> m_hurrying = false;
 };
 
 WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions)
@@ -144,6 +151,7 @@ WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebAction
 
 WebServer::~WebServer() {
     m_board.end();
+    m_server->hurry();
     // Told to stop before it runs, it would not hear it.
     while (!m_server->is_running() && !m_stopped) std::this_thread::sleep_for(1ms);
     m_server->stop();

@@ -16,11 +16,13 @@ using namespace std::chrono_literals;
 constexpr auto requestTime = 5s;
 constexpr auto writeTime = 5s;
 constexpr auto lingerTime = 300ms;
+constexpr std::chrono::milliseconds lookAgain = 50ms;
 constexpr int sendBuffer = 64 * 1024;  // a reader that falls behind sees old news no longer than this lasts
 
 }  // namespace
 
-WebStream::WebStream(int socket) : m_socket(socket), m_readUntil(Clock::now() + requestTime) {
+WebStream::WebStream(int socket, const std::atomic<bool>& hurrying)
+    : m_socket(socket), m_hurrying(hurrying), m_readUntil(Clock::now() + requestTime) {
     ::setsockopt(m_socket, SOL_SOCKET, SO_SNDBUF, &sendBuffer, sizeof sendBuffer);
 }
 
@@ -41,11 +43,11 @@ void WebStream::linger() {
 bool WebStream::await(short events, Clock::time_point until) const {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
-        if (left <= 0ms) return false;
+        if (left <= 0ms || m_hurrying) return false;
         pollfd wait{.fd = m_socket, .events = events, .revents = 0};
-        const int ready = ::poll(&wait, 1, static_cast<int>(left.count()));
+        const int ready = ::poll(&wait, 1, static_cast<int>(std::min(left, lookAgain).count()));
         if (ready > 0) return (wait.revents & (events | POLLHUP | POLLERR)) != 0;
-        if (ready == 0 || errno != EINTR) return false;
+        if (ready < 0 && errno != EINTR) return false;
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <httplib.h>
 
+#include <atomic>
 #include <chrono>
 
 namespace cvhost {
@@ -15,7 +16,8 @@ public:
     /// Everything that one request may send: its head and its body.
     static constexpr std::size_t mostRead = 16 * 1024;
 
-    explicit WebStream(int socket);
+    /// Once `hurrying`, nothing is waited for any more.
+    WebStream(int socket, const std::atomic<bool>& hurrying);
     WebStream(const WebStream&) = delete;
     WebStream& operator=(const WebStream&) = delete;
     /// Lets what was written arrive, and closes.
@@ -42,6 +44,7 @@ private:
     void linger();
 
     const int m_socket;
+    const std::atomic<bool>& m_hurrying;
     const Clock::time_point m_readUntil;
     std::size_t m_left = mostRead;
     bool m_overrun = false;

@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "apps/cvhost/WebGuard.h"
 #include "apps/cvhost/WebServer.h"
 #include "tests/apps/CvhostRig.h"
 #include "tests/apps/WebClient.h"
@@ -72,6 +73,24 @@ TEST_F(WebTest, Page_AskedForByItsOwnAddress_IsServed) {
     }
     EXPECT_GE(files, 4);
     EXPECT_EQ(page.body.find("https://"), std::string::npos) << "nothing is fetched from elsewhere";
+}
+
+TEST_F(WebTest, Ranges_AskedForAThousandTimes_GiveTheWholeOnce) {
+    std::string ranges = "Range: bytes=0-";
+    for (int i = 0; i < 1000; ++i) ranges += ",0-";
+    const std::string head = "GET / HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(m_port) + "\r\n";
+    const WebAnswer answer = WebClient::ask(m_port, head + ranges + "\r\n\r\n");
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.body, WebClient::ask(m_port, WebClient::get(m_port, "/")).body);
+}
+
+TEST(WebHost, PortEighty_NeedNotBeSaid) {
+    const cvhost::WebAddress eighty{.host = "127.0.0.1", .port = 80};
+    for (const char* host : {"127.0.0.1", "127.0.0.1:80", "localhost", "[::1]", "[::1]:80"})
+        EXPECT_TRUE(cvhost::hostIsOurs(host, eighty)) << host;
+    for (const char* host : {"", "desk.example", "127.0.0.1:81", "[::1", "::1", "80", ":80"})
+        EXPECT_FALSE(cvhost::hostIsOurs(host, eighty)) << host;
+    EXPECT_FALSE(cvhost::hostIsOurs("127.0.0.1", {.host = "127.0.0.1", .port = 8080}));
 }
 
 struct Refused {
