@@ -19,8 +19,9 @@ export function send(action) {
   if (!busy) run();
 }
 
-/// When the page goes away while something is held.
+/// When the page goes away while something is held. The page may be shown again: what has waited must not come behind this.
 export function sendLast(actions) {
+  waiting = [];
   navigator.sendBeacon?.("/do", new Blob([JSON.stringify(actions)], { type: "application/json" }));
 }
 

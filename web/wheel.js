@@ -1,6 +1,6 @@
 // The shuttle ring, which springs back, and the jog wheel, which turns without end.
 import { draw, signed, speedText } from "./scale.js";
-import { send } from "./send.js";
+import { send, sendLast } from "./send.js";
 
 const centre = 127;
 const widest = 135;      // degrees to either side
@@ -55,10 +55,18 @@ const ring = {
     ring.show(kept(position));
     send({ do: "ring", position: ring.position });
   },
-  letGo() {
-    if (!ring.mine) return;
+  springBack() {
     ring.put(centre);
     ring.until = performance.now() + patience;
+  },
+  letGo() {
+    if (ring.mine) ring.springBack();
+  },
+  leave() { // what is sent in the ordinary way might not arrive
+    if (!ring.mine) return;
+    ring.show(centre);
+    ring.until = performance.now() + patience;
+    sendLast([{ do: "ring", position: centre }]);
   },
   hear(position) {
     if (ring.mine && ring.until < Infinity && (position === ring.position || performance.now() > ring.until)) ring.mine = false;
@@ -106,7 +114,7 @@ function ringKeys(event) {
   const back = event.key === "Home" || event.key === "Escape";
   if (!works || (!step && !back)) return;
   event.preventDefault();
-  if (back) ring.letGo();
+  if (back) ring.springBack();
   else ring.put(ring.position + step);
 }
 
@@ -126,6 +134,7 @@ export function setUpWheel() {
   follow($("jog"), { turned: (by) => jog.turn(by / perCount) });
   $("ring").addEventListener("keydown", ringKeys);
   $("ring").addEventListener("blur", ring.letGo);
+  addEventListener("pagehide", ring.leave);
   $("jog").addEventListener("keydown", jogKeys);
   $("jog").addEventListener("wheel", (event) => {
     if (!works) return;

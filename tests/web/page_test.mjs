@@ -186,6 +186,56 @@ const tests = [
     expectEqual(await page.getAttribute("#ring", "aria-valuetext"), "centre", "ring");
   }],
 
+  ["Ring_PageReloadedWhileItIsTurned_SpringsBack", async ({ browser, start }) => {
+    const host = await start();
+    const page = await open(browser, host);
+    await page.focus("#ring");
+    await putRing(page, 207);
+    await host.event("handler", { code: 0, ispeed: 1877 });
+    const from = host.count("handler");
+    await page.reload();
+    await host.event("handler", { code: 0, ispeed: 0 }, from);
+    await page.waitForSelector('#ring[aria-valuetext="centre"]');
+  }],
+
+  ["Ring_TabClosedWhileItIsDragged_SpringsBack", async ({ browser, start }) => {
+    const host = await start();
+    const page = await open(browser, host);
+    await turn(page, "#ring", 0.85, 60);
+    await host.event("handler", { code: 0, ispeed: 1024 });
+    const from = host.count("handler");
+    await page.close({ runBeforeUnload: true });
+    await host.event("handler", { code: 0, ispeed: 0 }, from);
+  }],
+
+  ["Ring_PageKeptAsideAndShownAgain_StandsAtTheCentre", async ({ browser, start }) => {
+    const host = await start();
+    const page = await open(browser, host);
+    await page.focus("#ring");
+    await putRing(page, 207);
+    await host.event("handler", { code: 0, ispeed: 1877 });
+    const from = host.count("handler");
+    await page.evaluate(() => { dispatchEvent(new PageTransitionEvent("pagehide", { persisted: true })); });
+    expectEqual(await page.getAttribute("#ring", "aria-valuetext"), "centre", "ring");
+    await host.event("handler", { code: 0, ispeed: 0 }, from);
+  }],
+
+  ["Ring_TurnedElsewhere_SpringsBackByHomeAndEscape", async ({ browser, start }) => {
+    const host = await start();
+    const page = await open(browser, host);
+    await page.focus("#ring");
+    for (const back of ["Home", "Escape"]) {
+      await page.evaluate(() => fetch("/do", { method: "POST", headers: { "Content-Type": "application/json" },
+        body: '{"do":"ring","position":207}' }));
+      await page.waitForSelector('#ring[aria-valuenow="207"]');
+      await until(page, () => document.getElementById("speed-value").textContent === "1877");
+      const from = host.count("handler");
+      await page.keyboard.press(back);
+      await host.event("handler", { code: 0, ispeed: 0 }, from);
+      await until(page, () => document.getElementById("speed-value").textContent === "0");
+    }
+  }],
+
   ["Ring_PutAnywhere_GivesTheLawsSpeed", async ({ browser, start }) => {
     const host = await start();
     const page = await open(browser, host);
