@@ -296,6 +296,22 @@ const tests = [
     expect((await text(page, "#faults-note")).includes("firmware 6"), "the note tells the firmware");
   }],
 
+  ["Firmware_NoneOrOutOfRange_StaysAsItIs", async ({ browser, start }) => {
+    const page = await open(browser, await start());
+    const asked = [];
+    page.on("request", (request) => { if (request.url().endsWith("/do")) asked.push(request.postData()); });
+    for (const wrong of ["", "4096", "9999", "-1", "1.5"]) {
+      await page.getByLabel("Firmware").fill(wrong);
+      await page.getByRole("button", { name: "Swap" }).click();
+      expectEqual(await page.evaluate(() => document.activeElement.name), "firmware", `focus after "${wrong}"`);
+      expect(await page.getByLabel("Firmware").evaluate((field) => field.validationMessage), `the browser objects to "${wrong}"`);
+    }
+    await page.getByLabel("Firmware").fill("4095");
+    await page.getByRole("button", { name: "Swap" }).click();
+    await until(page, () => document.getElementById("faults-note").textContent.includes("firmware 4095"));
+    expectEqual(asked.map((body) => JSON.parse(body)), [[{ do: "be", firmware: 4095, model: "V4" }]], "what was asked for");
+  }],
+
   ["Desk_Noise_ShowsOnTheWire", async ({ browser, start }) => {
     const host = await start();
     const page = await open(browser, host);
