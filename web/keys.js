@@ -29,7 +29,7 @@ const typed = new Map(); // a key of the keyboard: code
 let held = new Set();
 let works = false;
 
-const letter = (code) => String.fromCharCode(64 + code);
+export const letter = (code) => String.fromCharCode(64 + code);
 
 export function keyName(code) {
   const word = known[code]?.[1];

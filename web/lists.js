@@ -1,5 +1,5 @@
 // The lists: start-up's steps, key presses, the wire and the log.
-import { keyName } from "./keys.js";
+import { keyName, letter } from "./keys.js";
 import { make } from "./scale.js";
 
 const $ = (id) => document.getElementById(id);
@@ -55,8 +55,8 @@ export function showNews(news) {
   append($("log"), news.log.map((line) => make("li", { "data-heading": line.heading }, clock(line.t),
     make("span", {}, line.text))));
   for (const press of news.keys) {
-    $("queue").prepend(make("li", {}, clock(press.t), make("kbd", {}, String.fromCharCode(64 + press.code)),
-      make("em", {}, `${keyName(press.code).slice(2) || `code ${press.code}`}, ${press.handled ? "handled" : "queued"}`)));
+    $("queue").prepend(make("li", {}, clock(press.t), make("kbd", {}, letter(press.key)),
+      make("em", {}, `${keyName(press.key).slice(2) || `code ${press.code}`}, ${press.handled ? "handled" : "queued"}`)));
   }
   while ($("queue").children.length > most.queue) $("queue").lastChild.remove();
 }

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "apps/cvhost/Escape.h"
+#include "apps/cvhost/KeyCodes.h"
 #include "host/api/ConsoleInput.h"
 
 namespace cvhost {
@@ -33,8 +34,9 @@ std::string speedScale(int speed) {
     return scale;
 }
 
+/// The letter on the key that was pressed, and the code under which the press is queued.
 std::string keyName(int code) {
-    const char letter = static_cast<char>(code + 0x40);
+    const char letter = static_cast<char>(keyOf(code) + 0x40);
     std::string name = formatted(code >= 0 && code < 0x3F ? "%c" : "?", letter) + formatted("  (code %d)", code);
     if (code == 12) name += ", stop";
     if (code == 28) name += ", jog";

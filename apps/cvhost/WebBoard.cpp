@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "apps/cvhost/Escape.h"
+#include "apps/cvhost/KeyCodes.h"
 
 namespace cvhost {
 namespace {
@@ -199,7 +200,10 @@ void WebBoard::addMessage(const WireMessage& message) {
 }
 
 void WebBoard::key(int code, bool handled, int) {
-    change([&] { m_keys.add(text({{"t", rounded(m_start.seconds(), 1000)}, {"code", code}, {"handled", handled}})); });
+    change([&] {
+        m_keys.add(
+            text({{"t", rounded(m_start.seconds(), 1000)}, {"code", code}, {"key", keyOf(code)}, {"handled", handled}}));
+    });
 }
 
 void WebBoard::handler(const HandlerRun& run) {

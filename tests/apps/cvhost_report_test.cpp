@@ -206,6 +206,18 @@ TEST(TextReport, KeysAndWheel_Told_ReadAsWords) {
               "key      L  (code 12), stop\n");
 }
 
+TEST(TextReport, TrimmingKey_QueuedUnderAnothersCode_HasItsOwnLetter) {
+    EXPECT_EQ(text({.colour = false, .wire = false},
+                   [](cvhost::Report& report) {
+                       for (const int code : {31, 39, 40}) report.key(code, false, 1536);
+                       report.released(31);
+                   }),
+              "key      g  (code 31), queued\n"
+              "key      h  (code 39), queued\n"
+              "key      _  (code 40), queued\n"
+              "key      g  (code 31), released with the console\n");
+}
+
 TEST(TextReport, Wire_ByteByByte_IsToldByCommand) {
     EXPECT_EQ(text({.colour = false, .wire = true},
                    [](cvhost::Report& report) {

@@ -56,6 +56,17 @@ const tests = [
     expect((await text(page, "#queue li:first-child")).includes("code 20, queued"), "the newest press is on top");
   }],
 
+  ["Key_QueuedUnderAnothersCode_IsShownByItsOwnLetter", async ({ browser, start }) => {
+    const host = await start();
+    const page = await open(browser, host);
+    for (const [code, queued, letter] of [[39, 31, "g"], [40, 39, "h"], [31, 40, "_"]]) {
+      await page.click(key(code));
+      await host.event("key", { code: queued, handled: false });
+      await until(page, (wanted) => document.querySelector("#queue li:first-child kbd")?.textContent === wanted, letter);
+      expect((await text(page, "#queue li:first-child em")).startsWith("trim, "), "the key's name");
+    }
+  }],
+
   ["Key_Held_IsReleasedWhenLetGo", async ({ browser, start }) => {
     const host = await start();
     const page = await open(browser, host);
