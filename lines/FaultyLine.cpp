@@ -4,6 +4,13 @@
 #include <utility>
 
 namespace lines {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr desk::Time pauseBetweenTries = 200ms;
+
+}  // namespace
 
 FaultyLine::FaultyLine(Plug plug) : m_plug(std::move(plug)), m_line(m_plug()), m_name(m_line->name()) {}
 
@@ -16,17 +23,24 @@ void FaultyLine::service(desk::Machine& desk, desk::Time now) {
         m_line.reset();
         desk.setRts(true, now);
     }
-    if (m_wantPlugged && !m_line) {
-        try {
-            m_line = m_plug();
-        } catch (const std::runtime_error&) {
-            return;  // the name is taken for now
-        }
-    }
+    if (!m_wantPlugged) m_nextTry.reset();
+    if (m_wantPlugged && !m_line && (!m_nextTry || now >= *m_nextTry)) plugIn(now);
     if (m_line) m_line->service(desk, now);
 }
 
-std::optional<desk::Time> FaultyLine::nextEvent() const { return m_line ? m_line->nextEvent() : std::nullopt; }
+void FaultyLine::plugIn(desk::Time now) {
+    try {
+        m_line = m_plug();
+        m_nextTry.reset();
+    } catch (const std::runtime_error&) {
+        m_nextTry = now + pauseBetweenTries;  // the name is taken for now
+    }
+}
+
+std::optional<desk::Time> FaultyLine::nextEvent() const {
+    if (m_line) return m_line->nextEvent();
+    return m_wantPlugged ? m_nextTry : std::nullopt;
+}
 
 void FaultyLine::send(std::span<const unsigned char> bytes, desk::Time now) {
     if (!m_line || m_silent) return;

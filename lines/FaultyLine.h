@@ -35,8 +35,11 @@ public:
     std::optional<desk::Time> nextEvent() const override;
 
 private:
+    void plugIn(desk::Time now);
+
     Plug m_plug;
-    std::unique_ptr<Line> m_line;  ///< null while unplugged
+    std::unique_ptr<Line> m_line;         ///< null while unplugged
+    std::optional<desk::Time> m_nextTry;  ///< while it is to be plugged in and its name is taken
     const std::string m_name;
     std::atomic<bool> m_wantPlugged = true;
     std::atomic<bool> m_noisy = false;
