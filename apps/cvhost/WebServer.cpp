@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 
 #include <semaphore>
-#include <stdexcept>
 #include <utility>
 
 #include "apps/cvhost/WebFiles.h"
@@ -139,8 +138,8 @@ WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebAction
     const int port = address.port != 0 ? (server.bind_to_port(address.host, address.port) ? address.port : -1)
                                        : server.bind_to_any_port(address.host);
     if (port <= 0) {
-        throw std::runtime_error("the page cannot be served at " + webUrl(address) +
-                                 "; take another address or port with --web, or --web 0 for any free port");
+        throw WebAddressTaken("the page cannot be served at " + webUrl(address) +
+                              "; take another address or port with --web, or --web 0 for any free port");
     }
     m_address.port = static_cast<std::uint16_t>(port);
     m_thread = std::thread([this] {

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -19,12 +20,17 @@
 
 namespace cvhost {
 
+/// Why the page cannot be served, and what to do, in a sentence without its full stop.
+struct WebAddressTaken : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 class WebServer {
 public:
     /// How many may listen to /events at once.
     static constexpr int mostListeners = 24;
 
-    /// Listens at once. Throws std::runtime_error, with what is wrong and what to do, when it cannot.
+    /// Listens at once. Throws WebAddressTaken when it cannot.
     WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions);
     WebServer(const WebServer&) = delete;
     WebServer& operator=(const WebServer&) = delete;

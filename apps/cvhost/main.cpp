@@ -15,6 +15,7 @@
 #include "apps/cvhost/Session.h"
 #include "apps/cvhost/StartTime.h"
 #include "apps/cvhost/Wake.h"
+#include "apps/cvhost/WebServer.h"
 
 namespace {
 
@@ -39,6 +40,9 @@ int main(int argc, char** argv) {
         cvhost::Wake wake;
         if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
         return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
+    } catch (const cvhost::WebAddressTaken& error) {
+        std::cerr << "cvhost: " << error.what() << ".\n";
+        return cvhost::exitStatus::none;
     } catch (const std::exception& error) {
         std::cerr << "cvhost: " << error.what() << "; see whether the system is short of memory, threads or ports.\n";
         return cvhost::exitStatus::none;

@@ -17,6 +17,7 @@
 namespace apps_test {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
@@ -293,7 +294,8 @@ TEST_F(WebTest, Desk_Another_DriverFindsItsVersion) {
 TEST_F(WebTest, Web_PortTaken_EndsWithOneSentence) {
     Process second(cvhost({"--desk", "--web", std::to_string(m_port)}));
     EXPECT_EQ(second.wait(), 1);
-    EXPECT_THAT(second.errors(), HasSubstr("the page cannot be served at http://127.0.0.1:" + std::to_string(m_port) + "/"));
+    EXPECT_THAT(second.errors(), EndsWith("cvhost: the page cannot be served at http://127.0.0.1:" + std::to_string(m_port) +
+                                          "/; take another address or port with --web, or --web 0 for any free port.\n"));
 }
 
 class WebLaw : public WebTest, public testing::WithParamInterface<std::string> {
