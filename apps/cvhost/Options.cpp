@@ -107,7 +107,9 @@ int answer(const CLI::App& app, const CLI::ParseError& error) {
     while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) reason.remove_suffix(1);
     std::string line(reason.substr(0, reason.find('\n')));
     if (line.starts_with("A ")) line.front() = 'a';
-    std::cerr << "cvhost: " << line << "; \"cvhost run --help\" shows what it takes.\n";
+    const auto subcommands = app.get_subcommands();
+    const std::string subcommand = subcommands.empty() ? "" : subcommands.front()->get_name() + ' ';
+    std::cerr << "cvhost: " << line << "; \"cvhost " << subcommand << "--help\" shows what it takes.\n";
     return exitStatus::usage;
 }
 

@@ -18,6 +18,7 @@ struct Wrong {
     std::string name;
     Arguments arguments;
     std::string says;
+    std::string help = "cvhost run --help";
 };
 
 void PrintTo(const Wrong& wrong, std::ostream* out) { *out << wrong.name; }
@@ -32,14 +33,19 @@ TEST_P(CvhostUsage, CommandLine_Wrong_EndsWithStatusTwoAndOneSentence) {
 
     EXPECT_EQ(host.wait(), 2);
     EXPECT_THAT(host.lines(), IsEmpty());
-    EXPECT_THAT(host.errors(), MatchesRegex("cvhost: [^\n]+; \"cvhost run --help\" shows what it takes\\.\n"));
+    EXPECT_THAT(host.errors(), MatchesRegex("cvhost: [^\n]+; \"" + GetParam().help + "\" shows what it takes\\.\n"));
     EXPECT_THAT(host.errors(), HasSubstr(GetParam().says));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Errors, CvhostUsage,
     testing::Values(
-        Wrong{"NoSubcommand", {}, "a subcommand is required"}, Wrong{"UnknownSubcommand", {"walk"}, "subcommand"},
+        Wrong{"NoSubcommand", {}, "a subcommand is required", "cvhost --help"},
+        Wrong{"UnknownSubcommand", {"walk"}, "subcommand", "cvhost --help"},
+        Wrong{"OptionOfNoSubcommand", {"--bogus"}, "a subcommand is required", "cvhost --help"},
+        Wrong{"OptionUnknownToPorts", {"ports", "--bogus"}, "--bogus", "cvhost ports --help"},
+        Wrong{"OptionUnknownToDoctor", {"doctor", "--bogus"}, "--bogus", "cvhost doctor --help"},
+        Wrong{"PortWithoutNameForDoctor", {"doctor", "--port"}, "--port", "cvhost doctor --help"},
         Wrong{"UnknownOption", {"run", "--faster"}, "--faster"}, Wrong{"Extra", {"run", "fast"}, "fast"},
         Wrong{"ShowWithoutDesk", {"run", "--show"}, "--show requires --desk"},
         Wrong{"DeskAndPort", {"run", "--desk", "--port", "/dev/ttyUSB0"}, "excludes"},
