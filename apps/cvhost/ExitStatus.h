@@ -1,4 +1,4 @@
-// What `cvhost run` answers its caller.
+// What cvhost answers its caller.
 #pragma once
 
 namespace cvhost::exitStatus {
@@ -7,7 +7,7 @@ namespace cvhost::exitStatus {
 inline constexpr int active = 0;
 /// No console became active.
 inline constexpr int none = 1;
-/// The command line is wrong.
+/// The command line is wrong, or what it names is not what it has to be.
 inline constexpr int usage = 2;
 
 }  // namespace cvhost::exitStatus

@@ -21,7 +21,7 @@ constexpr const char* runFooter =
     "  cvhost run --desk --web 8080             a simulated console to be worked in a browser\n"
     "  cvhost run --port /dev/ttyUSB0           the console on this serial adapter\n"
     "  cvhost run --port rfc2217://[::1]:2217   the console on a serial port of the network\n"
-    "  cvhost run --record field.jsonl          what happens on the line, for \"cvdesk --replay\" and for support";
+    "  cvhost run --record field.jsonl          what happens on the line, for \"cvhost timeline\" and for support";
 
 constexpr const char* portsFooter =
     "Nothing is opened. What programs of other users have open is seen by root alone.\n"
@@ -42,6 +42,16 @@ constexpr const char* doctorFooter =
     "  cvhost doctor                            look at everything, lamps and keys too\n"
     "  cvhost doctor --quick --json             for programs: nobody has to press keys\n"
     "  cvhost doctor --bundle console.tar.gz    with an archive for support";
+
+constexpr const char* timelineFooter =
+    "One line for each thing: its time in seconds, the pause before it if there was one, and what it means.\n"
+    "A packet has the time of its last byte.\n"
+    "\n"
+    "Exit status: 0 shown, cut off or not; 1 it cannot be written; 2 the command line is wrong, or FILE is no recording.\n"
+    "NO_COLOR, when set, keeps colour out of the text.\n"
+    "\n"
+    "Example:\n"
+    "  cvhost timeline field.jsonl | less       what \"cvhost run --record field.jsonl\" has recorded";
 
 constexpr std::chrono::duration<double> longestTime = std::chrono::hours(24 * 365);
 
@@ -98,6 +108,15 @@ CLI::App& addDoctor(CLI::App& app, DoctorOptions& options) {
     return doctor;
 }
 
+CLI::App& addTimeline(CLI::App& app, TimelineOptions& options) {
+    CLI::App& timeline = *app.add_subcommand("timeline", "Show what a recording says of the line, with times and meanings.");
+    timeline.footer(timelineFooter);
+    timeline.add_option("FILE", options.file, "The recording, as \"cvhost run --record FILE\" makes it")
+        ->required()
+        ->type_name("");
+    return timeline;
+}
+
 /// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
 int answer(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -115,10 +134,12 @@ int answer(const CLI::App& app, const CLI::ParseError& error) {
 
 }  // namespace
 
-std::variant<Options, PortsOptions, DoctorOptions, int> parseCommandLine(int argc, const char* const* argv) {
+std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCommandLine(int argc,
+                                                                                          const char* const* argv) {
     Options options;
     PortsOptions portsOptions;
     DoctorOptions doctorOptions;
+    TimelineOptions timelineOptions;
     std::vector<std::string> settings;
     std::vector<std::string> preferences;
 
@@ -128,6 +149,7 @@ std::variant<Options, PortsOptions, DoctorOptions, int> parseCommandLine(int arg
     app.footer("\"cvhost run --help\" shows the options of run, and so on.");
     const CLI::App& ports = addPorts(app, portsOptions);
     const CLI::App& doctor = addDoctor(app, doctorOptions);
+    const CLI::App& timeline = addTimeline(app, timelineOptions);
 
     CLI::App& run = *app.add_subcommand("run", "Bring a console up and show its keys, wheel and lamps.");
     run.footer(runFooter);
@@ -159,6 +181,7 @@ std::variant<Options, PortsOptions, DoctorOptions, int> parseCommandLine(int arg
         app.parse(argc, argv);
         if (ports.parsed()) return portsOptions;
         if (doctor.parsed()) return doctorOptions;
+        if (timeline.parsed()) return timelineOptions;
         for (const std::string& text : settings) options.settings.push_back(assignment(text, "--set"));
         for (const std::string& text : preferences) {
             const auto [key, value] = assignment(text, "--prefer");

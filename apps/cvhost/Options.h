@@ -44,7 +44,12 @@ struct DoctorOptions {
     std::optional<std::string> bundle;
 };
 
+/// Of `cvhost timeline`.
+struct TimelineOptions {
+    std::string file;
+};
+
 /// What the command line asks for, or the exit status of a program that has said all there is to say.
-std::variant<Options, PortsOptions, DoctorOptions, int> parseCommandLine(int argc, const char* const* argv);
+std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCommandLine(int argc, const char* const* argv);
 
 }  // namespace cvhost

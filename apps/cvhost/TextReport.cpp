@@ -58,11 +58,12 @@ const char* lampSign(char state) {
 
 }  // namespace
 
-std::string speedText(int speed) {
-    const std::string scale = speedScale(speed);
-    if (speed == 0) return scale + "  stopped";
-    return scale + formatted("  ×%.2f %s", std::abs(speed / 1024.0), speed < 0 ? "reverse" : "forward");
+std::string speedWords(int speed) {
+    if (speed == 0) return "stopped";
+    return formatted("×%.2f %s", std::abs(speed / 1024.0), speed < 0 ? "reverse" : "forward");
 }
+
+std::string speedText(int speed) { return speedScale(speed) + "  " + speedWords(speed); }
 
 std::string jogText(double counts) {
     std::string text = formatted("%+.4f", counts);
@@ -73,12 +74,6 @@ std::string jogText(double counts) {
 
 std::string TextReport::missingLine(std::size_t count) {
     return formatted("         ...      %zu lines are missing here: they were not read in time\n", count);
-}
-
-std::string TextReport::painted(Tint tint, std::string_view text) const {
-    static constexpr std::array codes{"0", "2", "31", "32", "33", "34", "35", "36"};
-    if (!m_style.colour || tint == Tint::plain) return std::string(text);
-    return std::string("\x1b[") + codes[static_cast<std::size_t>(tint)] + "m" + std::string(text) + "\x1b[0m";
 }
 
 void TextReport::put(Tint tint, std::string_view heading, std::string_view text) {

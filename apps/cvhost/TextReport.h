@@ -11,6 +11,7 @@
 #include "apps/cvhost/Output.h"
 #include "apps/cvhost/Report.h"
 #include "apps/cvhost/StartTime.h"
+#include "apps/cvhost/Tint.h"
 
 namespace cvhost {
 
@@ -40,11 +41,9 @@ public:
     void idle() override { endWireLine(); }
 
 private:
-    enum class Tint { plain, dim, red, green, yellow, blue, magenta, cyan };
-
     void put(Tint tint, std::string_view heading, std::string_view text);
     void endWireLine();
-    std::string painted(Tint tint, std::string_view text) const;
+    std::string painted(Tint tint, std::string_view text) const { return cvhost::painted(tint, text, m_style.colour); }
 
     Output& m_output;
     const StartTime m_start;
@@ -56,7 +55,9 @@ private:
     std::string m_wireLine;
 };
 
-/// A speed in words and on a scale: "×1.46 forward".
+/// A speed in words: "×1.46 forward".
+std::string speedWords(int speed);
+/// The same behind a scale.
 std::string speedText(int speed);
 /// A jog movement in counts: "+2", "-1.5".
 std::string jogText(double counts);

@@ -87,7 +87,8 @@ void WireReader::finish(Way& way, const Take& take) {
     const std::string bytes = std::exchange(way.message, {});
     take({.direction = way.direction,
           .bytes = plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}),
-          .meaning = text});
+          .meaning = text,
+          .ring = std::exchange(m_ring, std::nullopt)});
 }
 
 std::string WireReader::meaning(Way& way) {
@@ -157,6 +158,7 @@ std::string WireReader::wheelStatus(std::string_view digits) {
     if (!ring || !count || !fine) return "not a packet";
     m_look.ringTold = true;
     m_look.ring = static_cast<int>(*ring);
+    m_ring = m_look.ring;
     const int counts = static_cast<std::int8_t>(*count);
     const double part = static_cast<std::int16_t>(*fine) / 10000.0;
     const int deflection = m_look.ring - 127;

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -32,8 +33,9 @@ struct ConsoleLook {
 
 struct WireMessage {
     Direction direction;
-    std::string bytes;    ///< printable
-    std::string meaning;  ///< in words; empty for none
+    std::string bytes;          ///< printable
+    std::string meaning;        ///< in words; empty for none
+    std::optional<int> ring{};  ///< where it stands, in a message that tells it
 };
 
 class WireReader {
@@ -72,7 +74,8 @@ private:
     ConsoleLook m_look;
     Way m_sent{.direction = Direction::transmit};
     Way m_received{.direction = Direction::receive};
-    bool m_jumping = false;  ///< the jump has been typed, its return not yet
+    std::optional<int> m_ring;  ///< what the message that is being finished tells of the ring
+    bool m_jumping = false;     ///< the jump has been typed, its return not yet
 };
 
 }  // namespace cvhost

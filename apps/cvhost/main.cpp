@@ -14,6 +14,7 @@
 #include "apps/cvhost/Ports.h"
 #include "apps/cvhost/Session.h"
 #include "apps/cvhost/StartTime.h"
+#include "apps/cvhost/Timeline.h"
 #include "apps/cvhost/Wake.h"
 #include "apps/cvhost/WebServer.h"
 
@@ -37,6 +38,7 @@ int main(int argc, char** argv) {
         const auto parsed = cvhost::parseCommandLine(argc, argv);
         if (const int* status = std::get_if<int>(&parsed)) return *status;
         if (const auto* ports = std::get_if<cvhost::PortsOptions>(&parsed)) return cvhost::showPorts(*ports);
+        if (const auto* timeline = std::get_if<cvhost::TimelineOptions>(&parsed)) return cvhost::showTimeline(*timeline);
         cvhost::Wake wake;
         if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
         return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();

@@ -98,6 +98,25 @@ TEST_F(CvhostTest, Text_OnATerminalWithNoColor_IsPlain) {
     EXPECT_THAT(text, HasSubstr("Looking for console on port /dev/no-such-port"));
 }
 
+TEST_F(CvhostTest, Timeline_OnATerminal_IsColouredUnlessNoColorIsSet) {
+    const std::string recording =
+        m_folder.write("recording.jsonl",
+                       "{\"format\":\"cvhost serial "
+                       "recording\",\"version\":1,\"program\":\"cvhost\",\"started\":\"2026-01-31T12:34:56Z\"}\n"
+                       "{\"t\":1,\"event\":\"rts\",\"level\":0}\n");
+    Process::Setup setup = cvhost({recording});
+    setup.command.at(1) = "timeline";
+    for (const char* noColor : {"", "1"}) {
+        setup.environment["TERM"] = "xterm";
+        setup.environment["NO_COLOR"] = noColor;
+        int status = -1;
+        const std::string text = onTerminal(setup, status);
+        EXPECT_EQ(status, 0);
+        EXPECT_THAT(text, HasSubstr("RTS low, the console is held in reset"));
+        EXPECT_EQ(text.find('\x1b') == text.npos, *noColor != '\0') << text;
+    }
+}
+
 TEST_F(CvhostTest, Text_IntoAPipe_IsPlain) {
     Process host(cvhost({"--desk", "--for", "1"}));
     EXPECT_EQ(host.wait(), 0) << host.errors();

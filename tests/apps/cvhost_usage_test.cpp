@@ -45,6 +45,8 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"OptionOfNoSubcommand", {"--bogus"}, "a subcommand is required", "cvhost --help"},
         Wrong{"OptionUnknownToPorts", {"ports", "--bogus"}, "--bogus", "cvhost ports --help"},
         Wrong{"OptionUnknownToDoctor", {"doctor", "--bogus"}, "--bogus", "cvhost doctor --help"},
+        Wrong{"TimelineOfNoFile", {"timeline"}, "FILE is required", "cvhost timeline --help"},
+        Wrong{"TimelineOfTwoFiles", {"timeline", "a", "b"}, "b", "cvhost timeline --help"},
         Wrong{"PortWithoutNameForDoctor", {"doctor", "--port"}, "--port", "cvhost doctor --help"},
         Wrong{"UnknownOption", {"run", "--faster"}, "--faster"}, Wrong{"Extra", {"run", "fast"}, "fast"},
         Wrong{"ShowWithoutDesk", {"run", "--show"}, "--show requires --desk"},

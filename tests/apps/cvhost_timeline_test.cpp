@@ -1,0 +1,382 @@
+// `cvhost timeline`: recordings as lines for a person.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "apps/cvhost/Escape.h"
+#include "apps/cvhost/Timeline.h"
+#include "apps/recording/Recording.h"
+#include "tests/apps/CvhostRig.h"
+
+namespace apps_test {
+namespace {
+
+using namespace std::chrono_literals;
+using recording::Event;
+using recording::Recording;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+using What = Event::What;
+using Lines = std::vector<std::string>;
+
+/// Where a line's heading begins, and where its text does: behind the time and the gap.
+constexpr std::size_t headingColumn = 22;
+constexpr std::size_t textColumn = 32;
+
+Lines linesOf(const std::string& text) {
+    Lines lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+/// The lines of these events, without the one above them.
+Lines shown(const std::vector<Event>& events, bool colour = false) {
+    const Recording recording{.program = "cvhost", .started = "2026-01-31T12:34:56Z", .events = events};
+    Lines lines = linesOf(::cvhost::timelineText(recording, colour));
+    lines.erase(lines.begin());
+    return lines;
+}
+
+std::string bytesOf(const Recording& recording, What what) {
+    std::string bytes;
+    for (const Event& event : recording.events) {
+        if (event.what == what) bytes += event.text;
+    }
+    return ::cvhost::plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
+}
+
+/// All bytes that the lines with this heading show.
+std::string bytesShown(const Lines& lines, const std::string& heading) {
+    std::string bytes;
+    for (const std::string& line : lines) {
+        if (line.size() < textColumn || !line.substr(headingColumn).starts_with(heading + ' ')) continue;
+        bytes += line.substr(textColumn + 1, line.rfind('"') - textColumn - 1);
+    }
+    return bytes;
+}
+
+std::string contentsOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+const std::string keysAndWheel = std::string(RECORDINGS) + "/keys-and-wheel.jsonl";
+
+class CvhostTimeline : public CvhostTest {
+protected:
+    Process::Setup timeline(const std::string& file) const {
+        Process::Setup setup = cvhost({file});
+        setup.command.at(1) = "timeline";
+        return setup;
+    }
+    /// What it prints of a file that it must be able to show.
+    Lines printed(const std::string& file) const {
+        Process host(timeline(file));
+        EXPECT_EQ(host.wait(), 0) << host.errors();
+        EXPECT_THAT(host.errors(), IsEmpty());
+        return host.lines();
+    }
+    std::string file() const { return m_folder.path() / "recording.jsonl"; }
+};
+
+struct Told {
+    std::string name;
+    Event event;
+    std::string line;
+};
+
+void PrintTo(const Told& told, std::ostream* out) { *out << told.name; }
+
+class TimelineLine : public testing::TestWithParam<Told> {};
+
+TEST_P(TimelineLine, Event_Alone_IsToldInOneLine) { EXPECT_THAT(shown({GetParam().event}).at(0), GetParam().line); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Events, TimelineLine,
+    testing::Values(
+        Told{"Opening",
+             {.what = What::opening, .port = "/dev/ttyUSB0", .line = {9600, 8, 'N', 1}},
+             "    0.000             port      /dev/ttyUSB0 opens: 9600 baud, 8N1"},
+        Told{"OpeningOtherwise",
+             {.at = 1ms, .what = What::opening, .port = "/dev/ttyS1", .line = {38400, 7, 'E', 2}},
+             "    0.001             port      /dev/ttyS1 opens: 38400 baud, 7E2"},
+        Told{"Open",
+             {.at = 12345678us, .what = What::open, .port = "/dev/ttyS1"},
+             "   12.346             port      /dev/ttyS1 is open"},
+        Told{"Closed", {.what = What::closed, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is closed"},
+        Told{"Lost", {.what = What::lost, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is lost"},
+        Told{"Trouble",
+             {.what = What::trouble, .port = "/dev/ttyS1", .text = "cannot be opened: no such file"},
+             "    0.000             trouble   /dev/ttyS1 cannot be opened: no such file"},
+        Told{"RtsLow",
+             {.what = What::rts, .number = 0},
+             "    0.000             reset     RTS low, the console is held in reset"},
+        Told{"RtsHigh", {.what = What::rts, .number = 1}, "    0.000             reset     RTS high, the console starts"},
+        Told{"Lamp", {.what = What::tx, .text = "F12 "}, "    0.000             sent      \"F12 \"          lamp 12 on"},
+        Told{"Key",
+             {.what = What::rx, .text = "E "},
+             "    0.000             received  \"E \"            key E (code 5) pressed"},
+        Told{"Version", {.what = What::rx, .text = "V007 "}, "    0.000             received  \"V007 \"         version 7"},
+        Told{"Wheel",
+             {.what = What::rx, .text = "\\540309C4 "},
+             "    0.000             received  \"\\540309C4 \"    ring -43 (×0.63 reverse), wheel +3.25"},
+        Told{"WheelAtRest",
+             {.what = What::rx, .text = "L7F000000 "},
+             "    0.000             received  \"L7F000000 \"    ring 0 (stopped), wheel +0"},
+        Told{
+            "Unfinished", {.what = What::rx, .text = "V00"}, "    0.000             received  \"V00\"           unfinished"},
+        Told{"Added",
+             {.what = What::added, .text = "\x18 "},
+             "    0.000             added     \"\\x18 \"  by the host, to end what the loss has cut off"},
+        Told{"Call",
+             {.what = What::call, .text = "lamp_set", .arguments = {12, -1}},
+             "    0.000             host      lamp_set(12, -1)"},
+        Told{"QueuedKey", {.what = What::key, .number = 5}, "    0.000             driver    key E (code 5) queued"},
+        // The driver queues these three under one another's codes.
+        Told{"QueuedAs31", {.what = What::key, .number = 31}, "    0.000             driver    key g (code 39) queued"},
+        Told{"QueuedAs39", {.what = What::key, .number = 39}, "    0.000             driver    key h (code 40) queued"},
+        Told{"QueuedAs40", {.what = What::key, .number = 40}, "    0.000             driver    key _ (code 31) queued"},
+        Told{"QueuedAsNoKey", {.what = What::key, .number = -5}, "    0.000             driver    key (code -5) queued"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(Timeline, Gap_LongerThanAPacketTakes_IsTold) {
+    EXPECT_THAT(shown({{.at = 1ms, .what = What::rts},
+                       {.at = 1ms + 14999us, .what = What::rts},
+                       {.at = 31ms, .what = What::rts},
+                       {.at = 31ms + 999ms, .what = What::rts},
+                       {.at = 2280ms, .what = What::rts}}),
+                ElementsAre(StartsWith("    0.001             reset "), StartsWith("    0.016             reset "),
+                            StartsWith("    0.031     +15 ms  reset "), StartsWith("    1.030    +999 ms  reset "),
+                            StartsWith("    2.280   +1.250 s  reset ")));
+}
+
+TEST(Timeline, Packet_InPieces_HasTheTimeOfItsLastByte) {
+    EXPECT_THAT(shown({{.at = 1ms, .what = What::rx, .text = "V0"},
+                       {.at = 2ms, .what = What::tx, .text = "F2 "},
+                       {.at = 3ms, .what = What::rx, .text = "07 E"}}),
+                ElementsAre("    0.002             sent      \"F2 \"           lamp 2 (stop) on",
+                            "    0.003             received  \"V007 \"         version 7",
+                            "    0.003             received  \"E\"             unfinished"));
+}
+
+TEST(Timeline, Message_LeftUnfinished_StandsWhereItsLastByteCame) {
+    EXPECT_THAT(shown({{.at = 1ms, .what = What::rx, .text = "V0"},
+                       {.at = 2ms, .what = What::tx, .text = "F2 "},
+                       {.at = 3ms, .what = What::rts}}),
+                ElementsAre("    0.001             received  \"V0\"            unfinished",
+                            "    0.002             sent      \"F2 \"           lamp 2 (stop) on", HasSubstr("RTS low")));
+}
+
+TEST(Timeline, BootMonitor_AfterAReset_IsReadAsText) {
+    EXPECT_THAT(shown({{.what = What::rts, .number = 0},
+                       {.what = What::rx, .text = "\r\nEPROM>"},
+                       {.what = What::tx, .text = "H "},
+                       {.what = What::rx, .text = "V4 monitor 1.0\r\n"}}),
+                ElementsAre(HasSubstr("RTS low"), EndsWith("  received  \"\\r\\n\""),
+                            EndsWith("  received  \"EPROM>\"        the boot monitor's prompt"),
+                            EndsWith("  sent      \"H \"            which model?"),
+                            EndsWith("  received  \"V4 monitor 1.0\\r\\n\"")));
+}
+
+TEST(Timeline, Text_OfSomebodyElse_CannotReachTheTerminal) {
+    const std::string nasty = "\x1b]0;x\x07\n\r\x7f\xc2\x9b\xff";
+    std::string everyByte;
+    for (int byte = 0; byte < 256; ++byte) everyByte += static_cast<char>(byte);
+    Recording recording{.program = nasty, .started = nasty, .events = {}, .cutShort = true};
+    for (const What what : {What::opening, What::open, What::trouble, What::tx, What::rx, What::added, What::call}) {
+        recording.events.push_back(
+            {.what = what, .port = nasty, .text = what == What::tx ? everyByte : nasty, .line = {9600, 8, 'N', 1}});
+    }
+    const std::string text = ::cvhost::timelineText(recording, false);
+    for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7f)) << static_cast<int>(c);
+    EXPECT_THAT(linesOf(text),
+                testing::Each(testing::AnyOf(StartsWith("   "), StartsWith("Recorded by "), StartsWith("The recording "))));
+}
+
+TEST(Timeline, Colour_TakenAway_LeavesTheSameText) {
+    const Recording recording = recording::readFile(keysAndWheel);
+    const std::string coloured = ::cvhost::timelineText(recording, true);
+    EXPECT_THAT(coloured, HasSubstr("\x1b["));
+    EXPECT_EQ(std::regex_replace(coloured, std::regex("\x1b\\[[0-9]+m"), ""), ::cvhost::timelineText(recording, false));
+}
+
+TEST_F(CvhostTimeline, Recordings_Kept_ShowEveryByteInOrderOfTime) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(RECORDINGS)) {
+        SCOPED_TRACE(entry.path());
+        ++count;
+        const Lines lines = printed(entry.path());
+        const Recording recording = recording::readFile(entry.path());
+        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, What::tx));
+        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, What::rx));
+        EXPECT_THAT(lines.back(), EndsWith(" is closed"));
+        double last = 0;
+        for (auto line = lines.begin() + 1; line != lines.end(); ++line) {
+            EXPECT_GE(std::stod(*line), last) << *line;
+            last = std::stod(*line);
+        }
+    }
+    EXPECT_GE(count, 7);
+}
+
+TEST_F(CvhostTimeline, Recording_OfKeysAndWheel_HasTheseLines) {
+    const Lines lines = printed(keysAndWheel);
+    EXPECT_EQ(lines.at(0), "Recorded by cvhost 1.0.0, begun 2026-11-21T08:16:21Z");
+    for (const char* line : {"    0.216    +205 ms  reset     RTS high, the console starts",
+                             "    0.292             sent      \"J 0100 0\"      start the program at 0100",
+                             "    1.256     +67 ms  received  \"\\C8000000 \"    ring +73 (×1.46 forward), wheel +0",
+                             "    1.368             host      enable_wheel()",
+                             "    1.535     +59 ms  received  \"\\7FFF1388 \"    ring 0 (stopped), wheel -1.5",
+                             "    3.197             sent      \"O46 \"          lamp 46 off"}) {
+        EXPECT_THAT(lines, Contains(line));
+    }
+}
+
+TEST_F(CvhostTimeline, Example_InTheDocument_IsWhatIsPrinted) {
+    const std::string page = contentsOf(RECORDINGS_PAGE);
+    const std::size_t begin = page.find("```\nRecorded by ");
+    ASSERT_NE(begin, page.npos);
+    const Lines example = linesOf(page.substr(begin + 4, page.find("\n```", begin) - begin - 3));
+    const Lines lines = printed(keysAndWheel);
+    ASSERT_GT(example.size(), 10U);
+    auto next = lines.begin();
+    bool leftOut = false;
+    for (const std::string& line : example) {
+        if (line == "...") {
+            leftOut = true;
+            continue;
+        }
+        if (leftOut) next = std::find(next, lines.end(), line);
+        leftOut = false;
+        ASSERT_NE(next, lines.end()) << line;
+        EXPECT_EQ(*next++, line);
+    }
+}
+
+TEST_F(CvhostTimeline, Run_JustRecorded_IsShownToItsEnd) {
+    Process host(cvhost({"--desk", "--events", "json", "--record", file()}));
+    waitFor(host, {{"event", "active"}});
+    host.signal(SIGINT);
+    ASSERT_EQ(host.wait(), 0) << host.errors();
+
+    const Lines lines = printed(file());
+    EXPECT_THAT(lines.at(0), StartsWith("Recorded by cvhost "));
+    EXPECT_THAT(lines, Contains(MatchesRegex(" .*  port      rfc2217://[^ ]* opens: 9600 baud, 8N1")));
+    EXPECT_THAT(lines, Contains(EndsWith("  received  \"V007 \"         version 7")));
+    EXPECT_THAT(lines, Contains(EndsWith("  sent      \"O46 \"          lamp 46 off")));
+    EXPECT_THAT(lines.back(), MatchesRegex(" .*  port      rfc2217://[^ ]* is closed"));
+}
+
+TEST_F(CvhostTimeline, Run_Killed_IsShownAndSaidToEndWithThePortOpen) {
+    Process host(cvhost({"--desk", "--events", "json", "--record", file()}));
+    waitFor(host, {{"event", "active"}});
+    host.signal(SIGKILL);
+    ASSERT_EQ(host.wait(), 128 + SIGKILL);
+
+    const Lines lines = printed(file());
+    EXPECT_THAT(lines, Contains(EndsWith("  received  \"V007 \"         version 7")));
+    EXPECT_THAT(lines.back(), MatchesRegex("The recording ends while rfc2217://[^ ]* is open"));
+}
+
+TEST_F(CvhostTimeline, File_CutOffWithinALine_ShowsWhatIsWholeAndSaysSo) {
+    const std::string whole = contentsOf(keysAndWheel);
+    const Lines all = printed(keysAndWheel);
+    const std::size_t cut = whole.find("\"event\":\"key\"");
+    const Lines lines = printed(m_folder.write("cut.jsonl", whole.substr(0, cut)));
+    ASSERT_GE(lines.size(), 3U);
+    EXPECT_TRUE(std::equal(lines.begin(), lines.end() - 2, all.begin()));
+    EXPECT_THAT(lines.at(lines.size() - 3), EndsWith("key E (code 5) pressed"));
+    EXPECT_EQ(lines.at(lines.size() - 2), "The recording is cut off within a line, which is left out");
+    EXPECT_EQ(lines.back(), "The recording ends while rfc2217://127.0.0.1:40199 is open");
+}
+
+TEST_F(CvhostTimeline, File_CutOffAnywhere_IsShownAsFarAsItIsWhole) {
+    const std::string whole = contentsOf(keysAndWheel);
+    for (std::size_t size = whole.find('\n') + 1; size < whole.size(); size += 41) {
+        std::istringstream text(whole.substr(0, size));
+        const Recording recording = recording::read(text);
+        EXPECT_EQ(recording.cutShort, whole[size - 1] != '\n');
+        const Lines lines = linesOf(::cvhost::timelineText(recording, false));
+        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, What::tx)) << size;
+        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, What::rx)) << size;
+        EXPECT_EQ(std::ranges::count(lines, "The recording is cut off within a line, which is left out"),
+                  recording.cutShort ? 1 : 0);
+    }
+}
+
+struct NoRecording {
+    std::string name;
+    std::string text;
+    std::string says;
+};
+
+void PrintTo(const NoRecording& row, std::ostream* out) { *out << row.name; }
+
+class CvhostTimelineOf : public CvhostTimeline, public testing::WithParamInterface<NoRecording> {};
+
+TEST_P(CvhostTimelineOf, NoRecording_IsRefusedInOneSentence) {
+    Process host(timeline(m_folder.write("file", GetParam().text)));
+    EXPECT_EQ(host.wait(), 2);
+    EXPECT_THAT(host.lines(), IsEmpty());
+    EXPECT_THAT(host.errors(),
+                MatchesRegex("cvhost: recording [^\n;]+/file, [^\n;]+; name a file that [^\n;]+ has made\\.\n"));
+    EXPECT_THAT(host.errors(), HasSubstr(GetParam().says));
+}
+
+const std::string goodHeader = recording::headerLine("cvhost", std::chrono::system_clock::time_point(1'700'000'000s));
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, CvhostTimelineOf,
+    testing::Values(NoRecording{"Empty", "", "it is empty"},
+                    NoRecording{"Text", "Dear support,\n", "line 1: it is no JSON object"},
+                    NoRecording{"Bytes", std::string("\0\xff\x1b[31m\n\0", 9), "line 1: it is no JSON object"},
+                    NoRecording{"OtherJson", "{\"format\":\"a song\"}\n", "this is no recording of a serial port"},
+                    NoRecording{"CutInItsFirstLine", goodHeader.substr(0, 40), "it ends within its first line"},
+                    NoRecording{"SpoiltLater", goodHeader + "{\"t\":1,\"event\":\"rts\",\"level\":7}\n",
+                                "line 2: \"level\" must be"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(CvhostTimeline, File_Missing_IsSaidInOneSentence) {
+    Process host(timeline("/no/such\nfile"));
+    EXPECT_EQ(host.wait(), 2);
+    EXPECT_THAT(host.lines(), IsEmpty());
+    EXPECT_EQ(host.errors(),
+              "cvhost: recording /no/such\\nfile, it cannot be read; check its name and that it may be read.\n");
+}
+
+TEST_F(CvhostTimeline, Output_DeviceFull_SaysSo) {
+    Process::Setup setup = timeline(keysAndWheel);
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"});
+    Process host(setup);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), StartsWith("cvhost: cannot write to standard output: No space left on device; "));
+}
+
+TEST_F(CvhostTimeline, Output_ReaderHasLeft_EndsWithoutAWord) {
+    const std::string pipe = m_folder.path() / "pipe";
+    const std::string script = "mkfifo \"$0\"; exec 4<>\"$0\"; exec 3>\"$0\"; exec 4<&-; exec \"$@\" >&3";
+    Process::Setup setup = timeline(keysAndWheel);
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", script, pipe});
+    Process host(setup);
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_THAT(host.errors(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace apps_test
