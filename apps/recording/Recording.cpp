@@ -250,7 +250,8 @@ Recording read(std::istream& text) {
 
 Recording readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) throw Error("it cannot be read; check its name and that it may be read");
+    file.peek();  // a folder opens, and is found out by reading
+    if (!file.is_open() || file.bad()) throw Error("it cannot be read; check its name and that it may be read");
     Recording recording = read(file);
     if (file.bad()) throw Error("it cannot be read to its end");
     return recording;

@@ -360,6 +360,12 @@ TEST_F(CvhostTimeline, File_Missing_IsSaidInOneSentence) {
               "cvhost: recording /no/such\\nfile, it cannot be read; check its name and that it may be read.\n");
 }
 
+TEST_F(CvhostTimeline, File_IsAFolder_IsSaidInOneSentence) {
+    Process host(timeline("/"));
+    EXPECT_EQ(host.wait(), 2);
+    EXPECT_EQ(host.errors(), "cvhost: recording /, it cannot be read; check its name and that it may be read.\n");
+}
+
 TEST_F(CvhostTimeline, Output_DeviceFull_SaysSo) {
     Process::Setup setup = timeline(keysAndWheel);
     setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"});
