@@ -6,7 +6,6 @@ import { join } from "node:path";
 import { around, axeSource, expect, expectEqual, launch, open, run, startDesk, until } from "./rig.mjs";
 
 const key = (code) => `[data-code="${code}"]`;
-const lamp = (page, code) => page.getAttribute(key(code), "data-lamp");
 const text = (page, selector) => page.textContent(selector);
 const stepsAre = (page, states) => until(page, (wanted) =>
   [...document.querySelectorAll("#steps li")].map((step) => step.dataset.state).join() === wanted, states);
@@ -133,7 +132,7 @@ const tests = [
     await page.waitForSelector(`${key(12)}[data-lamp="O"]`);
     await page.keyboard.press("Home");
     await page.waitForSelector(`${key(12)}[data-lamp="F"]`);
-    expectEqual(await lamp(page, 11), "O", "lamp of play");
+    await page.waitForSelector(`${key(11)}[data-lamp="O"]`); // a command of its own, which may come later
     expect((await page.getAttribute(key(12), "aria-label")).endsWith("lamp on"), "the lamp is told in words");
   }],
 
