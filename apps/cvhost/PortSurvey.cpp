@@ -68,10 +68,15 @@ bool isListed(const std::vector<SurveyedPort>& ports, const std::string& name) {
     return is(name) || is(resolved(name));
 }
 
+/// By what the machine lists, or as a file: a pseudo-terminal is in no list.
+bool isThere(const std::vector<SurveyedPort>& ports, const std::string& name) {
+    return isListed(ports, name) || accessTo(name).has_value();
+}
+
 /// The choice, and whether there is such a port.
 std::string conclusion(const std::vector<SurveyedPort>& ports, const PortChoice& choice) {
     std::string text = choiceText(choice, descriptionOf(ports, choice.name));
-    if (choice.name.starts_with('/') && !isListed(ports, choice.name)) text += "; there is no such port now";
+    if (choice.name.starts_with('/') && !isThere(ports, choice.name)) text += "; there is no such port now";
     return text;
 }
 

@@ -22,6 +22,7 @@ namespace {
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
@@ -332,7 +333,20 @@ TEST_F(Doctor, Bundle_SettingsFileIsALink_LeftOut) {
     EXPECT_THAT(output(tar), Not(HasSubstr("cvhost.toml")));
 }
 
-using Ports = Doctor;
+class Ports : public Doctor {
+protected:
+    /// The choice among no ports at all, with this settings file.
+    Json choiceBySettings(const std::string& file) const {
+        std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+        m_folder.write("config/cvhost/cvhost.toml", file);
+        Process::Setup setup = command({"ports", "--json"});
+        setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
+        setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+        Process process(setup);
+        EXPECT_EQ(process.wait(), 0) << process.errors();
+        return Json::parse(output(process)).at("choice");
+    }
+};
 
 TEST_F(Ports, Machine_MadeUp_AllThatIsKnownIsTold) {
     Process desk(ptyDesk());
@@ -373,28 +387,27 @@ TEST_F(Ports, Machine_AskedWithoutJson_SaysWhichAndWhy) {
 }
 
 TEST_F(Ports, Setting_WithoutFittingDescription_IsTheReason) {
-    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
-    m_folder.write("config/cvhost/cvhost.toml", "[settings]\nconsole_port = \"/dev/ttyS7\"\n");
-    Process::Setup setup = command({"ports", "--json"});
-    setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
-    setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
-    Process process(setup);
-    ASSERT_EQ(process.wait(), 0) << process.errors();
-    const Json choice = Json::parse(output(process)).at("choice");
+    const Json choice = choiceBySettings("[settings]\nconsole_port = \"/dev/ttyS7\"\n");
     EXPECT_EQ(choice.at("name"), "/dev/ttyS7");
     EXPECT_EQ(choice.at("why"), "setting");
     EXPECT_THAT(choice.at("text").get<std::string>(), HasSubstr("there is no such port now"));
 }
 
+TEST_F(Ports, Setting_PseudoTerminal_IsThere) {
+    Process desk(ptyDesk());
+    whereIs(desk);
+    const std::string settings = "[settings]\nconsole_port = \"" + deskLink() + "\"\n";
+    Json choice = choiceBySettings(settings);
+    EXPECT_EQ(choice.at("name"), deskLink());
+    EXPECT_THAT(choice.at("text").get<std::string>(), EndsWith("the setting console_port names it"));
+    desk.signal(SIGTERM);
+    ASSERT_EQ(desk.wait(), 0);
+    choice = choiceBySettings(settings);
+    EXPECT_THAT(choice.at("text").get<std::string>(), EndsWith("there is no such port now"));
+}
+
 TEST_F(Ports, Setting_Empty_NoPortIsChosen) {
-    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
-    m_folder.write("config/cvhost/cvhost.toml", "[settings]\nconsole_port = \"\"\n");
-    Process::Setup setup = command({"ports", "--json"});
-    setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
-    setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
-    Process process(setup);
-    ASSERT_EQ(process.wait(), 0) << process.errors();
-    EXPECT_EQ(Json::parse(output(process)).at("choice").at("why"), "nothing");
+    EXPECT_EQ(choiceBySettings("[settings]\nconsole_port = \"\"\n").at("why"), "nothing");
 }
 
 }  // namespace
