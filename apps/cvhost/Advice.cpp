@@ -1,7 +1,5 @@
 #include "apps/cvhost/Advice.h"
 
-#include <grp.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,32 +9,32 @@
 namespace cvhost {
 namespace {
 
-std::string howToBeAllowed(const struct stat& device) {
-    const bool groupMay = (device.st_mode & (S_IRGRP | S_IWGRP)) == (S_IRGRP | S_IWGRP);
-    const group* entry = device.st_gid == 0 || !groupMay ? nullptr : ::getgrgid(device.st_gid);
-    if (entry == nullptr) return "; have its access rights changed";
-    return std::string("; join its group (sudo usermod -aG ") + entry->gr_name + " $USER) and log in again";
-}
-
 std::string whyNotOpen(const Heard& heard) {
     const std::string name = plainText(heard.triedPort);
     const std::string reason = heard.openFailure.empty() ? name : plainText(heard.openFailure);
     if (!heard.triedPort.starts_with('/')) {
         return "cannot open " + reason + "; check the name, and that whatever serves the port there is running";
     }
-    struct stat device{};
-    if (::stat(heard.triedPort.c_str(), &device) != 0 && errno == ENOENT) {
+    if (::access(heard.triedPort.c_str(), F_OK) != 0 && errno == ENOENT) {
         return "there is no " + name +
                "; plug the console's serial adapter in, check its cable, or name another port with --port";
     }
-    if (::access(heard.triedPort.c_str(), R_OK | W_OK) != 0 && errno == EACCES) {
-        return name + " may not be used by this user" + howToBeAllowed(device);
+    if (const auto access = accessTo(heard.triedPort); access && !access->allowed) {
+        return name + " may not be used by this user; " + howToBeAllowed(*access, name);
     }
     const bool busy = reason.find("busy") != reason.npos;
     return "cannot open " + reason + (busy ? "; close the other program that uses it" : "; name another port with --port");
 }
 
 }  // namespace
+
+std::string howToBeAllowed(const PortAccess& access, const std::string& port) {
+    if (access.inGroupLater) {
+        return access.user + " is in the group " + access.group + ", but not in this session: log out and in again";
+    }
+    if (access.groupHelps) return "sudo usermod -aG " + access.group + ' ' + access.user + ", then log out and in again";
+    return "sudo chown " + access.user + ' ' + port + " helps until it is unplugged";
+}
 
 std::string whyNoConsole(const Heard& heard, Circumstances circumstances) {
     if (!circumstances.preferred) {

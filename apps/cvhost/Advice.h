@@ -4,6 +4,7 @@
 #include <string>
 
 #include "apps/cvhost/Hearing.h"
+#include "host/linux/PortUse.h"
 
 namespace cvhost {
 
@@ -13,6 +14,9 @@ struct Circumstances {
     /// The console has had the time that start-up takes.
     bool waited;
 };
+
+/// What the user does to be allowed to use `port`, whose rights are these; half a sentence.
+std::string howToBeAllowed(const PortAccess& access, const std::string& port);
 
 /// One sentence, without a full stop.
 std::string whyNoConsole(const Heard& heard, Circumstances circumstances);

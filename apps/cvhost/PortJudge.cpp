@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "apps/cvhost/Advice.h"
 #include "apps/cvhost/Driver.h"
 
 namespace cvhost {
@@ -28,14 +29,9 @@ Check nonePort(const PortCircumstances& of) {
 Check notAllowed(const SurveyedPort& port) {
     const PortAccess& access = *port.access;
     const std::string& name = port.machine.node;
-    std::string next = "sudo chown " + access.user + ' ' + name + " helps until it is unplugged";
-    if (access.inGroupLater) {
-        next = access.user + " is in the group " + access.group + ", but not in this session: log out and in again";
-    } else if (access.groupHelps) {
-        next = "sudo usermod -aG " + access.group + ' ' + access.user + ", then log out and in again";
-    }
     return {CheckId::portPermission, Check::Result::fail,
-            name + " may not be opened by " + access.user + ": it belongs to " + rightsText(access), std::move(next)};
+            name + " may not be opened by " + access.user + ": it belongs to " + rightsText(access),
+            howToBeAllowed(access, name)};
 }
 
 /// What ends the program's use of the port.

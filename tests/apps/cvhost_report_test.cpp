@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -15,6 +17,8 @@
 #include "apps/cvhost/Escape.h"
 #include "apps/cvhost/JsonReport.h"
 #include "apps/cvhost/TextReport.h"
+#include "host/linux/PortUse.h"
+#include "tests/apps/CvhostRig.h"
 
 namespace apps_test {
 namespace {
@@ -310,6 +314,32 @@ INSTANTIATE_TEST_SUITE_P(
         Reason{"TooSoon", port("/dev/ttyUSB0", "", true), {.preferred = true, .waited = false}, "before start-up was done"},
         Reason{"NoiseInName", port("/dev/\x1b[2J", "", true), {.preferred = true, .waited = true}, "\\x1b"}),
     [](const auto& row) { return row.param.name; });
+
+TEST(HowToBeAllowed, AnyRights_OneWayFitsThem) {
+    cvhost::PortAccess access{.owner = "root", .group = "dialout", .mode = 0660, .user = "ann"};
+    EXPECT_EQ(cvhost::howToBeAllowed(access, "/dev/ttyUSB0"), "sudo chown ann /dev/ttyUSB0 helps until it is unplugged");
+    access.groupHelps = true;
+    EXPECT_EQ(cvhost::howToBeAllowed(access, "/dev/ttyUSB0"), "sudo usermod -aG dialout ann, then log out and in again");
+    access.inGroupLater = true;
+    EXPECT_EQ(cvhost::howToBeAllowed(access, "/dev/ttyUSB0"),
+              "ann is in the group dialout, but not in this session: log out and in again");
+}
+
+// In a process of its own, which may be made somebody who is not allowed.
+TEST(HowToBeAllowed, PortNotAllowed_AdviceTakesTheSameWay) {
+    const TemporaryFolder folder;
+    const std::string file = folder.write("port", "");
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(file, std::filesystem::perms::none);
+    const auto tell = [&] {
+        if (::geteuid() == 0 && ::setuid(65534) != 0) std::exit(2);
+        const auto access = cvhost::accessTo(file);
+        const std::string advice = cvhost::whyNoConsole(port(file, ""), {.preferred = true, .waited = true});
+        std::exit(access && advice == file + " may not be used by this user; " + cvhost::howToBeAllowed(*access, file) ? 0
+                                                                                                                       : 1);
+    };
+    EXPECT_EXIT(tell(), testing::ExitedWithCode(0), "");
+}
 
 }  // namespace
 }  // namespace apps_test
