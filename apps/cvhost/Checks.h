@@ -13,6 +13,7 @@ namespace cvhost {
 
 enum class CheckId : std::size_t {
     driverLoad,
+    settingsFile,
     preferenceOff,
     portNone,
     portPermission,
@@ -38,12 +39,12 @@ enum class CheckId : std::size_t {
 };
 
 /// The names by which programs and docs/troubleshooting.md know the checks, in the order of CheckId. They never change.
-inline constexpr std::array<std::string_view, 23> checkNames{
-    "driver-load",         "preference-off", "port-none",     "port-permission", "port-held",
-    "port-open",           "port-lost",      "modem-manager", "brltty",          "latency-timer",
-    "modem-lines",         "write-failed",   "line-silent",   "line-noise",      "program-running",
-    "identification-none", "model-unknown",  "version-none",  "version-old",     "console-active",
-    "lamp-test",           "key-test",       "interrupted",
+inline constexpr std::array<std::string_view, 24> checkNames{
+    "driver-load",     "settings-file",       "preference-off", "port-none",     "port-permission",
+    "port-held",       "port-open",           "port-lost",      "modem-manager", "brltty",
+    "latency-timer",   "modem-lines",         "write-failed",   "line-silent",   "line-noise",
+    "program-running", "identification-none", "model-unknown",  "version-none",  "version-old",
+    "console-active",  "lamp-test",           "key-test",       "interrupted",
 };
 static_assert(checkNames.size() == static_cast<std::size_t>(CheckId::interrupted) + 1);
 

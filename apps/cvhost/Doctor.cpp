@@ -101,7 +101,10 @@ bool Doctor::openBundle() {
 void Doctor::prepareHost() {
     setLogDestinations({.standardError = false, .file = true});
     settings().setPreferenceDefault(consoleEnabled, true);
-    loadSettingsFile();
+    if (const std::string problem = loadSettingsFile(); !problem.empty()) {
+        add({CheckId::settingsFile, Check::Result::warn, "the settings file " + settingsPath() + " is ignored: " + problem,
+             "correct it, or move it away"});
+    }
     if (settings().findPreference(consoleEnabled) == false) {
         add({CheckId::preferenceOff, Check::Result::warn,
              std::string("the preference ") + consoleEnabled +

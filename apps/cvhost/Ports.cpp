@@ -2,25 +2,32 @@
 
 #include <cstdio>
 #include <iostream>
+#include <string>
 #include <vector>
 
 #include "apps/cvhost/Driver.h"
+#include "apps/cvhost/Escape.h"
 #include "apps/cvhost/ExitStatus.h"
 #include "apps/cvhost/PortSurvey.h"
 #include "host/core/Settings.h"
 #include "host/linux/Host.h"
+#include "host/linux/UserFiles.h"
 
 namespace cvhost {
 
 int showPorts(const PortsOptions& options) {
     setLogDestinations({.standardError = false, .file = false});
     settings().setPreferenceDefault(consoleEnabled, true);
-    loadSettingsFile();
+    const std::string problem = loadSettingsFile();
     const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
     settings().setPreference(consoleEnabled, true);
     const PortChoice choice = askDriver();
     const std::vector<SurveyedPort> ports = surveyPorts();
     std::cout << (options.json ? portsJson(ports, choice) : portsText(ports, choice)) << std::flush;
+    if (!problem.empty()) {
+        std::cerr << "cvhost: the settings file " << settingsPath() << " is ignored: " << plainText(problem)
+                  << "; correct it, or move it away.\n";
+    }
     if (!preferred) {
         std::cerr << "cvhost: the preference " << consoleEnabled << " is off, so the driver looks for no console at all.\n";
     }

@@ -44,8 +44,8 @@ private:
 std::string pluginPath(const std::string& name);
 
 /// Reads cvhost/cvhost.toml in XDG_CONFIG_HOME (~/.config by default) into settings(). No file is no error; a broken one
-/// is said in the log, with line and column, and ignored.
-void loadSettingsFile();
+/// is said in the log, with line and column, and ignored. Answers what is wrong with it; empty when nothing is.
+std::string loadSettingsFile();
 
 /// Where the log goes besides the event sink: to standard error, and to cvhost/cvhost.log in XDG_STATE_HOME
 /// (~/.local/state by default), which is renamed to cvhost.log.1 when it has grown to 1 MiB. At first: standard error alone.

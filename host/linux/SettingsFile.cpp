@@ -28,10 +28,11 @@ std::string takeSettings(const std::string& path) {
 
 }  // namespace
 
-void cvhost::loadSettingsFile() {
+std::string cvhost::loadSettingsFile() {
     const std::string path = settingsPath();
     struct stat status{};
-    if (path.empty() || (::stat(path.c_str(), &status) != 0 && errno == ENOENT)) return;
-    const std::string problem = takeSettings(path);
+    if (path.empty() || (::stat(path.c_str(), &status) != 0 && errno == ENOENT)) return {};
+    std::string problem = takeSettings(path);
     if (!problem.empty()) LogBoth("The settings file %s is ignored: %s\n", path.c_str(), problem.c_str());
+    return problem;
 }

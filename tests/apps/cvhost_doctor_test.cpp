@@ -91,6 +91,10 @@ protected:
         ScriptedConsole console(std::move(script));
         return examine(doctor(console.name()), 1);
     }
+    void writeSettings(const std::string& file) const {
+        std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+        m_folder.write("config/cvhost/cvhost.toml", file);
+    }
     std::string deskLink() const { return m_folder.path() / "desk"; }
     /// cvdesk on a pseudo-terminal at deskLink().
     Process::Setup ptyDesk(const Arguments& options = {}) const {
@@ -228,9 +232,15 @@ TEST_F(Doctor, Machine_WithBusyPrograms_WarnsOfEach) {
 }
 
 TEST_F(Doctor, Preference_Off_WarnsAndLooksAllTheSame) {
-    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
-    m_folder.write("config/cvhost/cvhost.toml", "[preferences]\nHardwareConsoleEnabled = false\n");
+    writeSettings("[preferences]\nHardwareConsoleEnabled = false\n");
     EXPECT_THAT(findings(examineDesk({}, 0)), ElementsAre("warn preference-off", "pass console-active"));
+}
+
+TEST_F(Doctor, SettingsFile_Broken_Warns) {
+    writeSettings("[settings]\nconsole_port = \"/dev/ttyS7\n");
+    const Json report = examineDesk({}, 0);
+    EXPECT_THAT(findings(report), ElementsAre("warn settings-file", "pass console-active"));
+    EXPECT_THAT(textOf(report, "settings-file"), HasSubstr("/cvhost.toml is ignored: line 2, column"));
 }
 
 TEST_F(Doctor, Driver_Missing_IsTold) {
@@ -335,15 +345,15 @@ TEST_F(Doctor, Bundle_SettingsFileIsALink_LeftOut) {
 
 class Ports : public Doctor {
 protected:
-    /// The choice among no ports at all, with this settings file.
-    Json choiceBySettings(const std::string& file) const {
-        std::filesystem::create_directories(m_folder.path() / "config/cvhost");
-        m_folder.write("config/cvhost/cvhost.toml", file);
+    /// The choice among no ports at all, with this settings file; what it is complained of goes to `errors`.
+    Json choiceBySettings(const std::string& file, std::string* errors = nullptr) const {
+        writeSettings(file);
         Process::Setup setup = command({"ports", "--json"});
         setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
         setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
         Process process(setup);
         EXPECT_EQ(process.wait(), 0) << process.errors();
+        if (errors != nullptr) *errors = process.errors();
         return Json::parse(output(process)).at("choice");
     }
 };
@@ -404,6 +414,16 @@ TEST_F(Ports, Setting_PseudoTerminal_IsThere) {
     ASSERT_EQ(desk.wait(), 0);
     choice = choiceBySettings(settings);
     EXPECT_THAT(choice.at("text").get<std::string>(), EndsWith("there is no such port now"));
+}
+
+TEST_F(Ports, SettingsFile_Broken_IsSaidBesideTheChoice) {
+    std::string errors;
+    const Json choice = choiceBySettings("[settings]\nconsole_port = \"/dev/ttyS7\n", &errors);
+    EXPECT_EQ(choice.at("why"), "default");
+    EXPECT_THAT(
+        errors,
+        MatchesRegex("cvhost: the settings file [^\n]*/cvhost\\.toml is ignored: line 2, column [^\n]+; correct it, or "
+                     "move it away\\.\n"));
 }
 
 TEST_F(Ports, Setting_Empty_NoPortIsChosen) {

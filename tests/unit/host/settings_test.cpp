@@ -163,7 +163,7 @@ TEST_F(Settings, UsersFile_IsReadFromTheConfigFolder) {
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
     folder.write("cvhost/cvhost.toml", "[settings]\nn = 3\n");
     Recorder recorder;
-    cvhost::loadSettingsFile();
+    EXPECT_EQ(cvhost::loadSettingsFile(), "");
     EXPECT_EQ(whole("n"), 3);
     EXPECT_THAT(recorder.texts, IsEmpty());
 }
@@ -184,33 +184,33 @@ TEST_F(Settings, UsersFileMissing_IsNoError) {
     const Folder folder;
     Recorder recorder;
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
-    cvhost::loadSettingsFile();
+    EXPECT_EQ(cvhost::loadSettingsFile(), "");
     const Variable none("XDG_CONFIG_HOME", nullptr);
     const Variable noHome("HOME", nullptr);
-    cvhost::loadSettingsFile();
+    EXPECT_EQ(cvhost::loadSettingsFile(), "");
     EXPECT_THAT(recorder.texts, IsEmpty());
 }
 
-TEST_F(Settings, UsersFileBroken_IsSaidInTheLog) {
+TEST_F(Settings, UsersFileBroken_IsSaidInTheLogAndToTheCaller) {
     const Folder folder;
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
     folder.write("cvhost/cvhost.toml", "[settings]\nn = = 3\n");
     Recorder recorder;
-    cvhost::loadSettingsFile();
+    EXPECT_THAT(cvhost::loadSettingsFile(), StartsWith("line 2, column 5"));
     EXPECT_EQ(whole("n"), -7);
     EXPECT_THAT(recorder.texts,
                 ElementsAre(testing::AllOf(HasSubstr(folder.path("cvhost/cvhost.toml")), HasSubstr("line 2, column 5"))));
 }
 
-TEST_F(Settings, UsersFileThatIsAFolderOrHuge_IsSaidInTheLog) {
+TEST_F(Settings, UsersFileThatIsAFolderOrHuge_IsSaidInTheLogAndToTheCaller) {
     const Folder folder;
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
     folder.write("cvhost/cvhost.toml/file", "");
     Recorder recorder;
-    cvhost::loadSettingsFile();
+    EXPECT_THAT(cvhost::loadSettingsFile(), HasSubstr("cannot be opened"));
     std::filesystem::remove_all(folder.path("cvhost/cvhost.toml"));
     folder.write("cvhost/cvhost.toml", std::string(2 << 20, '\n'));
-    cvhost::loadSettingsFile();
+    EXPECT_THAT(cvhost::loadSettingsFile(), HasSubstr("larger than a megabyte"));
     EXPECT_THAT(recorder.texts, ElementsAre(HasSubstr("cannot be opened"), HasSubstr("larger than a megabyte")));
 }
 
