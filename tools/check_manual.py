@@ -4,8 +4,6 @@ import subprocess
 
 PAGES = "packaging/manpages"
 PROGRAMS = ("cvhost", "cvdesk")
-# What pages tell of before the program has it; nothing else that a program lacks may stand there.
-TO_COME = {"cvhost": {"timeline"}}
 SECONDS = 60
 
 HEADING = re.compile(r"^#+ ")
@@ -46,7 +44,7 @@ def options_of(program, env=None):
 
 def differences(name, page, program):
     """In sentences; both as `entries` has them."""
-    for subcommand in sorted(page.keys() - program.keys() - TO_COME.get(name, set()), key=str):
+    for subcommand in sorted(page.keys() - program.keys(), key=str):
         yield f"has a section on {name} {subcommand}, which the program lacks"
     for subcommand, options in program.items():
         command = f"{name} {subcommand or ''}".strip()
