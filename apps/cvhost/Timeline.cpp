@@ -82,6 +82,7 @@ public:
 
     struct Line {
         microseconds at;
+        std::size_t number;  ///< lines of one time stay in this order
         Tint tint;
         std::string_view heading;
         std::string text;
@@ -109,7 +110,7 @@ private:
 };
 
 void Teller::add(const Event& event, Tint tint, std::string_view heading, std::string text) {
-    m_lines.push_back({event.at, tint, heading, std::move(text)});
+    m_lines.push_back({event.at, m_lines.size(), tint, heading, std::move(text)});
 }
 
 void Teller::flush() { m_reader.flush(m_take); }
@@ -170,13 +171,13 @@ void Teller::tellMessage(const WireMessage& message) {
         text.resize(std::max(text.size(), column), ' ');
         text += "  " + meaningOf(message);
     }
-    m_lines.push_back(
-        {sent ? m_sent : m_received, sent ? Tint::cyan : Tint::green, sent ? "sent" : "received", std::move(text)});
+    m_lines.push_back({sent ? m_sent : m_received, m_lines.size(), sent ? Tint::cyan : Tint::green,
+                       sent ? "sent" : "received", std::move(text)});
 }
 
 std::vector<Teller::Line> Teller::lines() {
     flush();
-    std::ranges::stable_sort(m_lines, {}, &Line::at);
+    std::ranges::sort(m_lines, {}, [](const Line& line) { return std::pair(line.at, line.number); });
     return std::exchange(m_lines, {});
 }
 
