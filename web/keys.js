@@ -2,9 +2,10 @@
 import { make } from "./scale.js";
 import { send, sendLast } from "./send.js";
 
+// There is no key of code 22: its character, "V", begins a version.
 const block = [1, 2, 3, 4, 5, 6, 0, 9,
                10, 14, 15, 16, 17, 18, 19, 20,
-               21, 22, 23, 24, 25, 26, 27, 29,
+               21, 46, 23, 24, 25, 26, 27, 29,
                30, 32, 33, 34, 35, 36, 37, 38,
                41, 42, 43, 44, 45, 31, 39, 40];
 const transport = [8, 13, 12, 11, 7, 28];
@@ -19,7 +20,9 @@ for (const code of [1, 2, 3, 4, 5, 6]) known[code] = [null, "Hand", "hand"];
 
 // Lamps 1 to 4 are those of forward, stop, reverse and jog; the others follow the keys in order.
 const lampOfKey = { 11: 1, 12: 2, 13: 3, 28: 4 };
-for (let code = 0, lamp = 5; code < 46; ++code) lampOfKey[code] ??= lamp++;
+for (let code = 0, lamp = 5; code < 47; ++code) {
+  if (code !== 22) lampOfKey[code] ??= lamp++;
+}
 
 const lampWords = { O: "off", F: "on", H: "half lit", B: "blinking", "?": "unknown" };
 
@@ -134,7 +137,7 @@ function moveFocus(event, codes, columns) {
 }
 
 function show(code) {
-  keys.get(code).classList.toggle("down", held.has(code) || mine.has(code));
+  keys.get(code)?.classList.toggle("down", held.has(code) || mine.has(code));
 }
 
 export function showKeys(state) {

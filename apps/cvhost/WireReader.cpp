@@ -137,14 +137,16 @@ std::string WireReader::command(std::string_view text) {
 std::string WireReader::packet(std::string_view text) {
     if (text.empty()) return "";
     const char first = text[0];
+    if (first == 'V') {
+        const auto version = text.size() == 4 ? hex(text.substr(1)) : std::nullopt;
+        return version ? "version " + std::to_string(*version) : "a version that cannot be read";
+    }
+    if (first == 'D' && text.size() > 2) return "ignored";
     const bool isKey = first >= '@' && first < '@' + ConsoleLook::keys;
     if (isKey && (text.size() == 1 || text == std::string{first, 'U'})) {
         const bool pressed = text.size() == 1;
         m_look.held[static_cast<std::size_t>(first - '@')] = pressed;
         return keyText(first, pressed ? "pressed" : "released");
-    }
-    if (first == 'V' && text.size() == 4) {
-        if (const auto version = hex(text.substr(1))) return "version " + std::to_string(*version);
     }
     if ((first == '\\' || first == 'L') && text.size() == 9) return wheelStatus(text.substr(1));
     if (first == '~') return "from the expansion port";

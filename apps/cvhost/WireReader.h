@@ -21,7 +21,7 @@ namespace cvhost {
 /// The console as it must look from what has passed on its line.
 struct ConsoleLook {
     static constexpr int lamps = 46;
-    static constexpr int keys = 46;
+    static constexpr int keys = 48;  ///< codes of keys
 
     std::array<char, lamps> lamp{};  ///< lamp 1 first: 'O', 'F', 'H' or 'B'; '?' until the first command for it
     std::array<bool, keys> held{};   ///< by key code
