@@ -4,6 +4,7 @@
 #include <exception>
 #include <vector>
 
+#include "host/api/Thread.h"
 #include "host/core/SchedulingPoint.h"
 #include "host/core/Serial.h"
 
@@ -14,13 +15,14 @@ std::vector<CvPluginBase*>& plugins() {
     return loaded;
 }
 
-/// The console's start-up thread may register once more until the destructor has ended it, hence the second drop. By then
-/// `context` is the registration's key and nothing else.
+/// A handler that runs may begin the component's thread, which may register once more until it has ended, hence the second
+/// drop: nobody may be called for a component that is being deleted.
 void retire(CvComponentBase* component) {
     void* const context = dynamic_cast<void*>(component);
     cvhost::dropSerialHandlers(context);
+    if (auto* const thread = dynamic_cast<BasicThread*>(component)) thread->endThread();
+    cvhost::dropSerialHandlers(context);
     delete component;
-    cvhost::dropSerialHandlers(context);  // NOLINT(clang-analyzer-cplusplus.NewDelete)
 }
 
 }  // namespace

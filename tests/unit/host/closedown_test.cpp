@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "host/api/Plugin.h"
+#include "host/api/Thread.h"
 #include "host/core/Allocator.h"
 #include "host/core/Log.h"
 #include "host/core/Serial.h"
@@ -17,14 +19,15 @@ namespace {
 std::vector<std::string> s_done;
 std::function<void(void*)> s_drop;
 
-/// Its complete object begins elsewhere than its component part.
+/// A component with a thread. Its complete object begins elsewhere than its component part.
 struct Front {
     virtual ~Front() = default;
     int filler = 0;
 };
-struct Component final : Front, CvComponentBase {
+struct Component final : Front, CvComponentBase, BasicThread {
     explicit Component(const char* name) : CvComponentBase(name, 1) {}
     ~Component() override { s_done.push_back(std::string("deleted ") + componentName().c_str()); }
+    void threadFn() override {}
 };
 
 struct Plugin final : CvDeviceDriverBase {
@@ -52,15 +55,19 @@ void dropSerialHandlers(void* context) { s_drop(context); }
 void writeLog(const char*, std::string_view) {}
 }  // namespace cvhost
 
+BasicThread::BasicThread() noexcept = default;
+BasicThread::~BasicThread() = default;
+void BasicThread::endThread() { s_done.push_back("ended"); }
+
 iAllocator& hostAllocator() noexcept {
     static cvhost::CountingAllocator& allocator = *new cvhost::CountingAllocator;
     return allocator;
 }
 
-TEST_F(Closedown, Handlers_AreDroppedBeforeAndAfterTheDeletion) {
+TEST_F(Closedown, Deletion_HandlersAreDroppedAndTheThreadHasEnded) {
     plugin.add("a");
     plugin.closedown();
-    EXPECT_EQ(s_done, (std::vector<std::string>{"dropped", "deleted a", "dropped"}));
+    EXPECT_EQ(s_done, (std::vector<std::string>{"dropped", "ended", "dropped", "deleted a"}));
 }
 
 TEST_F(Closedown, Context_IsTheCompleteObject) {
@@ -72,14 +79,13 @@ TEST_F(Closedown, Context_IsTheCompleteObject) {
 }
 
 TEST_F(Closedown, FailureOnTheWay_EmptiesTheListAndPassesTheFirstOn) {
-    Component* const keptAlive = plugin.add("a");
-    plugin.add("b");
+    const std::unique_ptr<Component> first(plugin.add("a")), second(plugin.add("b"));
     plugin.add("c");
     int calls = 0;
     s_drop = [&](void*) {
         ++calls;
-        if (calls == 2) throw std::runtime_error("first");   // after c was deleted
-        if (calls == 5) throw std::runtime_error("second");  // before a is
+        if (calls == 4) throw std::runtime_error("first");   // after b has ended
+        if (calls == 5) throw std::runtime_error("second");  // before a has
     };
     try {
         plugin.closedown();
@@ -88,7 +94,6 @@ TEST_F(Closedown, FailureOnTheWay_EmptiesTheListAndPassesTheFirstOn) {
         EXPECT_STREQ(error.what(), "first");
     }
     EXPECT_TRUE(plugin.components().empty());
-    // A handler of a's may still be called, so a is left alive.
-    EXPECT_EQ(s_done, (std::vector<std::string>{"deleted c", "deleted b"}));
-    delete keptAlive;
+    // A handler of theirs may still be called, so they are left alive.
+    EXPECT_EQ(s_done, (std::vector<std::string>{"ended", "deleted c", "ended"}));
 }
