@@ -189,8 +189,11 @@ bool commsRegisterHandler(bool (*callback)(void*), LightweightString<wchar_t> na
         const std::lock_guard lock(all.mutex);
         const auto found =
             std::ranges::find_if(all.open, [&](const auto& open) { return open->name() == wanted && open->error() == 0; });
-        if (found == all.open.end()) return false;
-        port = *found;
+        if (found != all.open.end()) port = *found;
+    }
+    if (!port) {
+        SerialHandlers::instance().forget(callback, context);
+        return false;
     }
     SerialHandlers::instance().add(*port, callback, context);
     if (port->error() == 0) return true;

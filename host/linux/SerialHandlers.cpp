@@ -22,6 +22,11 @@ void SerialHandlers::remove(Callback callback, void* context) {
     removeAndWait([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
 }
 
+void SerialHandlers::forget(Callback callback, void* context) {
+    const std::lock_guard lock(m_mutex);
+    takeWhere([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
+}
+
 void SerialHandlers::removeAllOf(const SerialPort& port) {
     const std::lock_guard lock(m_mutex);
     takeWhere([&](const Registration& entry) { return entry.port == &port; });

@@ -25,7 +25,8 @@ public:
     /// Has `callback(context)` called for bytes of `port`, in place of an earlier registration of the pair. Does not wait.
     void add(const SerialPort& port, Callback callback, void* context);
     void remove(Callback callback, void* context);
-    /// Does not wait.
+    // These two do not wait.
+    void forget(Callback callback, void* context);
     void removeAllOf(const SerialPort& port);
     void removeAllWith(void* context);
 

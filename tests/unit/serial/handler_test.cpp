@@ -88,6 +88,14 @@ TEST_F(Handlers, Register_UnknownPortOrOtherCalls_IsFalse) {
     EXPECT_FALSE(handler.listen(pty));
 }
 
+TEST_F(Handlers, Register_UnknownPort_EndsTheEarlierRegistration) {
+    Handler handler;
+    ASSERT_TRUE(handler.listen(pty));
+    EXPECT_FALSE(commsRegisterHandler(Handler::callback, Cv::WStringFromAscii("/dev/ttyNowhere0"), 1, true, &handler));
+    settle();
+    EXPECT_EQ(handler.calls(), 0);
+}
+
 TEST_F(Handlers, Register_Twice_CallsOnce) {
     Handler handler;
     ASSERT_TRUE(handler.listen(pty));
