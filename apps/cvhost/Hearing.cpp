@@ -56,6 +56,7 @@ void Hearing::port(std::string_view name, PortState state) {
     const std::lock_guard lock(m_mutex);
     m_heard.portOpen = state == PortState::open;
     m_heard.portLost = state == PortState::lost;
+    m_heard.portStuck &= state != PortState::open;
     if (state == PortState::lost) ++m_heard.losses;
     m_heard.active = false;
     m_heard.powerCycled = false;
@@ -78,6 +79,7 @@ void Hearing::wire(Direction direction, std::span<const unsigned char> bytes) {
     const std::lock_guard lock(m_mutex);
     if (m_recorder != nullptr) m_recorder->wire(direction, bytes);
     m_report.wire(direction, bytes);
+    if (direction == Direction::transmit) m_heard.portStuck = false;
     if (direction == Direction::transmit || !m_heard.active) return;
     m_tail.append(bytes.begin(), bytes.end());
     if (m_tail.find(prompt) != m_tail.npos) {
@@ -112,6 +114,7 @@ void Hearing::added(std::span<const unsigned char> bytes) {
 
 void Hearing::trouble(std::string_view name, std::string_view reason) {
     const std::lock_guard lock(m_mutex);
+    if (reason.ends_with("to be sent")) m_heard.portStuck = true;
     if (m_recorder != nullptr) m_recorder->trouble(name, reason);
 }
 

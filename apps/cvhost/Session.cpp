@@ -293,11 +293,16 @@ void Session::showDesk() {
 void Session::stop() {
     m_web.reset();
     if (m_plugin.plugin() == nullptr) return;
-    m_switchedOff = m_plugin.console() != nullptr && m_plugin.console()->active() && !m_hearing.heard().portLost;
+    const bool active = m_plugin.console() != nullptr && m_plugin.console()->active();
     if (m_console) m_console->exit();
+    const Heard heard = m_hearing.heard();
+    m_switchedOff = active && !heard.portLost && !heard.portStuck;
     if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
-    say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded" : "the driver is unloaded");
+    say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded"
+               : active && heard.portStuck
+                   ? "the driver is unloaded; the console may be lit still: its port took nothing more"
+                   : "the driver is unloaded");
 }
 
 void Session::noticeRecordingEnd() {

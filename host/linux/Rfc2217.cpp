@@ -69,7 +69,8 @@ private:
     std::size_t m_taken = 0;                ///< how much of it read() has handed on [rx]
     std::atomic<bool> m_suspended = false;  ///< the peer wants no data for now [rx]
     std::mutex m_mutex;
-    rfc2217::Bytes m_unsent;  ///< under m_mutex
+    rfc2217::Bytes m_unsent;       ///< under m_mutex
+    std::size_t m_unsentData = 0;  ///< how much of it, from its beginning, is data; under m_mutex
 };
 
 /// A connection that is closed with bytes unread is reset, and a reset may overtake what was sent last.
@@ -142,6 +143,7 @@ SerialTransport::Transfer Rfc2217Transport::write(std::span<const unsigned char>
     if (m_suspended || !m_unsent.empty()) return {};
     const auto piece = bytes.first(std::min(bytes.size(), pieceLimit));
     rfc2217::Codec::appendData(piece, m_unsent);
+    m_unsentData = m_unsent.size();
     return {.count = piece.size(), .error = flush()};
 }
 
@@ -152,7 +154,7 @@ bool Rfc2217Transport::hasUnsent() {
 
 std::size_t Rfc2217Transport::queued() {
     const std::lock_guard lock(m_mutex);
-    return flush() == 0 ? m_unsent.size() : 0;
+    return flush() == 0 ? m_unsentData : 0;
 }
 
 int Rfc2217Transport::setRts(bool high) {
@@ -174,6 +176,7 @@ int Rfc2217Transport::flush() {
         const ssize_t count = ::send(m_connection.get(), m_unsent.data(), m_unsent.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count < 0) return errno == EAGAIN || errno == EINTR ? 0 : errno;
         m_unsent.erase(m_unsent.begin(), m_unsent.begin() + count);
+        m_unsentData -= std::min(m_unsentData, static_cast<std::size_t>(count));
     }
     return 0;
 }

@@ -188,7 +188,8 @@ milliseconds SerialPort::sendingTime(std::size_t bytes) const {
 bool SerialPort::send(std::span<const unsigned char> bytes) {
     const std::lock_guard lock(m_sending);
     if (m_error != 0) return false;
-    const auto deadline = Clock::now() + sendingTime(m_transport->queued() + bytes.size()) + sendGrace;
+    const auto patience = sendingTime(m_transport->queued() + bytes.size()) + sendGrace;
+    const auto deadline = Clock::now() + (m_stuck ? milliseconds(0) : patience);
     while (m_error == 0 && !bytes.empty()) {
         const std::size_t sent = sendSome(bytes);
         bytes = bytes.subspan(sent);
@@ -196,11 +197,13 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
         if (Clock::now() >= deadline) {
             const std::string reason = "does not take " + std::to_string(bytes.size()) + " bytes that are to be sent";
             tellSink([&](EventSink& sink) { sink.trouble(m_name, reason); });
+            if (!std::exchange(m_stuck, true)) LogBoth("%s takes nothing that is sent\n", m_name.c_str());
             return false;
         }
         // Room in the system is not always room in the transport: no busy waiting.
         if (waitFor(m_transport->descriptor(), POLLOUT, lookAgainMs) != 0) std::this_thread::sleep_for(step);
     }
+    m_stuck = false;
     return m_error == 0;
 }
 
@@ -236,8 +239,10 @@ void SerialPort::setRts(bool high) {
 void SerialPort::drain() {
     const int state = m_error;
     if (state != 0 && state != EBADF) return;  // lost
-    const auto deadline = Clock::now() + sendingTime(m_transport->queued()) + drainGrace;
-    while (m_error == state && m_transport->queued() != 0 && Clock::now() < deadline) std::this_thread::sleep_for(step);
+    const auto patience = m_stuck ? milliseconds(0) : sendingTime(m_transport->queued());
+    const auto deadline = Clock::now() + patience + drainGrace;
+    const auto unsent = [this] { return m_transport->queued() != 0 || m_transport->hasUnsent(); };
+    while (m_error == state && unsent() && Clock::now() < deadline) std::this_thread::sleep_for(step);
 }
 
 }  // namespace cvhost

@@ -59,7 +59,8 @@ public:
     int error() const noexcept { return m_error; }
     void clearReceiveQueue() noexcept override { m_queue.clear(); }
     bool nextByte(unsigned char& byte, bool take) noexcept { return m_error == 0 && m_queue.next(byte, take); }
-    /// False when not all bytes could be sent, in the time they need and one second more.
+    /// False when not all bytes could be sent, in the time they need and one second more; at once while the line still takes
+    /// nothing.
     bool send(std::span<const unsigned char> bytes);
     void setRts(bool high);
 
@@ -74,7 +75,7 @@ private:
     /// Ends the port's use, once; tells `closed` or `lost`.
     void end(int error);
     void wake() const noexcept;
-    /// Waits until everything has left, for as long as that may take. Under m_sending.
+    /// Waits until everything has left, for as long as that may take with a line that takes it. Under m_sending.
     void drain();
     std::chrono::milliseconds sendingTime(std::size_t bytes) const;
 
@@ -89,6 +90,7 @@ private:
     std::mutex m_sending;                          ///< held for a whole call: calls follow one another
     std::mutex m_telling;                          ///< held briefly: what was sent is told before what it brought about
     std::unique_ptr<SerialTransport> m_transport;  ///< goes under m_receiving and m_sending, after the end
+    bool m_stuck = false;                          ///< the last bytes could not be sent in time; under m_sending
     bool m_rtsMissing = false;                     ///< said already that there is no such line; under m_sending
     std::mutex m_joining;
     std::thread m_receiver;                     ///< under m_joining

@@ -51,7 +51,7 @@ public:
     virtual Transfer write(std::span<const unsigned char> bytes) = 0;
     /// True while bytes wait here for the receive thread to call read() when the descriptor has room.
     virtual bool hasUnsent() { return false; }
-    /// How many bytes that were handed over have not left yet, as far as the transport can tell.
+    /// How many bytes that write() took have not left yet, as far as the transport can tell.
     virtual std::size_t queued() = 0;
     /// Drives RTS, behind the bytes that have left. 0, or the system's error number; ENOTTY when there is no such line.
     virtual int setRts(bool high) = 0;

@@ -24,6 +24,7 @@ public:
             for (const auto& [end, answer] : m_script.answers) {
                 if (m_received.ends_with(end)) say(answer);
             }
+            suspendIfDue();
         }
     }
     void rts(bool high) override {
@@ -31,6 +32,11 @@ public:
         if (high) say(m_script.onReset);
     }
     bool wasReset() const { return m_reset; }
+    void suspendIfDue() {
+        if (!m_script.suspendsAt || !m_received.ends_with(*m_script.suspendsAt)) return;
+        const rfc2217::Codec codec(rfc2217::Role::server);
+        codec.appendCommand(rfc2217::Command::flowControlSuspend, std::span<const unsigned char>(), m_out);
+    }
 
 private:
     void say(const std::string& text) {
@@ -66,10 +72,7 @@ void ScriptedConsole::serve() {
     rfc2217::Bytes out;
     Attached attached(m_script, out);
     rfc2217::ServerPort port(attached, out);
-    if (m_script.suspended) {
-        const rfc2217::Codec codec(rfc2217::Role::server);
-        codec.appendCommand(rfc2217::Command::flowControlSuspend, std::span<const unsigned char>(), out);
-    }
+    attached.suspendIfDue();
     while (true) {
         if (!out.empty() && ::send(host.get(), out.data(), out.size(), MSG_NOSIGNAL) < 0) return;
         out.clear();

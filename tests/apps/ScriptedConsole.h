@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -18,8 +19,8 @@ public:
         std::map<std::string, std::string> answers{};
         /// Closes the connection when RTS rises.
         bool hangsUp = false;
-        /// Takes no bytes: the host is told to hold them back.
-        bool suspended = false;
+        /// Takes no more bytes when what has been received ends with it: the host is told to hold them back.
+        std::optional<std::string> suspendsAt{};
     };
 
     explicit ScriptedConsole(Script script);

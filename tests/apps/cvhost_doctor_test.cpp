@@ -151,7 +151,7 @@ TEST_F(Doctor, Program_StartedButMute_VersionIsMissed) {
 }
 
 TEST_F(Doctor, Writes_NotTaken_Fail) {
-    ScriptedConsole console({.onReset = prompt, .suspended = true});
+    ScriptedConsole console({.onReset = prompt, .suspendsAt = ""});
     Process process(doctor(console.name(), {"--quick"}));
     process.waitForLine([](const std::string& line) { return line.starts_with("FAIL  write-failed "); });
     console.hangUp();  // so that the driver need not try every byte

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tests/apps/CvhostRig.h"
+#include "tests/apps/ScriptedConsole.h"
 
 namespace apps_test {
 namespace {
@@ -118,6 +119,16 @@ TEST_P(CvhostVanishing, Run_ConsoleVanishes_IsToldAsLostAndEndsCleanly) {
 
 INSTANTIATE_TEST_SUITE_P(Lines, CvhostVanishing, testing::Bool(),
                          [](const auto& row) { return row.param ? "pty" : "network"; });
+
+// Each command of the end fails at once, and not a second after the one before.
+TEST_F(CvhostTest, Run_LineTakesNothingMore_EndsAndClaimsNoDarkness) {
+    const ScriptedConsole console({.answers = {{"? ", "V007 "}}, .suspendsAt = "? "});
+    Process host(cvhost({"--port", console.name()}));
+    host.waitForLine([](const std::string& line) { return line.find("takes nothing that is sent") != line.npos; });
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(host.lines().back(), HasSubstr("the driver is unloaded; the console may be lit still"));
+}
 
 TEST_F(CvhostTest, Run_ScriptQuitsDesk_ScriptMetAndLossTold) {
     const std::string script =
