@@ -87,6 +87,9 @@ private:
 };
 
 /// One call from the plug-in into the host, as the host's scheduling hook tells it: "config_int console_debug".
+/// Has the host refuse one block: the `number`th from now on, 1 for the next; 0 for none.
+void refuseBlock(std::size_t number);
+
 using Calls = std::vector<std::string>;
 /// The calls since `recordCalls`, of all threads in their order.
 Calls recordedCalls();

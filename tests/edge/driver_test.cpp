@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <barrier>
+#include <new>
 #include <thread>
 
 #include "host/core/SchedulingPoint.h"
@@ -70,6 +71,26 @@ TEST_F(Driver, PostLoad_RegistersOneConsole) {
     ASSERT_EQ(library.plugin()->components().size(), 1U);
     EXPECT_NE(dynamic_cast<iConsoleResource*>(library.plugin()->components()[0]), nullptr);
     EXPECT_TRUE(library.plugin()->initialised());
+}
+
+TEST_F(Driver, PostLoad_NoMemoryForSomeBlock_PassesTheFailureOnAndLeavesNothing) {
+    std::size_t refused = 0;
+    for (bool failed = true; failed; refused += failed) {
+        const Library library;
+        CvPluginBase& driver = *library.plugin();
+        const std::size_t before = held().liveBlocks;
+        refuseBlock(refused + 1);
+        try {
+            driver.postLoadInitialization();
+            failed = false;
+        } catch (const std::bad_alloc&) {
+            EXPECT_FALSE(driver.initialised());
+            EXPECT_TRUE(driver.components().empty());
+            EXPECT_EQ(held().liveBlocks, before);
+        }
+        refuseBlock(0);
+    }
+    EXPECT_GE(refused, 2U) << "the console, and its place among the components";
 }
 
 TEST_F(Driver, PostLoad_DoesNotStartTheConsole) {

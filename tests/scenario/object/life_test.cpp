@@ -6,6 +6,7 @@
 #include "host/api/OS.h"
 #include "host/core/Serial.h"
 #include "monitor/RamImage.h"
+#include "monitor/Utils.h"
 #include "plugin/Driver.h"
 #include "tests/support/ConsoleTestAccess.h"
 #include "tests/support/Rig.h"
@@ -281,7 +282,9 @@ TEST(Destruction, StartUpThreadRunning_EndsItFirst) {
 TEST(SecondObject, Constructed_SameIdentityAndItsOwnState) {
     Rig rig(Rig::Scripted{});
     rig.activate();
+    Cv::Utils::console_hex_lut['7'] = 99;
     Cv::Console second;
+    EXPECT_EQ(Cv::Utils::console_hex_lut['7'], 7) << "every construction fills the table of hexadecimal digits";
     EXPECT_TRUE(static_cast<CvComponentBase&>(second) == static_cast<CvComponentBase&>(rig.console()));
     EXPECT_FALSE(second.active());
     EXPECT_TRUE(rig.console().active());
