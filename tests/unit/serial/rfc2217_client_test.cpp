@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 
+#include "host/linux/Rfc2217.h"
 #include "rfc2217/ServerPort.h"
 #include "tests/unit/serial/SerialRig.h"
 
@@ -225,6 +227,29 @@ TEST(NetworkPort, PeerThatOnlyAsks_IsGivenUp) {
         if (::send(line.far.get(), flood.data(), flood.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) std::this_thread::yield();
     }
     EXPECT_NE(comms_geterr(line.port), 0);
+}
+
+// Sent data is waited for as long as a serial line takes for it; answers to a peer that takes none are no such data.
+TEST(NetworkPort, PeerThatOnlyAsks_NobodyWaitsForTheAnswersAsForData) {
+    const Peer peer;
+    FarEnd far;
+    std::thread accepting([&] {
+        far = peer.accept();
+        far.send(agrees);
+    });
+    const auto opened = cvhost::openRfc2217(peer.url(), {9600, 8, 'N', 1});
+    accepting.join();
+    ASSERT_TRUE(opened.transport);
+    std::string asking;
+    for (int i = 0; i < 300; ++i) asking += "\xFF\xFD\x63"s;
+    std::array<unsigned char, 512> none;
+    while (!opened.transport->hasUnsent()) {
+        far.send(asking);
+        for (std::size_t read = 0; read < asking.size(); read += none.size()) {
+            ASSERT_EQ(opened.transport->read(none).error, 0);
+        }
+    }
+    EXPECT_EQ(opened.transport->queued(), 0U);
 }
 
 TEST(NetworkPort, Junk_NeitherHangsNorBreaks) {
