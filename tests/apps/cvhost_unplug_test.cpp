@@ -275,30 +275,31 @@ void expectSteady(const Process::Setup& setup, int rounds, const std::function<v
     EXPECT_EQ(host.wait(), 0) << host.errors();
 }
 
-// Two hundred times in a row on a network port, and as often together on a pty that is closed and on one whose desk is
-// killed: a pty cannot reset the console, and the driver's start takes twice as long there.
+// Two hundred times each: a network connection dropped, a pty closed, a desk killed and another started. The last two are
+// shared by two hosts: a pty cannot reset the console, and the driver's start takes twice as long there.
 TEST_F(CvhostUnplug, Lost_AgainAndAgain_NothingLeaks) {
     const int share = UNPLUG_SANITIZED ? 10 : 100;
     const auto setup = [&](const std::string& port) { return cvhost({"--events", "json", "--port", port}); };
-    const auto dropping = [&](Kind kind, int rounds) {
-        PluggedDesk desk(kind, {.running = true, .unpaced = true}, m_folder.path() / "pty");
+    const auto dropping = [&](Kind kind, int rounds, const char* name) {
+        PluggedDesk desk(kind, {.running = true, .unpaced = true}, m_folder.path() / name);
         expectSteady(setup(desk.name()), rounds, [&](Process&) { desk.replug(); });
     };
-    const auto killed = [&] {
-        const std::string link = m_folder.path() / "desk";
+    const auto killed = [&](const char* name) {
+        const std::string link = m_folder.path() / name;
         auto desk = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
         whereIs(*desk);
         expectSteady(setup(link), share, [&](Process&) {
-            auto next = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
-            whereIs(*next);  // in its place before the other is gone, so that the host finds it at once
             desk->signal(SIGKILL);
             desk->wait();
-            desk = std::move(next);
+            desk = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
+            whereIs(*desk);
         });
     };
-    std::future<void> hosts[] = {std::async(std::launch::async, dropping, Kind::network, 2 * share),
-                                 std::async(std::launch::async, dropping, Kind::pty, share),
-                                 std::async(std::launch::async, killed)};
+    std::future<void> hosts[] = {std::async(std::launch::async, dropping, Kind::network, 2 * share, ""),
+                                 std::async(std::launch::async, dropping, Kind::pty, share, "pty"),
+                                 std::async(std::launch::async, dropping, Kind::pty, share, "another pty"),
+                                 std::async(std::launch::async, killed, "desk"),
+                                 std::async(std::launch::async, killed, "another desk")};
     for (auto& host : hosts) host.get();
 }
 
