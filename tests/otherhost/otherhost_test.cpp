@@ -80,6 +80,14 @@ TEST_F(OtherHost, Build_AgainstOtherDeclarations_UsesNoneOfOurs) {
     EXPECT_EQ(names.status, 0) << names.output;
 }
 
+TEST_F(OtherHost, Build_OtherDeclarationsDrawOurWarnings_Succeeds) {
+    std::ofstream(m_root / "host/api/Plugin.h", std::ios::app)
+        << "inline int truncated(double value) { return (int)value; }\n";
+    const Ended built = buildPlugin();
+    EXPECT_EQ(built.status, 0) << built.output;
+    EXPECT_TRUE(filesRead().contains(m_root / "host/api/Plugin.h"));
+}
+
 TEST_F(OtherHost, Build_OtherDeclarationsLackOne_Fails) {
     std::ofstream(m_root / "host/api/Comms.h") << "#pragma once\n";
     const Ended built = buildPlugin();
