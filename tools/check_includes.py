@@ -2,6 +2,8 @@
 import pathlib
 import re
 
+import cpp_text
+
 # Room: the rooms it may include. A room is a folder; the longest name that fits a file is its room.
 TABLE = {
     "host/api":   ["host/api"],
@@ -25,7 +27,12 @@ ALSO = {
     "monitor/BootMonitor.cpp": ["console/Console.h"],
 }
 # These rooms include nothing from outside but the C++ standard library.
-STANDARD_ONLY = ["monitor", "console", "plugin"]
+STANDARD_ONLY = ["host/api", "monitor", "console", "plugin", "rfc2217", "desk"]
+# These know neither input nor output, thread nor clock: no such header, and no such name.
+NO_WORLD = ["rfc2217", "desk"]
+WORLD_HEADERS = {"barrier", "condition_variable", "csignal", "ctime", "filesystem", "fstream", "future", "iostream", "latch", "mutex",
+                 "semaphore", "shared_mutex", "stop_token", "syncstream", "thread"}
+WORLD_NAME = re.compile(r"\b(\w+_clock|fopen|fprintf|printf|puts|fputs|putchar|std(?:in|out|err))\b")
 
 STANDARD = set("""
     algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono cinttypes climits
@@ -55,16 +62,28 @@ def includes(text):
     return [(text.count("\n", 0, found.start()) + 1, found[1], found[2]) for found in INCLUDE.finditer(text)]
 
 
+def of_the_world(path, text):
+    """Yields a sentence for each header and name of something outside the program, or of time that passes by itself."""
+    for line, _, system in includes(text):
+        if system in WORLD_HEADERS:
+            yield f"{path}:{line}: <{system}> has no place in {room_of(path)}, which knows no I/O, thread or clock"
+    for found in WORLD_NAME.finditer(cpp_text.blank(text)):
+        line = text.count("\n", 0, found.start()) + 1
+        yield f"{path}:{line}: {found[0]} has no place in {room_of(path)}, which knows no I/O, thread or clock"
+
+
 def violations(root, paths):
     """Yields a sentence for each include that the table does not allow. `paths` are relative to `root`."""
     root = pathlib.Path(root)
     for path in paths:
-        room = room_of(path)
+        room, text = room_of(path), (root / path).read_text(errors="replace")
         if room is None:
             yield f"{path}: is in no room of the include table"
             continue
+        if room in NO_WORLD:
+            yield from of_the_world(path, text)
         allowed = TABLE[room] + ALSO.get(path, [])
-        for line, own, system in includes((root / path).read_text(errors="replace")):
+        for line, own, system in includes(text):
             place = f"{path}:{line}"
             if own is None and system is None:
                 yield f"{place}: includes something that is not plain to see"
