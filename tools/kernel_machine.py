@@ -1,5 +1,6 @@
 """Boots Debian's kernel in a virtual machine whose first process is a program of ours."""
 import lzma
+import os
 import pathlib
 import re
 import shutil
@@ -22,6 +23,12 @@ def output(*command, **options):
     return run(*command, capture_output=True, text=True, **options).stdout
 
 
+def kernel_package():
+    """The package that Debian's kernel is in at present."""
+    said = output("apt-cache", "depends", "linux-image-amd64", env={**os.environ, "LC_ALL": "C", "LANGUAGE": ""})  # not translated
+    return re.search(r"Depends: (linux-image-\S+)", said)[1]
+
+
 def fetch_kernel(folder):
     """Debian's kernel package, downloaded but not installed: `folder` gets vmlinux and the modules, unless it has them."""
     if all((folder / name).exists() for name in ["vmlinux", *(f"{module}.ko" for module in MODULES)]):
@@ -29,7 +36,7 @@ def fetch_kernel(folder):
     scratch = folder.with_suffix(".new")
     shutil.rmtree(scratch, ignore_errors=True)
     scratch.mkdir(parents=True)
-    package = re.search(r"Depends: (linux-image-\S+)", output("apt-cache", "depends", "linux-image-amd64"))[1]
+    package = kernel_package()
     print(f"  Fetching {package}", flush=True)
     run("apt-get", "download", "-q", package, cwd=scratch, capture_output=True)
     archive = next(scratch.glob("*.deb"))

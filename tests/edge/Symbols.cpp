@@ -13,7 +13,7 @@
 namespace edge {
 
 void forEachLineOf(const std::string& command, const std::function<void(std::string_view line)>& take) {
-    FILE* pipe = ::popen(command.c_str(), "r");
+    FILE* pipe = ::popen(("LC_ALL=C " + command).c_str(), "r");  // not translated
     if (pipe == nullptr) throw std::runtime_error("cannot run: " + command);
     char* line = nullptr;
     std::size_t capacity = 0;
