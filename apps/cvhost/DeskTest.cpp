@@ -97,10 +97,11 @@ Check DeskTest::keys() {
     unsigned last = count();
     const auto limit = Clock::now() + keysLimit;
     auto lastChange = Clock::now();
-    while (Clock::now() - lastChange < quietLimit && Clock::now() < limit) {
+    bool ended = false;
+    while (!ended && Clock::now() - lastChange < quietLimit && Clock::now() < limit) {
         m_setting.progress("press keys, turn the ring and the wheel; " +
                            (arrived().empty() ? "nothing has come yet" : arrived()));
-        if (m_setting.wait(100ms)) break;
+        ended = m_setting.wait(100ms);
         while (keyQueue().take()) {
         }
         if (const unsigned now = count(); now != last) {
@@ -109,6 +110,10 @@ Check DeskTest::keys() {
         }
     }
     m_setting.console.disable_wheel();
+    if (arrived().empty() && ended) {
+        return {CheckId::keyTest, Check::Result::warn, "ended before any key or wheel movement came",
+                "run the doctor again, to its end, and press keys"};
+    }
     if (arrived().empty()) {
         return {CheckId::keyTest, Check::Result::warn, "no key and no wheel movement came",
                 "run the doctor again and press keys; if none comes then, switch the console off and on"};

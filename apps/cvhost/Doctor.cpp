@@ -81,7 +81,14 @@ Doctor::~Doctor() {
 int Doctor::run() {
     if (!openBundle()) return exitStatus::usage;
     prepareHost();
-    if (examineMachine() && examineStartup() && !m_options.quick) examineDesk();
+    if (examineMachine() && examineStartup() && !m_options.quick) {
+        if (!m_ended) examineDesk();
+        if (m_ended) {
+            add({CheckId::interrupted, Check::Result::warn,
+                 "the doctor was ended before lamps and keys were tested to the end",
+                 "run it again and let it come to its end"});
+        }
+    }
     stopDriver();
     tellEnd();
     const bool complete = !m_bundle || writeBundle();
@@ -162,18 +169,18 @@ bool Doctor::examineStartup() {
         return false;
     }
     for (Check& check : judgeStartup(m_circumstances.choice.name, m_witness.seen())) add(std::move(check));
-    return active && !waitUntilSettled();
+    if (active) waitUntilSettled();
+    return active;
 }
 
-bool Doctor::waitUntilSettled() {
+void Doctor::waitUntilSettled() {
     const auto limit = Clock::now() + settlingLimit;
     auto lastSent = Clock::now();
     std::size_t pieces = 0;
     while (Clock::now() - lastSent < settled && Clock::now() < limit) {
-        if (wait(100ms)) return true;
+        if (wait(100ms)) return;
         if (const std::size_t now = sentPieces(m_witness.seen()); std::exchange(pieces, now) != now) lastSent = Clock::now();
     }
-    return false;
 }
 
 void Doctor::examineDesk() {

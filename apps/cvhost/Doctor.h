@@ -50,8 +50,8 @@ private:
 
     /// Waits for an event, but at most so long; true when the program is to end.
     bool wait(std::chrono::milliseconds timeout);
-    /// Waits until the driver has sent nothing for a moment; true when the program is to end.
-    bool waitUntilSettled();
+    /// Waits until the driver has sent nothing for a moment, or the program is to end.
+    void waitUntilSettled();
     void add(Check check);
     void say(std::string_view line);
     /// A line that the next one replaces, where that can be.

@@ -270,9 +270,32 @@ TEST_F(Doctor, Signal_InTheLampTest_EndsItWithLampsOff) {
         desk.waitForLine([](const std::string& line) { return line.find("lamp     20 on") != line.npos; });
         process.signal(signal);
         EXPECT_EQ(process.wait(), 0) << process.errors();
-        EXPECT_THAT(output(process), HasSubstr("WARN  lamp-test            ended at lamp "));
+        EXPECT_THAT(output(process),
+                    AllOf(HasSubstr("WARN  lamp-test            ended at lamp "), HasSubstr("WARN  interrupted ")));
         desk.waitForLine([](const std::string& line) { return line.find("lamp     20 off") != line.npos; });
     }
+}
+
+TEST_F(Doctor, Signal_OnceTheConsoleIsActive_TestsLeftOutAreToldOf) {
+    Process desk(cvdesk({"--rfc2217", "0"}));
+    Process process(doctor(whereIs(desk), {}));
+    process.waitForLine([](const std::string& line) { return line.starts_with("PASS  console-active "); });
+    process.signal(SIGINT);
+    EXPECT_EQ(process.wait(), 0) << process.errors();
+    EXPECT_THAT(output(process), AllOf(HasSubstr("WARN  interrupted "), HasSubstr("\nWARN: ")));
+}
+
+TEST_F(Doctor, Signal_InTheKeyTest_IsNotTakenForAConsoleWithoutKeys) {
+    Process desk(cvdesk({"--rfc2217", "0"}));
+    Process process(doctor(whereIs(desk), {}));
+    desk.waitForLine([lamps = false](const std::string& line) mutable {
+        lamps |= line.find("lamp     46 on") != line.npos;
+        return lamps && line.find("wheel    on") != line.npos;
+    });
+    process.signal(SIGINT);
+    EXPECT_EQ(process.wait(), 0) << process.errors();
+    EXPECT_THAT(output(process), AllOf(HasSubstr("PASS  lamp-test "), HasSubstr("WARN  key-test             ended before "),
+                                       HasSubstr("WARN  interrupted ")));
 }
 
 TEST_F(Doctor, Signal_InStartup_EndsIt) {
