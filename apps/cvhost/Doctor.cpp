@@ -140,6 +140,7 @@ bool Doctor::examineMachine() {
         intro += m_options.quick ? ".\n" : ", then lights its lamps and listens to its keys.\n";
     }
     say(intro);
+    if (m_options.json) std::cerr << intro << std::flush;
     for (Check& check : judgePort(m_circumstances)) add(std::move(check));
     return !hasFailed();
 }

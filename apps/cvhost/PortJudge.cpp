@@ -95,6 +95,11 @@ std::vector<Check> judgePort(const PortCircumstances& of) {
         checks.push_back(nonePort(of));
         return checks;
     }
+    if (!of.port.terminal) {
+        checks.push_back({CheckId::portOpen, Check::Result::fail, of.port.machine.node + " is no serial port",
+                          "check the name; \"cvhost ports\" lists this machine's ports"});
+        return checks;
+    }
     warnOfTheMachine(of, checks);
     if (of.port.access && !of.port.access->allowed) checks.push_back(notAllowed(of.port));
     if (!of.port.holders.empty()) checks.push_back(held(of.port));

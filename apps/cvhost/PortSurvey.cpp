@@ -1,11 +1,16 @@
 #include "apps/cvhost/PortSurvey.h"
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "apps/cvhost/Escape.h"
 
@@ -18,6 +23,24 @@ using Json = nlohmann::ordered_json;
 std::string resolved(const std::string& name) {
     const std::unique_ptr<char, decltype(&std::free)> path(::realpath(name.c_str(), nullptr), &std::free);
     return path == nullptr ? name : path.get();
+}
+
+/// Known without opening it: the system lists each terminal's driver as "serial /dev/ttyS 4 64-95 serial". Where it does
+/// not, or where there is no such file, nothing speaks against it.
+bool mayBeTerminal(const std::string& path) {
+    struct stat file{};
+    if (::stat(path.c_str(), &file) != 0) return true;
+    std::ifstream drivers("/proc/tty/drivers");
+    if (!S_ISCHR(file.st_mode) || !drivers) return S_ISCHR(file.st_mode);
+    for (std::string line; std::getline(drivers, line);) {
+        std::istringstream words(line.substr(std::min(line.find(" /dev/"), line.size())));
+        std::string name;
+        unsigned kind = 0, first = 0, last = 0;
+        if (!(words >> name >> kind >> first)) continue;
+        if (words.get() != '-' || !(words >> last)) last = first;
+        if (kind == major(file.st_rdev) && first <= minor(file.st_rdev) && minor(file.st_rdev) <= last) return true;
+    }
+    return false;
 }
 
 SurveyedPort survey(MachinePort port) {
@@ -137,7 +160,10 @@ SurveyedPort surveyPort(const std::string& name) {
     std::vector<MachinePort> ports = machinePorts();
     auto found = std::ranges::find(ports, name, &MachinePort::node);
     if (found == ports.end()) found = std::ranges::find(ports, resolved(name), &MachinePort::node);
-    return survey(found == ports.end() ? MachinePort{.node = name} : std::move(*found));
+    if (found != ports.end()) return survey(std::move(*found));
+    SurveyedPort surveyed = survey(MachinePort{.node = name});
+    surveyed.terminal = mayBeTerminal(name);
+    return surveyed;
 }
 
 std::string holderText(const PortHolder& holder) {

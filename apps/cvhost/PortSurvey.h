@@ -16,6 +16,8 @@ namespace cvhost {
 
 struct SurveyedPort {
     MachinePort machine;
+    /// False for a file that the machine does not list, and that no driver for terminals serves.
+    bool terminal = true;
     /// Nothing when there is no such file, as with a port of the network.
     std::optional<PortAccess> access{};
     std::vector<PortHolder> holders{};

@@ -120,6 +120,27 @@ std::string modelText(std::string_view reply) {
     return '"' + plainText(reply) + '"';
 }
 
+/// The version in the last packet of "V" and three hexadecimal digits that came; the driver's where there is none.
+int toldVersion(const Story& story) {
+    constexpr std::size_t length = 1 + 3;
+    const std::string_view text = story.afterJump;
+    int told = story.version;
+    for (std::size_t at = text.find('V'); at != text.npos; at = text.find('V', at + 1)) {
+        if (at + length >= text.size() || text[at + length] != ' ') continue;
+        const std::string_view packet = text.substr(at, length);
+        const char* const end = packet.data() + length;
+        unsigned version = 0;
+        if (std::from_chars(packet.data() + 1, end, version, 16).ptr == end) told = static_cast<int>(version);
+    }
+    return told;
+}
+
+std::string versionText(const Story& story) {
+    const int told = toldVersion(story);
+    const std::string taken = std::to_string(story.version);
+    return "version " + (told == story.version ? taken : std::to_string(told) + ", which the driver takes for " + taken);
+}
+
 std::string hexText(std::string_view bytes) {
     std::string text;
     for (const char byte : bytes.substr(0, shownBytes)) {
@@ -161,7 +182,8 @@ void judgeActive(const Story& story, std::vector<Check>& checks) {
     if (!story.prompted()) model = "model not asked";
     if (!story.monitorSeen()) {
         checks.push_back({CheckId::programRunning, Check::Result::warn,
-                          "the console's program answers, but no boot monitor showed its prompt after the reset",
+                          std::string("the console's program answers, but no boot monitor showed its prompt") +
+                              (story.noModemLines ? "" : " after the reset"),
                           "check that the cable carries RTS if the console is ever to be reset through it"});
     } else if (story.prompted() && said.empty()) {
         model = "model not told";
@@ -172,7 +194,7 @@ void judgeActive(const Story& story, std::vector<Check>& checks) {
         checks.push_back(unknownModel(said));
     }
     checks.push_back({CheckId::consoleActive, Check::Result::pass,
-                      "the console answered: " + model + ", version " + std::to_string(story.version) + ", active after " +
+                      "the console answered: " + model + ", " + versionText(story) + ", active after " +
                           secondsText(story.activeAt - story.openAt)});
     if (story.version < oldestVersionWithKeys) {
         checks.push_back({CheckId::versionOld, Check::Result::fail,
@@ -192,7 +214,9 @@ void judgeSilent(const std::string& port, const Story& story, std::vector<Check>
              "terminal)");
     } else if (received.empty()) {
         fail(
-            CheckId::lineSilent, "not one byte came from " + port + " after a reset and six requests for the version",
+            CheckId::lineSilent,
+            "not one byte came from " + port + " after " + (story.noModemLines ? "" : "a reset and ") +
+                "six requests for the version",
             "check that the console is switched on, that its cable is in at both ends and carries RTS, and that this is its "
             "port");
     } else if (!story.prompted()) {

@@ -1,4 +1,4 @@
-// cvhost doctor and cvhost ports: each class of trouble, made for real, and what is said of it.
+// cvhost doctor: each class of trouble, made for real, and what is said of it.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -13,7 +13,7 @@
 
 #include "desk/Monitor.h"
 #include "lines/FileDescriptor.h"
-#include "tests/apps/CvhostRig.h"
+#include "tests/apps/MachineRig.h"
 #include "tests/apps/ScriptedConsole.h"
 
 namespace apps_test {
@@ -30,32 +30,11 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-class Doctor : public CvhostTest {
+class Doctor : public MachineTest {
 protected:
-    Process::Setup command(const Arguments& arguments) const {
-        Process::Setup setup = cvhost({});
-        setup.command.back() = arguments.front();
-        setup.command.insert(setup.command.end(), arguments.begin() + 1, arguments.end());
-        return setup;
-    }
     Process::Setup doctor(const std::string& port, Arguments more = {"--quick", "--json"}) const {
         more.insert(more.begin(), {"doctor", "--port", port});
         return command(more);
-    }
-    /// The same in a made-up machine whose /dev/ttyUSB0 leads to `device`. Empty: it leads nowhere.
-    Process::Setup inMachine(Process::Setup setup, const std::string& device) const {
-        std::string start = "rm -f $UMOCKDEV_DIR/dev/ttyUSB0; ";
-        if (!device.empty()) start += "ln -s '" + device + "' $UMOCKDEV_DIR/dev/ttyUSB0; ";
-        const std::vector<std::string> head{"/usr/bin/umockdev-run", "-d", FIELD_MACHINE, "--", "/bin/sh", "-c",
-                                            start + "exec \"$@\"",   "sh"};
-        setup.command.insert(setup.command.begin(), head.begin(), head.end());
-        setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
-        return setup;
-    }
-    static std::string output(Process& process) {
-        std::string text;
-        for (const std::string& line : process.lines()) text += line + '\n';
-        return text;
     }
     /// What was found, as "warn modem-lines".
     static std::vector<std::string> findings(const Json& report) {
@@ -72,11 +51,12 @@ protected:
         }
         return "no " + id;
     }
-    /// Runs the doctor to its end.
+    /// Runs the doctor to its end. What it will touch is said beside the report.
     static Json examine(const Process::Setup& setup, int status) {
         Process process(setup);
         EXPECT_EQ(process.wait(), status) << output(process) << process.errors();
-        EXPECT_THAT(process.errors(), IsEmpty());
+        EXPECT_THAT(process.errors(),
+                    MatchesRegex("The driver will look [^\n]+\\.\n(The doctor opens that port[^\n]+\\.\n)?"));
         const Json report = Json::parse(output(process));
         EXPECT_EQ(report.at("result") == "fail", status == 1) << report;
         return report;
@@ -91,18 +71,6 @@ protected:
         ScriptedConsole console(std::move(script));
         return examine(doctor(console.name()), 1);
     }
-    void writeSettings(const std::string& file) const {
-        std::filesystem::create_directories(m_folder.path() / "config/cvhost");
-        m_folder.write("config/cvhost/cvhost.toml", file);
-    }
-    std::string deskLink() const { return m_folder.path() / "desk"; }
-    /// cvdesk on a pseudo-terminal at deskLink().
-    Process::Setup ptyDesk(const Arguments& options = {}) const {
-        Arguments arguments{"--pty", deskLink()};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        return cvdesk(arguments);
-    }
-    std::string device() const { return std::filesystem::read_symlink(deskLink()); }
 };
 
 const std::string prompt(desk::prompt);
@@ -127,8 +95,27 @@ TEST_F(Doctor, Version_TooOldForKeys_Fails) {
     EXPECT_THAT(textOf(report, "version-old"), StartsWith("version 6 is too old"));
 }
 
+TEST_F(Doctor, Version_OtherThanTheDriverTakesItFor_BothAreTold) {
+    for (const char* version : {"5", "8"}) {
+        const Json report = examineDesk({"--firmware", version}, 0);
+        EXPECT_THAT(findings(report), ElementsAre("pass console-active"));
+        EXPECT_THAT(textOf(report, "console-active"),
+                    HasSubstr("version " + std::string(version) + ", which the driver takes for 7, active after "));
+    }
+}
+
 TEST_F(Doctor, Program_RunningWithoutMonitor_Warns) {
-    EXPECT_THAT(findings(examineDesk({"--no-monitor"}, 0)), ElementsAre("warn program-running", "pass console-active"));
+    const Json report = examineDesk({"--no-monitor"}, 0);
+    EXPECT_THAT(findings(report), ElementsAre("warn program-running", "pass console-active"));
+    EXPECT_THAT(textOf(report, "program-running"), EndsWith("its prompt after the reset"));
+}
+
+TEST_F(Doctor, Program_RunningWithoutRts_NoResetIsTalkedOf) {
+    Process desk(ptyDesk({"--running", "--no-monitor"}));
+    whereIs(desk);
+    const Json report = examine(doctor(deskLink()), 0);
+    EXPECT_THAT(findings(report), ElementsAre("warn modem-lines", "warn program-running", "pass console-active"));
+    EXPECT_THAT(textOf(report, "program-running"), EndsWith("no boot monitor showed its prompt"));
 }
 
 TEST_F(Doctor, Line_Silent_Fails) { EXPECT_THAT(findings(examineDesk({"--silent"}, 1)), ElementsAre("fail line-silent")); }
@@ -185,6 +172,16 @@ TEST_F(Doctor, Port_HeldByAnother_IsToldByWhom) {
     EXPECT_THAT(findings(report), ElementsAre("fail port-held"));
     EXPECT_THAT(textOf(report, "port-held"), HasSubstr(std::to_string(::getpid()) + " (doctor_test) has it open"));
     EXPECT_EQ(textOf(report, "port-held", "next"), "close it, or: kill " + std::to_string(::getpid()));
+}
+
+// Many programs have /dev/null open: none of them is to be ended.
+TEST_F(Doctor, Port_NoTerminal_IsNoSerialPort) {
+    const lines::FileDescriptor holding = lines::owned(::open("/dev/null", O_RDWR), "/dev/null");
+    for (const std::string& name : {std::string("/dev/null"), m_folder.write("file", ""), m_folder.path().string()}) {
+        const Json report = examine(doctor(name), 1);
+        EXPECT_THAT(findings(report), ElementsAre("fail port-open"));
+        EXPECT_EQ(textOf(report, "port-open"), name + " is no serial port");
+    }
 }
 
 TEST_F(Doctor, Port_NoPermission_IsToldWithTheCommand) {
@@ -364,93 +361,6 @@ TEST_F(Doctor, Bundle_SettingsFileIsALink_LeftOut) {
     ASSERT_EQ(tar.wait(), 0);
     EXPECT_THAT(tar.lines(), IsSupersetOf({"cvhost-doctor/report.txt", "cvhost-doctor/versions.txt"}));
     EXPECT_THAT(output(tar), Not(HasSubstr("cvhost.toml")));
-}
-
-class Ports : public Doctor {
-protected:
-    /// The choice among no ports at all, with this settings file; what it is complained of goes to `errors`.
-    Json choiceBySettings(const std::string& file, std::string* errors = nullptr) const {
-        writeSettings(file);
-        Process::Setup setup = command({"ports", "--json"});
-        setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
-        setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
-        Process process(setup);
-        EXPECT_EQ(process.wait(), 0) << process.errors();
-        if (errors != nullptr) *errors = process.errors();
-        return Json::parse(output(process)).at("choice");
-    }
-};
-
-TEST_F(Ports, Machine_MadeUp_AllThatIsKnownIsTold) {
-    Process desk(ptyDesk());
-    whereIs(desk);
-    Process process(inMachine(command({"ports", "--json"}), device()));
-    ASSERT_EQ(process.wait(), 0) << process.errors();
-    const Json all = Json::parse(output(process));
-    ASSERT_EQ(all.at("ports").size(), 3u);
-    EXPECT_EQ(all.at("ports").at(0).at("name"), "/dev/ttyACM0");
-    EXPECT_EQ(all.at("ports").at(0).at("serial_number"), Json());
-    EXPECT_EQ(all.at("ports").at(1).at("description"), Json());
-    EXPECT_EQ(all.at("ports").at(1).at("driver"), "serial");
-    Json usb = all.at("ports").at(2);
-    EXPECT_EQ(usb.at("access").at("allowed"), true);
-    usb.erase("access");
-    EXPECT_EQ(usb, (Json{{"name", "/dev/ttyUSB0"},
-                         {"description", "USB Serial Port"},
-                         {"usb_vendor", "0403"},
-                         {"usb_product", "6001"},
-                         {"serial_number", "A50285BI"},
-                         {"by_path", "/dev/serial/by-path/pci-0000:00:14.0-usb-0:1:1.0-port0"},
-                         {"driver", "ftdi_sio"},
-                         {"latency_ms", 16},
-                         {"held_by", Json::array()}}));
-    EXPECT_EQ(all.at("choice").at("name"), "/dev/ttyUSB0");
-    EXPECT_EQ(all.at("choice").at("why"), "description");
-}
-
-TEST_F(Ports, Machine_AskedWithoutJson_SaysWhichAndWhy) {
-    Process process(inMachine(command({"ports"}), "/dev/null"));
-    ASSERT_EQ(process.wait(), 0) << process.errors();
-    EXPECT_THAT(output(process),
-                AllOf(StartsWith("/dev/ttyACM0  \"Corvane Console\"\n"), HasSubstr("0403:6001, serial number A5"),
-                      HasSubstr("ftdi_sio, latency timer 16 ms")));
-    EXPECT_EQ(process.lines().back(),
-              "The driver will look for the console on /dev/ttyUSB0, because of its description "
-              "\"USB Serial Port\".");
-}
-
-TEST_F(Ports, Setting_WithoutFittingDescription_IsTheReason) {
-    const Json choice = choiceBySettings("[settings]\nconsole_port = \"/dev/ttyS7\"\n");
-    EXPECT_EQ(choice.at("name"), "/dev/ttyS7");
-    EXPECT_EQ(choice.at("why"), "setting");
-    EXPECT_THAT(choice.at("text").get<std::string>(), HasSubstr("there is no such port now"));
-}
-
-TEST_F(Ports, Setting_PseudoTerminal_IsThere) {
-    Process desk(ptyDesk());
-    whereIs(desk);
-    const std::string settings = "[settings]\nconsole_port = \"" + deskLink() + "\"\n";
-    Json choice = choiceBySettings(settings);
-    EXPECT_EQ(choice.at("name"), deskLink());
-    EXPECT_THAT(choice.at("text").get<std::string>(), EndsWith("the setting console_port names it"));
-    desk.signal(SIGTERM);
-    ASSERT_EQ(desk.wait(), 0);
-    choice = choiceBySettings(settings);
-    EXPECT_THAT(choice.at("text").get<std::string>(), EndsWith("there is no such port now"));
-}
-
-TEST_F(Ports, SettingsFile_Broken_IsSaidBesideTheChoice) {
-    std::string errors;
-    const Json choice = choiceBySettings("[settings]\nconsole_port = \"/dev/ttyS7\n", &errors);
-    EXPECT_EQ(choice.at("why"), "default");
-    EXPECT_THAT(
-        errors,
-        MatchesRegex("cvhost: the settings file [^\n]*/cvhost\\.toml is ignored: line 2, column [^\n]+; correct it, or "
-                     "move it away\\.\n"));
-}
-
-TEST_F(Ports, Setting_Empty_NoPortIsChosen) {
-    EXPECT_EQ(choiceBySettings("[settings]\nconsole_port = \"\"\n").at("why"), "nothing");
 }
 
 }  // namespace

@@ -68,6 +68,15 @@ TEST(JudgePort, Held_CommandFitsTheHolder) {
     EXPECT_THAT(judgePort(of).at(0).text, HasSubstr("process 9 (brltty) has it open, process 10 x"));
 }
 
+TEST(JudgePort, NoTerminal_HoldersAreLeftAlone) {
+    PortCircumstances of = well();
+    of.port.terminal = false;
+    of.port.access->allowed = false;
+    of.port.holders = {{.process = 812, .program = "bash", .how = "has it open"}};
+    EXPECT_THAT(found(of), ElementsAre("port-open"));
+    EXPECT_EQ(judgePort(of).at(0).text, "/dev/ttyUSB0 is no serial port");
+}
+
 TEST(JudgePort, ModemManagerToldToKeepAway_IsNoTrouble) {
     PortCircumstances of = well();
     of.modemManager = 5;

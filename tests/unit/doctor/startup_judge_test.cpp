@@ -98,6 +98,21 @@ TEST(JudgeStartup, VersionSix_IsTooOld) {
                 ElementsAre("WARN program-running", "PASS console-active", "FAIL version-old"));
 }
 
+TEST(JudgeStartup, VersionOnTheLine_IsTheOneThatIsTold) {
+    const auto text = [](const char* line) { return lastText({opened, sent("J 0100 0"), came(line), active(7)}); };
+    EXPECT_THAT(text("J 0100 0\r\nV0"), HasSubstr("version 7, active"));
+    EXPECT_THAT(text("J 0100 0\r\nV00x V0055 "), HasSubstr("version 7, active"));
+    EXPECT_THAT(text("\r\nV4 X V007 "), HasSubstr("version 7, active"));
+    EXPECT_THAT(text("\r\nV006 V00A "), HasSubstr("version 10, which the driver takes for 7, active"));
+    EXPECT_THAT(text("V005 "), HasSubstr("version 5, which"));
+    EXPECT_THAT(text("V-05 V"), HasSubstr("version 7, active"));
+}
+
+TEST(JudgeStartup, SilentWithoutRts_NoResetIsTalkedOf) {
+    EXPECT_THAT(lastText({opened, over}), HasSubstr(" after a reset and six requests"));
+    EXPECT_THAT(lastText({opened, trouble("has no RTS line"), over}), HasSubstr("/dev/ttyUSB0 after six requests"));
+}
+
 TEST(JudgeStartup, NetworkPortWithoutControl_HasNoModemLines) {
     EXPECT_THAT(found({{.what = What::log,
                         .text = "x: the other end does not offer to control its serial port; RTS may have no "
