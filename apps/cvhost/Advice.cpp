@@ -3,11 +3,20 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <variant>
 
 #include "apps/cvhost/Escape.h"
+#include "host/core/Settings.h"
 
 namespace cvhost {
 namespace {
+
+/// A device that is looked for by this name alone. One that is chosen by its description is found under any.
+bool isFixed(const std::string& port) {
+    const auto value = settings().find("console_port");
+    const auto* name = value ? std::get_if<std::string>(&*value) : nullptr;
+    return name != nullptr && *name == port && port.starts_with('/');
+}
 
 std::string whyNotOpen(const Heard& heard) {
     const std::string name = plainText(heard.triedPort);
@@ -42,7 +51,10 @@ std::string whyNoConsole(const Heard& heard, Circumstances circumstances) {
                "HardwareConsoleEnabled=true";
     }
     const std::string name = plainText(heard.triedPort);
-    if (heard.portLost) return name + " was lost; check the adapter and its cable";
+    if (heard.portLost) {
+        return name + " was lost; check the adapter and its cable" +
+               (isFixed(heard.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "");
+    }
     if (!heard.portOpen && !heard.openFailure.empty()) return whyNotOpen(heard);
     if (!circumstances.waited) return "the program ended before start-up was done; let it run a few seconds longer";
     if (heard.triedPort.empty()) return "no port is named to look on; name one with --port";

@@ -9,8 +9,18 @@
 namespace cvhost {
 namespace {
 
+constexpr const char* appFooter =
+    "\"cvhost run --help\" shows the options of run, and so on.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost run                               the console on one of this machine's serial ports\n"
+    "  cvhost run --desk --web 8080             a simulated console to be worked in a browser\n"
+    "  cvhost doctor                            what keeps a console from working";
+
 constexpr const char* runFooter =
     "Without --desk and --port the console is looked for on the machine's own serial ports.\n"
+    "With --port or the setting console_port it is looked for by that name alone: an adapter that comes back under another\n"
+    "one is not found. Its link in /dev/serial/by-path stays while it is in the same socket; \"cvhost ports\" shows it.\n"
     "\n"
     "Exit status: 0 a console became active, 1 none did, 2 the command line is wrong.\n"
     "Ctrl-C (SIGINT) and SIGTERM switch the console's lamps and wheel off and end the program.\n"
@@ -89,6 +99,13 @@ WebAddress web(const std::string& text) {
     throw CLI::ValidationError("--web", "\"" + text + "\" is not a port, or ADDR:PORT with brackets around an IPv6 address");
 }
 
+CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
+    return app
+        .add_option("--port", port, "Look for the console on the port of this name alone: a device, or rfc2217://HOST:PORT")
+        ->check([](const std::string& name) { return std::string(name.empty() ? "the name is empty" : ""); })
+        ->type_name("NAME");
+}
+
 CLI::App& addPorts(CLI::App& app, PortsOptions& options) {
     CLI::App& ports = *app.add_subcommand("ports", "Show this machine's serial ports and which one the driver will choose.");
     ports.footer(portsFooter);
@@ -99,9 +116,8 @@ CLI::App& addPorts(CLI::App& app, PortsOptions& options) {
 CLI::App& addDoctor(CLI::App& app, DoctorOptions& options) {
     CLI::App& doctor = *app.add_subcommand("doctor", "Find out what keeps a console from working.");
     doctor.footer(doctorFooter);
-    doctor.add_option("--port", options.port, "Look for the console on this port alone: a device, or rfc2217://HOST:PORT")
-        ->type_name("NAME");
-    doctor.add_flag("--json", options.json, "Print one JSON object");
+    addPort(doctor, options.port);
+    doctor.add_flag("--json", options.json, "Print one JSON object; what it will touch is said on standard error");
     doctor.add_flag("--quick", options.quick, "Leave out the tests of lamps and keys");
     doctor.add_option("--bundle", options.bundle, "Make an archive (tar.gz) for support; FILE must not be there yet")
         ->type_name("FILE");
@@ -127,6 +143,8 @@ int answer(const CLI::App& app, const CLI::ParseError& error) {
     std::string line(reason.substr(0, reason.find('\n')));
     if (line.starts_with("A ")) line.front() = 'a';
     const auto subcommands = app.get_subcommands();
+    const auto unknown = app.remaining();
+    if (subcommands.empty() && !unknown.empty()) line = "there is no subcommand or option \"" + unknown.front() + '"';
     const std::string subcommand = subcommands.empty() ? "" : subcommands.front()->get_name() + ' ';
     std::cerr << "cvhost: " << line << "; \"cvhost " << subcommand << "--help\" shows what it takes.\n";
     return exitStatus::usage;
@@ -146,7 +164,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
     CLI::App app("cvhost loads the console driver and shows what a console on a serial port says to it.", "cvhost");
     app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
     app.require_subcommand(1);
-    app.footer("\"cvhost run --help\" shows the options of run, and so on.");
+    app.footer(appFooter);
     const CLI::App& ports = addPorts(app, portsOptions);
     const CLI::App& doctor = addDoctor(app, doctorOptions);
     const CLI::App& timeline = addTimeline(app, timelineOptions);
@@ -154,9 +172,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
     CLI::App& run = *app.add_subcommand("run", "Bring a console up and show its keys, wheel and lamps.");
     run.footer(runFooter);
     CLI::Option* desk = run.add_flag("--desk", options.desk, "Run against a simulated console inside this program");
-    run.add_option("--port", options.port, "Look for the console on this port alone: a device, or rfc2217://HOST:PORT")
-        ->type_name("NAME")
-        ->excludes(desk);
+    addPort(run, options.port)->excludes(desk);
     run.add_option_function<std::string>(
            "--events", [&](const std::string& text) { options.events = events(text); },
            "How to print what happens: as text for a person (the default), or as one JSON object a line")

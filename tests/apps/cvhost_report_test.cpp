@@ -17,6 +17,7 @@
 #include "apps/cvhost/Escape.h"
 #include "apps/cvhost/JsonReport.h"
 #include "apps/cvhost/TextReport.h"
+#include "host/core/Settings.h"
 #include "host/linux/PortUse.h"
 #include "tests/apps/CvhostRig.h"
 
@@ -314,6 +315,20 @@ INSTANTIATE_TEST_SUITE_P(
         Reason{"TooSoon", port("/dev/ttyUSB0", "", true), {.preferred = true, .waited = false}, "before start-up was done"},
         Reason{"NoiseInName", port("/dev/\x1b[2J", "", true), {.preferred = true, .waited = true}, "\\x1b"}),
     [](const auto& row) { return row.param.name; });
+
+TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
+    const auto lost = [](const std::string& name) {
+        return cvhost::whyNoConsole(port(name, "", false, true), {.preferred = true, .waited = true});
+    };
+    cvhost::settings().set("console_port", "/dev/ttyUSB0");
+    EXPECT_EQ(
+        lost("/dev/ttyUSB0"),
+        "/dev/ttyUSB0 was lost; check the adapter and its cable; it may be back under another name: see \"cvhost ports\"");
+    EXPECT_EQ(lost("/dev/ttyUSB1"), "/dev/ttyUSB1 was lost; check the adapter and its cable");
+    cvhost::settings().set("console_port", "rfc2217://[::1]:9");
+    EXPECT_EQ(lost("rfc2217://[::1]:9"), "rfc2217://[::1]:9 was lost; check the adapter and its cable");
+    cvhost::settings().clear();
+}
 
 TEST(HowToBeAllowed, AnyRights_OneWayFitsThem) {
     cvhost::PortAccess access{.owner = "root", .group = "dialout", .mode = 0660, .user = "ann"};

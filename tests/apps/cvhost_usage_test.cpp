@@ -11,6 +11,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
@@ -41,13 +42,17 @@ INSTANTIATE_TEST_SUITE_P(
     Errors, CvhostUsage,
     testing::Values(
         Wrong{"NoSubcommand", {}, "a subcommand is required", "cvhost --help"},
-        Wrong{"UnknownSubcommand", {"walk"}, "subcommand", "cvhost --help"},
-        Wrong{"OptionOfNoSubcommand", {"--bogus"}, "a subcommand is required", "cvhost --help"},
+        Wrong{"UnknownSubcommand", {"walk"}, "there is no subcommand or option \"walk\"", "cvhost --help"},
+        Wrong{"UnknownSubcommandBeforeOthers", {"help", "me"}, "there is no subcommand or option \"help\"", "cvhost --help"},
+        Wrong{"OptionOfNoSubcommand", {"--bogus"}, "there is no subcommand or option \"--bogus\"", "cvhost --help"},
         Wrong{"OptionUnknownToPorts", {"ports", "--bogus"}, "--bogus", "cvhost ports --help"},
         Wrong{"OptionUnknownToDoctor", {"doctor", "--bogus"}, "--bogus", "cvhost doctor --help"},
         Wrong{"TimelineOfNoFile", {"timeline"}, "FILE is required", "cvhost timeline --help"},
         Wrong{"TimelineOfTwoFiles", {"timeline", "a", "b"}, "b", "cvhost timeline --help"},
         Wrong{"PortWithoutNameForDoctor", {"doctor", "--port"}, "--port", "cvhost doctor --help"},
+        Wrong{"PortOfNoNameForDoctor", {"doctor", "--port", ""}, "--port: the name is empty", "cvhost doctor --help"},
+        Wrong{"PortOfNoName", {"run", "--port", ""}, "--port: the name is empty"},
+        Wrong{"PortOfNoNameBehindAnEqualsSign", {"run", "--port="}, "--port"},
         Wrong{"UnknownOption", {"run", "--faster"}, "--faster"}, Wrong{"Extra", {"run", "fast"}, "fast"},
         Wrong{"ShowWithoutDesk", {"run", "--show"}, "--show requires --desk"},
         Wrong{"DeskAndPort", {"run", "--desk", "--port", "/dev/ttyUSB0"}, "excludes"},
@@ -77,6 +82,15 @@ TEST_F(CvhostTest, Help_AskedFor_ShowsOptionsAndExitStatuses) {
         EXPECT_THAT(text, HasSubstr(part));
     }
     EXPECT_THAT(host.errors(), IsEmpty());
+}
+
+TEST_F(CvhostTest, Help_OfTheWhole_HasExamples) {
+    Process::Setup setup = cvhost({});
+    setup.command.back() = "--help";
+    Process host(setup);
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_THAT(host.lines(),
+                IsSupersetOf({StartsWith("Examples:"), StartsWith("  cvhost run "), StartsWith("  cvhost doctor ")}));
 }
 
 TEST_F(CvhostTest, Version_AskedFor_IsOneLine) {
