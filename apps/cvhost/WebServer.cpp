@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <optional>
 #include <semaphore>
 #include <utility>
 
@@ -63,16 +64,25 @@ std::string rawAnswer(const std::string& status, const std::string& sentence) {
            std::to_string(sentence.size()) + "\r\n\r\n" + sentence;
 }
 
+struct Objection {
+    int status;
+    const char* sentence;
+};
+
 /// Why a request is not served at all; nothing when it is.
-const char* objection(const Request& request, const WebAddress& served) {
+std::optional<Objection> objection(const Request& request, const WebAddress& served) {
     if (request.get_header_value_count("Host") != 1 || !hostIsOurs(request.get_header_value("Host"), served))
-        return "This server does not go by that name; ask for the address that cvhost printed";
+        return Objection{403, "This server does not go by that name; ask for the address that cvhost printed"};
     const bool foreign =
         request.has_header("Origin") && !originIsOurs(request.get_header_value("Origin"), request.get_header_value("Host"));
     const std::string site = request.get_header_value("Sec-Fetch-Site");
     const bool crossSite = site == "cross-site" || site == "same-site";
-    if (foreign || crossSite) return "Pages from elsewhere may not use this server; open its own page";
-    return nullptr;
+    if (foreign || crossSite) return Objection{403, "Pages from elsewhere may not use this server; open its own page"};
+    // The HTTP library holds a body to its limit by the length in the head alone, and unpacks a packed one to any size.
+    if (request.has_header("Content-Encoding")) return Objection{415, "A packed body is not taken; send it as it is"};
+    if (request.has_header("Transfer-Encoding") || (request.method == "POST" && !request.has_header("Content-Length")))
+        return Objection{411, "The body's length is not told; send it in one piece with its Content-Length"};
+    return std::nullopt;
 }
 
 httplib::Headers securityHeaders() {
@@ -123,9 +133,9 @@ WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebAction
     });
     server.set_default_headers(securityHeaders());
     server.set_pre_routing_handler([this](const Request& request, Response& response) {
-        const char* sentence = objection(request, m_address);
-        if (sentence == nullptr) return Server::HandlerResponse::Unhandled;
-        refuse(response, 403, sentence);
+        const auto found = objection(request, m_address);
+        if (!found) return Server::HandlerResponse::Unhandled;
+        refuse(response, found->status, found->sentence);
         return Server::HandlerResponse::Handled;
     });
     server.set_error_handler([](const Request&, Response& response) {

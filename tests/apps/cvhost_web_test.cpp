@@ -111,21 +111,35 @@ std::string withPort(std::string text, int port) {
     return text;
 }
 
-std::string postOf(const std::string& body, const std::string& type = "application/json") {
-    return "POST /do HTTP/1.1\r\nHost: localhost:PORT\r\nContent-Type: " + type +
-           "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+std::string postWith(const std::string& headers, const std::string& body) {
+    return "POST /do HTTP/1.1\r\nHost: localhost:PORT\r\n" + headers + "\r\n" + body;
+}
+
+std::string postOf(const std::string& body, const std::string& type = "application/json", const std::string& more = "") {
+    return postWith("Content-Type: " + type + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" + more, body);
 }
 
 std::string getWith(const std::string& headers, const std::string& path = "/events") {
     return "GET " + path + " HTTP/1.1\r\n" + headers + "\r\n";
 }
 
-std::string chunked(std::size_t size) {
-    std::string text =
-        "POST /do HTTP/1.1\r\nHost: localhost:PORT\r\nContent-Type: application/json\r\n"
-        "Transfer-Encoding: chunked\r\n\r\n";
-    for (std::size_t done = 0; done < size; done += 0x1000) text += "1000\r\n" + std::string(0x1000, ' ') + "\r\n";
-    return text + "0\r\n\r\n";
+/// No actions, and behind them spaces in chunks of a kilobyte.
+std::string chunked(int kilobytes) {
+    std::string text = "2\r\n[]\r\n";
+    for (int i = 0; i < kilobytes; ++i) text += "400\r\n" + std::string(0x400, ' ') + "\r\n";
+    return postWith("Content-Type: application/json\r\nTransfer-Encoding: chunked\r\n", text + "0\r\n\r\n");
+}
+
+/// No actions, packed.
+std::string gzipped() {
+    using namespace std::string_literals;
+    return postOf("\x1f\x8b\x08\0\0\0\0\0\x02\xff\x8b\x8e\x05\0\x29\xbb\x4c\x0d\x02\0\0\0"s, "application/json",
+                  "Content-Encoding: gzip\r\n");
+}
+
+std::string brotlied() {
+    using namespace std::string_literals;
+    return postOf("\x8b\0\x80\x5b\x5d\x03"s, "application/json", "Content-Encoding: br\r\n");
 }
 
 TEST_P(WebRefusal, Request_Refused_GetsItsStatusAndOneSentence) {
@@ -166,7 +180,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{"BodyOfAForm", postOf("do=power", "application/x-www-form-urlencoded"), 415, "application/json"},
                     Refused{"BodyTooLarge", postOf(std::string(5000, ' ')), 413, "too large"},
                     Refused{"BodyFarTooLarge", postOf(std::string(500'000, ' ')), 413, "too large"},
-                    Refused{"BodyWithoutEnd", chunked(200'000), 400, "not understood"},
+                    Refused{"BodyInChunks", chunked(6), 411, "Content-Length"},
+                    Refused{"BodyInManyChunks", chunked(200), 411, "Content-Length"},
+                    Refused{"BodyOfNoLength", postWith("Content-Type: application/json\r\n", "[]"), 411, "Content-Length"},
+                    Refused{"BodyInGzip", gzipped(), 415, "packed"}, Refused{"BodyInBrotli", brotlied(), 415, "packed"},
                     Refused{"AddressTooLong", getWith("Host: localhost:PORT\r\n", "/" + std::string(200'000, 'x')), 413,
                             "too large"},
                     Refused{"LineTooLong", getWith("Host: localhost:PORT\r\nX: " + std::string(200'000, 'x') + "\r\n"), 400,
