@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cmath>
 #include <csignal>
+#include <cstddef>
 #include <list>
 #include <regex>
 #include <stop_token>
@@ -288,6 +291,56 @@ TEST_F(WebTest, Lamp_SetByTheHost_IsOnTheBoard) {
         newsWhere(page,
                   [&](const Json& news) { return news.at("state").at("lamps").get<std::string>().substr(45) == state; });
     }
+}
+
+/// Puts what news brought of a list behind what came before. Returns whether something that came is as `wanted`.
+template <class Wanted>
+bool collect(Json& all, const Json& more, Wanted wanted) {
+    all.insert(all.end(), more.begin(), more.end());
+    return std::any_of(more.begin(), more.end(), wanted);
+}
+
+/// As much of a list as there is in another.
+Json beginning(const Json& list, const Json& other) {
+    const auto size = static_cast<std::ptrdiff_t>(std::min(list.size(), other.size()));
+    return Json(Json::array_t(list.begin(), list.begin() + size));
+}
+
+TEST_F(WebTest, Samples_RingMovedAndWheelTurned_AreToldOnceInOrderAndToWhoComesLater) {
+    WebClient page = listener();
+    Json samples = page.news().at("samples");
+    EXPECT_EQ(samples, Json::array()) << "nothing has moved yet";
+    ASSERT_EQ(act({{"do", "ring"}, {"position", 200}}).status, 204);
+    const auto ringMoved = [](const Json& sample) { return sample.at(1) == 1495 && sample.at(2) == 0; };
+    while (!collect(samples, page.news().at("samples"), ringMoved)) {
+    }
+    ASSERT_EQ(act({{"do", "press"}, {"key", 28}}).status, 204);
+    const auto wheelTurned = [](const Json& sample) { return sample.at(1) == 1495 && sample.at(2) < 0; };
+    bool told = false;  // not necessarily of the first: a sample that follows another at once is left out
+    for (int turns = 0; turns < 200 && !told; ++turns) {
+        ASSERT_EQ(act({{"do", "jog"}, {"turn", -1.5}}).status, 204);
+        told = collect(samples, page.news().at("samples"), wheelTurned);
+    }
+    ASSERT_TRUE(told);
+    EXPECT_EQ(std::fmod(samples.back().at(2).get<double>(), 1.5), 0);
+    for (std::size_t i = 1; i < samples.size(); ++i) EXPECT_LT(samples.at(i - 1).at(0), samples.at(i).at(0));
+    EXPECT_EQ(beginning(listener().news().at("samples"), samples), samples);
+}
+
+TEST_F(WebTest, Log_PortLost_IsToldOnceAndAllToWhoComesLater) {
+    WebClient page = listener();
+    Json log = Json::array();
+    const std::string url = "http://127.0.0.1:" + std::to_string(m_port) + "/";
+    EXPECT_TRUE(collect(log, page.news().at("log"), [&](const Json& line) {
+        return line.at("heading") == "web" && line.at("text") == "the console is on the screen at " + url;
+    }));
+    ASSERT_EQ(act({{"do", "plug"}, {"on", false}}).status, 204);
+    const auto lost = [](const Json& line) {
+        return line.at("heading") == "port" && line.at("text").get<std::string>().ends_with(" is lost");
+    };
+    while (!collect(log, page.news().at("log"), lost)) {
+    }
+    EXPECT_EQ(beginning(listener().news().at("log"), log), log);
 }
 
 TEST_F(WebTest, Desk_Unplugged_PortIsLost) {

@@ -3,9 +3,9 @@ import { mkdtempSync, writeFileSync } from "node:fs";
 import { createServer } from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { around, axeSource, expect, expectEqual, launch, open, run, startDesk, until } from "./rig.mjs";
+import { plotTests } from "./plot_tests.mjs";
+import { around, axeSource, expect, expectEqual, key, launch, open, putRing, run, startDesk, until } from "./rig.mjs";
 
-const key = (code) => `[data-code="${code}"]`;
 const text = (page, selector) => page.textContent(selector);
 const stepsAre = (page, states) => until(page, (wanted) =>
   [...document.querySelectorAll("#steps li")].map((step) => step.dataset.state).join() === wanted, states);
@@ -16,14 +16,6 @@ async function turn(page, selector, share, degrees) {
   await page.mouse.move(...at(0));
   await page.mouse.down();
   for (let part = 1; part <= 10; ++part) await page.mouse.move(...at(degrees * part / 10));
-}
-
-/// Puts the ring, which has the focus, from the centre to a position.
-async function putRing(page, position) {
-  const way = position - 127;
-  const [far, near] = way > 0 ? ["PageUp", "ArrowUp"] : ["PageDown", "ArrowDown"];
-  for (let i = 0; i < Math.floor(Math.abs(way) / 10); ++i) await page.keyboard.press(far);
-  for (let i = 0; i < Math.abs(way) % 10; ++i) await page.keyboard.press(near);
 }
 
 const tests = [
@@ -469,6 +461,6 @@ const tests = [
 ];
 
 const browser = await launch();
-const passed = await run(tests, browser);
+const passed = await run([...tests, ...plotTests], browser);
 await browser.close();
 process.exitCode = passed ? 0 : 1;

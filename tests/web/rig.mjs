@@ -12,7 +12,7 @@ const { chromium } = require("playwright-core");
 export const axeSource = require("axe-core").source;
 
 const programs = process.env.WEB_PROGRAMS;
-const patience = 30_000;
+export const patience = 30_000;
 
 export function expect(truth, sentence) {
   if (!truth) throw new Error(sentence);
@@ -103,6 +103,8 @@ export const launch = () => chromium.launch({
   args: process.getuid() === 0 ? ["--no-sandbox"] : [],
 });
 
+export const key = (code) => `[data-code="${code}"]`;
+
 /// The page, with the console active on it. Whatever it complains of fails the test at its end.
 export async function open(browser, host, options = {}) {
   const context = await browser.newContext({ viewport: { width: 1280, height: 900 }, ...options });
@@ -133,6 +135,14 @@ export async function around(page, selector, share) {
   const box = await page.locator(selector).boundingBox();
   const [x, y, radius] = [box.x + box.width / 2, box.y + box.height / 2, box.width / 2 * share];
   return (degrees) => [x + Math.sin(degrees * Math.PI / 180) * radius, y - Math.cos(degrees * Math.PI / 180) * radius];
+}
+
+/// Puts the ring, which has the focus, from the centre to a position.
+export async function putRing(page, position) {
+  const way = position - 127;
+  const [far, near] = way > 0 ? ["PageUp", "ArrowUp"] : ["PageDown", "ArrowDown"];
+  for (let i = 0; i < Math.floor(Math.abs(way) / 10); ++i) await page.keyboard.press(far);
+  for (let i = 0; i < Math.abs(way) % 10; ++i) await page.keyboard.press(near);
 }
 
 /// Runs the tests in order, each with a host of its own.
