@@ -59,9 +59,10 @@ std::string whyNoConsole(const Heard& heard, Circumstances circumstances) {
     if (!circumstances.waited) return "the program ended before start-up was done; let it run a few seconds longer";
     if (heard.triedPort.empty()) return "no port is named to look on; name one with --port";
     if (!heard.portOpen) return whyNotOpen(heard);
-    return name +
-           " is open, but after a reset through RTS and six requests for its version no console has answered; check "
-           "that it is switched on, that its cable carries RTS, and that this is its port";
+    return name + " is open, but after " + (heard.rtsMissing ? "" : "a reset through RTS and ") +
+           "six requests for its version no console has answered; check that it is switched on, that its " +
+           (heard.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
+           ", and that this is its port";
 }
 
 }  // namespace cvhost

@@ -56,7 +56,7 @@ void Hearing::port(std::string_view name, PortState state) {
     const std::lock_guard lock(m_mutex);
     m_heard.portOpen = state == PortState::open;
     m_heard.portLost = state == PortState::lost;
-    m_heard.portStuck &= state != PortState::open;
+    if (state == PortState::open) m_heard.portStuck = m_heard.rtsMissing = false;
     if (state == PortState::lost) ++m_heard.losses;
     m_heard.active = false;
     m_heard.powerCycled = false;
@@ -114,6 +114,7 @@ void Hearing::added(std::span<const unsigned char> bytes) {
 
 void Hearing::trouble(std::string_view name, std::string_view reason) {
     const std::lock_guard lock(m_mutex);
+    if (reason == "has no RTS line") m_heard.rtsMissing = true;
     if (reason.ends_with("to be sent")) m_heard.portStuck = true;
     if (m_recorder != nullptr) m_recorder->trouble(name, reason);
 }

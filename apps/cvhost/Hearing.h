@@ -27,6 +27,8 @@ struct Heard {
     std::string openFailure;
     bool portOpen = false;
     bool portLost = false;
+    /// The port has no RTS line.
+    bool rtsMissing = false;
     /// The port did not take what was sent last.
     bool portStuck = false;
     /// When a port was last opened, closed or lost.

@@ -94,7 +94,10 @@ TEST_F(CvhostTest, Run_SilentConsole_EndsWithStatusOne) {
 TEST_F(CvhostTest, Run_SilentConsoleOnPty_TextSaysWhatWasTried) {
     Process desk(cvdesk({"--pty", m_folder.path() / "desk", "--silent"}));
     Process host(cvhost({"--port", whereIs(desk)}));
-    host.waitForLine([](const std::string& line) { return line.find("no console has answered; check that") != line.npos; });
+    host.waitForLine([](const std::string& line) {
+        return line.find("after six requests for its version no console has answered; check that") != line.npos &&
+               line.find("the port has no RTS line to reset it with") != line.npos;
+    });
     host.signal(SIGINT);
     EXPECT_EQ(host.wait(), 1);
 }
