@@ -22,16 +22,21 @@ const std::string rtsOn = "\xFF\xFA\x2C\x05\x0B\xFF\xF0"s;
 const std::string agrees = "\xFF\xFD\x2C"s;   // DO COM-PORT-OPTION
 const std::string refuses = "\xFF\xFE\x2C"s;  // DONT
 
+/// What `connect` gives while `peer` accepts and says `greeting`.
+template <class Connect>
+auto meet(const Peer& peer, FarEnd& far, std::string_view greeting, Connect connect) {
+    std::thread accepting([&] {
+        far = peer.accept();
+        far.send(greeting);
+    });
+    auto connected = connect();
+    accepting.join();
+    return connected;
+}
+
 /// Opens `peer` as a port while the peer says `greeting`.
 struct Connection {
-    explicit Connection(std::string_view greeting) {
-        std::thread accepting([&] {
-            far = peer.accept();
-            far.send(greeting);
-        });
-        port = open(peer.name());
-        accepting.join();
-    }
+    explicit Connection(std::string_view greeting) : port(meet(peer, far, greeting, [this] { return open(peer.name()); })) {}
     ~Connection() {
         far.close();  // the port need not wait for it
         comms_port_close(port);
@@ -62,12 +67,7 @@ TEST(NetworkPort, Open_OffersAndThenAsksForTheSettings) {
 TEST(NetworkPort, OpenWithOtherSettings_AsksForThose) {
     const Peer peer;
     FarEnd far;
-    std::thread accepting([&] {
-        far = peer.accept();
-        far.send(agrees);
-    });
-    const auto port = comms_port_open(peer.name(), 115200, 7, 'E', 2);
-    accepting.join();
+    const auto port = meet(peer, far, agrees, [&] { return comms_port_open(peer.name(), 115200, 7, 'E', 2); });
     ASSERT_TRUE(port);
     EXPECT_EQ(far.read(offers + settings).substr(offers),
               "\xFF\xFA\x2C\x01\x00\x01\xC2\x00\xFF\xF0"
@@ -233,12 +233,7 @@ TEST(NetworkPort, PeerThatOnlyAsks_IsGivenUp) {
 TEST(NetworkPort, PeerThatOnlyAsks_NobodyWaitsForTheAnswersAsForData) {
     const Peer peer;
     FarEnd far;
-    std::thread accepting([&] {
-        far = peer.accept();
-        far.send(agrees);
-    });
-    const auto opened = cvhost::openRfc2217(peer.url(), {9600, 8, 'N', 1});
-    accepting.join();
+    const auto opened = meet(peer, far, agrees, [&] { return cvhost::openRfc2217(peer.url(), {9600, 8, 'N', 1}); });
     ASSERT_TRUE(opened.transport);
     std::string asking;
     for (int i = 0; i < 300; ++i) asking += "\xFF\xFD\x63"s;
@@ -315,12 +310,9 @@ TEST(NetworkPort, NobodyListening_IsNullAndSaysSo) {
 TEST(NetworkPort, AddressInBrackets_Connects) {
     const Peer peer;
     FarEnd far;
-    std::thread accepting([&] {
-        far = peer.accept();
-        far.send(agrees);
+    const auto port = meet(peer, far, agrees, [&] {
+        return open(Cv::WStringFromAscii(("rfc2217://[127.0.0.1]:" + std::to_string(peer.port())).c_str()));
     });
-    const auto port = open(Cv::WStringFromAscii(("rfc2217://[127.0.0.1]:" + std::to_string(peer.port())).c_str()));
-    accepting.join();
     ASSERT_TRUE(port);
     far.close();
     comms_port_close(port);
