@@ -3,8 +3,9 @@
 // To the host it is a resource component, the console interface iConsoleResource, and a thread that brings the console up.
 //
 // Threads: [host] the host's threads, through iConsoleResource; [start] the object's own thread "ConsInit"; [rx] the serial
-// library's receive thread. There is no lock: a field that threads share is read and written through load and store
-// (monitor/SharedField.h) and names its writers. Members without a tag may be called from any of them.
+// library's receive thread. The host's key handlers run on it, and may call what the host calls: [host] includes them.
+// There is no lock: a field that threads share is read and written through load and store (monitor/SharedField.h) and names
+// its writers, all of which docs/threads.md lists. Members without a tag may be called from any of them.
 #pragma once
 
 #include <cstdint>
@@ -149,7 +150,7 @@ private:
     void settle();
 
     // In the order and of the types that debuggers and dumps of the built library show.
-    bool m_wheelEnabled = false;                // [host] [start], [rx] through a key handler
+    bool m_wheelEnabled = false;                // [host] [start]
     bool m_jogSuspended = false;                // [host]
     bool m_enabled = true;                      // [host]
     std::int32_t m_shuttleOffset = 0;           // [rx]

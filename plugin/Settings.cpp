@@ -11,7 +11,7 @@ namespace {
 int setting(const char* key, int defaultValue) { return config_int(key, defaultValue, INT_MIN, INT_MAX); }
 
 // Kept: each comparison reads the key afresh, four times for a value within the range.
-// Test: LoadTimeSettings_TriggerLevel_ReadAfreshForEachComparison.
+// Test: TriggerLevel_ReadAfreshForEachComparison.
 int triggerLevel() { return setting("AutomaticJogTurnOnTriggerLevel", 6); }
 int triggerLevelAtMost999() { return triggerLevel() > 999 ? 999 : triggerLevel(); }
 

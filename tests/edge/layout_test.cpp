@@ -185,6 +185,8 @@ TEST_F(ConsoleFields, AtConstruction_HoldTheirDefaults) {
     EXPECT_FALSE(field<bool>("m_jogSuspended"));
     EXPECT_TRUE(field<bool>("m_enabled"));
     EXPECT_EQ(field<std::int32_t>("m_shuttleOffset"), 0);
+    EXPECT_EQ(field<std::int32_t>("m_jogDelta"), 0);
+    EXPECT_EQ(field<double>("m_jogDeltaExact"), 0.0);
     EXPECT_EQ(field<std::int32_t>("m_state"), 0);
     EXPECT_EQ(field<std::int32_t>("m_version"), 0);
     EXPECT_FALSE(field<bool>("m_blinkPending"));
