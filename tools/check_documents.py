@@ -3,9 +3,12 @@
 A command stands in a block headed sh, one a line. A comment behind it says who runs it, if not this check:
 
     # hardware, # root     it needs a console, or rights, that are not here
-    # by hand              it takes hours, or changes the tree
-    # by NAME              .ci/run, as one of its steps; or a test, in the folder NAME
+    # by hand              it takes minutes or hours, or changes the tree
+    # by NAME              .ci/run, as one of its steps; or a test in the folder NAME, where a file has all that the command names
     # until Ctrl-C         this check, which interrupts it when it has shown that it works
+
+Whoever runs it, the program, the subcommand and the options that it names have to exist (of ./dev the subcommand); so have those
+of a command inside a sentence or a table.
 """
 import os
 import pathlib
@@ -14,9 +17,12 @@ import signal
 import subprocess
 import tempfile
 
+import check_manual
+
 SECONDS = 600  # some build first
 COMMAND = re.compile(r"^( {4,}|\$ )?(sudo |build/bin/|\./dev|cvhost|cvdesk|\.ci/run|cmake|apt|dpkg|udevadm)\b")
 MARK = re.compile(r"# (hardware|root|by hand|until Ctrl-C|by \S+?)(?=[:.,;]? |[:.,;]?$)")
+SPAN = re.compile(r"`([^`]+)`")
 WORKS = re.compile(r"\bactive\b|^Listening on ")
 
 
@@ -36,7 +42,8 @@ def blocks(text):
 
 
 def commands(text):
-    """(line number, command, mark or None) of each command; (line number, line, "astray") of those outside a block for them."""
+    """(line number, command, mark or None) of each command; (line number, line, "astray") of those outside a block for them,
+    and (line number, span, "mentioned") of all that stands between backquotes, be it a command or not."""
     for head, lines in blocks(text):
         for number, line in lines:
             if head == "sh" and line.strip() and not line.startswith("#"):
@@ -44,6 +51,8 @@ def commands(text):
                 yield number, re.split(r"\s+# ", line)[0].strip(), mark[1] if mark else None
             elif (head is None or head == "") and COMMAND.match(line) and (head == "" or line.startswith(" ")):
                 yield number, line.strip(), "astray"
+            elif head is None:
+                yield from ((number, span, "mentioned") for span in SPAN.findall(line))
 
 
 def ran(command, folder, environment):
@@ -76,12 +85,26 @@ def interrupted(command, folder, environment):
     return f"ended with {status}: {seen[-500:]}" if status else None
 
 
-def problem(root, command, mark, folder, environment):
+def unnamed(folder, command):
+    """Why no test in the folder can be the one that runs the command, or None."""
+    if not folder.is_dir():
+        return "does not exist"
+    program, *words = check_manual.split(command)
+    named = [os.path.basename(program), *(word.split("=")[0] for word in words if word.startswith("-")),
+             *(word for word in words[:1] if re.fullmatch("[a-z][a-z-]*", word))]
+    texts = (path.read_text(errors="replace") for path in folder.rglob("*") if path.is_file())
+    if any(all(re.search(rf"(?<![\w-]){re.escape(name)}(?![\w-])", text) for name in named) for text in texts):
+        return None
+    return f"has no file that names {' '.join(named)}"
+
+
+def problem(root, command, mark, folder, environment, known):
     """What is wrong with one command, or None."""
     if mark == "astray":
         return "stands outside a sh block"
-    if mark in ("hardware", "root", "by hand"):
-        return None
+    wrong = check_manual.unknown(command, known)
+    if wrong or mark in ("mentioned", "hardware", "root", "by hand"):
+        return wrong
     if mark == "by .ci/run":
         step = re.sub(r"^\./dev ", "", command)
         known = command == ".ci/run" or re.search(rf'^ *"\d+ {re.escape(step)}( \d+)?"$', (root / ".ci/run").read_text(), re.MULTILINE)
@@ -89,12 +112,14 @@ def problem(root, command, mark, folder, environment):
     if mark == "until Ctrl-C":
         return interrupted(command, folder, environment)
     if mark:
-        return None if (root / mark[3:]).is_dir() else f"{mark[3:]} does not exist"
+        why = unnamed(root / mark[3:], command)
+        return f"{mark[3:]} {why}" if why else None
     return ran(command, folder, environment)
 
 
 def problems(root, names, programs):
     """(document, line number, command, what is wrong) for each command that is not what it is shown to be."""
+    known = check_manual.known_commands(root, programs)
     with tempfile.TemporaryDirectory(prefix="corvane-documents-") as scratch:
         folder = pathlib.Path(scratch, "here")
         folder.mkdir()
@@ -104,6 +129,6 @@ def problems(root, names, programs):
         environment = {**os.environ, **homes, "PATH": f"{programs}:{os.environ['PATH']}", "NO_COLOR": "1"}
         for name in names:
             for number, command, mark in commands((root / name).read_text()):
-                wrong = problem(root, command, mark, folder, environment)
+                wrong = problem(root, command, mark, folder, environment, known)
                 if wrong:
                     yield name, number, command, wrong

@@ -1,5 +1,7 @@
-"""The manual pages in packaging/manpages, held against what the programs say of themselves."""
+"""What documents say of the programs, held against what the programs say of themselves; the manual pages in full."""
+import os
 import re
+import shlex
 import subprocess
 
 PAGES = "packaging/manpages"
@@ -12,6 +14,10 @@ SUBCOMMAND = re.compile(rf"^## (?:{'|'.join(PROGRAMS)}) ([a-z]+)")
 ENTRY = re.compile(r"^(?:\*-\w\*, )?\*(--[a-z0-9-]+)\*")
 TALKED_OF = re.compile(r"--[a-z][a-z0-9-]*")
 EVERYWHERE = {"--help"}  # each subcommand has it, the page says so once
+
+EXAMPLES = re.compile(r"^```\n(.*?)^```", re.MULTILINE | re.DOTALL)
+BEFORE = re.compile(r"^(?:(?:\w+=\S+|sudo|chrt -f \d+) +)*")  # what may stand before a program
+OURS = re.compile(r"(?:\./|build/bin/|cv)[a-z_]+")
 
 
 def entries(page):
@@ -42,6 +48,41 @@ def options_of(program, env=None):
     return {None: own, **{name: helped(program, name, env=env)[0] - EVERYWHERE for name in sorted(subcommands)}}
 
 
+def known_commands(root, programs):
+    """What each program takes, as `entries` has it. Of ./dev the subcommands alone are known; their options are None."""
+    listed = subprocess.run([root / "dev", "help"], stdin=subprocess.DEVNULL, capture_output=True, text=True, check=True)
+    dev = {None: set(), "help": None, **dict.fromkeys(re.findall(r"^  ([a-z-]+)", listed.stdout, re.MULTILINE))}
+    return {"dev": dev, **{name: options_of(programs / name) for name in PROGRAMS}}
+
+
+def split(command):
+    """The words of a command, from the program on."""
+    command = BEFORE.sub("", command)
+    try:
+        return shlex.split(command)
+    except ValueError:  # a quote without its partner
+        return command.split()
+
+
+def unknown(command, known):
+    """Which program, subcommand or option that a command names there is not, in half a sentence; or None."""
+    program, *words = split(command) or [""]
+    name = os.path.basename(program)
+    if name not in known or program == "dev":
+        return f"there is no program {program}" if OURS.fullmatch(program) else None
+    if name == "dev" and words and words[0] in PROGRAMS:
+        name, *words = words
+    subcommand = words.pop(0) if len(known[name]) > 1 and words and not words[0].startswith("-") else None
+    if subcommand not in known[name]:
+        return f"{name} has no subcommand {subcommand}"
+    options = known[name][subcommand]
+    for word in words if options is not None else ():
+        option = word.split("=")[0]
+        if option.startswith("--") and option not in options | EVERYWHERE:
+            return f"{name} {subcommand or ''}".strip() + f" has no option {option}"
+    return None
+
+
 def differences(name, page, program):
     """In sentences; both as `entries` has them."""
     for subcommand in sorted(page.keys() - program.keys(), key=str):
@@ -58,9 +99,12 @@ def differences(name, page, program):
 def problems(root, programs):
     """`programs` is the folder where they are."""
     pages = {name: (root / PAGES / f"{name}.1.scd").read_text() for name in PROGRAMS}
-    known = {name: options_of(programs / name) for name in PROGRAMS}
-    there_are = set().union(*(options for each in known.values() for options in each.values()))
+    known = known_commands(root, programs)
+    there_are = set().union(*(options for name in PROGRAMS for options in known[name].values()))
     for name, page in pages.items():
         file = f"{PAGES}/{name}.1.scd"
         yield from (f"{file} {difference}" for difference in differences(name, entries(page), known[name]))
         yield from (f"{file} talks of {option}, which no program has" for option in sorted(set(TALKED_OF.findall(page)) - there_are))
+        for example in "".join(EXAMPLES.findall(page)).splitlines():
+            if wrong := unknown(example, known):
+                yield f"{file} shows {example}: {wrong}"

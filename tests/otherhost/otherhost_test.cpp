@@ -51,7 +51,7 @@ protected:
 
     Ended buildPlugin() const {
         return run("cmake -G Ninja -S " SOURCE " -B " + build() + " -DCMAKE_CXX_COMPILER=" COMPILER " -DCORVANE_HOST_ROOT=" +
-                   m_root.string() + " -DCORVANE_HOST_LIBRARIES=" + library() + " && ninja -C " + build());
+                   m_root.string() + " -DCORVANE_HOST_LIBRARIES=" + library() + " && cmake --build " + build());
     }
 
     /// Every file that the compiler has read.
