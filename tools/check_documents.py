@@ -8,8 +8,9 @@ A command stands in a block headed sh, one a line. A comment behind it says who 
     # until Ctrl-C         this check, which interrupts it when it has shown that it works
 
 Whoever runs it, the program, the subcommand and the options that it names have to exist (of ./dev the subcommand); so have those
-of a command inside a sentence or a table.
+of a command inside a sentence or a table. A test that a document or the driver's source names has to be there, too.
 """
+import fnmatch
 import os
 import pathlib
 import re
@@ -23,6 +24,8 @@ SECONDS = 600  # some build first
 COMMAND = re.compile(r"^( {4,}|\$ )?(sudo |build/bin/|\./dev|cvhost|cvdesk|\.ci/run|cmake|apt|dpkg|udevadm)\b")
 MARK = re.compile(r"# (hardware|root|by hand|until Ctrl-C|by \S+?)(?=[:.,;]? |[:.,;]?$)")
 SPAN = re.compile(r"`([^`]+)`")
+TEST = re.compile(r"^ *TEST(?:_[FP])?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
+NAMED = {".md": re.compile(r"`([A-Z]\w+\.[A-Z*][\w*]*_[\w*]*|[A-Z]\w+_\w+_\w+)`"), ".cpp": re.compile(r"// Test: (\w+)"), ".h": re.compile(r"// Test: (\w+)")}
 WORKS = re.compile(r"\bactive\b|^Listening on ")
 
 
@@ -117,8 +120,21 @@ def problem(root, command, mark, folder, environment, known):
     return ran(command, folder, environment)
 
 
+def absent_tests(root, names):
+    """As `problems`: Suite.Name, which may hold stars, or the name alone in documents; the name alone in the driver's source."""
+    tests = [found for path in root.glob("tests/**/*_test.cpp") for found in TEST.findall(path.read_text())]
+    there_are = {".".join(test) for test in tests} | {name for _, name in tests}
+    sources = [str(path.relative_to(root)) for room in ("plugin", "console", "monitor") for path in sorted(root.glob(f"{room}/*"))]
+    for file in (*names, *sources):
+        for number, line in enumerate((root / file).read_text().splitlines(), 1):
+            for test in re.findall(NAMED.get(pathlib.Path(file).suffix, "(?!)"), line):
+                if not fnmatch.filter(there_are, test):
+                    yield file, number, test, "there is no such test"
+
+
 def problems(root, names, programs):
     """(document, line number, command, what is wrong) for each command that is not what it is shown to be."""
+    yield from absent_tests(root, names)
     known = check_manual.known_commands(root, programs)
     with tempfile.TemporaryDirectory(prefix="corvane-documents-") as scratch:
         folder = pathlib.Path(scratch, "here")
