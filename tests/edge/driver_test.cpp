@@ -270,10 +270,11 @@ TEST_F(Driver, Unload_FactoryNeverCalled_HasNoDriverToDestroy) {
 }
 
 void failAtClosedown(const char* function, std::string_view) {
-    if (std::string_view(function) == "closedown") throw std::runtime_error("a component that will not go");
+    struct NoException {};
+    if (std::string_view(function) == "closedown") throw NoException{};
 }
 
-TEST_F(Driver, PreUnload_ClosedownThrows_SaysSoOnStandardOutput) {
+TEST_F(Driver, PreUnload_ClosedownThrowsAnything_SaysSoOnStandardOutput) {
     const Library library;
     library.plugin()->postLoadInitialization();
     cvhost::setSchedulingHook(&failAtClosedown);

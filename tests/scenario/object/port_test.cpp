@@ -1,6 +1,8 @@
 // Which serial port is the console's, and its opening and closing.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "host/api/Comms.h"
 #include "tests/support/ConsoleTestAccess.h"
 #include "tests/support/Rig.h"
@@ -8,6 +10,9 @@
 using namespace support;
 
 namespace {
+
+/// Done when the driver closes a port, before that is carried out.
+std::function<void()> s_whenClosing;
 
 struct Listed {
     std::string name;
@@ -75,6 +80,13 @@ TEST_F(PortTest, OpenPort_CorvaneAndUsbSerial_UsbSerialWins) {
 
 TEST_F(PortTest, OpenPort_NoMatch_OpensTheSettingsPort) {
     list({{"/dev/ttyS0", "a modem"}, {"/dev/console", std::nullopt}});
+    rig.set("console_port", std::string("/dev/console"));
+    EXPECT_TRUE(console.open_port());
+    EXPECT_EQ(opened(), "/dev/console");
+}
+
+TEST_F(PortTest, OpenPort_EmptyList_OpensTheSettingsPort) {
+    rig.world.addPort("/dev/console", std::nullopt).listed = false;
     rig.set("console_port", std::string("/dev/console"));
     EXPECT_TRUE(console.open_port());
     EXPECT_EQ(opened(), "/dev/console");
@@ -224,6 +236,16 @@ TEST_F(PortTest, Purge_UnreadBytes_NextReadFindsNothing) {
 
 TEST_F(PortTest, Purge_NoPort_True) { EXPECT_TRUE(Purge({})); }
 
+TEST_F(PortTest, ClosePort_Open_HandleGoesAfterThePort) {
+    console.open_port();
+    std::vector<bool> heldAtClose;
+    s_whenClosing = [&] { heldAtClose.push_back(held()); };
+    console.close_port();
+    s_whenClosing = nullptr;
+    EXPECT_EQ(heldAtClose, std::vector{true});
+    EXPECT_FALSE(held());
+}
+
 class HandleTest : public testing::TestWithParam<std::uint64_t> {};
 
 TEST_P(HandleTest, ClosePort_WhileOtherThreadsUseThePort_TheyUseItOrFindNone) {
@@ -251,3 +273,12 @@ TEST_P(HandleTest, ClosePort_WhileOtherThreadsUseThePort_TheyUseItOrFindNone) {
 INSTANTIATE_TEST_SUITE_P(Seeds, HandleTest, testing::Range(std::uint64_t{1}, std::uint64_t{101}));
 
 }  // namespace
+
+// The linker's names for the host's function and for what stands in front of it.
+void realClose(Cv::Ptr<CommsPort> port) __asm__("__real__Z16comms_port_closeN2Cv3PtrI9CommsPortEE");
+void wrappedClose(Cv::Ptr<CommsPort> port) __asm__("__wrap__Z16comms_port_closeN2Cv3PtrI9CommsPortEE");
+
+void wrappedClose(Cv::Ptr<CommsPort> port) {
+    if (s_whenClosing) s_whenClosing();
+    realClose(port);
+}

@@ -234,6 +234,14 @@ TEST_F(OpenDriverTest, OpenDriver_Silence_FalseAndNoLogLineAtAll) {
     EXPECT_EQ(rig.now(), 2 * (200ms + 100ms) + 3 * 100ms + 6 * 250ms);
 }
 
+TEST_F(OpenDriverTest, OpenDriver_PromptAtTheSecondResetThenSilence_LastsLongest) {
+    at(310ms, [this] { rig.peer().answerReset(std::string(prompt), 90ms); });
+    EXPECT_FALSE(console.open_driver());
+    EXPECT_EQ(versionRequests(), 6u);
+    // beyond silence: the second prompt, 98.333 ms after its reset, and the three reads that find out the model
+    EXPECT_EQ(rig.now(), 2 * 200ms + 100ms + 98'333'336ns + 3 * 100ms + 3 * 100ms + 6 * 250ms);
+}
+
 TEST_F(OpenDriverTest, OpenDriver_SilenceInDebug_SaysNoConsoleFoundLast) {
     rig.debug(true);
     EXPECT_FALSE(console.open_driver());
