@@ -52,6 +52,8 @@ void Console::command(char c) {
 void Console::lamp_set(int lamp, int state) {
     if (load(m_state) == 0 || lamp < 1 || lamp > Protocol::lastLamp || load(m_lampState[lamp]) == state) return;
     store(m_lampState[lamp], state);
+    // Kept: an old console's lamp counts as set, and is not sent when its version changes.
+    // Test: LampSet_OldVersionThenNew_CachedStateIsNotSent.
     if (load(m_version) <= 4) return;
 
     const auto letter = static_cast<char>(state);

@@ -50,6 +50,8 @@ void Console::takeVersion(char* text) {
 }
 
 void Console::takeWheelStatus(char* text, int length) {
+    // Kept: the long form is understood, though framing cuts a packet to less.
+    // Test: RxInterruptChar_LongFormOverTheLine_IsCutToElevenAndNotUnderstood.
     const bool isShort = length == Protocol::shortStatusLength;
     if (!isShort && length != Protocol::longStatusLength) {
         // Kept: despite its words nothing is disabled. Test: ParsePacket_StatusOfLengthTen_LogsAndChangesNothing.

@@ -67,6 +67,8 @@ void Console::ask_version() {
     for (int request = 0; request < s_versionRequests; ++request) {
         console_puts(Protocol::versionRequest);
         OS().threading().sleep(s_versionPauseMs);
+        // Kept: a negative version ends open_driver well, but not the asking.
+        // Test: OpenDriver_NegativeVersionAndActive_AsksSixTimesYetSucceeds.
         if (load(m_version) > 0) return;
     }
 }

@@ -56,6 +56,8 @@ void Console::gatherPackets() {
 void Console::completePacket() {
     // The count may be larger than the buffer when it comes from monitor mode.
     s_rxBuffer[std::min(s_rxCount, Protocol::packetCapacity) - 1] = '\0';
+    // Kept: the packet itself is the log's format, so a "%" in it is interpreted.
+    // Test: RxInterruptChar_Debug_PacketIsTheFormatTextWithoutNewline.
     if (s_consoleDebug && s_rxBuffer[0] != '\0') logPacket(s_rxBuffer);
     corvane_console_parse_packet(s_rxBuffer, static_cast<int>(std::strlen(s_rxBuffer)));
     s_rxCount = 0;

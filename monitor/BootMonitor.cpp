@@ -82,6 +82,7 @@ bool Console::GetCRC(unsigned int value, unsigned short& crc) {
 }
 
 bool Console::RunProgram() {
+    // Kept: no blank at the end, unlike GetCRC's, since no argument follows. Test: RunProgram_CarriageReturnLineFeed_True.
     if (!Purge(portHandle()) || !SendString("J 0100 0") || !SendString(s_lineEnd)) return false;
     char reply[64] = {};
     return ReadString(reply, s_lineFeedLength) == s_lineFeedLength && std::memcmp(reply, "\r\n", s_lineFeedLength) == 0;

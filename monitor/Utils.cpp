@@ -54,6 +54,7 @@ std::int32_t Hex(unsigned char* text, unsigned short count) {
     return static_cast<std::int32_t>(value);
 }
 
+// Kept: data bits enter at the bottom, the low one first: no catalogued check value. Test: BytesFromZero_GiveCheckValue.
 unsigned short calcCRC(unsigned short crc, unsigned char byte) {
     unsigned value = crc;
     for (unsigned bit = 0; bit < 8; ++bit) {
