@@ -20,8 +20,8 @@ public:
 /// What the C library's own printf makes of the arguments of the last LogBoth; it takes addresses at their word.
 const std::string& cLibraryText();
 
-/// The driver's calls of the host that deal with keys, in order: "console_call_handler(12)", "addToKeyPressQueue(5, 1, 1536)".
-/// To be emptied by the test that reads them.
+/// The driver's calls of the host that deal with keys, in order: "console_call_handler(12)", "addToKeyPressQueue(5, 1,
+/// 1536)". To be emptied by the test that reads them.
 std::vector<std::string>& keyCalls();
 
 }  // namespace running
