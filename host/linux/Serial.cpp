@@ -197,7 +197,7 @@ bool commsRegisterHandler(bool (*callback)(void*), LightweightString<wchar_t> na
     }
     SerialHandlers::instance().add(*port, callback, context);
     if (port->error() == 0) return true;
-    SerialHandlers::instance().remove(callback, context);  // its end has passed it by, perhaps
+    SerialHandlers::instance().forget(callback, context);  // its end has passed it by, perhaps
     return false;
 }
 

@@ -91,7 +91,7 @@ void SerialPort::start() {
         if (const int error = receive(); error != 0) {
             const std::string words = lastWords();
             const std::span bytes(reinterpret_cast<const unsigned char*>(words.data()), words.size());
-            if (!bytes.empty()) tellSink([&](EventSink& sink) { sink.added(bytes); });
+            if (!bytes.empty() && m_error == 0) tellSink([&](EventSink& sink) { sink.added(bytes); });
             m_inHandler = true;
             deliver(bytes);
             m_inHandler = false;
@@ -187,10 +187,11 @@ milliseconds SerialPort::sendingTime(std::size_t bytes) const {
 
 bool SerialPort::send(std::span<const unsigned char> bytes) {
     const std::lock_guard lock(m_sending);
-    if (m_error != 0) return false;
+    const auto usable = [this] { return m_error == 0 && m_failure == 0; };
+    if (!usable()) return false;
     const auto patience = sendingTime(m_transport->queued() + bytes.size()) + sendGrace;
     const auto deadline = Clock::now() + (m_stuck ? milliseconds(0) : patience);
-    while (m_error == 0 && !bytes.empty()) {
+    while (usable() && !bytes.empty()) {
         const std::size_t sent = sendSome(bytes);
         bytes = bytes.subspan(sent);
         if (sent != 0) continue;
@@ -204,14 +205,14 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
         if (waitFor(m_transport->descriptor(), POLLOUT, lookAgainMs) != 0) std::this_thread::sleep_for(step);
     }
     m_stuck = false;
-    return m_error == 0;
+    return usable();
 }
 
 std::size_t SerialPort::sendSome(std::span<const unsigned char> bytes) {
     const std::lock_guard together(m_telling);
     const auto sent = m_transport->write(bytes);
     if (sent.count != 0) tellSink([&](EventSink& sink) { sink.wire(Direction::transmit, bytes.first(sent.count)); });
-    if (sent.error != 0) end(sent.error);
+    if (sent.error != 0) lose(sent.error);
     if (m_transport->hasUnsent()) wake();
     return sent.count;
 }
@@ -232,7 +233,7 @@ void SerialPort::setRts(bool high) {
         tellSink([&](EventSink& sink) { sink.trouble(m_name, "has no RTS line"); });
         LogBoth("%s has no RTS line: the console cannot be reset through it\n", m_name.c_str());
     } else if (error != 0) {
-        end(error);
+        lose(error);
     }
 }
 

@@ -47,7 +47,8 @@ private:
     std::condition_variable m_changed;
 };
 
-/// Remembers the host's events as lines: "open NAME", "lost NAME", "closed NAME", "tx TEXT", "rx TEXT", "rts 0", "log TEXT".
+/// Remembers the host's events as lines: "open NAME", "lost NAME", "closed NAME", "tx TEXT", "rx TEXT", "added TEXT",
+/// "rts 0", "log TEXT".
 class Recorder final : public cvhost::EventSink {
 public:
     Recorder() { cvhost::setEventSink(this); }
@@ -57,6 +58,7 @@ public:
     void port(std::string_view name, cvhost::PortState state) override;
     void key(int, bool, int) override {}
     void wire(cvhost::Direction direction, std::span<const unsigned char> bytes) override;
+    void added(std::span<const unsigned char> bytes) override { add("added " + std::string(bytes.begin(), bytes.end())); }
     void rts(int level) override { add("rts " + std::to_string(level)); }
 
     bool waitFor(const std::string& line);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "host/core/Serial.h"
 #include "host/linux/SerialPorts.h"
@@ -380,6 +381,38 @@ TEST(SharedHandle, CopiedWhileAnotherThreadClosesAndClearsIt_IsNeverFreedMemory)
     done = true;
     host.join();
     EXPECT_GE(used, 200);
+}
+
+TEST_F(Handlers, Register_PortIsLostMeanwhile_WaitsForNoCallOfAnotherPort) {
+    Gate gate;
+    Handler handler{.body = [&] { gate.pass(); }};
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("x");
+    ASSERT_TRUE(handler.waitEntered(1));
+    // A registration takes long beside these, so that a loss may fall into it.
+    std::vector<Handler> many(400);
+    std::atomic<bool> done = false;
+    const auto registerAll = [&] {
+        while (!done) std::ranges::for_each(many, [&](Handler& each) { each.listen(pty); });
+    };
+    std::thread one(registerAll);
+    std::thread other(registerAll);
+    for (int round = 0; round < 100; ++round) {
+        Pty another;
+        const Cv::Ptr<CommsPort> lost = open(another.name());
+        std::thread pull([&] {
+            const auto when = std::chrono::steady_clock::now() + std::chrono::microseconds(3 * round);
+            while (std::chrono::steady_clock::now() < when) continue;
+            another.close();
+        });
+        handler.listen(another);
+        pull.join();
+        comms_port_close(lost);
+    }
+    gate.open();
+    done = true;
+    one.join();
+    other.join();
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "host/linux/Host.h"
 #include "host/linux/SerialPort.h"
 #include "tests/unit/serial/SerialRig.h"
 
@@ -187,6 +188,36 @@ TEST_F(Transfer, Events_TellAnswerAfterWhatBroughtIt) {
         expected += "tx " + text + "\nrx " + text + "\n";
     }
     EXPECT_EQ(events.everything(), expected);
+}
+
+/// Takes what it is called for, and does not return from its first call until it may.
+struct Delayed {
+    Cv::Ptr<CommsPort> port;
+    Watched watched{};
+    std::string taken{};
+    bool mayReturn = false;
+    static bool callback(void* self) {
+        auto& delayed = *static_cast<Delayed*>(self);
+        delayed.watched.change([&] { delayed.taken += takeAll(delayed.port); });
+        EXPECT_TRUE(delayed.watched.wait([&] { return delayed.mayReturn; }));
+        return true;
+    }
+};
+
+TEST_F(Transfer, Loss_SeenFirstByTheSender_LastWordsArriveBeforeIt) {
+    cvhost::setLastWords("\x18 ");
+    Delayed handler{port};
+    ASSERT_TRUE(commsRegisterHandler(Delayed::callback, pty.name(), 1, true, &handler));
+    pty.send("V");
+    ASSERT_TRUE(handler.watched.wait([&] { return handler.taken == "V"; }));
+    pty.close();
+    EXPECT_NE(send(port, "F1 "), 0);
+    handler.watched.change([&] { handler.mayReturn = true; });
+    EXPECT_TRUE(events.waitFor("lost " + pty.path));
+    EXPECT_EQ(handler.watched.look([&] { return handler.taken; }), "V\x18 ");
+    EXPECT_EQ(events.count("added \x18 "), 1u);
+    cvhost::setLastWords({});
+    commsDeregisterHandler(Delayed::callback, &handler);
 }
 
 }  // namespace
