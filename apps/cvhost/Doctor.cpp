@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <iostream>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -31,7 +30,7 @@ constexpr auto startupLimit = 30s;
 constexpr auto settled = 300ms;
 constexpr auto settlingLimit = 5s;
 
-void complain(std::string_view sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
+void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
 
 std::size_t sentPieces(const std::vector<Seen>& seen) {
     return static_cast<std::size_t>(std::ranges::count(seen, Seen::What::transmit, &Seen::what));
@@ -140,7 +139,7 @@ bool Doctor::examineMachine() {
         intro += m_options.quick ? ".\n" : ", then lights its lamps and listens to its keys.\n";
     }
     say(intro);
-    if (m_options.json) std::cerr << intro << std::flush;
+    if (m_options.json) writeStandardError(intro);
     for (Check& check : judgePort(m_circumstances)) add(std::move(check));
     return !hasFailed();
 }

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <iostream>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -81,7 +80,7 @@ std::string missingLine(Options::Events events, StartTime start, std::size_t cou
         start, "cvhost: " + std::to_string(count) + " events are missing here: they were not read in time\n");
 }
 
-void complain(std::string_view sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
+void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
 
 }  // namespace
 
@@ -194,7 +193,7 @@ void Session::startWeb() {
         WebActions({.board = *m_board, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
     const std::string sentence = "the console is on the screen at " + m_web->url();
     say("web", sentence);
-    if (m_options.events == Options::Events::json) std::cerr << "cvhost: " << sentence << '\n';
+    if (m_options.events == Options::Events::json) writeStandardError("cvhost: " + sentence + '\n');
 }
 
 void Session::live() {

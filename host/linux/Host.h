@@ -55,6 +55,10 @@ struct LogDestinations {
 };
 void setLogDestinations(LogDestinations destinations);
 
+/// Writes `text`, of 4096 bytes at most, to standard error. A reader that has stopped holds nobody up for longer than a
+/// second, and then no more until it reads again.
+void writeStandardError(std::string_view text);
+
 /// Treats the open port `name` as lost, for a reason (a system's error number) that the port itself does not see: its device
 /// has gone, or the console behind it has begun anew.
 void losePort(std::string_view name, int error);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -52,13 +53,14 @@ void writeAll(int descriptor, std::string_view text) {
     }
 }
 
-/// Standard error, as long as somebody takes what is written there: a reader that has stopped stops nobody else.
+/// Standard error, as long as somebody takes what is written there: a reader that has stopped stops nobody else. A pipe that
+/// is ready has room for PIPE_BUF bytes.
 class StandardError {
 public:
     void write(std::string_view text) {
         pollfd ready{STDERR_FILENO, POLLOUT, 0};
         m_stuck = ::poll(&ready, 1, m_stuck ? 0 : patienceMs) == 0;
-        if (!m_stuck) writeAll(STDERR_FILENO, text);
+        if (!m_stuck) writeAll(STDERR_FILENO, text.substr(0, PIPE_BUF));
     }
 
 private:
@@ -69,6 +71,7 @@ private:
 /// The log file, which begins anew when it has grown to its limit.
 class LogFile {
 public:
+    explicit LogFile(StandardError& standardError) : m_standardError(standardError) {}
     void write(std::string_view text) {
         if (m_descriptor < 0 && !open()) return;
         while (!text.empty()) {
@@ -99,7 +102,7 @@ private:
     }
     /// Says so once, and writes no more.
     void fail() {
-        std::fprintf(stderr, "cvhost: cannot write the log file %s: %s\n", m_path.c_str(), std::strerror(errno));
+        m_standardError.write("cvhost: cannot write the log file " + m_path + ": " + std::strerror(errno) + '\n');
         close();
         m_failed = true;
     }
@@ -122,6 +125,7 @@ private:
         return stamp;
     }
 
+    StandardError& m_standardError;
     std::string m_path;
     int m_descriptor = -1;
     bool m_failed = false;
@@ -132,7 +136,7 @@ struct Output {
     std::mutex lock;
     LogDestinations destinations{.standardError = true, .file = false};
     StandardError standardError;
-    LogFile file;
+    LogFile file{standardError};
 };
 
 Output& output() {
@@ -147,6 +151,12 @@ void setLogDestinations(LogDestinations destinations) {
     const std::lock_guard held(to.lock);
     to.destinations = destinations;
     to.file.close();
+}
+
+void writeStandardError(std::string_view text) {
+    Output& to = output();
+    const std::lock_guard held(to.lock);
+    to.standardError.write(text);
 }
 
 void writeLog(const char*, std::string_view text) {
