@@ -292,6 +292,7 @@ void Session::showDesk() {
 void Session::stop() {
     m_web.reset();
     if (m_plugin.plugin() == nullptr) return;
+    m_plugin.endStartup();
     const bool active = m_plugin.console() != nullptr && m_plugin.console()->active();
     if (m_console) m_console->exit();
     const Heard heard = m_hearing.heard();

@@ -25,8 +25,11 @@ public:
     /// post-load and post-enumeration hooks. Settings are to be in place by now. Empty on success; otherwise one sentence
     /// that says why not, and nothing is loaded.
     std::string load(const std::string& path);
-    /// Runs the console's exit() and the plug-in's pre-unload hook, lets the library go and checks that it has left the
-    /// process. Empty on success and when nothing is loaded; otherwise one sentence.
+    /// Waits until the console's start-up has ended, as it does soon: an exit() that comes before its last step switches off
+    /// what that step then lights. Nothing happens when there is no console.
+    void endStartup();
+    /// Ends start-up, runs the console's exit() and the plug-in's pre-unload hook, lets the library go and checks that it
+    /// has left the process. Empty on success and when nothing is loaded; otherwise one sentence.
     std::string unload();
 
     CvPluginBase* plugin() const noexcept { return m_plugin; }

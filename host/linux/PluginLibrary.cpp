@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/api/Files.h"
+#include "host/api/Thread.h"
 #include "host/core/PluginManager.h"
 #include "host/core/Text.h"
 #include "host/linux/Host.h"
@@ -51,8 +52,13 @@ std::string PluginLibrary::load(const std::string& path) {
     return {};
 }
 
+void PluginLibrary::endStartup() {
+    if (auto* const thread = dynamic_cast<BasicThread*>(console())) thread->endThread();
+}
+
 std::string PluginLibrary::unload() {
     if (m_library == nullptr) return {};
+    endStartup();
     if (iConsoleResource* present = console()) present->exit();
     m_plugin->preUnloadDeinitialization();
     unregisterPlugin(std::exchange(m_plugin, nullptr));

@@ -123,6 +123,17 @@ TEST_P(CvhostVanishing, Run_ConsoleVanishes_IsToldAsLostAndEndsCleanly) {
 INSTANTIATE_TEST_SUITE_P(Lines, CvhostVanishing, testing::Bool(),
                          [](const auto& row) { return row.param ? "pty" : "network"; });
 
+// The driver's start-up lights the stop lamp as its last step, after the console has told its version.
+TEST_F(CvhostTest, Run_EndedBetweenVersionAndLamps_LeavesNoLampLit) {
+    const std::string script = m_folder.write("script", "wait active\nsleep 1500ms\nexpect lamp 2 O\nquit\n");
+    Process desk(cvdesk({"--rfc2217", "0", "--script", script}));
+    Process host(cvhost({"--events", "json", "--wire", "--port", whereIs(desk)}));
+    waitForWire(host, "rx", "V007 ");
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_EQ(desk.wait(), 0) << desk.errors();
+}
+
 // Each command of the end fails at once, and not a second after the one before.
 TEST_F(CvhostTest, Run_LineTakesNothingMore_EndsAndClaimsNoDarkness) {
     const ScriptedConsole console({.answers = {{"? ", "V007 "}}, .suspendsAt = "? "});
