@@ -13,14 +13,13 @@
 
 namespace {
 
-constexpr std::uint32_t largestFile = 1 << 20;
+constexpr off_t largestFile = 1 << 20;
 
 /// Empty when the file has been taken over; otherwise why not.
 std::string takeSettings(const std::string& path) {
     const Cv::Ptr<iFile> file = OS().files().open(cvhost::widen(path), iFileService::readOnly);
     if (!file) return "it cannot be opened for reading";
     const std::uint32_t size = file->size();
-    if (size > largestFile) return "it is larger than a megabyte";
     std::string text(size, ' ');
     if (size > 0 && file->read(text.data(), size) == 0) return "it cannot be read";
     return cvhost::settings().takeFile(text);
@@ -32,7 +31,7 @@ std::string cvhost::loadSettingsFile() {
     const std::string path = settingsPath();
     struct stat status{};
     if (path.empty() || (::stat(path.c_str(), &status) != 0 && errno == ENOENT)) return {};
-    std::string problem = takeSettings(path);
+    std::string problem = status.st_size > largestFile ? "it is larger than a megabyte" : takeSettings(path);
     if (!problem.empty()) LogBoth("The settings file %s is ignored: %s\n", path.c_str(), problem.c_str());
     return problem;
 }

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <climits>
 #include <cmath>
@@ -209,9 +210,13 @@ TEST_F(Settings, UsersFileThatIsAFolderOrHuge_IsSaidInTheLogAndToTheCaller) {
     Recorder recorder;
     EXPECT_THAT(cvhost::loadSettingsFile(), HasSubstr("cannot be opened"));
     std::filesystem::remove_all(folder.path("cvhost/cvhost.toml"));
-    folder.write("cvhost/cvhost.toml", std::string(2 << 20, '\n'));
-    EXPECT_THAT(cvhost::loadSettingsFile(), HasSubstr("larger than a megabyte"));
-    EXPECT_THAT(recorder.texts, ElementsAre(HasSubstr("cannot be opened"), HasSubstr("larger than a megabyte")));
+    folder.write("cvhost/cvhost.toml", "");
+    for (const off_t size : {(off_t{1} << 20) + 1, off_t{5} << 30}) {
+        ASSERT_EQ(::truncate(folder.path("cvhost/cvhost.toml").c_str(), size), 0);
+        EXPECT_THAT(cvhost::loadSettingsFile(), HasSubstr("larger than a megabyte")) << size;
+    }
+    const auto large = HasSubstr("larger than a megabyte");
+    EXPECT_THAT(recorder.texts, ElementsAre(HasSubstr("cannot be opened"), large, large));
 }
 
 TEST_F(Settings, ReadAndSetOnTwoThreads_GivesOneValueOrTheOther) {
