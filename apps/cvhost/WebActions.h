@@ -1,6 +1,6 @@
 // What the page may do: work the embedded desk, its faults, and the console's lamps.
 //
-//   {"do": "press" | "release", "key": 0..45}         by key code
+//   {"do": "press" | "release", "key": 0..47}         by key code
 //   {"do": "ring", "position": 0..255}                127 is the centre
 //   {"do": "jog", "turn": -127..127}                  counts, to a ten-thousandth
 //   {"do": "plug" | "noise" | "silent", "on": true | false}
