@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::size_t suspendedLimit = 4096;  // what a host that asked for silence may find afterwards
 constexpr int readsPerRound = 16;             // so that a host that never pauses cannot keep everything else waiting
+constexpr desk::Time acceptPause = std::chrono::milliseconds(100);
 
 struct Addresses {
     addrinfo* first = nullptr;
@@ -122,7 +123,7 @@ Rfc2217Server::Rfc2217Server(const std::string& address, std::uint16_t port)
 Rfc2217Server::~Rfc2217Server() = default;
 
 void Rfc2217Server::watchFor(std::vector<pollfd>& waits) const {
-    waits.push_back({.fd = m_listener.get(), .events = POLLIN, .revents = 0});
+    if (!m_nextAccept) waits.push_back({.fd = m_listener.get(), .events = POLLIN, .revents = 0});
     if (m_client) waits.push_back({.fd = m_client->socket.get(), .events = m_client->events(), .revents = 0});
 }
 
@@ -131,15 +132,20 @@ void Rfc2217Server::service(desk::Machine& desk, desk::Time now) {
         m_client.reset();
         desk.setRts(true, now);
     }
-    acceptClients();
+    acceptClients(now);
 }
 
 void Rfc2217Server::hangUp() { m_client.reset(); }
 
-void Rfc2217Server::acceptClients() {
+void Rfc2217Server::acceptClients(desk::Time now) {
+    m_nextAccept.reset();
     for (;;) {
         FileDescriptor socket(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (!socket) return;
+        if (!socket) {
+            // A host that the system has no descriptor for keeps the listener readable.
+            if (errno != EAGAIN) m_nextAccept = now + acceptPause;
+            return;
+        }
         if (m_client) continue;
         m_client = std::make_unique<Client>(std::move(socket));
         m_client->flush();

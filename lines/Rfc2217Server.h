@@ -26,17 +26,19 @@ public:
     void watchFor(std::vector<pollfd>& waits) const override;
     void service(desk::Machine& desk, desk::Time now) override;
     void send(std::span<const unsigned char> bytes, desk::Time now) override;
+    std::optional<desk::Time> nextEvent() const override { return m_nextAccept; }
     void hangUp() override;
 
 private:
     struct Client;
 
-    void acceptClients();
+    void acceptClients(desk::Time now);
 
     FileDescriptor m_listener;
     std::string m_name;
     std::uint16_t m_port = 0;
     std::unique_ptr<Client> m_client;
+    std::optional<desk::Time> m_nextAccept;  ///< while hosts cannot be taken; the listener is not waited for until then
 };
 
 }  // namespace lines

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <filesystem>
@@ -120,6 +121,20 @@ private:
     rfc2217::Bytes m_out;
     std::string m_heard;
     bool m_ended = false;
+};
+
+/// While it lives, the process gets no further descriptor.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit none{.rlim_cur = STDERR_FILENO + 1, .rlim_max = m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+
+private:
+    rlimit m_before{};
 };
 
 class NetworkLine : public testing::Test {
@@ -240,6 +255,31 @@ TEST_F(NetworkLine, HostThatNeverReadsItsAnswers_BlocksOnlyItself) {
         next.say("? ");
         return next.hears("V007 ");
     }));
+}
+
+TEST_F(NetworkLine, NoDescriptorForAHost_ItWaitsWithoutTheServerSpinning) {
+    lines::Rfc2217Server line;
+    desk::Desk desk(fastRunning);
+    Host host(line.port());
+    std::vector<pollfd> waits;
+    line.watchFor(waits);
+    ASSERT_EQ(::poll(waits.data(), waits.size(), -1), 1);
+    waits.clear();
+    {
+        const NoDescriptors none;
+        line.service(desk, 1s);
+        line.watchFor(waits);
+        EXPECT_EQ(::poll(waits.data(), waits.size(), 0), 0) << "it would be serviced again and again";
+    }
+    ASSERT_TRUE(line.nextEvent());
+    EXPECT_GT(*line.nextEvent(), 1s);
+    line.service(desk, *line.nextEvent());
+    EXPECT_FALSE(line.nextEvent());
+    waits.clear();
+    line.watchFor(waits);
+    EXPECT_EQ(waits.size(), 2U) << "the listener and the host";
+    line.send(std::array<unsigned char, 2>{'h', 'i'}, 2s);
+    EXPECT_TRUE(host.hears("hi"));
 }
 
 TEST_F(NetworkLine, ServersEnd_ClosesTheConnection) {
