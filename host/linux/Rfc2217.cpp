@@ -114,7 +114,9 @@ SerialTransport::Transfer Rfc2217Transport::read(std::span<unsigned char> into) 
     if (m_taken == m_arrived.size()) {
         m_arrived.clear();
         m_taken = 0;
-        got.error = receive();
+        // Once it has hung up, nothing more arrives, and to give no data tells that it holds none: commands alone do not.
+        do got.error = receive();
+        while (got.error == 0 && m_arrived.empty() && waitFor(descriptor(), 0, 0) != 0);
     }
     got.count = std::min(into.size(), m_arrived.size() - m_taken);
     std::copy_n(m_arrived.begin() + static_cast<std::ptrdiff_t>(m_taken), got.count, into.begin());
@@ -129,7 +131,8 @@ int Rfc2217Transport::receive() {
     if (count < 0 && errno != EAGAIN && errno != EINTR) return errno;
     rfc2217::Bytes answers;
     if (count > 0) m_codec.receive(std::span(piece).first(static_cast<std::size_t>(count)), *this, answers);
-    return send(answers);
+    // That nobody can be answered any more shows when all that has arrived is read.
+    return send(answers) == ENOBUFS ? ENOBUFS : 0;
 }
 
 void Rfc2217Transport::command(rfc2217::Command command, std::span<const unsigned char>, rfc2217::Bytes&) {

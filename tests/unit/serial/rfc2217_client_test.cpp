@@ -1,9 +1,11 @@
 // Ports behind a network peer, whatever the peer does.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 #include "host/linux/Rfc2217.h"
@@ -161,6 +163,32 @@ TEST(NetworkPort, PeerThatClosesAtOnce_IsLostOrNull) {
     }
     comms_port_close(port);
 }
+
+class NetworkPortReset : public testing::TestWithParam<std::pair<const char*, std::string>> {};
+// A port that has hung up and gives nothing is taken for one that holds nothing.
+TEST_P(NetworkPortReset, CommandsBetweenItsData_AllDataIsRead) {
+    const Peer peer;
+    FarEnd far;
+    const auto opened = meet(peer, far, agrees, [&] { return cvhost::openRfc2217(peer.url(), {9600, 8, 'N', 1}); });
+    ASSERT_TRUE(opened.transport);
+    std::string commands;
+    for (int i = 0; i < 600; ++i) commands += GetParam().second;
+    far.send("before" + commands + "between" + commands + "after");
+    far.close();  // with the settings unread
+    ASSERT_NE(cvhost::waitFor(opened.transport->descriptor(), 0, -1) & POLLHUP, 0);
+    std::array<unsigned char, 512> bytes;
+    std::string all;
+    cvhost::SerialTransport::Transfer got;
+    do {
+        got = opened.transport->read(bytes);
+        all.append(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(got.count));
+    } while (got.count != 0 && got.error == 0);
+    EXPECT_EQ(all, "beforebetweenafter");
+    EXPECT_EQ(got.error, ECONNRESET);
+}
+INSTANTIATE_TEST_SUITE_P(Commands, NetworkPortReset,
+                         testing::Values(std::pair("Unanswered", "\xFF\xF1"s), std::pair("Answered", "\xFF\xFD\x63"s)),
+                         [](const auto& row) { return row.param.first; });
 
 TEST(NetworkPort, BytesJustSent_ArriveAlthoughInputIsUnread) {
     Connection line(agrees);
