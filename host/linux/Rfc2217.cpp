@@ -254,8 +254,11 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
     const auto deadline = Clock::now() + connectLimit;
     int error = ETIMEDOUT;
     Descriptor connection;
+    int untried = 0;
+    for (const addrinfo* place = found; place != nullptr; place = place->ai_next) ++untried;
     for (const addrinfo* place = found; place != nullptr && !connection; place = place->ai_next) {
-        connection = connectTo(*place, deadline, error);
+        const auto now = Clock::now();
+        connection = connectTo(*place, now + (deadline - now) / untried--, error);  // a silent one takes its share, no more
     }
     if (!connection) {
         opened.reason = describeError(error);
