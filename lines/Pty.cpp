@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <termios.h>
 
 #include <array>
@@ -31,6 +32,24 @@ void makeRaw(const std::string& device) {
     if (::tcsetattr(slave.get(), TCSANOW, &mode) != 0) fail("cannot set the mode of " + device);
 }
 
+std::string targetOf(const std::string& link) {
+    std::error_code ignored;
+    return std::filesystem::read_symlink(link, ignored);
+}
+
+/// Whether `link` was left by a desk that was killed: it leads nowhere, or its terminal's number has been given away since,
+/// to `device`, which is new, or to another terminal that is younger than the link. Whole seconds are all that some file
+/// systems keep.
+bool isLeftOver(const std::string& link, const std::string& device) {
+    const std::string target = targetOf(link);
+    if (target.empty() || target == device) return !target.empty();
+    struct stat own{};
+    struct stat terminal{};
+    if (::lstat(link.c_str(), &own) != 0) return false;
+    if (::stat(link.c_str(), &terminal) != 0) return errno == ENOENT;
+    return target.starts_with("/dev/pts/") && terminal.st_ctime > own.st_ctime;
+}
+
 }  // namespace
 
 Pty::Pty(std::string link)
@@ -52,6 +71,7 @@ void Pty::make() {
 void Pty::hangUp() {
     m_listened = false;
     m_backlog.clear();
+    removeLink();
     try {
         make();
     } catch (const std::system_error&) {
@@ -59,14 +79,14 @@ void Pty::hangUp() {
     }
 }
 
-Pty::~Pty() {
-    std::error_code ignored;
-    if (std::filesystem::read_symlink(m_link, ignored) == m_device) ::unlink(m_link.c_str());
+Pty::~Pty() { removeLink(); }
+
+void Pty::removeLink() const {
+    if (targetOf(m_link) == m_device) ::unlink(m_link.c_str());
 }
 
 void Pty::makeLink() const {
-    std::error_code ignored;
-    if (std::filesystem::is_symlink(m_link, ignored)) ::unlink(m_link.c_str());
+    if (isLeftOver(m_link, m_device)) ::unlink(m_link.c_str());
     if (::symlink(m_device.c_str(), m_link.c_str()) != 0) fail("cannot make the link " + m_link);
 }
 

@@ -16,8 +16,8 @@ namespace lines {
 
 class Pty final : public Line {
 public:
-    /// Makes the terminal, and `link` a symbolic link to it; a symbolic link that stands there already is replaced. Throws
-    /// std::system_error when the system refuses, or when something else stands there.
+    /// Makes the terminal, and `link` a symbolic link to it. A link that leads nowhere, or that a desk left which was
+    /// killed, is replaced. Throws std::system_error when the system refuses, or when anything else stands there.
     explicit Pty(std::string link);
     /// Removes the link, unless it leads elsewhere by now.
     ~Pty() override;
@@ -34,6 +34,8 @@ private:
     /// A new terminal, and the link to it.
     void make();
     void makeLink() const;
+    /// Unless it leads elsewhere by now.
+    void removeLink() const;
     void flush();
 
     std::string m_link;

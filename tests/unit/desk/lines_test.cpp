@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -23,6 +24,8 @@ using namespace std::chrono_literals;
 using lines::DeskServer;
 using lines::FileDescriptor;
 using testing::HasSubstr;
+using testing::Property;
+using testing::Throws;
 
 constexpr auto limit = 20s;
 constexpr desk::Options fast{.unpaced = true, .bootTime = 1ms, .startTime = 1ms};
@@ -332,6 +335,47 @@ TEST_F(PtyLine, Link_LeadsToTheTerminalAndGoesWithIt) {
 TEST_F(PtyLine, StaleLink_IsReplaced) {
     std::filesystem::create_symlink("/nowhere", link);
     const lines::Pty pty(link);
+    EXPECT_EQ(std::filesystem::read_symlink(link), pty.device());
+}
+
+TEST_F(PtyLine, LinkOfADeskThatRuns_IsLeftAloneAndTheReasonGiven) {
+    const lines::Pty first(link);
+    EXPECT_THAT([&] { lines::Pty{link}; },
+                Throws<std::system_error>(Property(&std::system_error::code, std::errc::file_exists)));
+    EXPECT_EQ(std::filesystem::read_symlink(link), first.device());
+}
+
+TEST_F(PtyLine, LinkToAFile_IsLeftAlone) {
+    const std::filesystem::path file = folder / "file";
+    std::filesystem::create_symlink(file, link);
+    std::ofstream(file) << "younger than the link";
+    EXPECT_THROW(lines::Pty{link}, std::system_error);
+    EXPECT_EQ(std::filesystem::read_symlink(link), file);
+}
+
+TEST_F(PtyLine, LinkWhoseTerminalsNumberIsAnothersNow_IsReplaced) {
+    const auto newTerminal = [] { return lines::owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "no terminal"); };
+    FileDescriptor terminal;
+    do {  // until no other program takes the number
+        std::filesystem::remove(link);
+        terminal = newTerminal();
+        const std::string killed = ::ptsname(terminal.get());
+        std::filesystem::create_symlink(killed, link);
+        terminal.reset();
+        const auto linked = std::time(nullptr);
+        ASSERT_TRUE(comes([&] { return std::time(nullptr) > linked + 1; }))
+            << "files' times are the clock's, or a little behind";
+        terminal = newTerminal();
+    } while (std::filesystem::read_symlink(link) != ::ptsname(terminal.get()));
+    const lines::Pty pty(link);
+    EXPECT_EQ(std::filesystem::read_symlink(link), pty.device());
+}
+
+TEST_F(PtyLine, HungUp_LeadsToANewTerminalUnderTheSameName) {
+    lines::Pty pty(link);
+    const std::string before = pty.device();
+    pty.hangUp();
+    EXPECT_NE(pty.device(), before);
     EXPECT_EQ(std::filesystem::read_symlink(link), pty.device());
 }
 
