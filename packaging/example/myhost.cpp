@@ -19,6 +19,8 @@ int main() {
     iConsoleResource& console = *driver.console();
     console.init();
     while (!console.active()) OS().threading().sleep(100);
+    // The driver's start-up ends about half a second later, by switching lamps and wheel off: what is lit before goes out.
+    OS().threading().sleep(1000);
 
     Key key;
     ConsoleHandlerTable table;
