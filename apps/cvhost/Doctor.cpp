@@ -91,7 +91,9 @@ int Doctor::run() {
     stopDriver();
     tellEnd();
     const bool complete = !m_bundle || writeBundle();
-    return hasFailed() || !complete || m_output.error() != 0 ? exitStatus::none : exitStatus::active;
+    const int unwritable = m_output.finish();
+    if (unwritable != 0 && unwritable != EPIPE) complain(unwritableText(unwritable));
+    return hasFailed() || !complete || unwritable != 0 ? exitStatus::none : exitStatus::active;
 }
 
 bool Doctor::openBundle() {

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 
 namespace cvhost {
@@ -32,6 +33,11 @@ bool wantsColour() {
     return ::isatty(STDOUT_FILENO) == 1 && !isSet("NO_COLOR") && !dumb;
 }
 
+std::string unwritableText(int error) {
+    return "cannot write to standard output: " + std::generic_category().message(error) +
+           "; give it a terminal, a file or /dev/null";
+}
+
 Output::Output(int fd, Events events)
     : m_fd(fd), m_events(std::move(events)), m_terminal(::isatty(fd) == 1 ? openTerminalAgain(fd) : -1) {
     m_writer = std::thread([this] { writeLines(); });
@@ -39,6 +45,11 @@ Output::Output(int fd, Events events)
 }
 
 Output::~Output() {
+    finish();
+    if (m_terminal >= 0) ::close(m_terminal);
+}
+
+int Output::finish() {
     {
         const std::lock_guard lock(m_mutex);
         if (m_missing != 0) m_waiting += m_events.missing(std::exchange(m_missing, 0));
@@ -46,8 +57,8 @@ Output::~Output() {
         m_deadline = Clock::now() + std::chrono::seconds(2);
     }
     m_wake.notify_one();
-    m_writer.join();
-    if (m_terminal >= 0) ::close(m_terminal);
+    if (m_writer.joinable()) m_writer.join();
+    return error();
 }
 
 void Output::put(std::string_view line) {

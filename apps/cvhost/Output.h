@@ -3,7 +3,7 @@
 // Lines are kept in a bounded buffer and written by a thread of their own. When whoever reads them does not keep up, lines
 // are dropped and counted, and the next line that fits is preceded by one that says how many are missing.
 //
-// Threads: put and broken from any thread; construction and destruction by the owner.
+// Threads: put and broken from any thread; construction, finish and destruction by the owner.
 #pragma once
 
 #include <chrono>
@@ -20,6 +20,9 @@ namespace cvhost {
 /// Whether standard output is to bear colour: it is a terminal that shows it, and NO_COLOR is not set.
 bool wantsColour();
 
+/// That standard output cannot be written because of this error number, as half a sentence with what to do.
+std::string unwritableText(int error);
+
 class Output {
 public:
     struct Events {
@@ -33,7 +36,7 @@ public:
     Output(int fd, Events events);
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
-    /// Writes what is still waiting, for two seconds at most.
+    /// Finishes.
     ~Output();
 
     /// Adds a line, given with its end. Never waits for the reader.
@@ -41,6 +44,9 @@ public:
 
     /// 0 while the output can be written, otherwise the system's error number (EPIPE: the reader has gone).
     int error();
+
+    /// Writes what is still waiting, for two seconds at most, and answers error(). The owner's, when nothing more is put.
+    int finish();
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -321,10 +321,7 @@ void Session::tellEnd() {
 int Session::result(const std::string& whyNoConsole) {
     const Heard heard = m_hearing.heard();
     if (const int error = m_output.error(); error != 0) {
-        if (error != EPIPE) {
-            complain("cannot write to standard output: " + std::generic_category().message(error) +
-                     "; give it a terminal, a file or /dev/null");
-        }
+        if (error != EPIPE) complain(unwritableText(error));
     } else if (!heard.version) {
         complain("no console became active: " + whyNoConsole);
     }

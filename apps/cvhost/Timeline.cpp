@@ -9,7 +9,6 @@
 #include <functional>
 #include <iostream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -222,8 +221,7 @@ int showTimeline(const TimelineOptions& options) {
     }
     if (written(timelineText(recording, wantsColour()))) return exitStatus::active;
     if (errno == EPIPE) return exitStatus::active;
-    std::cerr << "cvhost: cannot write to standard output: " << std::generic_category().message(errno)
-              << "; give it a terminal, a file or /dev/null.\n";
+    std::cerr << "cvhost: " << unwritableText(errno) << ".\n";
     return exitStatus::none;
 }
 

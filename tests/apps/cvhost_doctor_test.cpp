@@ -304,6 +304,20 @@ TEST_F(Doctor, Signal_InStartup_EndsIt) {
     EXPECT_THAT(output(process), AllOf(HasSubstr("FAIL  interrupted "), Not(HasSubstr("line-silent"))));
 }
 
+TEST_F(Doctor, Output_FullOrClosed_IsSaidAndNotTakenForSuccess) {
+    for (const auto& [to, reason] : {std::pair{"/dev/full", "No space left on device"}, {"&-", "Bad file descriptor"}}) {
+        for (const Arguments& how : {Arguments{"--quick", "--json"}, Arguments{"--quick"}}) {
+            Process desk(cvdesk({"--rfc2217", "0", "--unpaced"}));
+            Process::Setup setup = doctor(whereIs(desk), how);
+            setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", std::string("exec \"$0\" \"$@\" >") + to});
+            Process process(setup);
+            EXPECT_EQ(process.wait(), 1);
+            EXPECT_THAT(process.errors(), EndsWith(std::string("cvhost: cannot write to standard output: ") + reason +
+                                                   "; give it a terminal, a file or /dev/null.\n"));
+        }
+    }
+}
+
 TEST_F(Doctor, Bundle_Asked_HoldsAllThatIsNeeded) {
     std::filesystem::create_directories(m_folder.path() / "config/cvhost");
     m_folder.write("config/cvhost/cvhost.toml", "[settings]\njog_wheel_gearing = 2.0\n");
