@@ -94,6 +94,7 @@ private:
     bool open() {
         if (m_failed) return false;
         m_path = logPath();
+        if (m_path.empty()) return false;
         std::error_code error;
         std::filesystem::create_directories(std::filesystem::path(m_path).parent_path(), error);
         m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0644);

@@ -76,6 +76,14 @@ TEST_F(LogOutput, FileThatCannotBeOpened_IsSaidOnce) {
     EXPECT_EQ(said.find("cannot write"), said.rfind("cannot write"));
 }
 
+TEST_F(LogOutput, WithoutAHome_ThereIsNoFileAndNothingIsSaid) {
+    const Variable none("XDG_STATE_HOME", nullptr);
+    const Variable home("HOME", nullptr);
+    CaptureStderr();
+    LogBoth("nowhere\n");
+    EXPECT_EQ(GetCapturedStderr(), "");
+}
+
 TEST_F(LogOutput, FileThatIsAPipe_DoesNotHoldAnybodyUp) {
     std::filesystem::create_directories(folder.path("cvhost"));
     ASSERT_EQ(::mkfifo(folder.path(s_log).c_str(), 0600), 0);
