@@ -75,6 +75,8 @@ std::string productText(const std::string& text) {
     return text;
 }
 
+std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
+
 /// Says what is wrong in one sentence; help and version, which are no errors, go to standard output.
 int answer(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
@@ -96,8 +98,9 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     const CLI::Option* toNetwork =
         app.add_option("--rfc2217", network, "Serve a network serial port (RFC 2217); port 0 picks a free one")
             ->type_name("[ADDR:]PORT");
-    const CLI::Option* toPty =
-        app.add_option("--pty", link, "Serve a pseudo-terminal; LINK becomes a symbolic link to it")->type_name("LINK");
+    const CLI::Option* toPty = app.add_option("--pty", link, "Serve a pseudo-terminal; LINK becomes a symbolic link to it")
+                                   ->check(whyNoName)
+                                   ->type_name("LINK");
     bool usb = false;
     CLI::Option* toUsb = app.add_flag("--usb", usb, "Be a USB serial adapter of this machine's kernel");
     app.add_option_function<std::string>(
@@ -112,8 +115,10 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
            "--model", [&](const std::string& text) { options.desk.model = model(text); },
            "Model that the monitor names (default V4)")
         ->type_name("V4|other");
-    CLI::Option* script = app.add_option("--script", options.scriptFile, "Play this script; see below")->type_name("FILE");
+    CLI::Option* script =
+        app.add_option("--script", options.scriptFile, "Play this script; see below")->check(whyNoName)->type_name("FILE");
     app.add_option("--replay", options.replayFile, "Be the console of this recording of cvhost's, and end with it")
+        ->check(whyNoName)
         ->type_name("FILE")
         ->excludes(script);
     app.add_flag("--unpaced", options.desk.unpaced, "Let bytes take no time on the line, instead of 9600 baud");

@@ -100,10 +100,12 @@ WebAddress web(const std::string& text) {
     throw CLI::ValidationError("--web", "\"" + text + "\" is not a port, or ADDR:PORT with brackets around an IPv6 address");
 }
 
+std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
+
 CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
     return app
         .add_option("--port", port, "Look for the console on the port of this name alone: a device, or rfc2217://HOST:PORT")
-        ->check([](const std::string& name) { return std::string(name.empty() ? "the name is empty" : ""); })
+        ->check(whyNoName)
         ->type_name("NAME");
 }
 
@@ -121,6 +123,7 @@ CLI::App& addDoctor(CLI::App& app, DoctorOptions& options) {
     doctor.add_flag("--json", options.json, "Print one JSON object; what it will touch is said on standard error");
     doctor.add_flag("--quick", options.quick, "Leave out the tests of lamps and keys");
     doctor.add_option("--bundle", options.bundle, "Make an archive (tar.gz) for support; FILE must not be there yet")
+        ->check(whyNoName)
         ->type_name("FILE");
     return doctor;
 }
@@ -130,6 +133,7 @@ CLI::App& addTimeline(CLI::App& app, TimelineOptions& options) {
     timeline.footer(timelineFooter);
     timeline.add_option("FILE", options.file, "The recording, as \"cvhost run --record FILE\" makes it")
         ->required()
+        ->check(whyNoName)
         ->type_name("");
     return timeline;
 }
@@ -180,7 +184,9 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
         ->type_name("text|json");
     run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
-    run.add_option("--record", options.record, "Record everything at the serial port in this file")->type_name("FILE");
+    run.add_option("--record", options.record, "Record everything at the serial port in this file")
+        ->check(whyNoName)
+        ->type_name("FILE");
     run.add_option_function<std::string>(
            "--web", [&](const std::string& text) { options.web = web(text); },
            "Serve a page with the console on it, to this machine alone unless an address is given; port 0: any free one")
