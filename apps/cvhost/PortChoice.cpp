@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "apps/cvhost/Driver.h"
@@ -62,8 +63,10 @@ PortChoice askLoaded(PluginLibrary& plugin) {
     setEventSink(nullptr);
     if (!name) return {.why = PortChoice::Why::nothing};
     if (name->ends_with(listed)) return {.why = PortChoice::Why::description, .name = name->substr(0, name->size() - 1)};
-    const bool set = settings().find("console_port").has_value();
-    return {.why = set ? PortChoice::Why::setting : PortChoice::Why::builtIn, .name = std::move(*name)};
+    const auto setting = settings().find("console_port");
+    return {.why = setting && std::holds_alternative<std::string>(*setting) ? PortChoice::Why::setting
+                                                                            : PortChoice::Why::builtIn,
+            .name = std::move(*name)};
 }
 
 }  // namespace
@@ -92,8 +95,10 @@ std::string choiceText(const PortChoice& choice, std::string_view description) {
         case PortChoice::Why::setting:
             return head + ", because no port's description fits and the setting console_port names it";
         case PortChoice::Why::builtIn:
-            return head +
-                   ", because no port's description fits and there is no setting console_port: it is the driver's default";
+            return head + ", because no port's description fits and " +
+                   (settings().find("console_port") ? "the setting console_port is ignored, as it is no text in quotes"
+                                                    : "there is no setting console_port") +
+                   ": it is the driver's default";
         case PortChoice::Why::asked:
             return head + ", as --port says";
         case PortChoice::Why::nothing:
@@ -101,7 +106,7 @@ std::string choiceText(const PortChoice& choice, std::string_view description) {
         case PortChoice::Why::unknown:
             break;
     }
-    return "which port the driver will choose is not known: " + plainText(choice.problem);
+    return "which port the driver will choose is not known: " + loadProblem(plainText(choice.problem));
 }
 
 }  // namespace cvhost

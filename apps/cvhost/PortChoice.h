@@ -13,7 +13,7 @@ struct PortChoice {
     enum class Why {
         description,  ///< the port's description
         setting,      ///< the setting console_port
-        builtIn,      ///< the driver's own default, as no description fits and there is no setting
+        builtIn,      ///< the driver's own default, as no description fits and no setting is a text
         asked,        ///< the user has named it
         nothing,      ///< no port is looked for
         unknown,      ///< the driver could not be asked

@@ -113,6 +113,26 @@ TEST_F(Ports, SettingsFile_Broken_IsSaidBesideTheChoice) {
                      "move it away\\.\n"));
 }
 
+TEST_F(Ports, Setting_NoText_IsSaidToBeIgnored) {
+    const Json choice = choiceBySettings("[settings]\nconsole_port = 5\n");
+    EXPECT_EQ(choice.at("name"), "/dev/ttyUSB0");
+    EXPECT_EQ(choice.at("why"), "default");
+    EXPECT_THAT(choice.at("text").get<std::string>(),
+                HasSubstr("the setting console_port is ignored, as it is no text in quotes: it is the driver's default"));
+}
+
+TEST_F(Ports, Driver_Missing_ChoiceIsNotKnown) {
+    // A copy of the program has no driver beside it.
+    std::filesystem::copy_file(CVHOST_PROGRAM, m_folder.path() / "cvhost");
+    Process::Setup setup = command({"ports"});
+    setup.command.front() = m_folder.path() / "cvhost";
+    setup.environment["LD_LIBRARY_PATH"] = std::filesystem::path(CVHOST_LIBRARY).parent_path();
+    Process process(setup);
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(process.lines().back(), MatchesRegex("Which port the driver will choose is not known: there is no plug-in "
+                                                     "[^;]+; build or install it there\\."));
+}
+
 TEST_F(Ports, Setting_Empty_NoPortIsChosen) {
     EXPECT_EQ(choiceBySettings("[settings]\nconsole_port = \"\"\n").at("why"), "nothing");
 }
