@@ -37,9 +37,13 @@ std::string targetOf(const std::string& link) {
     return std::filesystem::read_symlink(link, ignored);
 }
 
+/// Whole seconds are all that some file systems keep of `than`.
+bool isLater(const timespec& time, const timespec& than) {
+    return time.tv_sec > than.tv_sec || (time.tv_sec == than.tv_sec && than.tv_nsec != 0 && time.tv_nsec > than.tv_nsec);
+}
+
 /// Whether `link` was left by a desk that was killed: it leads nowhere, or its terminal's number has been given away since,
-/// to `device`, which is new, or to another terminal that is younger than the link. Whole seconds are all that some file
-/// systems keep.
+/// to `device`, which is new, or to another terminal that is younger than the link.
 bool isLeftOver(const std::string& link, const std::string& device) {
     const std::string target = targetOf(link);
     if (target.empty() || target == device) return !target.empty();
@@ -47,7 +51,7 @@ bool isLeftOver(const std::string& link, const std::string& device) {
     struct stat terminal{};
     if (::lstat(link.c_str(), &own) != 0) return false;
     if (::stat(link.c_str(), &terminal) != 0) return errno == ENOENT;
-    return target.starts_with("/dev/pts/") && terminal.st_ctime > own.st_ctime;
+    return target.starts_with("/dev/pts/") && isLater(terminal.st_ctim, own.st_ctim);
 }
 
 }  // namespace
