@@ -292,6 +292,7 @@ TEST_F(CvhostUnplug, Lost_AgainAndAgain_NothingLeaks) {
         auto desk = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
         whereIs(*desk);
         expectSteady(setup(link), share, [&](Process&) {
+            std::filesystem::remove(link);  // it may lead to another desk's terminal in a moment
             desk->signal(SIGKILL);
             desk->wait();
             desk = std::make_unique<Process>(cvdesk({"--pty", link, "--unpaced"}));
