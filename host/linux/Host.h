@@ -58,8 +58,8 @@ struct LogDestinations {
 };
 void setLogDestinations(LogDestinations destinations);
 
-/// Writes `text`, of 4096 bytes at most, to standard error. A reader that has stopped holds nobody up for longer than a
-/// second, and then no more until it reads again.
+/// Writes `text` to standard error. A reader that has stopped holds nobody up for longer than a second, and then no more
+/// until it reads again.
 void writeStandardError(std::string_view text);
 
 /// Treats the open port `name` as lost, for a reason (a system's error number) that the port itself does not see: its device

@@ -58,12 +58,16 @@ void writeAll(int descriptor, std::string_view text) {
 class StandardError {
 public:
     void write(std::string_view text) {
-        pollfd ready{STDERR_FILENO, POLLOUT, 0};
-        m_stuck = ::poll(&ready, 1, m_stuck ? 0 : patienceMs) == 0;
-        if (!m_stuck) writeAll(STDERR_FILENO, text.substr(0, PIPE_BUF));
+        for (; !text.empty(); text.remove_prefix(std::min(text.size(), piece))) {
+            pollfd ready{STDERR_FILENO, POLLOUT, 0};
+            m_stuck = ::poll(&ready, 1, m_stuck ? 0 : patienceMs) == 0;
+            if (m_stuck) return;
+            writeAll(STDERR_FILENO, text.substr(0, piece));
+        }
     }
 
 private:
+    static constexpr std::size_t piece = PIPE_BUF;
     static constexpr int patienceMs = 1000;
     bool m_stuck = false;
 };

@@ -103,7 +103,8 @@ void SerialPort::start() {
 }
 
 void SerialPort::letGo() {
-    end(EBADF);
+    const int failure = m_failure;
+    end(failure != 0 ? failure : EBADF);
     SerialHandlers::instance().removeAllOf(*this);
     // The receive thread is past the transport, or in a handler, behind which it will not touch it again.
     const std::scoped_lock lock(m_receiving, m_sending);

@@ -220,4 +220,18 @@ TEST_F(Transfer, Loss_SeenFirstByTheSender_LastWordsArriveBeforeIt) {
     commsDeregisterHandler(Delayed::callback, &handler);
 }
 
+TEST_F(Transfer, Loss_SeenFirstByTheSender_IsToldAsOneWhenThePortIsClosedAtOnce) {
+    Delayed handler{port};
+    ASSERT_TRUE(commsRegisterHandler(Delayed::callback, pty.name(), 1, true, &handler));
+    pty.send("V");
+    ASSERT_TRUE(handler.watched.wait([&] { return handler.taken == "V"; }));
+    pty.close();
+    EXPECT_NE(send(port, "F1 "), 0);
+    std::thread closing([this] { comms_port_close(port); });
+    EXPECT_TRUE(events.waitFor("lost " + pty.path)) << events.everything();
+    handler.watched.change([&] { handler.mayReturn = true; });
+    closing.join();
+    EXPECT_EQ(events.count("closed "), 0u);
+}
+
 }  // namespace
