@@ -37,13 +37,16 @@ std::string targetOf(const std::string& link) {
     return std::filesystem::read_symlink(link, ignored);
 }
 
-/// Whole seconds are all that some file systems keep of `than`.
+/// Some file systems cut what they keep of `than`, down to whole seconds.
 bool isLater(const timespec& time, const timespec& than) {
-    return time.tv_sec > than.tv_sec || (time.tv_sec == than.tv_sec && than.tv_nsec != 0 && time.tv_nsec > than.tv_nsec);
+    const double apart =
+        static_cast<double>(time.tv_sec - than.tv_sec) + static_cast<double>(time.tv_nsec - than.tv_nsec) / 1e9;
+    return apart > (than.tv_nsec == 0 ? 1.0 : 0.01);
 }
 
 /// Whether `link` was left by a desk that was killed: it leads nowhere, or its terminal's number has been given away since,
-/// to `device`, which is new, or to another terminal that is younger than the link.
+/// to `device`, which is new, or to another terminal that is younger than the link. One whose mode or owner has been changed
+/// since the link was made cannot be told from a younger one.
 bool isLeftOver(const std::string& link, const std::string& device) {
     const std::string target = targetOf(link);
     if (target.empty() || target == device) return !target.empty();

@@ -110,6 +110,7 @@ TEST_P(CvhostVanishing, Run_ConsoleVanishes_IsToldAsLostAndEndsCleanly) {
     Process host(cvhost({"--events", "json", "--port", whereIs(desk)}));
     waitFor(host, {{"event", "active"}});
 
+    std::filesystem::remove(m_folder.path() / "desk");  // it may lead to another desk's terminal in a moment
     desk.signal(SIGKILL);
 
     waitFor(host, {{"event", "port"}, {"state", "lost"}});
