@@ -70,6 +70,7 @@ def ran(command, folder, environment):
 
 def interrupted(command, folder, environment):
     """Runs it until it shows that it works, then interrupts it: what went wrong, or None."""
+    signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background job has it ignored, and its programs too
     with subprocess.Popen(["bash", "-c", f"exec {command}"], cwd=folder, env=environment, stdin=subprocess.DEVNULL,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
         timer = subprocess.Popen(["sh", "-c", f"sleep {SECONDS}; kill -9 {process.pid}"], start_new_session=True)
