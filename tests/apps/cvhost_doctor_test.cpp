@@ -304,6 +304,16 @@ TEST_F(Doctor, Signal_InStartup_EndsIt) {
     EXPECT_THAT(output(process), AllOf(HasSubstr("FAIL  interrupted "), Not(HasSubstr("line-silent"))));
 }
 
+TEST_F(Doctor, Signal_BetweenVersionAndLamps_LeavesNoLampLit) {
+    const std::string script = m_folder.write("script", "wait active\nsleep 2s\nexpect lamp 2 O\nquit\n");
+    Process desk(cvdesk({"--rfc2217", "0", "--script", script}));
+    Process process(doctor(whereIs(desk), {"--quick"}));
+    desk.waitForLine([](const std::string& line) { return line.find("has told its version") != line.npos; });
+    process.signal(SIGTERM);
+    process.wait();
+    EXPECT_EQ(desk.wait(), 0) << desk.errors();
+}
+
 TEST_F(Doctor, Output_FullOrClosed_IsSaidAndNotTakenForSuccess) {
     for (const auto& [to, reason] : {std::pair{"/dev/full", "No space left on device"}, {"&-", "Bad file descriptor"}}) {
         for (const Arguments& how : {Arguments{"--quick", "--json"}, Arguments{"--quick"}}) {

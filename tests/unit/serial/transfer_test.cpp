@@ -204,29 +204,31 @@ struct Delayed {
     }
 };
 
-TEST_F(Transfer, Loss_SeenFirstByTheSender_LastWordsArriveBeforeIt) {
-    cvhost::setLastWords("\x18 ");
+/// The far end goes while the handler runs, and a sender is the first to see it.
+class SendersLoss : public Transfer {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(commsRegisterHandler(Delayed::callback, pty.name(), 1, true, &handler));
+        pty.send("V");
+        ASSERT_TRUE(handler.watched.wait([&] { return handler.taken == "V"; }));
+        pty.close();
+        EXPECT_NE(send(port, "F1 "), 0);
+    }
+    ~SendersLoss() override { commsDeregisterHandler(Delayed::callback, &handler); }
+
     Delayed handler{port};
-    ASSERT_TRUE(commsRegisterHandler(Delayed::callback, pty.name(), 1, true, &handler));
-    pty.send("V");
-    ASSERT_TRUE(handler.watched.wait([&] { return handler.taken == "V"; }));
-    pty.close();
-    EXPECT_NE(send(port, "F1 "), 0);
+};
+
+TEST_F(SendersLoss, HandlerReturns_LastWordsArriveBeforeTheLossIsTold) {
+    cvhost::setLastWords("\x18 ");
     handler.watched.change([&] { handler.mayReturn = true; });
     EXPECT_TRUE(events.waitFor("lost " + pty.path));
     EXPECT_EQ(handler.watched.look([&] { return handler.taken; }), "V\x18 ");
     EXPECT_EQ(events.count("added \x18 "), 1u);
     cvhost::setLastWords({});
-    commsDeregisterHandler(Delayed::callback, &handler);
 }
 
-TEST_F(Transfer, Loss_SeenFirstByTheSender_IsToldAsOneWhenThePortIsClosedAtOnce) {
-    Delayed handler{port};
-    ASSERT_TRUE(commsRegisterHandler(Delayed::callback, pty.name(), 1, true, &handler));
-    pty.send("V");
-    ASSERT_TRUE(handler.watched.wait([&] { return handler.taken == "V"; }));
-    pty.close();
-    EXPECT_NE(send(port, "F1 "), 0);
+TEST_F(SendersLoss, PortIsClosedAtOnce_LossIsToldAllTheSame) {
     std::thread closing([this] { comms_port_close(port); });
     EXPECT_TRUE(events.waitFor("lost " + pty.path)) << events.everything();
     handler.watched.change([&] { handler.mayReturn = true; });
