@@ -1,5 +1,6 @@
 #include "apps/cvhost/Doctor.h"
 
+#include <fcntl.h>
 #include <gnu/libc-version.h>
 #include <sys/mman.h>
 #include <sys/utsname.h>
@@ -57,7 +58,7 @@ std::string versionsText(const std::string& driver) {
 
 std::unique_ptr<recording::Recorder> makeRecorder(const Descriptor& file) {
     if (!file) return nullptr;
-    return std::make_unique<recording::Recorder>("/proc/self/fd/" + std::to_string(file.get()), "cvhost " CVHOST_VERSION);
+    return std::make_unique<recording::Recorder>(::fcntl(file.get(), F_DUPFD_CLOEXEC, 0), "cvhost " CVHOST_VERSION);
 }
 
 }  // namespace

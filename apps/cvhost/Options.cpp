@@ -22,7 +22,7 @@ constexpr const char* runFooter =
     "With --port or the setting console_port it is looked for by that name alone: an adapter that comes back under another\n"
     "one is not found. Its link in /dev/serial/by-path stays while it is in the same socket; \"cvhost ports\" shows it.\n"
     "\n"
-    "Exit status: 0 a console became active, 1 none did, 2 the command line is wrong.\n"
+    "Exit status: 0 a console became active; 1 none did, or the recording ended early; 2 the command line is wrong.\n"
     "Ctrl-C (SIGINT) and SIGTERM switch the console's lamps and wheel off and end the program.\n"
     "NO_COLOR, when set, keeps colour out of the text.\n"
     "\n"
@@ -184,7 +184,9 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
         ->type_name("text|json");
     run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
-    run.add_option("--record", options.record, "Record everything at the serial port in this file")
+    run.add_option(
+           "--record", options.record,
+           "Record everything at the serial port in this file, which must not exist yet, or in a new file in this folder")
         ->check(whyNoName)
         ->type_name("FILE");
     run.add_option_function<std::string>(

@@ -108,6 +108,7 @@ int Session::run() {
     const std::string why = whyNoConsole(m_hearing.heard());  // before the port is closed
     stop();
     tellEnd();
+    if (m_recorder) m_recorder->finish();
     noticeRecordingEnd();
     return result(why);
 }
@@ -117,10 +118,9 @@ bool Session::startRecording() {
     try {
         m_recorder.emplace(m_options.record, "cvhost " CVHOST_VERSION);
     } catch (const std::system_error& error) {
-        complain(std::string(error.what()) + "; name another file with --record");
+        complain(std::string(error.what()) + "; name a file that does not exist yet, or a folder, with --record");
         return false;
     }
-    m_hearing.recordTo(*m_recorder);
     return true;
 }
 
@@ -128,6 +128,8 @@ void Session::prepareHost() {
     setLogDestinations({.standardError = logsToStandardError(m_options.events), .file = true});
     setEventSink(&m_hearing);
     say("start", "cvhost " CVHOST_VERSION ", a host for the console driver; Ctrl-C ends it");
+    if (m_recorder && m_recorder->path() != m_options.record)
+        tellAddress("record", "the recording is " + m_recorder->path());
 
     settings().setPreferenceDefault(consoleEnabled, true);
     loadSettingsFile();
@@ -181,6 +183,7 @@ bool Session::startConsole() {
                                    .say = [this](std::string_view text) { say("show", text); }});
     }
     if (m_options.web) startWeb();
+    if (m_recorder) m_hearing.recordTo(*m_recorder);
     m_consoleStarted = Clock::now();
     m_console->init();
     return true;
@@ -191,9 +194,7 @@ void Session::startWeb() {
     m_web = std::make_unique<WebServer>(
         *m_options.web, *m_board,
         WebActions({.board = *m_board, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
-    const std::string sentence = "the console is on the screen at " + m_web->url();
-    say("web", sentence);
-    if (m_options.events == Options::Events::json) writeStandardError("cvhost: " + sentence + '\n');
+    tellAddress("web", "the console is on the screen at " + m_web->url());
 }
 
 void Session::live() {
@@ -325,11 +326,16 @@ int Session::result(const std::string& whyNoConsole) {
     } else if (!heard.version) {
         complain("no console became active: " + whyNoConsole);
     }
-    return heard.version ? exitStatus::active : exitStatus::none;
+    return heard.version && !m_recordingEnded ? exitStatus::active : exitStatus::none;
 }
 
 void Session::say(std::string_view heading, std::string_view text) {
     m_hearing.tell([&](Report& report) { report.say(heading, text); });
+}
+
+void Session::tellAddress(std::string_view heading, const std::string& sentence) {
+    say(heading, sentence);
+    if (m_options.events == Options::Events::json) writeStandardError("cvhost: " + sentence + '\n');
 }
 
 bool Session::waited(const Heard& heard) const {

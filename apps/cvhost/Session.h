@@ -60,6 +60,8 @@ private:
     int result(const std::string& whyNoConsole);
 
     void say(std::string_view heading, std::string_view text);
+    /// Says where something is that this run has made; with JSON, on standard error.
+    void tellAddress(std::string_view heading, const std::string& sentence);
     /// Whether start-up has had its time with the port as it is.
     bool waited(const Heard& heard) const;
     std::string whyNoConsole(const Heard& heard) const;

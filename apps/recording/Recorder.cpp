@@ -1,22 +1,100 @@
 #include "apps/recording/Recorder.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <ctime>
 #include <system_error>
 #include <utility>
 
 namespace recording {
+namespace {
 
-// Not blocking: nobody may have to read a pipe for the console to run.
-Recorder::Recorder(const std::string& path, const std::string& program)
-    : m_file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666)) {
-    if (m_file < 0) throw std::system_error(errno, std::generic_category(), "cannot write " + path);
+std::system_error failure(int error, const std::string& path) {
+    return {error, std::generic_category(), "cannot make the recording " + path};
+}
+
+/// A new file of this name; -1 and errno when there is none. Not blocking, as for pipes below.
+int create(const std::string& path) {
+    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+}
+
+/// A pipe that somebody reads. Not blocking: the console runs on when the reader has stopped.
+int openPipe(const std::string& path) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    struct stat status{};
+    if (file < 0 || (::fstat(file, &status) == 0 && S_ISFIFO(status.st_mode))) return file;
+    ::close(file);
+    errno = EEXIST;
+    return -1;
+}
+
+/// "cvhost-20260131T123456Z", in UTC.
+std::string nameByTime() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    std::array<char, 64> name{};
+    if (::gmtime_r(&now, &utc) != nullptr) std::strftime(name.data(), name.size(), "cvhost-%Y%m%dT%H%M%SZ", &utc);
+    return name.data();
+}
+
+/// Creates a file in `folder` whose name no other has, and appends the name to `folder`.
+int createIn(std::string& folder) {
+    const std::string stem = folder + (folder.ends_with('/') ? "" : "/") + nameByTime();
+    for (int number = 1;; ++number) {
+        const std::string path = stem + (number == 1 ? "" : "-" + std::to_string(number)) + ".jsonl";
+        const int file = create(path);
+        if (file < 0 && errno == EEXIST) continue;
+        folder = path;
+        return file;
+    }
+}
+
+}  // namespace
+
+Recorder::Recorder(const std::string& path, const std::string& program) : m_path(path) {
+    struct stat status{};
+    const bool exists = ::stat(path.c_str(), &status) == 0;
+    const bool isPipe = exists && S_ISFIFO(status.st_mode);
+    m_file = isPipe ? openPipe(path) : exists && S_ISDIR(status.st_mode) ? createIn(m_path) : create(path);
+    if (m_file < 0) throw failure(errno, m_path);
+    m_made = !isPipe;
+    // A file system without locks is no reason to do without a recording.
+    if (m_made && ::flock(m_file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        ::close(m_file);
+        throw failure(EEXIST, m_path);
+    }
     write(headerLine(program, std::chrono::system_clock::now()));
 }
 
-Recorder::~Recorder() { ::close(m_file); }
+Recorder::Recorder(int file, const std::string& program) : m_file(file) {
+    write(headerLine(program, std::chrono::system_clock::now()));
+}
+
+Recorder::~Recorder() {
+    if (m_made && m_empty) removeFile();
+    ::close(m_file);
+}
+
+void Recorder::finish() {
+    // What cannot be synchronised, such as a pipe, has nothing left to fail.
+    if (::fsync(m_file) != 0 && errno != EINVAL && errno != EROFS && m_error == 0) m_error = errno;
+}
+
+/// Unless another file has its name by now.
+void Recorder::removeFile() const {
+    struct stat mine{};
+    struct stat present{};
+    if (::fstat(m_file, &mine) == 0 && ::lstat(m_path.c_str(), &present) == 0 && mine.st_dev == present.st_dev &&
+        mine.st_ino == present.st_ino) {
+        ::unlink(m_path.c_str());
+    }
+}
 
 void Recorder::call(std::string_view name, std::initializer_list<int> arguments) {
     add({.what = Event::What::call, .text = std::string(name), .arguments = arguments});
@@ -51,14 +129,18 @@ void Recorder::trouble(std::string_view name, std::string_view reason) {
 }
 
 void Recorder::add(Event event) {
+    m_empty = false;
     event.at = std::chrono::floor<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_start);
     write(lineFor(event));
 }
 
-void Recorder::write(const std::string& line) {
-    if (m_error != 0) return;
-    errno = ENOSPC;  // what a write that takes only a part of the line does not say
-    if (::write(m_file, line.data(), line.size()) != static_cast<ssize_t>(line.size())) m_error = errno;
+void Recorder::write(std::string_view line) {
+    // What a write has left over is tried again, for the reason.
+    while (m_error == 0 && !line.empty()) {
+        const ssize_t count = ::write(m_file, line.data(), line.size());
+        if (count < 0 && errno != EINTR) m_error = errno;
+        line.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
 }
 
 }  // namespace recording

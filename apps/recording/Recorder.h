@@ -1,5 +1,5 @@
 // Writes a recording while it happens. Every line goes to the file whole and at once, so that what has happened is there to
-// be read even when the program is killed.
+// be read even when the program is killed. Nothing that exists already is written to, except a pipe.
 //
 // Threads: any, one call at a time, as an event sink is called; error() at any time.
 #pragma once
@@ -8,6 +8,7 @@
 #include <chrono>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 
 #include "apps/recording/Recording.h"
 #include "host/core/Events.h"
@@ -16,14 +17,21 @@ namespace recording {
 
 class Recorder final : public cvhost::EventSink {
 public:
-    /// Begins the file `path` anew. Throws std::system_error when it cannot be written.
+    /// Records in the new file `path`, in a new file in the folder `path`, or in the pipe `path`. The file is locked, and
+    /// removed if no event follows. Throws std::system_error if it cannot be made: EEXIST when there is one.
     Recorder(const std::string& path, const std::string& program);
+    /// Records in the open file `file`, which the recorder closes.
+    Recorder(int file, const std::string& program);
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
     ~Recorder();
 
+    /// The file's name.
+    const std::string& path() const noexcept { return m_path; }
     /// 0, or why the recording has ended before its time.
     int error() const noexcept { return m_error; }
+    /// No event follows: what the system still holds back goes to the disk, and error() tells if it could not.
+    void finish();
 
     /// The host calls the console.
     void call(std::string_view name, std::initializer_list<int> arguments);
@@ -40,9 +48,13 @@ public:
 private:
     /// Writes the event with the present time.
     void add(Event event);
-    void write(const std::string& line);
+    void write(std::string_view line);
+    void removeFile() const;
 
-    int m_file;
+    std::string m_path;
+    int m_file = -1;
+    bool m_made = false;  ///< by this recorder
+    bool m_empty = true;  ///< no event has come
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     std::atomic<int> m_error = 0;
 };

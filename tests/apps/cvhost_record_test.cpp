@@ -76,6 +76,7 @@ TEST_F(CvhostRecord, Run_Killed_LeavesAllThatHadHappened) {
 
 TEST_F(CvhostRecord, Run_KilledAtAnyMoment_LeavesWholeLines) {
     for (int pieces = 1; pieces <= 6; ++pieces) {
+        std::filesystem::remove(file());
         Process host(recorded());
         int seen = 0;
         host.waitForLine([&](const std::string& line) {
@@ -103,19 +104,65 @@ TEST_F(CvhostRecord, Run_PortMissing_SaysWhatWasTriedAndWhy) {
     EXPECT_EQ(trouble->text, "cannot be opened: no such file or directory");
 }
 
-TEST_F(CvhostRecord, FileThatCannotBeWritten_IsSaidBeforeAnythingIsTouched) {
+TEST_F(CvhostRecord, FileThatCannotBeMade_IsSaidBeforeAnythingIsTouched) {
     Process host(cvhost({"--desk", "--events", "json", "--record", "/no/such/file"}));
     EXPECT_EQ(host.wait(), 2);
-    EXPECT_THAT(host.errors(), HasSubstr("cannot write /no/such/file: No such file or directory; name another file"));
+    EXPECT_EQ(host.errors(),
+              "cvhost: cannot make the recording /no/such/file: No such file or directory; name a file that does not exist "
+              "yet, or a folder, with --record.\n");
     EXPECT_THAT(host.lines(), IsEmpty());
 }
 
-TEST_F(CvhostRecord, DeviceThatIsFull_IsSaidAndTheRunGoesOn) {
-    Process host(cvhost({"--desk", "--events", "json", "--record", "/dev/full"}));
+TEST_F(CvhostRecord, FileThatExists_IsRefusedAndKept) {
+    const std::string letter = m_folder.write("letter.txt", "Dear support,\n");
+    Process host(cvhost({"--desk", "--events", "json", "--record", letter}));
+    EXPECT_EQ(host.wait(), 2);
+    EXPECT_THAT(host.errors(), HasSubstr("letter.txt: File exists; name a file that does not exist yet, or a folder"));
+    EXPECT_THAT(host.lines(), IsEmpty());
+    EXPECT_EQ(std::filesystem::file_size(letter), 14U);
+}
+
+TEST_F(CvhostRecord, FileOfAnotherRun_IsRefusedAndThatRunGoesOn) {
+    Process first(recorded());
+    waitFor(first, {{"event", "active"}});
+    Process second(recorded());
+    EXPECT_EQ(second.wait(), 2);
+    first.signal(SIGINT);
+    EXPECT_EQ(first.wait(), 0) << first.errors();
+    EXPECT_EQ(bytesOf(recording::readFile(file()), What::tx), wire(first, "tx"));
+}
+
+TEST_F(CvhostRecord, Folder_GetsAFileWhoseNameIsSaid) {
+    const std::string folder = m_folder.path() / "recordings";
+    std::filesystem::create_directory(folder);
+    Process host(cvhost({"--desk", "--events", "json", "--record", folder}));
     waitFor(host, {{"event", "active"}});
     host.signal(SIGINT);
     EXPECT_EQ(host.wait(), 0);
-    EXPECT_THAT(host.errors(), HasSubstr("cvhost: the recording ends here: No space left on device"));
+    const auto made = std::filesystem::directory_iterator(folder)->path();
+    EXPECT_THAT(host.errors(), HasSubstr("cvhost: the recording is " + made.string() + "\n"));
+    EXPECT_THAT(bytesOf(recording::readFile(made), What::rx), HasSubstr("V007 "));
+}
+
+TEST_F(CvhostRecord, RunThatFailsAtOnce_LeavesNoFileInTheWayOfTheNext) {
+    Process desk(cvdesk({"--rfc2217", "0"}));
+    const std::string name = whereIs(desk);
+    const std::string takenPort = name.substr(name.rfind(':') + 1);
+    Process host(cvhost({"--desk", "--web", takenPort, "--record", file()}));
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_FALSE(std::filesystem::exists(file()));
+}
+
+TEST_F(CvhostRecord, DiskThatIsFull_IsSaidAndTheRunGoesOnAndEndsWithOne) {
+    Process::Setup setup = recorded();
+    // A file that may not grow stands in for a disk without room.
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 2; exec \"$@\"", "sh"});
+    Process host(setup);
+    waitFor(host, {{"event", "active"}});
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("cvhost: the recording ends here: File too large; make room for it"));
+    EXPECT_LE(std::filesystem::file_size(file()), 1024U);
 }
 
 }  // namespace

@@ -1,15 +1,19 @@
 // The recordings' format: what is written is read again, and what is no recording is refused.
 #include "apps/recording/Recording.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <system_error>
 
@@ -216,20 +220,120 @@ TEST(Recorder, Events_AreInTheFileAtOnce) {
     EXPECT_EQ(recorder.error(), 0);
 }
 
-TEST(Recorder, FileThatCannotBeWritten_IsSaid) {
-    EXPECT_THROW(recording::Recorder("/no/such/file", ""), std::system_error);
-    EXPECT_THROW(recording::Recorder("/", ""), std::system_error);
+/// Why no recording can be made there.
+int refusal(const std::string& path) {
+    try {
+        const recording::Recorder recorder(path, "");
+    } catch (const std::system_error& error) {
+        return error.code().value();
+    }
+    return 0;
+}
+
+std::string contentsOf(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(Recorder, FileThatCannotBeMade_IsSaid) { EXPECT_EQ(refusal("/no/such/file"), ENOENT); }
+
+TEST(Recorder, FileThatExists_IsRefusedAndKept) {
+    const Path path;
+    std::ofstream(path.path()) << "a letter";
+    EXPECT_EQ(refusal(path.path()), EEXIST);
+    EXPECT_EQ(contentsOf(path.path()), "a letter");
+    EXPECT_EQ(refusal("/dev/full"), EEXIST) << "a device";
+}
+
+TEST(Recorder, LinkThatLeadsNowhere_IsRefused) {
+    const Path path;
+    ASSERT_EQ(::symlink((path.path() + "-target").c_str(), path.path().c_str()), 0);
+    EXPECT_EQ(refusal(path.path()), EEXIST);
+    EXPECT_NE(::access((path.path() + "-target").c_str(), F_OK), 0);
+}
+
+TEST(Recorder, FileOfAnotherRecorder_IsRefusedAndGoesOn) {
+    const Path path;
+    recording::Recorder first(path.path(), "first");
+    EXPECT_EQ(refusal(path.path()), EEXIST);
+    first.rts(1);
+    EXPECT_EQ(recording::readFile(path.path()).events.size(), 1U);
+    EXPECT_EQ(recording::readFile(path.path()).program, "first");
+}
+
+TEST(Recorder, File_IsLocked) {
+    const Path path;
+    const recording::Recorder recorder(path.path(), "");
+    const int other = ::open(path.path().c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(other, 0);
+    EXPECT_NE(::flock(other, LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(errno, EWOULDBLOCK);
+    ::close(other);
+}
+
+TEST(Recorder, Folder_GetsANewFileForEach) {
+    const Path path;
+    ASSERT_EQ(::mkdir(path.path().c_str(), 0700), 0);
+    std::vector<std::string> names;
+    for (const std::string& folder : {path.path(), path.path() + "/", path.path()}) {
+        recording::Recorder recorder(folder, "");
+        recorder.rts(1);
+        names.push_back(recorder.path());
+        EXPECT_THAT(recorder.path(), testing::MatchesRegex(path.path() + "/cvhost-[0-9]{8}T[0-9]{6}Z(-[0-9])?\\.jsonl"));
+        EXPECT_EQ(recording::readFile(recorder.path()).events.size(), 1U);
+    }
+    std::ranges::sort(names);
+    EXPECT_EQ(std::ranges::adjacent_find(names), names.end());
+    for (const std::string& name : names) ::unlink(name.c_str());
+    ::rmdir(path.path().c_str());
+}
+
+TEST(Recorder, NoEvent_LeavesNoFile) {
+    const Path path;
+    {
+        const recording::Recorder recorder(path.path(), "");
+    }
+    EXPECT_NE(::access(path.path().c_str(), F_OK), 0);
+}
+
+TEST(Recorder, NoEventAndAnotherFileOfTheName_LeavesThatFile) {
+    const Path path;
+    {
+        const recording::Recorder recorder(path.path(), "");
+        ::unlink(path.path().c_str());
+        std::ofstream(path.path()) << "a letter";
+    }
+    EXPECT_EQ(contentsOf(path.path()), "a letter");
 }
 
 TEST(Recorder, FullDevice_EndsTheRecordingWithItsReason) {
-    recording::Recorder recorder("/dev/full", "");
+    recording::Recorder recorder(::open("/dev/full", O_WRONLY | O_CLOEXEC), "");
+    EXPECT_EQ(recorder.error(), ENOSPC);
+    recorder.finish();
     EXPECT_EQ(recorder.error(), ENOSPC);
 }
 
 TEST(Recorder, PipeThatNobodyReads_HoldsNobodyUp) {
     const Path path;
     ASSERT_EQ(::mkfifo(path.path().c_str(), 0600), 0);
-    EXPECT_THROW(recording::Recorder(path.path(), ""), std::system_error) << "nobody has it open";
+    EXPECT_EQ(refusal(path.path()), ENXIO) << "nobody has it open";
+}
+
+TEST(Recorder, PipeThatSomebodyReads_IsWrittenTo) {
+    const Path path;
+    ASSERT_EQ(::mkfifo(path.path().c_str(), 0600), 0);
+    const int reader = ::open(path.path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    {
+        recording::Recorder recorder(path.path(), "a program");
+        recorder.finish();
+        EXPECT_EQ(recorder.error(), 0);
+    }
+    std::string text(4096, ' ');
+    const ssize_t count = ::read(reader, text.data(), text.size());
+    ::close(reader);
+    ASSERT_GT(count, 0);
+    EXPECT_EQ(readText(text.substr(0, static_cast<std::size_t>(count))).program, "a program");
 }
 
 }  // namespace
