@@ -89,6 +89,8 @@ void JsonReport::handler(const HandlerRun& run) {
 
 void JsonReport::released(int code) { put("released", member("code", code)); }
 
-void JsonReport::active(int version) { put("active", member("version", version)); }
+void JsonReport::active(int version) {
+    put("active", member("version", version) + member("input_ignored", ignoresInput(version) ? "true" : "false"));
+}
 
 }  // namespace cvhost

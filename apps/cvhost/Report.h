@@ -7,6 +7,10 @@
 
 namespace cvhost {
 
+/// The driver lights the lamps of a console with an older version, and ignores its keys and wheel.
+inline constexpr int oldestVersionWithInput = 7;
+constexpr bool ignoresInput(int version) { return version < oldestVersionWithInput; }
+
 /// One run of a console handler, with the console's values at that moment.
 struct HandlerRun {
     int code;

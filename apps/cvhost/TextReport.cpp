@@ -120,8 +120,10 @@ void TextReport::active(int version) {
     m_active = true;
     m_told.clear();
     put(Tint::green, "active", formatted("console version %d", version));
-    if (version == 6)
-        put(Tint::yellow, "help", "a console of version 6 lights its lamps, but its keys and wheel are not understood");
+    if (ignoresInput(version)) {
+        put(Tint::yellow, "help",
+            formatted("a console of version %d lights its lamps, but its keys and wheel are not understood", version));
+    }
 }
 
 void TextReport::released(int code) { put(Tint::cyan, "key", keyName(code) + ", released with the console"); }

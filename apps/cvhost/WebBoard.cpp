@@ -246,6 +246,7 @@ std::string WebBoard::stateJson() const {
                {"link", links.at(static_cast<std::size_t>(m_link))},
                {"port", m_port},
                {"version", m_version},
+               {"inputIgnored", m_link == Link::active && ignoresInput(m_version)},
                {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},
                {"deskWheel", lit.wheel},
                {"held", std::move(held)},

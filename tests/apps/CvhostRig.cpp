@@ -20,10 +20,14 @@ bool has(const Json& event, const Json& members) {
 /// The members that each event has, besides its time and its name.
 const std::map<std::string, std::set<std::string>>& forms() {
     static const std::map<std::string, std::set<std::string>> forms{
-        {"log", {"text"}},          {"port", {"name", "state"}},
-        {"active", {"version"}},    {"key", {"code", "handled", "flags"}},
-        {"released", {"code"}},     {"handler", {"code", "ispeed", "jog", "jog_exact"}},
-        {"wire", {"dir", "bytes"}}, {"rts", {"level"}},
+        {"log", {"text"}},
+        {"port", {"name", "state"}},
+        {"active", {"version", "input_ignored"}},
+        {"key", {"code", "handled", "flags"}},
+        {"released", {"code"}},
+        {"handler", {"code", "ispeed", "jog", "jog_exact"}},
+        {"wire", {"dir", "bytes"}},
+        {"rts", {"level"}},
     };
     return forms;
 }

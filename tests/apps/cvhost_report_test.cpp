@@ -129,7 +129,7 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
 ,"event":"port","name":"/dev/ttyUSB0","state":"open"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"closed"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"lost"}
-,"event":"active","version":7}
+,"event":"active","version":7,"input_ignored":false}
 ,"event":"key","code":5,"handled":false,"flags":1536}
 ,"event":"key","code":28,"handled":true,"flags":1536}
 ,"event":"handler","code":47,"ispeed":0,"jog":-1,"jog_exact":-1.5}
@@ -147,7 +147,7 @@ TEST(JsonReport, WireAndRts_NotAskedFor_AreNotTold) {
                        report.rts(1);
                        report.active(6);
                    }),
-              ",\"event\":\"active\",\"version\":6}\n");
+              ",\"event\":\"active\",\"version\":6,\"input_ignored\":true}\n");
 }
 
 TEST(JsonReport, Handler_ExactJogNoNumber_IsNull) {

@@ -354,10 +354,15 @@ TEST_F(WebTest, Desk_Unplugged_PortIsLost) {
 
 TEST_F(WebTest, Desk_Another_DriverFindsItsVersion) {
     WebClient page = listener();
+    newsWhere(page, [](const Json& news) {
+        const Json& state = news.at("state");
+        return state.at("link") == "active" && state.at("version") == 7 && !state.at("inputIgnored").get<bool>();
+    });
     ASSERT_EQ(act({{"do", "be"}, {"firmware", 6}, {"model", "other"}}).status, 204);
     newsWhere(page, [](const Json& news) {
         const Json& state = news.at("state");
-        return state.at("link") == "active" && state.at("version") == 6 && state.at("faults").at("model") == "other";
+        return state.at("link") == "active" && state.at("version") == 6 && state.at("inputIgnored").get<bool>() &&
+               state.at("faults").at("model") == "other";
     });
 }
 
