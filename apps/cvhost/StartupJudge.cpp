@@ -15,9 +15,18 @@ constexpr int oldestVersionWithKeys = 7;
 constexpr std::size_t shownBytes = 32;
 constexpr std::string_view versionLine = "CON:   console_init: console version ";
 constexpr std::string_view noneLine = "CON:   console_init: no console found";
+constexpr std::string_view readLine = "CON:   ReadString: ";
+constexpr std::string_view readCount = " (bytesRead: ";
+constexpr std::size_t longestRead = 64;
+constexpr std::string_view identify = "H ";
 constexpr std::string_view jump = "J 0100 0";  // which starts the program
+constexpr std::string_view versionRequest = "? ";
 
-/// What start-up's stages have brought.
+/// What the driver took from the line in one go, as it says itself.
+using Reads = std::vector<std::string>;
+
+/// What start-up's stages have brought. What passed on the line tells what the console did; only what the driver asked and
+/// read tells what the driver knows.
 struct Story {
     bool opened = false;
     bool lost = false;
@@ -26,20 +35,43 @@ struct Story {
     bool noModemLines = false;
     bool writesFailed = false;
     std::string sent;
-    std::string beforeIdentify;  ///< received until the monitor was asked what it is
-    std::string identity;        ///< received from then until the program was started
-    std::string afterJump;
-    int version = 0;  ///< that the driver goes by; 0 while there is none
+    std::string received;
+    std::string afterJump;     ///< received since the program was started
+    std::string afterRequest;  ///< received since the version was asked
+    Reads afterIdentify;       ///< from the question which model it is until the program's start
+    Reads afterStart;          ///< from the program's start on
+    int version = 0;           ///< that the driver goes by; 0 while there is none
     std::chrono::microseconds openAt{}, activeAt{};
 
-    std::string received() const { return beforeIdentify + identity + afterJump; }
-    bool prompted() const { return (beforeIdentify + identity).find(desk::prompt) != std::string::npos; }
+    /// The driver asks a monitor whose prompt it has read.
+    bool modelAsked() const { return sent.find(identify) != sent.npos; }
+    bool started() const { return sent.find(jump) != sent.npos; }
+    bool prompted() const { return received.find(desk::prompt) != received.npos; }
     /// Without RTS a monitor's prompt has long gone by, but it takes the jump all the same.
-    bool monitorSeen() const { return prompted() || afterJump.find(jump) != std::string::npos; }
+    bool monitorSeen() const { return prompted() || afterJump.find(jump) != afterJump.npos; }
+    /// What the driver read after the echoes of the request and of its end.
+    std::string_view reply() const { return afterIdentify.size() > 2 ? afterIdentify[2] : std::string_view(); }
+    bool startConfirmed() const { return afterStart.size() > 2 && afterStart[2] == "\r\n"; }
 };
+
+/// A line such as "CON:   ReadString: \r\nEPROM> (bytesRead: 8 timeout 0)". The text ends where a zero was read.
+void takeRead(Story& story, std::string_view line) {
+    const std::size_t end = line.rfind(readCount);
+    if (end == line.npos || end < readLine.size()) return;
+    std::size_t count = 0;
+    std::from_chars(line.data() + end + readCount.size(), line.data() + line.size(), count);
+    std::string text(line.substr(readLine.size(), end - readLine.size()));
+    text.resize(std::min(count, longestRead));
+    if (story.started()) {
+        story.afterStart.push_back(std::move(text));
+    } else if (story.modelAsked()) {
+        story.afterIdentify.push_back(std::move(text));
+    }
+}
 
 void takeLog(Story& story, const Seen& seen) {
     const std::string_view text = seen.text;
+    if (text.starts_with(readLine)) takeRead(story, text);
     if (text.starts_with(noneLine)) story.attemptOver = true;
     if (text.find("RTS may have no effect") != text.npos) story.noModemLines = true;
     if (text.starts_with(versionLine) && story.version == 0) {
@@ -59,13 +91,9 @@ void takeTrouble(Story& story, const std::string& reason) {
 }
 
 void takeReceived(Story& story, const std::string& bytes) {
-    if (story.sent.find(jump) != story.sent.npos) {
-        story.afterJump += bytes;
-    } else if (story.sent.find("H ") != story.sent.npos) {
-        story.identity += bytes;
-    } else {
-        story.beforeIdentify += bytes;
-    }
+    story.received += bytes;
+    if (story.started()) story.afterJump += bytes;
+    if (story.sent.find(versionRequest) != story.sent.npos) story.afterRequest += bytes;
 }
 
 Story tell(std::span<const Seen> all) {
@@ -100,15 +128,6 @@ Story tell(std::span<const Seen> all) {
     return story;
 }
 
-/// What the monitor says it is, without its echo of the request; empty when it says nothing.
-std::string_view reply(const Story& story) {
-    std::string_view text = story.identity;
-    for (const char echoed : std::string_view("H \r")) {
-        if (text.starts_with(echoed)) text.remove_prefix(1);
-    }
-    return text;
-}
-
 /// The driver looks at the third and fourth characters.
 bool knownModel(std::string_view reply) { return reply.size() >= 4 && reply.substr(2, 2) == "V4"; }
 
@@ -123,7 +142,7 @@ std::string modelText(std::string_view reply) {
 /// The version in the last packet of "V" and three hexadecimal digits that came; the driver's where there is none.
 int toldVersion(const Story& story) {
     constexpr std::size_t length = 1 + 3;
-    const std::string_view text = story.afterJump;
+    const std::string_view text = story.afterRequest;
     int told = story.version;
     for (std::size_t at = text.find('V'); at != text.npos; at = text.find('V', at + 1)) {
         if (at + length >= text.size() || text[at + length] != ' ') continue;
@@ -177,20 +196,19 @@ Check unknownModel(std::string_view said) {
 }
 
 void judgeActive(const Story& story, std::vector<Check>& checks) {
-    const std::string_view said = reply(story);
-    std::string model = "model " + modelText(said);
-    if (!story.prompted()) model = "model not asked";
+    const std::string_view said = story.reply();
+    std::string model = story.modelAsked() ? "model " + modelText(said) : "model not asked";
     if (!story.monitorSeen()) {
         checks.push_back({CheckId::programRunning, Check::Result::warn,
                           std::string("the console's program answers, but no boot monitor showed its prompt") +
                               (story.noModemLines ? "" : " after the reset"),
                           "check that the cable carries RTS if the console is ever to be reset through it"});
-    } else if (story.prompted() && said.empty()) {
+    } else if (story.modelAsked() && said.empty()) {
         model = "model not told";
         checks.push_back({CheckId::identificationNone, Check::Result::warn,
                           "the boot monitor showed its prompt, but did not say which model it is",
                           "the driver goes on with the default model; if it happens again, check the cable"});
-    } else if (story.prompted() && !knownModel(said)) {
+    } else if (story.modelAsked() && !knownModel(said)) {
         checks.push_back(unknownModel(said));
     }
     checks.push_back({CheckId::consoleActive, Check::Result::pass,
@@ -204,7 +222,6 @@ void judgeActive(const Story& story, std::vector<Check>& checks) {
 }
 
 void judgeSilent(const std::string& port, const Story& story, std::vector<Check>& checks) {
-    const std::string received = story.received();
     const auto fail = [&](CheckId id, std::string text, std::string next) {
         checks.push_back({id, Check::Result::fail, std::move(text), std::move(next)});
     };
@@ -212,7 +229,7 @@ void judgeSilent(const std::string& port, const Story& story, std::vector<Check>
         fail(CheckId::writeFailed, port + " does not take the bytes that are sent",
              "unplug the adapter and plug it in again; see that nothing holds the line back (flow control, a paused "
              "terminal)");
-    } else if (received.empty()) {
+    } else if (story.received.empty()) {
         fail(
             CheckId::lineSilent,
             "not one byte came from " + port + " after " + (story.noModemLines ? "" : "a reset and ") +
@@ -221,16 +238,16 @@ void judgeSilent(const std::string& port, const Story& story, std::vector<Check>
             "port");
     } else if (!story.prompted()) {
         fail(CheckId::lineNoise,
-             std::to_string(received.size()) + " bytes came, but no prompt among them: " + hexText(received),
+             std::to_string(story.received.size()) + " bytes came, but no prompt among them: " + hexText(story.received),
              "see whether another device is on this port; a console's cable may be damaged, or its line not at 9600 baud");
-    } else if (reply(story).empty()) {
+    } else if (story.modelAsked() && story.reply().empty()) {
         fail(CheckId::identificationNone, "the boot monitor showed its prompt, but did not answer when asked what it is",
              "check the cable's line towards the console; switch the console off and on");
     } else {
-        if (!knownModel(reply(story))) checks.push_back(unknownModel(reply(story)));
-        const bool answered = story.afterJump.find("\r\n") != std::string::npos;
+        if (story.modelAsked() && !knownModel(story.reply())) checks.push_back(unknownModel(story.reply()));
         fail(CheckId::versionNone,
-             std::string(answered ? "the program was started" : "the monitor did not confirm the program's start") +
+             std::string(story.startConfirmed() ? "the program was started"
+                                                : "the monitor did not confirm the program's start") +
                  ", but told no version" +
                  (story.afterJump.empty() ? "" : "; after the start came " + hexText(story.afterJump)),
              "the console's program may be damaged: switch the console off and on; if it stays, send a --bundle to support");

@@ -6,6 +6,7 @@ namespace cvhost {
 namespace {
 
 constexpr std::string_view monitorPrompt = "EPROM>";
+constexpr std::string_view shown = "shown";
 
 /// A printable message without the line's end.
 std::string_view withoutReturns(std::string_view text) {
@@ -22,8 +23,8 @@ void StartupSteps::set(Name step, State state, double now, std::string text) {
     m_steps[step].text = std::move(text);
 }
 
-void StartupSteps::giveUp(Name step, double now) {
-    if (m_steps[step].state != State::done) set(step, State::failed, now, "no answer");
+void StartupSteps::giveUp(Name step, std::string text, double now) {
+    if (m_steps[step].state != State::done) set(step, State::failed, now, std::move(text));
 }
 
 void StartupSteps::port(std::string_view name, PortState state, double now) {
@@ -54,10 +55,14 @@ void StartupSteps::message(const WireMessage& message, double now) {
 
 void StartupSteps::sent(const WireMessage& message, double now) {
     if (m_steps[version].state == State::done) return;
-    if (message.bytes == "H ") set(model, State::now, now, "asked");
+    if (message.bytes == "H ") {
+        // The driver asks once it has read the prompt.
+        set(prompt, State::done, now, std::string(monitorPrompt));
+        set(model, State::now, now, "asked");
+    }
     if (message.bytes == "J 0100 0") {
-        giveUp(prompt, now);
-        giveUp(model, now);
+        giveUp(prompt, m_steps[prompt].text == shown ? "not read in time" : "no answer", now);
+        giveUp(model, m_steps[model].state == State::now ? "no answer" : "not asked", now);
         set(started, State::now, now, "told to start");
     }
     if (message.bytes == "? ") {
@@ -69,7 +74,7 @@ void StartupSteps::sent(const WireMessage& message, double now) {
 
 void StartupSteps::received(const WireMessage& message, double now) {
     if (m_steps[prompt].state == State::now && message.bytes.ends_with(monitorPrompt))
-        set(prompt, State::done, now, std::string(monitorPrompt));
+        set(prompt, State::now, now, std::string(shown));
     const std::string_view line = withoutReturns(message.bytes);
     const bool answers = line.size() > 1 && !line.ends_with(monitorPrompt) && !line.starts_with("H ");
     if (m_steps[model].state == State::now && answers) set(model, State::done, now, std::string(line));

@@ -1,4 +1,4 @@
-// How far the driver's start-up has come, step by step, as the line shows it.
+// How far the driver's start-up has come, step by step, as what it sends shows. A prompt that it did not read is none.
 //
 // Threads: one at a time.
 #pragma once
@@ -34,7 +34,7 @@ private:
 
     void set(Name step, State state, double now, std::string text);
     /// Marks a step as failed that has not been reached when a later one begins.
-    void giveUp(Name step, double now);
+    void giveUp(Name step, std::string text, double now);
     void sent(const WireMessage& message, double now);
     void received(const WireMessage& message, double now);
 

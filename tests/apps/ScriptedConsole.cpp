@@ -29,7 +29,7 @@ public:
     }
     void rts(bool high) override {
         m_reset |= high;
-        if (high) say(m_script.onReset);
+        say(high ? m_script.onReset : m_script.inReset);
     }
     bool wasReset() const { return m_reset; }
     void suspendIfDue() {
@@ -40,6 +40,7 @@ public:
 
 private:
     void say(const std::string& text) {
+        if (text.empty()) return;
         const std::vector<unsigned char> bytes(text.begin(), text.end());
         rfc2217::ServerPort::appendData(bytes, m_out);
     }

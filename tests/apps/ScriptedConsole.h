@@ -13,6 +13,8 @@ namespace apps_test {
 class ScriptedConsole {
 public:
     struct Script {
+        /// Said when RTS falls.
+        std::string inReset{};
         /// Said when RTS rises.
         std::string onReset{};
         /// Said when what has been received ends with the key.

@@ -107,6 +107,7 @@ TEST(WireReader, Startup_OfAConsole_ShowsEachStep) {
     reading.hears("\r\nEPR");
     EXPECT_THAT(reading.states(), ElementsAre(done, done, now, waiting, waiting, waiting));
     reading.hears("OM>");
+    EXPECT_EQ(reading.steps.steps()[2].text, "shown");
     reading.sends("H ");
     EXPECT_THAT(reading.states(), ElementsAre(done, done, done, now, waiting, waiting));
     reading.hears("H ");
@@ -136,7 +137,30 @@ TEST(WireReader, Startup_SilentConsole_ShowsWhereItFailed) {
     reading.sends("? ");
     reading.sends("? ");
     EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, done, now));
+    EXPECT_EQ(reading.steps.steps()[2].text, "no answer");
+    EXPECT_EQ(reading.steps.steps()[3].text, "not asked");
     EXPECT_EQ(reading.steps.steps()[5].text, "asked 2 times");
+}
+
+TEST(WireReader, Startup_PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
+    using enum StartupSteps::State;
+    Reading reading;
+    reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
+    for (const int level : {0, 1, 0, 1}) reading.rts(level);
+    reading.hears("\r\nEPROM>");
+    reading.sends("J 0100 0");
+    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, now, waiting));
+    EXPECT_EQ(reading.steps.steps()[2].text, "not read in time");
+    EXPECT_EQ(reading.steps.steps()[3].text, "not asked");
+}
+
+TEST(WireReader, Startup_ModelAskedInVain_HasNoAnswer) {
+    Reading reading;
+    for (const int level : {0, 1}) reading.rts(level);
+    reading.hears("\r\nEPROM>");
+    reading.sends("H ");
+    reading.sends("J 0100 0");
+    EXPECT_EQ(reading.steps.steps()[3].text, "no answer");
 }
 
 }  // namespace

@@ -17,6 +17,11 @@ const Seen over{.what = What::log, .text = "CON:   console_init: no console foun
 
 Seen sent(std::string text) { return {.what = What::transmit, .text = std::move(text)}; }
 Seen came(std::string text) { return {.what = What::receive, .text = std::move(text)}; }
+/// The driver's own line of what it took in one go.
+Seen read(const std::string& text) {
+    const std::string end = " (bytesRead: " + std::to_string(text.size()) + " timeout 0)\n";
+    return {.what = What::log, .text = "CON:   ReadString: " + text + end};
+}
 Seen trouble(std::string text) { return {.what = What::trouble, .text = std::move(text)}; }
 Seen active(int version) {
     return {.what = What::log, .at = 3s, .text = "CON:   console_init: console version " + std::to_string(version) + "\n"};
@@ -49,16 +54,50 @@ TEST(JudgeStartup, NeverOpened_IsPortOpenOrHeld) {
     EXPECT_THAT(found({}), ElementsAre("FAIL port-open"));
 }
 
+/// What passes when the driver has read the prompt and asks which model it is, and what it reads of the reply.
+std::vector<Seen> identified(const std::string& reply) {
+    return {opened,     prompt,     read(prompt.text),  sent("H "), came("H "),
+            read("H "), sent("\r"), came('\r' + reply), read("\r"), read(reply)};
+}
+
+std::vector<Seen> operator+(std::vector<Seen> all, const std::vector<Seen>& more) {
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
 TEST(JudgeStartup, Active_TimeIsFromTheOpening) {
-    EXPECT_THAT(found({opened, prompt, sent("H "), came("H "), sent("\r"), came("\r\r\nV4 X\r\nEPROM>"), active(7)}),
-                ElementsAre("PASS console-active"));
-    EXPECT_EQ(lastText({opened, prompt, sent("H "), sent("\r"), came("H \r\r\nV4 X\r\nEPROM>"), active(7)}),
-              "the console answered: model \"V4 X\", version 7, active after 2.00 s");
+    const auto seen = identified("\r\nV4 X\r\nEPROM>") + std::vector{active(7)};
+    EXPECT_THAT(found(seen), ElementsAre("PASS console-active"));
+    EXPECT_EQ(lastText(seen), "the console answered: model \"V4 X\", version 7, active after 2.00 s");
 }
 
 TEST(JudgeStartup, ActiveWithoutIdentity_Warns) {
-    EXPECT_THAT(found({opened, prompt, sent("H "), came("H "), sent("J 0100 0"), active(7)}),
+    EXPECT_THAT(found(identified("") + std::vector{sent("J 0100 0"), active(7)}),
                 ElementsAre("WARN identification-none", "PASS console-active"));
+}
+
+// On a line without RTS the prompt comes when the line is opened, and is purged.
+TEST(JudgeStartup, PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
+    const std::vector<Seen> seen{opened, prompt, trouble("has no RTS line"), read(""), read("")};
+    const std::vector<Seen> working = seen + std::vector{sent("J 0100 0"), came("J 0100 0"), read("J 0100 0"), active(7)};
+    EXPECT_THAT(found(working), ElementsAre("WARN modem-lines", "PASS console-active"));
+    EXPECT_THAT(lastText(working), HasSubstr("answered: model not asked, version 7"));
+    EXPECT_THAT(found(seen + std::vector{sent("J 0100 0"), over}), ElementsAre("WARN modem-lines", "FAIL version-none"));
+}
+
+TEST(JudgeStartup, ReplyThatTheDriverDidNotRead_IsNone) {
+    const std::vector<Seen> late{opened,          prompt,   sent("H "), read(""),
+                                 sent("\r"),      read(""), read(""),   came("H \r\r\nV4 X\r\nEPROM>"),
+                                 sent("J 0100 0")};
+    EXPECT_THAT(found(late + std::vector{active(7)}), ElementsAre("WARN identification-none", "PASS console-active"));
+    EXPECT_THAT(found(late + std::vector{over}), ElementsAre("FAIL identification-none"));
+}
+
+// The driver looks at the third and fourth of the characters that it reads, whatever came before.
+TEST(JudgeStartup, ReplyReadOutOfStep_IsTheModelThatTheDriverTakesItFor) {
+    EXPECT_THAT(found({opened, prompt, sent("H "), read(""), sent("\r"), came("H \r\r\nV4 X"), read("H"),
+                       read(" \r\r\nV4 X"), active(7)}),
+                ElementsAre("WARN model-unknown", "PASS console-active"));
 }
 
 TEST(JudgeStartup, ActiveThroughTheJumpAlone_NoMonitorIsMissed) {
@@ -67,18 +106,38 @@ TEST(JudgeStartup, ActiveThroughTheJumpAlone_NoMonitorIsMissed) {
 }
 
 TEST(JudgeStartup, ReplyAfterTheJump_IsNoIdentity) {
-    EXPECT_THAT(found({opened, prompt, sent("H "), sent("J 0100 0"), came("\r\nV4"), over}),
+    EXPECT_THAT(found({opened, prompt, sent("H "), sent("J 0100 0"), came("\r\nV4"), read("\r\nV4"), over}),
                 ElementsAre("FAIL identification-none"));
 }
 
 TEST(JudgeStartup, ReplyOfOneCharacter_IsAnUnknownModel) {
-    EXPECT_THAT(found({opened, prompt, sent("H "), came("H \rM"), active(7)}),
+    EXPECT_THAT(found(identified("M") + std::vector{active(7)}), ElementsAre("WARN model-unknown", "PASS console-active"));
+}
+
+TEST(JudgeStartup, ReplyThatBeginsWithZero_IsAnUnknownModel) {
+    const Seen zeros{.what = What::log, .text = "CON:   ReadString:  (bytesRead: 3 timeout 0)\n"};
+    EXPECT_THAT(found({opened, prompt, sent("H "), read("H "), sent("\r"), read("\r"), zeros, active(7)}),
                 ElementsAre("WARN model-unknown", "PASS console-active"));
 }
 
+TEST(JudgeStartup, ReadLineThatIsNone_IsPassedOver) {
+    for (const char* text :
+         {"CON:   ReadString: ", "CON:   ReadString: (bytesRead: 3", "CON:   ReadString: x (bytesRead: -1"}) {
+        EXPECT_THAT(found({opened, prompt, sent("H "), {.what = What::log, .text = text}, active(7)}),
+                    ElementsAre("WARN identification-none", "PASS console-active"));
+    }
+}
+
 TEST(JudgeStartup, JumpNotConfirmed_IsSaid) {
-    EXPECT_THAT(lastText({opened, prompt, sent("H "), came("H \r\r\nV4"), sent("J 0100 0"), came("?"), over}),
-                testing::AllOf(HasSubstr("did not confirm"), HasSubstr("came 3F")));
+    const auto started =
+        identified("\r\nV4") + std::vector{sent("J 0100 0"), came("J 0100 0"), read("J 0100 0"), sent("\r")};
+    EXPECT_THAT(lastText(started + std::vector{came("\r?"), read("\r"), read("?"), over}),
+                testing::AllOf(HasSubstr("did not confirm"), HasSubstr("came 4A 20 30 31 30 30 20 30 0D 3F")));
+    EXPECT_THAT(lastText(started + std::vector{came("\r\r\n"), read("\r"), read("\r\n"), over}),
+                HasSubstr("the program was started, but"));
+    EXPECT_THAT(lastText(started + std::vector{came("\r\nEPROM>"), read("\r"), read("\nE"), over}),
+                HasSubstr("did not confirm"))
+        << "a prompt is no confirmation";
 }
 
 TEST(JudgeStartup, MuchNoise_IsCutShort) {
@@ -99,13 +158,18 @@ TEST(JudgeStartup, VersionSix_IsTooOld) {
 }
 
 TEST(JudgeStartup, VersionOnTheLine_IsTheOneThatIsTold) {
-    const auto text = [](const char* line) { return lastText({opened, sent("J 0100 0"), came(line), active(7)}); };
+    const auto text = [](const char* line) {
+        return lastText({opened, sent("J 0100 0"), sent("? "), came(line), active(7)});
+    };
     EXPECT_THAT(text("J 0100 0\r\nV0"), HasSubstr("version 7, active"));
     EXPECT_THAT(text("J 0100 0\r\nV00x V0055 "), HasSubstr("version 7, active"));
     EXPECT_THAT(text("\r\nV4 X V007 "), HasSubstr("version 7, active"));
     EXPECT_THAT(text("\r\nV006 V00A "), HasSubstr("version 10, which the driver takes for 7, active"));
     EXPECT_THAT(text("V005 "), HasSubstr("version 5, which"));
     EXPECT_THAT(text("V-05 V"), HasSubstr("version 7, active"));
+    EXPECT_THAT(lastText({opened, sent("J 0100 0"), came("V005 "), sent("? "), came("V0"), active(7)}),
+                HasSubstr("version 7, active"))
+        << "what came before it was asked may have been read as an echo";
 }
 
 TEST(JudgeStartup, SilentWithoutRts_NoResetIsTalkedOf) {
