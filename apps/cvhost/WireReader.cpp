@@ -1,8 +1,6 @@
 #include "apps/cvhost/WireReader.h"
 
 #include <charconv>
-#include <cmath>
-#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -47,18 +45,34 @@ std::string keyText(char key, std::string_view what) {
 }  // namespace
 
 void WireReader::read(Direction direction, std::span<const unsigned char> bytes, const Take& take) {
-    Way& way = direction == Direction::transmit ? m_sent : m_received;
+    if (direction == Direction::receive) return receive(bytes, take);
     for (const unsigned char byte : bytes) {
-        way.message += static_cast<char>(byte);
-        const bool ends = way.monitor ? byte == '\n' || way.message.ends_with(prompt) : byte == ' ';
-        if (ends || way.message.size() >= longest) finish(way, take);
+        m_sent.message += static_cast<char>(byte);
+        const bool ends = !m_sent.monitor && byte == ' ';
+        if (ends || m_sent.message.size() >= longest) finish(m_sent, take);
     }
     if (m_sent.monitor) finish(m_sent, take);
+}
+
+void WireReader::receive(std::span<const unsigned char> bytes, const Take& take) {
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const bool last = i + 1 == bytes.size();
+        std::string& message = m_received.message;
+        message += static_cast<char>(bytes[i]);
+        const auto packet = m_driverReads ? m_packets.take(bytes[i], last) : std::nullopt;
+        if (packet) follow(*packet);
+        const bool ends = m_received.monitor ? bytes[i] == '\n' || message.ends_with(prompt) : packet || bytes[i] == ' ';
+        if (ends || message.size() >= longest) finish(m_received, take, packet);
+    }
 }
 
 void WireReader::flush(const Take& take) {
     finish(m_sent, take);
     finish(m_received, take);
+}
+
+void WireReader::flush(Direction direction, const Take& take) {
+    finish(direction == Direction::transmit ? m_sent : m_received, take);
 }
 
 void WireReader::reset() {
@@ -79,19 +93,25 @@ void WireReader::forget() {
         way->monitor = false;
     }
     m_jumping = false;
+    m_driverReads = false;
+    m_packets.close();
 }
 
-void WireReader::finish(Way& way, const Take& take) {
+void WireReader::finish(Way& way, const Take& take, const std::optional<Packet>& packet) {
     if (way.message.empty()) return;
-    const std::string text = meaning(way);
+    if (!take && !way.monitor && way.direction == Direction::receive) return way.message.clear();
+    std::optional<int> ring;
+    if (packet && !way.monitor && packet->accepted && packet->kind == Packet::Kind::status) ring = packet->ring;
+    std::string text = meaning(way, packet);
     const std::string bytes = std::exchange(way.message, {});
+    if (!take) return;
     take({.direction = way.direction,
           .bytes = plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}),
-          .meaning = text,
-          .ring = std::exchange(m_ring, std::nullopt)});
+          .meaning = std::move(text),
+          .ring = ring});
 }
 
-std::string WireReader::meaning(Way& way) {
+std::string WireReader::meaning(Way& way, const std::optional<Packet>& packet) {
     const bool sent = way.direction == Direction::transmit;
     if (way.monitor && sent) return typed(way.message);
     if (way.monitor) {
@@ -99,9 +119,10 @@ std::string WireReader::meaning(Way& way) {
         if (!m_sent.monitor && way.message.ends_with('\n')) way.monitor = false;
         return way.message.ends_with(prompt) ? "the boot monitor's prompt" : "";
     }
-    if (!way.message.ends_with(' ')) return "unfinished";
+    if (!packet && !way.message.ends_with(' ')) return "unfinished";
     const std::string_view text = std::string_view(way.message).substr(0, way.message.size() - 1);
-    return sent ? command(text) : packet(text);
+    if (sent) return command(text);
+    return packetText(packet ? *packet : m_packets.classify(text), text);
 }
 
 /// What is typed to the boot monitor.
@@ -115,6 +136,8 @@ std::string WireReader::typed(std::string_view text) {
 }
 
 std::string WireReader::command(std::string_view text) {
+    // With these the driver turns from the boot monitor to the program.
+    if (text == "F2" || text.empty() || text == "?") m_driverReads = true;
     if (text.empty()) return "";
     if (text == "?") {
         m_received.monitor = false;
@@ -134,39 +157,52 @@ std::string WireReader::command(std::string_view text) {
     return "lamp " + std::to_string(lamp) + std::string(lampName(lamp)) + ' ' + std::string(stateName(text[0]));
 }
 
-std::string WireReader::packet(std::string_view text) {
-    if (text.empty()) return "";
-    const char first = text[0];
-    if (first == 'V') {
-        const auto version = text.size() == 4 ? hex(text.substr(1)) : std::nullopt;
-        return version ? "version " + std::to_string(*version) : "a version that cannot be read";
+/// What the packet changes, if the driver takes it.
+void WireReader::follow(const Packet& packet) {
+    using enum Packet::Kind;
+    if (!packet.accepted) return;
+    if (packet.kind == press || packet.kind == release) {
+        m_look.held[static_cast<std::size_t>(packet.number)] = packet.kind == press;
+    } else if (packet.kind == status) {
+        m_look.ringTold = true;
+        m_look.ring = packet.ring;
+        m_look.turned += packet.turned;
     }
-    if (first == 'D' && text.size() > 2) return "ignored";
-    const bool isKey = first >= '@' && first < '@' + ConsoleLook::keys;
-    if (isKey && (text.size() == 1 || text == std::string{first, 'U'})) {
-        const bool pressed = text.size() == 1;
-        m_look.held[static_cast<std::size_t>(first - '@')] = pressed;
-        return keyText(first, pressed ? "pressed" : "released");
-    }
-    if ((first == '\\' || first == 'L') && text.size() == 9) return wheelStatus(text.substr(1));
-    if (first == '~') return "from the expansion port";
-    return "not a packet";
 }
 
-std::string WireReader::wheelStatus(std::string_view digits) {
-    const auto ring = hex(digits.substr(0, 2));
-    const auto count = hex(digits.substr(2, 2));
-    const auto fine = hex(digits.substr(4, 4));
-    if (!ring || !count || !fine) return "not a packet";
-    m_look.ringTold = true;
-    m_look.ring = static_cast<int>(*ring);
-    m_ring = m_look.ring;
-    const int counts = static_cast<std::int8_t>(*count);
-    const double part = static_cast<std::int16_t>(*fine) / 10000.0;
-    const int deflection = m_look.ring - 127;
-    const double turn = counts < 0 ? counts - part : counts + part;
-    m_look.turned += turn;
-    return "ring " + std::string(deflection > 0 ? "+" : "") + std::to_string(deflection) + ", wheel " + jogText(turn);
+std::string WireReader::packetText(const Packet& packet, std::string_view text) const {
+    using enum Packet::Kind;
+    const std::string from = packet.forwarded ? "from the expansion port" : "";
+    const std::string head = packet.forwarded ? from + ": " : "";
+    switch (packet.kind) {
+        case empty:
+            return "";
+        case version:
+            return head + (text.size() == 4 && hex(text.substr(1)) ? "version " + std::to_string(packet.number)
+                                                                   : "a version that cannot be read");
+        case ignored:
+            return head + "ignored";
+        case press:
+        case release:
+            return head + keyText(static_cast<char>('@' + packet.number), packet.kind == press ? "pressed" : "released") +
+                   std::string(whyIgnored(packet));
+        case status: {
+            const int deflection = packet.ring - 127;
+            return head + "ring " + (deflection > 0 ? "+" : "") + std::to_string(deflection) + ", wheel " +
+                   jogText(packet.turned) + std::string(whyIgnored(packet));
+        }
+        case unknown:
+            return packet.forwarded ? from : "not a packet";
+    }
+    return "";
+}
+
+/// Behind the meaning of a packet that the driver ignores.
+std::string_view WireReader::whyIgnored(const Packet& packet) const {
+    if (packet.accepted && m_driverReads) return "";
+    if (!m_packets.active() || !m_driverReads) return "; ignored: no version yet";
+    if (m_packets.version() < 7) return "; ignored: the version is 6";
+    return "; ignored: the driver knows another first letter, from the version told before";
 }
 
 }  // namespace cvhost

@@ -1,7 +1,7 @@
 // Reads along on the line: cuts what passes into messages, says what each means, and keeps what the console must look like.
 //
 // While the console is in reset or in its boot monitor, a message is a line of text; from the start of its program on, it
-// is what stands before a space.
+// is what stands before a space. What the driver ignores in its present state is called so, and changes nothing.
 //
 // Threads: one at a time.
 #pragma once
@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "apps/cvhost/PacketReader.h"
 #include "host/core/Events.h"
 
 namespace cvhost {
@@ -42,16 +43,22 @@ class WireReader {
 public:
     using Take = std::function<void(const WireMessage&)>;
 
-    WireReader() { forget(); }
+    WireReader() {
+        forget();
+        m_driverReads = true;
+    }
 
-    /// Reads `bytes` and gives each message that ends in them to `take`.
+    /// Reads `bytes` and gives each message that ends in them to `take`, if there is one.
     void read(Direction direction, std::span<const unsigned char> bytes, const Take& take);
     /// Gives what is unfinished to `take`.
     void flush(const Take& take);
+    void flush(Direction direction, const Take& take);
     /// The console is held in reset: lamps off, keys up.
     void reset();
-    /// The line is another one, or gone: nothing is known.
+    /// The line is another one, or gone: nothing is known but what the driver remembers.
     void forget();
+    /// Bytes are missing.
+    void missed() { m_packets.missed(); }
 
     const ConsoleLook& look() const { return m_look; }
 
@@ -64,18 +71,21 @@ private:
         bool monitor = false;   ///< text of the boot monitor
     };
 
-    void finish(Way& way, const Take& take);
-    std::string meaning(Way& way);
+    void receive(std::span<const unsigned char> bytes, const Take& take);
+    void finish(Way& way, const Take& take, const std::optional<Packet>& packet = {});
+    std::string meaning(Way& way, const std::optional<Packet>& packet);
     std::string typed(std::string_view text);
     std::string command(std::string_view text);
-    std::string packet(std::string_view text);
-    std::string wheelStatus(std::string_view digits);
+    void follow(const Packet& packet);
+    std::string packetText(const Packet& packet, std::string_view text) const;
+    std::string_view whyIgnored(const Packet& packet) const;
 
     ConsoleLook m_look;
+    PacketReader m_packets;
+    bool m_driverReads = true;  ///< packets: it has done with the boot monitor
     Way m_sent{.direction = Direction::transmit};
     Way m_received{.direction = Direction::receive};
-    std::optional<int> m_ring;  ///< what the message that is being finished tells of the ring
-    bool m_jumping = false;     ///< the jump has been typed, its return not yet
+    bool m_jumping = false;  ///< the jump has been typed, its return not yet
 };
 
 }  // namespace cvhost

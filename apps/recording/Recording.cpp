@@ -3,10 +3,12 @@
 #include <array>
 #include <cstdint>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <string_view>
+#include <utility>
+
+#include "apps/recording/Line.h"
 
 namespace recording {
 namespace {
@@ -15,8 +17,7 @@ using Json = nlohmann::ordered_json;
 using What = Event::What;
 
 constexpr std::string_view formatName = "cvhost serial recording";
-/// A line of 4096 received bytes, all escaped, fits several times over.
-constexpr std::size_t longestLine = 256UL * 1024;
+constexpr std::size_t largestFile = 1UL << 30;
 constexpr std::int64_t longestTime = std::chrono::microseconds(std::chrono::years(10)).count();
 
 struct Name {
@@ -58,7 +59,8 @@ std::string textOfBytes(std::string_view bytes) {
     return text;
 }
 
-std::string bytesOfText(const std::string& text) {
+/// Nothing when a character stands for no byte.
+std::optional<std::string> bytesOfText(const std::string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto first = static_cast<unsigned char>(text[i]);
@@ -67,7 +69,7 @@ std::string bytesOfText(const std::string& text) {
         } else if (first <= 0xC3 && i + 1 < text.size()) {
             bytes += static_cast<char>(first << 6 | (static_cast<unsigned char>(text[++i]) & 0x3F));
         } else {
-            throw Error("bytes must be characters up to \\u00ff");
+            return std::nullopt;
         }
     }
     return bytes;
@@ -111,48 +113,26 @@ void addMembers(const Event& event, Json& line) {
     }
 }
 
-/// A whole number from `lowest` to `highest`.
-std::int64_t number(const Json& line, const char* member, std::int64_t lowest, std::int64_t highest) {
-    const auto found = line.find(member);
-    const bool whole = found != line.end() && found->is_number_integer() &&
-                       (!found->is_number_unsigned() || found->get<std::uint64_t>() <= INT64_MAX);
-    if (!whole || found->get<std::int64_t>() < lowest || found->get<std::int64_t>() > highest) {
-        throw Error(std::string("\"") + member + "\" must be a whole number from " + std::to_string(lowest) + " to " +
-                    std::to_string(highest));
-    }
-    return found->get<std::int64_t>();
+int smallNumber(Line& line, Member member, int lowest, int highest) {
+    return static_cast<int>(line.number(member, lowest, highest));
 }
 
-int smallNumber(const Json& line, const char* member, int lowest, int highest) {
-    return static_cast<int>(number(line, member, lowest, highest));
+cvhost::LineSettings settingsOf(Line& line) {
+    const std::string parity = line.text(Member::parity);
+    const bool known = parity.size() == 1 && std::string_view("NEO").find(parity) != std::string_view::npos;
+    if (!known) line.spoil("\"parity\" must be N, E or O");
+    return {smallNumber(line, Member::baud, 1, INT32_MAX), smallNumber(line, Member::dataBits, 5, 8),
+            known ? parity.front() : 'N', smallNumber(line, Member::stopBits, 1, 2)};
 }
 
-std::string text(const Json& line, const char* member) {
-    const auto found = line.find(member);
-    if (found == line.end() || !found->is_string()) throw Error(std::string("\"") + member + "\" must be a text");
-    return found->get<std::string>();
+std::string bytesOf(Line& line) {
+    auto bytes = bytesOfText(line.text(Member::bytes));
+    if (!bytes) line.spoil("bytes must be characters up to \\u00ff");
+    return std::move(bytes).value_or("");
 }
 
-std::vector<int> argumentsOf(const Json& line) {
-    std::vector<int> arguments;
-    const auto found = line.find("arguments");
-    if (found == line.end() || !found->is_array()) throw Error("\"arguments\" must be a list of numbers");
-    for (const Json& argument : *found) {
-        arguments.push_back(smallNumber(Json{{"arguments", argument}}, "arguments", INT32_MIN, INT32_MAX));
-    }
-    return arguments;
-}
-
-cvhost::LineSettings settingsOf(const Json& line) {
-    const std::string parity = text(line, "parity");
-    if (parity.size() != 1 || std::string_view("NEO").find(parity) == std::string_view::npos)
-        throw Error("\"parity\" must be N, E or O");
-    return {smallNumber(line, "baud", 1, INT32_MAX), smallNumber(line, "data_bits", 5, 8), parity.front(),
-            smallNumber(line, "stop_bits", 1, 2)};
-}
-
-Event eventOf(What what, const Json& line) {
-    Event event{.at = std::chrono::microseconds(number(line, "t", 0, longestTime)), .what = what};
+Event eventOf(What what, Line& line) {
+    Event event{.at = std::chrono::microseconds(line.number(Member::t, 0, longestTime)), .what = what};
     switch (what) {
         case What::opening:
             event.line = settingsOf(line);
@@ -160,102 +140,143 @@ Event eventOf(What what, const Json& line) {
         case What::open:
         case What::closed:
         case What::lost:
-            event.port = text(line, "port");
+            event.port = line.text(Member::port);
             break;
         case What::trouble:
-            event.port = text(line, "port");
-            event.text = text(line, "text");
+            event.port = line.text(Member::port);
+            event.text = line.text(Member::text);
             break;
         case What::tx:
         case What::rx:
         case What::added:
-            event.text = bytesOfText(text(line, "bytes"));
+            event.text = bytesOf(line);
             break;
         case What::rts:
-            event.number = smallNumber(line, "level", 0, 1);
+            event.number = smallNumber(line, Member::level, 0, 1);
             break;
         case What::call:
-            event.text = text(line, "name");
-            event.arguments = argumentsOf(line);
+            event.text = line.text(Member::name);
+            event.arguments = line.arguments();
             break;
         case What::key:
-            event.number = smallNumber(line, "code", INT32_MIN, INT32_MAX);
+            event.number = smallNumber(line, Member::code, INT32_MIN, INT32_MAX);
             break;
     }
     return event;
 }
 
-Json parsed(const std::string& line) {
-    Json json = Json::parse(line, nullptr, false);
-    if (!json.is_object()) throw Error("it is no JSON object");
-    return json;
-}
-
-void takeHeader(const Json& line, Recording& recording) {
-    if (text(line, "format") != formatName) throw Error("this is no recording of a serial port");
-    const auto version = number(line, "version", 1, INT32_MAX);
-    if (version > formatVersion) {
-        throw Error("the format's version is " + std::to_string(version) + ", and this program knows " +
-                    std::to_string(formatVersion));
-    }
-    recording.program = text(line, "program");
-    recording.started = text(line, "started");
-}
-
-void takeEvent(const Json& line, Recording& recording) {
-    const auto what = whatOf(text(line, "event"));
-    if (!what) return;
-    Event event = eventOf(*what, line);
-    if (!recording.events.empty() && event.at < recording.events.back().at) throw Error("time runs backwards");
-    recording.events.push_back(std::move(event));
-}
-
-/// A line without its end. False: there is none any more.
-bool nextLine(std::istream& text, std::string& line, bool& whole) {
-    line.clear();
-    char c = 0;
-    while (text.get(c)) {
-        whole = c == '\n';
-        if (whole) return true;
-        if (line.size() >= longestLine) throw Error("the line is too long");
-        line += c;
-    }
-    return !line.empty();
+/// Nothing of a kind that is not known.
+std::optional<Event> eventOf(Line& line) {
+    const std::string name = line.text(Member::event);
+    const auto what = whatOf(name);
+    if (!what || !line.good()) return std::nullopt;
+    return eventOf(*what, line);
 }
 
 }  // namespace
 
-Recording read(std::istream& text) {
-    Recording recording;
-    std::string line;
-    int count = 0;
-    try {
-        for (bool whole = false; ++count, nextLine(text, line, whole);) {
-            if (!whole) {
-                recording.cutShort = true;
-                break;
-            }
-            if (count == 1) {
-                takeHeader(parsed(line), recording);
-            } else {
-                takeEvent(parsed(line), recording);
-            }
-        }
-    } catch (const Error& error) {
-        throw Error("line " + std::to_string(count) + ": " + error.what());
-    }
-    if (count == 1) throw Error(recording.cutShort ? "it ends within its first line" : "it is empty");
-    return recording;
+std::string Damage::text() const {
+    const std::string lines = first == last ? "line " : "lines " + std::to_string(first) + " to ";
+    return lines + std::to_string(last) + ": " + reason;
 }
 
-Recording readFile(const std::string& path) {
+Reader::Reader(std::string_view text) : m_text(text) {
+    readHeader();
+    if (!m_damage) return;
+    // It is a recording all the same if there is an event.
+    Reader ahead = *this;
+    std::optional<Item> item;
+    do {
+        item = ahead.next();
+    } while (item && std::holds_alternative<Damage>(*item));
+    if (!item) throw Error(Damage{1, 1, m_damage->reason}.text());
+}
+
+void Reader::readHeader() {
+    const bool empty = m_text.empty();
+    const auto first = nextLine();
+    if (!first) throw Error(empty ? "it is empty" : "it ends within its first line");
+    Line line(*first);
+    const std::string format = line.text(Member::format);
+    if (line.good() && format != formatName) throw Error("line 1: this is no recording of a serial port");
+    const auto version = line.number(Member::version, 1, INT32_MAX);
+    if (version > formatVersion) {
+        throw Error("line 1: the format's version is " + std::to_string(version) + ", and this program knows " +
+                    std::to_string(formatVersion));
+    }
+    m_program = line.text(Member::program);
+    m_started = line.text(Member::started);
+    if (!line.good()) gather(line.problem());
+}
+
+std::optional<std::string_view> Reader::nextLine() {
+    const std::size_t end = m_text.find('\n');
+    if (end == m_text.npos) {
+        m_cutShort = !m_text.empty();
+        return std::nullopt;
+    }
+    ++m_line;
+    const std::string_view line = m_text.substr(0, end);
+    m_text.remove_prefix(end + 1);
+    return line;
+}
+
+std::optional<Damage> Reader::gather(std::string reason) {
+    if (m_damage && m_damage->last + 1 == m_line && m_damage->reason == reason) {
+        m_damage->last = m_line;
+        return std::nullopt;
+    }
+    return std::exchange(m_damage, Damage{m_line, m_line, std::move(reason)});
+}
+
+std::optional<Reader::Item> Reader::next() {
+    while (!m_event) {
+        const auto text = nextLine();
+        if (!text) break;
+        Line line(*text);
+        m_event = eventOf(line);
+        if (!line.good()) m_event.reset();
+        if (m_event && m_event->at < m_at) line.spoil("time runs backwards");
+        if (m_event) m_at = m_event->at;
+        if (line.good()) continue;
+        if (auto earlier = gather(line.problem())) return *std::move(earlier);
+    }
+    if (m_damage) return *std::exchange(m_damage, std::nullopt);
+    if (m_event) return *std::exchange(m_event, std::nullopt);
+    return std::nullopt;
+}
+
+std::string textOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     file.peek();  // a folder opens, and is found out by reading
     if (!file.is_open() || file.bad()) throw Error("it cannot be read; check its name and that it may be read");
-    Recording recording = read(file);
+    std::error_code unknown;
+    const auto size = std::filesystem::file_size(path, unknown);
+    std::string text;
+    if (!unknown && size <= largestFile) text.reserve(size + 1);
+    std::array<char, 65536> piece{};
+    while (file.good()) {
+        file.read(piece.data(), piece.size());
+        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+        if (text.size() > largestFile) throw Error("it is larger than " + std::to_string(largestFile >> 20) + " MiB");
+        if (text.size() > longestLine && text.find('\n') > longestLine) throw Error("line 1: the line is too long");
+    }
     if (file.bad()) throw Error("it cannot be read to its end");
+    return text;
+}
+
+Recording read(std::string_view text) {
+    Reader reader(text);
+    Recording recording{.program = reader.program(), .started = reader.started(), .events = {}};
+    while (auto item = reader.next()) {
+        if (const auto* damage = std::get_if<Damage>(&*item)) throw Error(damage->text());
+        recording.events.push_back(std::get<Event>(*std::move(item)));
+    }
+    recording.cutShort = reader.cutShort();
     return recording;
 }
+
+Recording readFile(const std::string& path) { return read(textOf(path)); }
 
 std::string lineFor(const Event& event) {
     Json line{{"t", event.at.count()}, {"event", nameOf(event.what)}};

@@ -4,9 +4,12 @@
 #pragma once
 
 #include <chrono>
-#include <istream>
+#include <cstddef>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <variant>
 #include <vector>
 
 #include "host/core/Events.h"
@@ -39,21 +42,69 @@ struct Event {
     std::vector<int> arguments{};
 };
 
-struct Recording {
-    std::string program;  ///< what made it
-    std::string started;  ///< when, in UTC: "2026-01-31T12:34:56Z"
-    std::vector<Event> events;
-    /// The file ends within a line, which is left out.
-    bool cutShort = false;
-};
-
-/// What is wrong with a recording, with its line: no full stop.
+/// Why a file is no recording, or what is wrong with a line of it: no full stop.
 struct Error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Reads a recording; throws Error when it is none. Lines of kinds that a later program has added are skipped.
-Recording read(std::istream& text);
+/// Lines in a row that are damaged in the same way.
+struct Damage {
+    std::size_t first;  ///< the first line of a file is 1
+    std::size_t last;
+    std::string reason;
+
+    /// "line 3: ..." or "lines 3 to 5: ...".
+    std::string text() const;
+};
+
+/// Goes through a recording's text without taking memory for more than one line of it.
+class Reader {
+public:
+    using Item = std::variant<Event, Damage>;
+
+    /// Throws Error if `text`, which must outlive the reader, is no recording: something else, from a later version, or
+    /// without a line that can be read.
+    explicit Reader(std::string_view text);
+
+    /// What made the recording, and when in UTC: "2026-01-31T12:34:56Z". Empty when the first line is damaged.
+    const std::string& program() const { return m_program; }
+    const std::string& started() const { return m_started; }
+
+    /// The next event, or damage before it; nothing at the end. Damaged lines give no event, except that one whose time runs
+    /// backwards is told as damage first. Lines of kinds that a later program has added are skipped.
+    std::optional<Item> next();
+    /// At the end: the text ends within a line, which is left out.
+    bool cutShort() const { return m_cutShort; }
+
+private:
+    /// The next whole line; nothing: none is left.
+    std::optional<std::string_view> nextLine();
+    void readHeader();
+    /// Adds to the damage that is being gathered, or begins another and returns the gathered one.
+    std::optional<Damage> gather(std::string reason);
+
+    std::string_view m_text;
+    std::size_t m_line = 0;  ///< the number of the line read last
+    bool m_cutShort = false;
+    std::string m_program;
+    std::string m_started;
+    std::chrono::microseconds m_at{};  ///< of the last event
+    std::optional<Damage> m_damage;    ///< being gathered
+    std::optional<Event> m_event;      ///< comes after the damage
+};
+
+/// The text of a file, whole. Throws Error if it cannot be read or is larger than any recording.
+std::string textOf(const std::string& path);
+
+struct Recording {
+    std::string program;
+    std::string started;
+    std::vector<Event> events;
+    bool cutShort = false;
+};
+
+/// Reads all of a recording; throws Error if a line of it is damaged.
+Recording read(std::string_view text);
 /// The same of a file.
 Recording readFile(const std::string& path);
 

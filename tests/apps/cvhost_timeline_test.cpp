@@ -45,10 +45,19 @@ Lines linesOf(const std::string& text) {
     return lines;
 }
 
+Lines linesFor(const std::string& recordingText, bool colour = false) {
+    std::string text;
+    ::cvhost::writeTimeline(recording::Reader(recordingText), colour, [&](std::string_view line) { text += line; });
+    return linesOf(text);
+}
+
+const std::string goodHeader = recording::headerLine("cvhost", std::chrono::system_clock::time_point(1'700'000'000s));
+
 /// The lines of these events, without the one above them.
 Lines shown(const std::vector<Event>& events, bool colour = false) {
-    const Recording recording{.program = "cvhost", .started = "2026-01-31T12:34:56Z", .events = events};
-    Lines lines = linesOf(::cvhost::timelineText(recording, colour));
+    std::string text = goodHeader;
+    for (const Event& event : events) text += recording::lineFor(event);
+    Lines lines = linesFor(text, colour);
     lines.erase(lines.begin());
     return lines;
 }
@@ -105,7 +114,10 @@ void PrintTo(const Told& told, std::ostream* out) { *out << told.name; }
 
 class TimelineLine : public testing::TestWithParam<Told> {};
 
-TEST_P(TimelineLine, Event_Alone_IsToldInOneLine) { EXPECT_THAT(shown({GetParam().event}).at(0), GetParam().line); }
+TEST_P(TimelineLine, Event_WithAConsoleActive_IsToldInOneLine) {
+    const std::string version = GetParam().name == "WheelOfVersion8" ? "V008 " : "V007 ";
+    EXPECT_THAT(shown({{.what = What::rx, .text = version}, GetParam().event}).at(1), GetParam().line);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Events, TimelineLine,
@@ -114,11 +126,11 @@ INSTANTIATE_TEST_SUITE_P(
              {.what = What::opening, .port = "/dev/ttyUSB0", .line = {9600, 8, 'N', 1}},
              "    0.000             port      /dev/ttyUSB0 opens: 9600 baud, 8N1"},
         Told{"OpeningOtherwise",
-             {.at = 1ms, .what = What::opening, .port = "/dev/ttyS1", .line = {38400, 7, 'E', 2}},
-             "    0.001             port      /dev/ttyS1 opens: 38400 baud, 7E2"},
+             {.what = What::opening, .port = "/dev/ttyS1", .line = {38400, 7, 'E', 2}},
+             "    0.000             port      /dev/ttyS1 opens: 38400 baud, 7E2"},
         Told{"Open",
              {.at = 12345678us, .what = What::open, .port = "/dev/ttyS1"},
-             "   12.346             port      /dev/ttyS1 is open"},
+             "   12.346  +12.346 s  port      /dev/ttyS1 is open"},
         Told{"Closed", {.what = What::closed, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is closed"},
         Told{"Lost", {.what = What::lost, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is lost"},
         Told{"Trouble",
@@ -136,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(
         Told{"Wheel",
              {.what = What::rx, .text = "\\540309C4 "},
              "    0.000             received  \"\\540309C4 \"    ring -43 (×0.63 reverse), wheel +3.25"},
-        Told{"WheelAtRest",
+        Told{"WheelOfVersion8",
              {.what = What::rx, .text = "L7F000000 "},
              "    0.000             received  \"L7F000000 \"    ring 0 (stopped), wheel +0"},
         Told{
@@ -195,25 +207,30 @@ TEST(Timeline, BootMonitor_AfterAReset_IsReadAsText) {
 }
 
 TEST(Timeline, Text_OfSomebodyElse_CannotReachTheTerminal) {
-    const std::string nasty = "\x1b]0;x\x07\n\r\x7f\xc2\x9b\xff";
+    const std::string nasty = "\x1b]0;x\x07\n\r\x7f\xc2\x9b";
     std::string everyByte;
     for (int byte = 0; byte < 256; ++byte) everyByte += static_cast<char>(byte);
-    Recording recording{.program = nasty, .started = nasty, .events = {}, .cutShort = true};
+    std::string text =
+        "{\"format\":\"cvhost serial recording\",\"version\":1,\"program\":\"\\u001b]0;x\\u0007\\n\\u009b\","
+        "\"started\":\"\\u001b\\n\"}\n";
     for (const What what : {What::opening, What::open, What::trouble, What::tx, What::rx, What::added, What::call}) {
-        recording.events.push_back(
+        text += recording::lineFor(
             {.what = what, .port = nasty, .text = what == What::tx ? everyByte : nasty, .line = {9600, 8, 'N', 1}});
     }
-    const std::string text = ::cvhost::timelineText(recording, false);
+    std::string shownText;
+    ::cvhost::writeTimeline(recording::Reader(text + "{"), false, [&](std::string_view line) { shownText += line; });
+    text = shownText;
     for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7f)) << static_cast<int>(c);
     EXPECT_THAT(linesOf(text),
                 testing::Each(testing::AnyOf(StartsWith("   "), StartsWith("Recorded by "), StartsWith("The recording "))));
 }
 
 TEST(Timeline, Colour_TakenAway_LeavesTheSameText) {
-    const Recording recording = recording::readFile(keysAndWheel);
-    const std::string coloured = ::cvhost::timelineText(recording, true);
+    const std::string recording = contentsOf(keysAndWheel);
+    std::string coloured;
+    for (const std::string& line : linesFor(recording, true)) coloured += line + "\n";
     EXPECT_THAT(coloured, HasSubstr("\x1b["));
-    EXPECT_EQ(std::regex_replace(coloured, std::regex("\x1b\\[[0-9]+m"), ""), ::cvhost::timelineText(recording, false));
+    EXPECT_EQ(linesOf(std::regex_replace(coloured, std::regex("\x1b\\[[0-9]+m"), "")), linesFor(recording));
 }
 
 TEST_F(CvhostTimeline, Recordings_Kept_ShowEveryByteInOrderOfTime) {
@@ -309,10 +326,10 @@ TEST_F(CvhostTimeline, File_CutOffWithinALine_ShowsWhatIsWholeAndSaysSo) {
 TEST_F(CvhostTimeline, File_CutOffAnywhere_IsShownAsFarAsItIsWhole) {
     const std::string whole = contentsOf(keysAndWheel);
     for (std::size_t size = whole.find('\n') + 1; size < whole.size(); size += 41) {
-        std::istringstream text(whole.substr(0, size));
-        const Recording recording = recording::read(text);
+        const std::string part = whole.substr(0, size);
+        const Recording recording = recording::read(part);
         EXPECT_EQ(recording.cutShort, whole[size - 1] != '\n');
-        const Lines lines = linesOf(::cvhost::timelineText(recording, false));
+        const Lines lines = linesFor(part);
         EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, What::tx)) << size;
         EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, What::rx)) << size;
         EXPECT_EQ(std::ranges::count(lines, "The recording is cut off within a line, which is left out"),
@@ -339,18 +356,45 @@ TEST_P(CvhostTimelineOf, NoRecording_IsRefusedInOneSentence) {
     EXPECT_THAT(host.errors(), HasSubstr(GetParam().says));
 }
 
-const std::string goodHeader = recording::headerLine("cvhost", std::chrono::system_clock::time_point(1'700'000'000s));
-
 INSTANTIATE_TEST_SUITE_P(
     Files, CvhostTimelineOf,
     testing::Values(NoRecording{"Empty", "", "it is empty"},
                     NoRecording{"Text", "Dear support,\n", "line 1: it is no JSON object"},
                     NoRecording{"Bytes", std::string("\0\xff\x1b[31m\n\0", 9), "line 1: it is no JSON object"},
                     NoRecording{"OtherJson", "{\"format\":\"a song\"}\n", "this is no recording of a serial port"},
-                    NoRecording{"CutInItsFirstLine", goodHeader.substr(0, 40), "it ends within its first line"},
-                    NoRecording{"SpoiltLater", goodHeader + "{\"t\":1,\"event\":\"rts\",\"level\":7}\n",
-                                "line 2: \"level\" must be"}),
+                    NoRecording{"CutInItsFirstLine", goodHeader.substr(0, 40), "it ends within its first line"}),
     [](const auto& row) { return row.param.name; });
+
+TEST_F(CvhostTimeline, File_WithDamagedLines_ShowsAllElseAndNamesThem) {
+    const Lines whole = printed(keysAndWheel);
+    const std::string text = contentsOf(keysAndWheel);
+    const std::size_t second = text.find('\n') + 1;
+    Process host(timeline(m_folder.write("damaged.jsonl", text.substr(0, second) + "{\"t\":0,\"ev\n" + text.substr(second) +
+                                                              "\n" + std::string(120000, '[') + "\n")));
+    EXPECT_EQ(host.wait(), 1);
+    Lines lines = host.lines();
+    ASSERT_EQ(lines.size(), whole.size() + 2);
+    EXPECT_THAT(lines.at(1), EndsWith("  damaged   line 2: it is no JSON object"));
+    EXPECT_THAT(lines.back(), MatchesRegex(".*  damaged   lines [0-9]+ to [0-9]+: it is no JSON object"));
+    lines.pop_back();
+    lines.erase(lines.begin() + 1);
+    EXPECT_EQ(lines, whole);
+    EXPECT_THAT(host.errors(),
+                MatchesRegex("cvhost: recording [^\n]+, damaged lines: 2, [0-9]+ to [0-9]+; all else is shown\\.\n"));
+}
+
+TEST(Timeline, Version7After8_StatusThatTheDriverIgnores_IsCalledSo) {
+    const Lines lines = shown({{.what = What::rx, .text = "V008 L80000000 "},
+                               {.what = What::lost, .port = "x"},
+                               {.what = What::open, .port = "x"},
+                               {.what = What::tx, .text = "? "},
+                               {.what = What::rx, .text = "V007 \\C8000000 E "}});
+    EXPECT_THAT(lines, Contains(EndsWith("ring +1 (stopped), wheel +0")));
+    EXPECT_THAT(lines,
+                Contains(EndsWith(
+                    "ring +73, wheel +0; ignored: the driver knows another first letter, from the version told before")));
+    EXPECT_THAT(lines, Contains(EndsWith("key E (code 5) pressed")));
+}
 
 TEST_F(CvhostTimeline, File_Missing_IsSaidInOneSentence) {
     Process host(timeline("/no/such\nfile"));

@@ -111,6 +111,40 @@ TEST_F(Settings, TextNestedWithoutEnd_IsTaken) {
     EXPECT_EQ(text("v"), deep);
 }
 
+/// A key of 200,000 parts.
+std::string deepKey() {
+    std::string key = "a";
+    for (int part = 1; part < 200'000; ++part) key += ".a";
+    return key;
+}
+
+TEST_F(Settings, TextWithAKeyOfManyParts_IsTaken) {
+    for (const std::string& deep : {"{" + deepKey() + " = 1}", "1\n[" + deepKey() + "]"}) {
+        settings().setFromText("v", deep);
+        EXPECT_EQ(text("v"), deep);
+    }
+}
+
+TEST_F(Settings, FileWithAKeyOfManyParts_IsRefusedWithItsLine) {
+    const std::string refusal = "line 2: it has more than 64 dots";
+    for (const std::string& form : {"[" + deepKey() + "]", "[[" + deepKey() + "]]", deepKey() + " = 1",
+                                    "x = {" + deepKey() + " = 1}", "a = '#'\t" + deepKey()}) {
+        EXPECT_EQ(settings().takeFile("[settings]\n" + form), refusal);
+    }
+    EXPECT_EQ(settings().takeFile("[settings]\n # " + std::string(1000, '.') + "\nv = 5\n"), "") << "a comment";
+    EXPECT_EQ(whole("v"), 5);
+}
+
+TEST_F(Settings, FileWithValuesInValues_IsRefused) {
+    const auto nested = [](int levels) {
+        std::string value = "1";
+        for (int level = 0; level < levels; ++level) value = "[\n{a.a.a.a.a.a.a.a = " + value + "}]";
+        return "[settings]\nx = " + value + "\n";
+    };
+    EXPECT_THAT(settings().takeFile(nested(2)), HasSubstr("a setting is a number"));
+    EXPECT_THAT(settings().takeFile(nested(8)), HasSubstr("exceeded maximum nested value depth"));
+}
+
 TEST_F(Settings, Preference_UsersChoiceThenHostsThenAskers) {
     EXPECT_TRUE(prefs().getPreference("p", true));
     EXPECT_FALSE(prefs().getPreference("p", false));

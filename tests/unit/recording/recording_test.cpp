@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <system_error>
 
 #include "apps/recording/Recorder.h"
@@ -30,10 +29,7 @@ using What = Event::What;
 
 const std::string header = recording::headerLine("a program", std::chrono::system_clock::time_point(1'700'000'000s));
 
-Recording readText(const std::string& text) {
-    std::istringstream stream(text);
-    return recording::read(stream);
-}
+Recording readText(const std::string& text) { return recording::read(text); }
 
 /// What is wrong with `text`; empty when nothing is.
 std::string problemWith(const std::string& text) {
@@ -148,6 +144,12 @@ TEST(Recording, LinesAndMembersOfLaterPrograms_AreSkipped) {
     EXPECT_EQ(read.events[0].what, What::rts);
 }
 
+std::string zeros(int count) {
+    std::string list = "0";
+    for (int i = 1; i < count; ++i) list += ",0";
+    return list;
+}
+
 struct Wrong {
     std::string text;
     std::string problem;
@@ -189,8 +191,54 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{
             header + recording::lineFor({.at = 2us, .what = What::rts}) + recording::lineFor({.at = 1us, .what = What::rts}),
             "line 3: time runs backwards"},
-        Wrong{header + std::string(300 * 1024, '['), "line 2: the line is too long"},
+        Wrong{header + std::string(300 * 1024, '[') + "\n", "line 2: the line is too long"},
+        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":" + std::string(120'000, '[') +
+                  std::string(120'000, ']') + "}\n",
+              "line 2: \"arguments\" must be whole numbers"},
+        Wrong{header + "{\"t\":1,\"event\":\"rts\",\"level\":1,\"mood\":" + std::string(100, '[') + std::string(100, ']') +
+                  "}\n",
+              "line 2: its values are nested too deep"},
+        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":[" + zeros(65) + "]}\n",
+              "line 2: there are more than 64 arguments"},
         Wrong{header + std::string(200UL * 1024, '[') + "\n", "line 2: it is no JSON object"}));
+
+/// What a reader gives: events by the numbers in them, damage by its text.
+std::vector<std::string> items(const std::string& text) {
+    std::vector<std::string> found;
+    recording::Reader reader(text);
+    while (const auto item = reader.next()) {
+        const auto* event = std::get_if<Event>(&*item);
+        found.push_back(event != nullptr ? "t " + std::to_string(event->at.count())
+                                         : std::get<recording::Damage>(*item).text());
+    }
+    return found;
+}
+
+std::string rtsAt(int time) { return recording::lineFor({.at = std::chrono::microseconds(time), .what = What::rts}); }
+
+TEST(RecordingReader, DamagedLines_AreNamedAndAllElseIsRead) {
+    EXPECT_THAT(items(header + rtsAt(1) + "\n" + rtsAt(2) + "{\n{\n{}\n" + rtsAt(3) + "[\n"),
+                testing::ElementsAre("t 1", "line 3: it is no JSON object", "t 2", "lines 5 to 6: it is no JSON object",
+                                     "line 7: \"event\" must be a text", "t 3", "line 9: it is no JSON object"));
+}
+
+TEST(RecordingReader, TimeThatRunsBackwards_IsNamedAndTheEventIsRead) {
+    EXPECT_THAT(items(header + rtsAt(9) + rtsAt(2) + rtsAt(3)),
+                testing::ElementsAre("t 9", "line 3: time runs backwards", "t 2", "t 3"));
+}
+
+TEST(RecordingReader, FirstLineDamaged_EventsAreRead) {
+    for (const std::string first :
+         {"", "{\"format\":\"cvhost seri", "{\"format\":\"cvhost serial recording\",\"version\":0}"}) {
+        const std::string text = first + "\n" + rtsAt(1);
+        EXPECT_THAT(items(text), testing::ElementsAre(StartsWith("line 1: "), "t 1")) << first;
+        EXPECT_EQ(recording::Reader(text).program(), "");
+    }
+    EXPECT_THAT(problemWith("{\"format\":\"other\"}\n" + rtsAt(1)), StartsWith("line 1: this is no recording"));
+    EXPECT_THAT(problemWith("\n\n{}\n"), StartsWith("line 1: it is no JSON object")) << "no event";
+}
+
+TEST(RecordingReader, FileWithoutEnd_IsRefused) { EXPECT_THROW(recording::textOf("/dev/zero"), recording::Error); }
 
 TEST(Recording, FileThatIsNotThere_IsSaid) {
     EXPECT_THROW(recording::readFile("/no/such/file"), recording::Error);
