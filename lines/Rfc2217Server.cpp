@@ -37,7 +37,8 @@ FileDescriptor listenOn(const std::string& address, std::uint16_t port) {
     FileDescriptor listener = owned(::socket(found.first->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), what);
     const int on = 1;
     ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (::bind(listener.get(), found.first->ai_addr, found.first->ai_addrlen) != 0 || ::listen(listener.get(), 4) != 0)
+    if (::bind(listener.get(), found.first->ai_addr, found.first->ai_addrlen) != 0 ||
+        ::listen(listener.get(), SOMAXCONN) != 0)
         throw std::system_error(errno, std::generic_category(), what);
     return listener;
 }

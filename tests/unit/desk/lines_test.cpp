@@ -259,6 +259,26 @@ TEST_F(NetworkLine, HostThatNeverReadsItsAnswers_BlocksOnlyItself) {
     }));
 }
 
+/// Connects, and waits as long as a generous time for that.
+bool reaches(const lines::FileDescriptor& socket, std::uint16_t port) {
+    const timeval time{.tv_sec = 60, .tv_usec = 0};
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+    address.sin_port = ::htons(port);
+    return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+TEST_F(NetworkLine, Clients_ManyBeforeTheNextRound_AllReachTheServer) {
+    const lines::Rfc2217Server line;
+    std::vector<lines::FileDescriptor> clients;
+    for (int i = 0; i < 64; ++i) {
+        clients.push_back(lines::owned(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"));
+        ASSERT_TRUE(reaches(clients.back(), line.port())) << i;
+    }
+}
+
 TEST_F(NetworkLine, NoDescriptorForAHost_ItWaitsWithoutTheServerSpinning) {
     lines::Rfc2217Server line;
     desk::Desk desk(fastRunning);
