@@ -101,6 +101,17 @@ WebAddress web(const std::string& text) {
     throw CLI::ValidationError("--web", "\"" + text + "\" is not a port, or ADDR:PORT with brackets around an IPv6 address");
 }
 
+/// Other machines reach the page only by both an address of theirs and the option for it.
+void checkOpen(std::optional<WebAddress>& address, bool open) {
+    const bool loopback = !address || isLoopback(address->host);
+    if (open && loopback) throw CLI::ValidationError("--web-open", "name the address too, such as --web 0.0.0.0:8080");
+    if (!open && !loopback) {
+        throw CLI::ValidationError("--web", "at " + address->host + " everyone on the network could press keys; add " +
+                                                "--web-open if that is meant");
+    }
+    if (address) address->open = open;
+}
+
 std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
 
 CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
@@ -166,6 +177,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
     TimelineOptions timelineOptions;
     std::vector<std::string> settings;
     std::vector<std::string> preferences;
+    bool webOpen = false;
 
     CLI::App app("cvhost loads the console driver and shows what a console on a serial port says to it.", "cvhost");
     app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
@@ -192,8 +204,10 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
         ->type_name("FILE");
     run.add_option_function<std::string>(
            "--web", [&](const std::string& text) { options.web = web(text); },
-           "Serve a page with the console on it, to this machine alone unless an address is given; port 0: any free one")
+           "Serve a page with the console on it, to this machine alone unless --web-open is given; port 0: any free one")
         ->type_name("[ADDR:]PORT");
+    run.add_flag("--web-open", webOpen,
+                 "Let other machines reach the page at ADDR, where everyone on the network can press keys");
     run.add_option_function<std::string>(
            "--for", [&](const std::string& text) { options.time = seconds(text); }, "End after this time")
         ->type_name("SECONDS");
@@ -208,6 +222,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
         if (ports.parsed()) return portsOptions;
         if (doctor.parsed()) return doctorOptions;
         if (timeline.parsed()) return timelineOptions;
+        checkOpen(options.web, webOpen);
         for (const std::string& text : settings) options.settings.push_back(assignment(text, "--set"));
         for (const std::string& text : preferences) {
             const auto [key, value] = assignment(text, "--prefer");

@@ -195,6 +195,7 @@ void Session::startWeb() {
         *m_options.web, *m_board,
         WebActions({.board = *m_board, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
     tellAddress("web", "the console is on the screen at " + m_web->url());
+    if (m_options.web->open) complain("warning: everyone on the network can press keys on this page");
 }
 
 void Session::live() {

@@ -1,5 +1,8 @@
 #include "apps/cvhost/WebBoard.h"
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -64,7 +67,8 @@ std::string WebList::news(std::uint64_t& next) const {
 WebBoard::WebBoard(StartTime start, bool embedded)
     : m_start(start),
       m_embedded(embedded),
-      m_run(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())) {
+      m_run(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())),
+      m_changes(lines::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
     m_desk.lamp.fill('O');
 }
 
@@ -75,7 +79,9 @@ void WebBoard::change(Change change) {
         change();
         ++m_change;
     }
-    m_changed.notify_all();
+    const std::uint64_t one = 1;
+    // A full counter is readable as well.
+    if (::write(m_changes.get(), &one, sizeof one) < 0) return;
 }
 
 void WebBoard::setLaw(ShuttleLaw law) {
@@ -120,18 +126,9 @@ void WebBoard::deskHappened(const desk::Happening& happening) {
     });
 }
 
-void WebBoard::end() {
-    change([&] { m_ended = true; });
-}
-
-bool WebBoard::ended() const {
+bool WebBoard::hasNews(const Seen& seen) const {
     const std::lock_guard lock(m_mutex);
-    return m_ended;
-}
-
-bool WebBoard::wait(const Seen& seen, std::chrono::milliseconds timeout) {
-    std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, timeout, [&] { return m_change != seen.change || m_ended; }) && !m_ended;
+    return m_change != seen.change;
 }
 
 std::string WebBoard::news(Seen& seen) {

@@ -6,7 +6,6 @@
 // Threads: any.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -19,6 +18,7 @@
 #include "apps/cvhost/WireReader.h"
 #include "desk/Happening.h"
 #include "desk/Monitor.h"
+#include "lines/FileDescriptor.h"
 
 namespace cvhost {
 
@@ -59,8 +59,6 @@ public:
     void setSpeed(int speed);
     /// For the desk's watcher.
     void deskHappened(const desk::Happening& happening);
-    /// The run ends: every wait does, and nothing is told any more.
-    void end();
 
     /// Where a listener stands.
     struct Seen {
@@ -70,11 +68,12 @@ public:
         std::uint64_t keys = 0;
         std::uint64_t samples = 0;
     };
-    /// Waits until there is something that `seen` lacks, for `timeout` at most. True when there is.
-    bool wait(const Seen& seen, std::chrono::milliseconds timeout);
+    /// An eventfd, readable from each change on until it is read.
+    int changes() const { return m_changes.get(); }
+    /// Whether there is something that `seen` lacks.
+    bool hasNews(const Seen& seen) const;
     /// One JSON object with all that `seen` lacks.
     std::string news(Seen& seen);
-    bool ended() const;
 
     void log(std::string_view text) override;
     void port(std::string_view name, PortState state) override;
@@ -106,9 +105,8 @@ private:
     const std::string m_run;  ///< tells this run from others
 
     mutable std::mutex m_mutex;
-    std::condition_variable m_changed;
+    const lines::FileDescriptor m_changes;
     std::uint64_t m_change = 1;
-    bool m_ended = false;
 
     Link m_link = Link::looking;
     std::string m_port;

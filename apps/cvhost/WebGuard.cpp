@@ -55,14 +55,16 @@ std::string webUrl(const WebAddress& address) {
     return "http://" + (brackets ? '[' + address.host + ']' : address.host) + ':' + std::to_string(address.port) + '/';
 }
 
-bool isLoopback(std::string_view host) { return host == "::1" || sameName(host, "localhost") || host.starts_with("127."); }
+bool isLoopback(std::string_view host) {
+    return host == "::1" || sameName(host, "localhost") || (host.starts_with("127.") && isNumeric(std::string(host)));
+}
 
 bool hostIsOurs(std::string_view header, const WebAddress& served) {
     // Port 80 need not be said, and browsers do not say it.
     const bool bare = header.rfind(':') == header.npos || header.ends_with(']');
     const auto asked = webAddress(bare ? std::string(header) + ":80" : std::string(header));
     if (!asked || asked->port != served.port) return false;
-    if (isLoopback(asked->host)) return sameName(asked->host, "localhost") || isNumeric(asked->host);
+    if (isLoopback(asked->host)) return true;
     return !isLoopback(served.host) && (isNumeric(asked->host) || sameName(asked->host, served.host));
 }
 

@@ -16,6 +16,7 @@ namespace cvhost {
 struct WebAddress {
     std::string host = "127.0.0.1";  ///< a numeric address without brackets, or a name
     std::uint16_t port = 0;          ///< 0: the system chooses
+    bool open = false;               ///< other machines may reach it
 };
 
 /// "[ADDR:]PORT", ADDR being a name, an IPv4 address or an IPv6 address in brackets.
@@ -24,6 +25,7 @@ std::optional<WebAddress> webAddress(std::string_view text);
 /// "http://ADDR:PORT/".
 std::string webUrl(const WebAddress& address);
 
+/// "localhost", ::1, or an address that begins with 127.
 bool isLoopback(std::string_view host);
 
 /// Whether a Host header names this server. A server on a loopback address answers to loopback names alone; any other to

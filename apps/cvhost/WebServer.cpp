@@ -1,212 +1,199 @@
 #include "apps/cvhost/WebServer.h"
 
-#include <sys/socket.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
-#include <optional>
-#include <semaphore>
+#include <algorithm>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <list>
+#include <new>
+#include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
 
-#include "apps/cvhost/WebFiles.h"
-#include "apps/cvhost/WebStream.h"
+#include "apps/cvhost/WebConnection.h"
+#include "apps/cvhost/WebInterfaces.h"
 
 namespace cvhost {
 namespace {
 
 using namespace std::chrono_literals;
-using httplib::Request;
-using httplib::Response;
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using Error = boost::system::error_code;
 
-constexpr auto betweenNews = 34ms;  // not quite 30 a second
-constexpr auto lookAgain = 250ms;
-constexpr int heartbeatEvery = 40;  // of those
-constexpr std::size_t longestBody = 4096;
-constexpr int connections = WebServer::mostListeners + 8;
+constexpr auto acceptPause = 100ms;
+/// One may wait for a line that takes nothing; the other goes on.
+constexpr int workers = 2;
 
-constexpr const char* plain = "text/plain; charset=utf-8";
-
-/// As many connections as there are threads are taken at a time; the next ones wait in the system's own queue.
-class Pool final : public httplib::ThreadPool {
-public:
-    Pool() : ThreadPool(connections) {}
-
-    void enqueue(std::function<void()> serve) override {
-        m_free.acquire();
-        ThreadPool::enqueue([this, serve = std::move(serve)] {
-            serve();
-            m_free.release();
-        });
-    }
-
-private:
-    std::counting_semaphore<connections> m_free{connections};
-};
-
-void refuse(Response& response, int status, const std::string& sentence) {
-    response.status = status;
-    response.set_content(sentence + ".\n", plain);
+/// The serial ports and files of the host need descriptors as well.
+std::size_t connectionLimit() {
+    rlimit files{};
+    if (::getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur == RLIM_INFINITY) return WebServer::mostConnections;
+    return std::clamp<std::size_t>(files.rlim_cur / 2, 1, WebServer::mostConnections);
 }
 
-const char* sentenceFor(int status) {
-    switch (status) {
-        case 404:
-            return "There is nothing here";
-        case 413:
-            return "The request's body is too large";
-        case 414:
-            return "The address is too long";
-        default:
-            return "The request is not understood";
+/// Goes on after what throws because memory is short: that has closed its connection.
+void runUntilStopped(asio::io_context& context) {
+    while (!context.stopped()) {
+        try {
+            context.run();
+        } catch (const std::exception&) {
+            std::this_thread::sleep_for(acceptPause);
+        }
     }
 }
 
-std::string rawAnswer(const std::string& status, const std::string& sentence) {
-    return "HTTP/1.1 " + status + "\r\nContent-Type: text/plain; charset=utf-8\r\nConnection: close\r\nContent-Length: " +
-           std::to_string(sentence.size()) + "\r\n\r\n" + sentence;
+Error listenAt(tcp::acceptor& acceptor, const tcp::endpoint& endpoint) {
+    Error error;
+    acceptor.open(endpoint.protocol(), error);
+    if (!error) acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    if (!error && endpoint.address().is_v6()) acceptor.set_option(asio::ip::v6_only(false), error);
+    if (!error) acceptor.bind(endpoint, error);
+    if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
+    if (error) {
+        Error ignored;
+        acceptor.close(ignored);
+    }
+    return error;
 }
 
-struct Objection {
-    int status;
-    const char* sentence;
-};
-
-/// Why a request is not served at all; nothing when it is.
-std::optional<Objection> objection(const Request& request, const WebAddress& served) {
-    if (request.get_header_value_count("Host") != 1 || !hostIsOurs(request.get_header_value("Host"), served))
-        return Objection{403, "This server does not go by that name; ask for the address that cvhost printed"};
-    const bool foreign =
-        request.has_header("Origin") && !originIsOurs(request.get_header_value("Origin"), request.get_header_value("Host"));
-    const std::string site = request.get_header_value("Sec-Fetch-Site");
-    const bool crossSite = site == "cross-site" || site == "same-site";
-    if (foreign || crossSite) return Objection{403, "Pages from elsewhere may not use this server; open its own page"};
-    // The HTTP library holds a body to its limit by the length in the head alone, and unpacks a packed one to any size.
-    if (request.has_header("Content-Encoding")) return Objection{415, "A packed body is not taken; send it as it is"};
-    if (request.has_header("Transfer-Encoding") || (request.method == "POST" && !request.has_header("Content-Length")))
-        return Objection{411, "The body's length is not told; send it in one piece with its Content-Length"};
-    return std::nullopt;
-}
-
-httplib::Headers securityHeaders() {
-    return {{"Content-Security-Policy",
-             "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
-             "base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
-            {"Cross-Origin-Resource-Policy", "same-origin"},
-            {"Cross-Origin-Opener-Policy", "same-origin"},
-            {"Referrer-Policy", "no-referrer"},
-            {"X-Content-Type-Options", "nosniff"},
-            {"Cache-Control", "no-store"}};
+std::string cannotStart(const std::string& why) {
+    return "the page's server cannot start: " + why +
+           "; allow this program more processes, memory or files (ulimit -u, -v, -n), or leave --web out";
 }
 
 }  // namespace
 
-class WebServer::Server final : public httplib::Server {
+class WebServer::Loop {
 public:
-    /// Has whoever waits for the other side of a connection give up.
-    void hurry() { m_hurrying = true; }
+    Loop(const WebAddress& address, WebBoard& board, const WebActions& actions)
+        : m_address(address),
+          m_actions(actions),
+          m_acceptor(m_context),
+          m_pause(m_context),
+          m_changes(m_context, ::dup(board.changes())),
+          m_service{m_address, board, m_actions, m_work, mostListeners} {
+        openAddress();
+    }
+    Loop(const Loop&) = delete;
+    Loop& operator=(const Loop&) = delete;
+    ~Loop() {
+        m_context.stop();
+        m_work.stop();
+        for (std::thread& thread : m_threads) thread.join();
+    }
+
+    void start() {
+        accept();
+        watch();
+        m_threads.reserve(workers + 1);
+        m_threads.emplace_back([this] { runUntilStopped(m_context); });
+        for (int i = 0; i < workers; ++i) m_threads.emplace_back([this] { runUntilStopped(m_work); });
+    }
+
+    const WebAddress& address() const { return m_address; }
 
 private:
-    /// One request on each connection, within the stream's limits.
-    bool process_and_close_socket(socket_t socket) override {
-        WebStream stream(socket, m_hurrying);
-        bool closed = false;
-        // A request for ranges may ask for the same bytes a thousand times; it gets the whole once, as it may.
-        const bool served = process_request(stream, true, closed, [](Request& request) { request.ranges.clear(); });
-        if (!served && !stream.written() && stream.overrun()) {
-            const std::string answer = rawAnswer("413 Payload Too Large", "The request is too large.\n");
-            stream.write(answer.data(), answer.size());
+    void openAddress() {
+        Error error;
+        const auto found = tcp::resolver(m_context).resolve(m_address.host, std::to_string(m_address.port),
+                                                            tcp::resolver::passive | tcp::resolver::numeric_service, error);
+        for (const auto& entry : found) {
+            const bool allowed = m_address.open || entry.endpoint().address().is_loopback();
+            error = allowed ? listenAt(m_acceptor, entry.endpoint()) : make_error_code(asio::error::access_denied);
+            if (!error) break;
         }
-        return served;
+        if (error) {
+            throw WebFailure("the page cannot be served at " + webUrl(m_address) + ": " + error.message() +
+                             "; take another address or port with --web, or --web 0 for any free port");
+        }
+        const tcp::endpoint bound = m_acceptor.local_endpoint();
+        if (bound.address().is_unspecified()) m_address.host = bound.address().to_string();
+        m_address.port = bound.port();
     }
 
-    std::atomic<bool> m_hurrying = false;
-};
-
-WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions)
-    : m_address(address), m_board(board), m_actions(actions), m_server(std::make_unique<Server>()) {
-    Server& server = *m_server;
-    server.new_task_queue = [] { return new Pool; };
-    server.set_payload_max_length(longestBody);
-    server.set_tcp_nodelay(true);
-    // The library's own choice would let two programs share a port.
-    server.set_socket_options([](socket_t socket) {
-        const int on = 1;
-        ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    });
-    server.set_default_headers(securityHeaders());
-    server.set_pre_routing_handler([this](const Request& request, Response& response) {
-        const auto found = objection(request, m_address);
-        if (!found) return Server::HandlerResponse::Unhandled;
-        refuse(response, found->status, found->sentence);
-        return Server::HandlerResponse::Handled;
-    });
-    server.set_error_handler([](const Request&, Response& response) {
-        if (response.body.empty()) response.set_content(std::string(sentenceFor(response.status)) + ".\n", plain);
-    });
-    serveFiles();
-    serveEvents();
-    serveActions();
-
-    const int port = address.port != 0 ? (server.bind_to_port(address.host, address.port) ? address.port : -1)
-                                       : server.bind_to_any_port(address.host);
-    if (port <= 0) {
-        throw WebAddressTaken("the page cannot be served at " + webUrl(address) +
-                              "; take another address or port with --web, or --web 0 for any free port");
-    }
-    m_address.port = static_cast<std::uint16_t>(port);
-    m_thread = std::thread([this] {
-        m_server->listen_after_bind();
-        m_stopped = true;
-    });
-}
-
-WebServer::~WebServer() {
-    m_board.end();
-    m_server->hurry();
-    // Told to stop before it runs, it would not hear it.
-    while (!m_server->is_running() && !m_stopped) std::this_thread::sleep_for(1ms);
-    m_server->stop();
-    m_thread.join();
-}
-
-void WebServer::serveFiles() {
-    for (const WebFile& file : webFiles()) {
-        m_server->Get(std::string(file.path), [&file](const Request&, Response& response) {
-            response.set_content(file.content.data(), file.content.size(), std::string(file.type));
+    void accept() {
+        m_acceptor.async_accept([this](Error error, tcp::socket socket) {
+            if (!error) take(std::move(socket));
+            if (!error || error == asio::error::connection_aborted) return accept();
+            // Without a free descriptor the acceptor stays ready.
+            makeRoom();
+            m_pause.expires_after(acceptPause);
+            m_pause.async_wait([this](Error) { accept(); });
         });
     }
-}
 
-void WebServer::serveEvents() {
-    m_server->Get("/events", [this](const Request&, Response& response) {
-        if (m_listeners.fetch_add(1) >= mostListeners) {
-            --m_listeners;
-            return refuse(response, 503, "Too many pages are open already; close one of them");
-        }
-        const auto listen = [this, seen = WebBoard::Seen{}](std::size_t, httplib::DataSink& sink) mutable {
-            int waits = 0;
-            while (!m_board.wait(seen, lookAgain)) {
-                if (m_board.ended() || !sink.is_writable()) return false;
-                if (++waits % heartbeatEvery == 0 && !sink.write(":\n\n", 3)) return false;
-            }
-            const std::string event = "data: " + m_board.news(seen) + "\n\n";
-            if (!sink.write(event.data(), event.size())) return false;
-            std::this_thread::sleep_for(betweenNews);
-            return sink.is_writable();
-        };
-        response.set_content_provider("text/event-stream", listen, [this](bool) { --m_listeners; });
-    });
-}
-
-void WebServer::serveActions() {
-    m_server->Post("/do", [this](const Request& request, Response& response) {
-        if (request.get_header_value("Content-Type") != "application/json")
-            return refuse(response, 415, "The body must be application/json");
+    void take(tcp::socket socket) {
         try {
-            m_actions.perform(request.body);
-            response.status = 204;
-        } catch (const WebRefusal& refusal) {
-            refuse(response, refusal.status, refusal.what());
+            std::erase_if(m_connections, [](const auto& each) { return each.expired(); });
+            if (m_connections.size() >= m_limit && !makeRoom()) return;
+            const auto connection = std::make_shared<WebConnection>(std::move(socket), m_service);
+            m_connections.push_back(connection);
+            connection->start();
+        } catch (const std::exception&) {
+            return;  // no memory for it: closed
         }
-    });
+    }
+
+    /// Closes the oldest connection that does not listen. False: all do.
+    bool makeRoom() {
+        for (auto each = m_connections.begin(); each != m_connections.end(); ++each) {
+            const auto connection = each->lock();
+            if (!connection || connection->listens()) continue;
+            connection->close();
+            m_connections.erase(each);
+            return true;
+        }
+        return false;
+    }
+
+    void watch() {
+        m_changes.async_wait(asio::posix::stream_descriptor::wait_read, [this](Error) {
+            std::uint64_t count = 0;
+            if (::read(m_changes.native_handle(), &count, sizeof count) > 0) {
+                for (const auto& each : m_connections) {
+                    if (const auto connection = each.lock()) connection->wake();
+                }
+            }
+            watch();
+        });
+    }
+
+    WebAddress m_address;
+    const WebActions m_actions;
+    const std::size_t m_limit = connectionLimit();
+    asio::io_context m_context{1};
+    asio::io_context m_work;
+    const asio::executor_work_guard<asio::io_context::executor_type> m_working{m_work.get_executor()};
+    tcp::acceptor m_acceptor;
+    asio::steady_timer m_pause;
+    asio::posix::stream_descriptor m_changes;
+    WebService m_service;
+    std::list<std::weak_ptr<WebConnection>> m_connections;  ///< the oldest first
+    std::vector<std::thread> m_threads;
+};
+
+WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions) try
+    : m_loop(std::make_unique<Loop>(address, board, actions)) {
+    m_loop->start();
+} catch (const boost::system::system_error& error) {
+    throw WebFailure(cannotStart(error.code().message()));
+} catch (const std::system_error& error) {
+    throw WebFailure(cannotStart(error.code().message()));
+} catch (const std::bad_alloc&) {
+    throw WebFailure(cannotStart("Cannot allocate memory"));
 }
+
+WebServer::~WebServer() = default;
+
+std::string WebServer::url() const { return webUrl(reachable(m_loop->address(), machineAddresses())); }
 
 }  // namespace cvhost

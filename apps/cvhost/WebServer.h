@@ -8,11 +8,9 @@
 // run in between.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 #include "apps/cvhost/WebActions.h"
 #include "apps/cvhost/WebBoard.h"
@@ -21,7 +19,7 @@
 namespace cvhost {
 
 /// Why the page cannot be served, and what to do, in a sentence without its full stop.
-struct WebAddressTaken : std::runtime_error {
+struct WebFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
@@ -29,31 +27,22 @@ class WebServer {
 public:
     /// How many may listen to /events at once.
     static constexpr int mostListeners = 24;
+    /// How many connections there may be, listeners included. A new one then closes the oldest that does not listen.
+    static constexpr std::size_t mostConnections = 512;
 
-    /// Listens at once. Throws WebAddressTaken when it cannot.
+    /// Listens at once. Throws WebFailure if it cannot.
     WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions);
     WebServer(const WebServer&) = delete;
     WebServer& operator=(const WebServer&) = delete;
-    /// Ends the board too.
     ~WebServer();
 
-    /// Where to look.
-    std::string url() const { return webUrl(m_address); }
+    /// Where to look, from another machine too if that can reach it.
+    std::string url() const;
 
 private:
-    class Server;
+    class Loop;
 
-    void serveFiles();
-    void serveEvents();
-    void serveActions();
-
-    WebAddress m_address;
-    WebBoard& m_board;
-    const WebActions m_actions;
-    std::atomic<int> m_listeners = 0;
-    std::unique_ptr<Server> m_server;
-    std::atomic<bool> m_stopped = false;
-    std::thread m_thread;
+    std::unique_ptr<Loop> m_loop;
 };
 
 }  // namespace cvhost

@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
         cvhost::Wake wake;
         if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
         return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
-    } catch (const cvhost::WebAddressTaken& error) {
+    } catch (const cvhost::WebFailure& error) {
         std::cerr << "cvhost: " << error.what() << ".\n";
         return cvhost::exitStatus::none;
     } catch (const std::exception& error) {

@@ -12,7 +12,6 @@
 #include <string>
 #include <thread>
 
-#include "apps/cvhost/WebGuard.h"
 #include "apps/cvhost/WebServer.h"
 #include "tests/apps/CvhostRig.h"
 #include "tests/apps/WebClient.h"
@@ -88,15 +87,6 @@ TEST_F(WebTest, Ranges_AskedForAThousandTimes_GiveTheWholeOnce) {
     EXPECT_EQ(answer.body, WebClient::ask(m_port, WebClient::get(m_port, "/")).body);
 }
 
-TEST(WebHost, PortEighty_NeedNotBeSaid) {
-    const cvhost::WebAddress eighty{.host = "127.0.0.1", .port = 80};
-    for (const char* host : {"127.0.0.1", "127.0.0.1:80", "localhost", "[::1]", "[::1]:80"})
-        EXPECT_TRUE(cvhost::hostIsOurs(host, eighty)) << host;
-    for (const char* host : {"", "desk.example", "127.0.0.1:81", "[::1", "::1", "80", ":80"})
-        EXPECT_FALSE(cvhost::hostIsOurs(host, eighty)) << host;
-    EXPECT_FALSE(cvhost::hostIsOurs("127.0.0.1", {.host = "127.0.0.1", .port = 8080}));
-}
-
 struct Refused {
     std::string name;
     std::string request;  ///< with PORT for the port
@@ -169,10 +159,53 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"OriginNull", getWith("Host: 127.0.0.1:PORT\r\nOrigin: null\r\n"), 403, "from elsewhere"},
         Refused{"SentByAForeignPage", getWith("Host: 127.0.0.1:PORT\r\nSec-Fetch-Site: cross-site\r\n"), 403,
                 "from elsewhere"},
+        Refused{"SentByAForeignPageInCapitals", getWith("Host: 127.0.0.1:PORT\r\nSec-Fetch-Site: CROSS-SITE\r\n"), 403,
+                "from elsewhere"},
+        Refused{"SentByAForeignPageToo",
+                getWith("Host: 127.0.0.1:PORT\r\nSec-Fetch-Site: same-origin\r\nSec-Fetch-Site: cross-site\r\n"), 403,
+                "from elsewhere"},
+        Refused{"OriginEmpty", getWith("Host: 127.0.0.1:PORT\r\nOrigin:\r\n"), 403, "from elsewhere"},
+        Refused{"OriginOfOneSpace", getWith("Host: 127.0.0.1:PORT\r\nOrigin: \r\n"), 403, "from elsewhere"},
+        Refused{"TwoOrigins",
+                getWith("Host: 127.0.0.1:PORT\r\nOrigin: http://127.0.0.1:PORT\r\nOrigin: http://desk.example\r\n"), 403,
+                "from elsewhere"},
+        Refused{"HostFolded", getWith("Host: 127.0.0.1:PORT\r\n .desk.example\r\n"), 403, "does not go by that name"},
         Refused{"PostFromAForeignPage",
                 "POST /do HTTP/1.1\r\nHost: 127.0.0.1:PORT\r\nOrigin: http://desk.example\r\nContent-Type: "
                 "application/json\r\nContent-Length: 2\r\n\r\n[]",
                 403, "from elsewhere"}),
+    [](const auto& row) { return row.param.name; });
+
+/// No actions, with these lines about its length.
+std::string lengths(const std::string& lines) { return postWith("Content-Type: application/json\r\n" + lines, "[]"); }
+
+std::string withNul(std::string text) {
+    std::ranges::replace(text, '^', '\0');
+    return text;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lengths, WebRefusal,
+    testing::Values(Refused{"BeginsWithDigits", lengths("Content-Length: 2abc\r\n"), 400, "not understood"},
+                    Refused{"Two", lengths("Content-Length: 2\r\nContent-Length: 3\r\n"), 400, "not understood"},
+                    Refused{"List", lengths("Content-Length: 2, 3\r\n"), 400, "not understood"},
+                    Refused{"Signed", lengths("Content-Length: +2\r\n"), 400, "not understood"},
+                    Refused{"Negative", lengths("Content-Length: -2\r\n"), 400, "not understood"},
+                    Refused{"Hexadecimal", lengths("Content-Length: 0x2\r\n"), 400, "not understood"},
+                    Refused{"Overflowing", lengths("Content-Length: 18446744073709551618\r\n"), 400, "not understood"},
+                    Refused{"WithChunks", lengths("Content-Length: 2\r\nTransfer-Encoding: chunked\r\n"), 400,
+                            "not understood"}),
+    [](const auto& row) { return row.param.name; });
+
+INSTANTIATE_TEST_SUITE_P(
+    ControlCharacters, WebRefusal,
+    testing::Values(Refused{"NulInHost", withNul(getWith("Host: 127.0.0.1:PORT^.desk.example\r\n")), 400, "not understood"},
+                    Refused{"NulBehindHost", withNul(getWith("Host: 127.0.0.1:PORT^\r\n")), 400, "not understood"},
+                    Refused{"NulInOrigin", withNul(getWith("Host: 127.0.0.1:PORT\r\nOrigin: http://127.0.0.1:PORT^\r\n")),
+                            400, "not understood"},
+                    Refused{"NulInPath", withNul(getWith("Host: 127.0.0.1:PORT\r\n", "/^")), 400, "not understood"},
+                    Refused{"ReturnAlone", getWith("Host: 127.0.0.1:PORT\r\nX: y\rHost: desk.example\r\n"), 400,
+                            "not understood"}),
     [](const auto& row) { return row.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -256,10 +289,29 @@ TEST_F(WebTest, Listener_NeverReads_ConsoleGoesOn) {
     waitFor(m_host, {{"event", "key"}, {"code", 5}});
 }
 
-TEST_F(WebTest, Connections_ManyThatSayNothing_PageIsServedNonetheless) {
-    std::list<WebClient> silent;
-    for (int i = 0; i < 60; ++i) silent.emplace_back(m_port);
+TEST_F(WebTest, Connections_ThreeHundredSlowOnes_PageIsServedNonetheless) {
+    std::list<WebClient> slow;
+    for (int i = 0; i < 300; ++i) {
+        slow.emplace_back(m_port);
+        if (i % 2 == 0) slow.back().send("GET / HT");
+    }
     EXPECT_EQ(WebClient::ask(m_port, WebClient::get(m_port, "/")).status, 200);
+    for (WebClient& each : slow) each.send("T");
+    EXPECT_EQ(listener().news().at("state").at("link"), "active");
+    EXPECT_EQ(act({{"do", "press"}, {"key", 5}}).status, 204);
+}
+
+TEST_F(WebTest, Connections_MoreThanAreKept_TheOldestMakesRoom) {
+    WebClient page = listener();
+    page.news();
+    WebClient oldest(m_port);
+    oldest.send("GET / HT");
+    std::list<WebClient> later;
+    for (std::size_t i = 0; i < ::cvhost::WebServer::mostConnections; ++i) later.emplace_back(m_port);
+    EXPECT_EQ(oldest.answer().status, 0) << "closed without an answer";
+    EXPECT_EQ(WebClient::ask(m_port, WebClient::get(m_port, "/")).status, 200);
+    ASSERT_EQ(act({{"do", "ring"}, {"position", 200}}).status, 204);
+    newsWhere(page, [](const Json& news) { return news.at("state").at("speed") == 1495; });
 }
 
 TEST_F(WebTest, News_WheelTurnsFast_AtMostThirtyASecond) {
@@ -366,11 +418,13 @@ TEST_F(WebTest, Desk_Another_DriverFindsItsVersion) {
     });
 }
 
-TEST_F(WebTest, Web_PortTaken_EndsWithOneSentence) {
+TEST_F(WebTest, Web_PortTaken_EndsWithTheReason) {
     Process second(cvhost({"--desk", "--web", std::to_string(m_port)}));
     EXPECT_EQ(second.wait(), 1);
-    EXPECT_THAT(second.errors(), EndsWith("cvhost: the page cannot be served at http://127.0.0.1:" + std::to_string(m_port) +
-                                          "/; take another address or port with --web, or --web 0 for any free port.\n"));
+    EXPECT_THAT(second.errors(),
+                EndsWith("cvhost: the page cannot be served at http://127.0.0.1:" + std::to_string(m_port) +
+                         "/: Address already in use; take another address or port with --web, or --web 0 for any free "
+                         "port.\n"));
 }
 
 class WebLaw : public WebTest, public testing::WithParamInterface<std::string> {
