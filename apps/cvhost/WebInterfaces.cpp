@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <memory>
+#include <utility>
 
 namespace cvhost {
 namespace {
@@ -31,14 +33,16 @@ std::vector<std::string> machineAddresses() {
     ifaddrs* list = nullptr;
     if (::getifaddrs(&list) != 0) return {};
     const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(list, ::freeifaddrs);
-    std::vector<std::string> addresses;
+    std::vector<std::string> ipv4;
+    std::vector<std::string> ipv6;
     for (const ifaddrs* each = list; each != nullptr; each = each->ifa_next) {
         if (each->ifa_addr == nullptr || (each->ifa_flags & IFF_UP) == 0 || (each->ifa_flags & IFF_LOOPBACK) != 0) continue;
         std::string address = numeric(*each->ifa_addr);
-        if (!address.empty() && !isLinkLocal(address)) addresses.push_back(std::move(address));
+        if (address.empty() || isLinkLocal(address)) continue;
+        (isIpv6(address) ? ipv6 : ipv4).push_back(std::move(address));
     }
-    std::ranges::stable_partition(addresses, [](const std::string& address) { return !isIpv6(address); });
-    return addresses;
+    std::ranges::move(ipv6, std::back_inserter(ipv4));
+    return ipv4;
 }
 
 WebAddress reachable(const WebAddress& served, std::span<const std::string> own) {

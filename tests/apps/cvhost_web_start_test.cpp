@@ -49,7 +49,7 @@ TEST_F(WebStart, Descriptors_Few_PageIsServedWhileSlowOnesHoldOn) {
     waitFor(host, {{"event", "key"}, {"code", 5}});
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they need far more address space
+#if !CVHOST_SANITIZED  // sanitizers need far more address space
 /// From a limit at which the program hardly loads to one at which the page is served.
 TEST_F(WebStart, Memory_TooLittle_IsExplainedAndNoPortOpened) {
     Process desk(cvdesk({"--rfc2217", "0"}));
