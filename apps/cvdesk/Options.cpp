@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <span>
 #include <string_view>
 
+#include "apps/common/UsageProblem.h"
 #include "apps/cvdesk/ExitStatus.h"
 
 namespace cvdesk {
@@ -77,12 +79,17 @@ std::string productText(const std::string& text) {
 
 std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
 
+std::string whyNoVersion(const std::string& text) {
+    int version = 0;
+    return whole(std::string_view(text), version) && version >= 0 && version <= 0xFFF
+               ? ""
+               : '"' + text + "\" is not a version from 0 to 4095";
+}
+
 /// Says what is wrong in one sentence; help and version, which are no errors, go to standard output.
-int answer(const CLI::App& app, const CLI::ParseError& error) {
+int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const char* const> arguments) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
-    std::string_view reason = error.what();
-    while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) reason.remove_suffix(1);
-    std::cerr << "cvdesk: " << reason.substr(0, reason.find('\n')) << "; \"cvdesk --help\" shows what it takes.\n";
+    std::cerr << "cvdesk: " << common::usageProblem(app, error, arguments) << "; \"cvdesk --help\" shows what it takes.\n";
     return exitStatus::usage;
 }
 
@@ -110,7 +117,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
         ->needs(toUsb);
     app.add_option("--firmware", options.desk.firmware, "Version that the program answers, 0 to 4095 (default 7)")
         ->type_name("N")
-        ->check(CLI::Range(0, 0xFFF).description(""));
+        ->check(whyNoVersion);
     app.add_option_function<std::string>(
            "--model", [&](const std::string& text) { options.desk.model = model(text); },
            "Model that the monitor names (default V4)")
@@ -137,7 +144,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
         else
             options.line = networkAddress(network);
     } catch (const CLI::ParseError& error) {
-        return answer(app, error);
+        return answer(app, error, {argv, static_cast<std::size_t>(argc)});
     }
     return options;
 }

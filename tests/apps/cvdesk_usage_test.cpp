@@ -42,13 +42,17 @@ INSTANTIATE_TEST_SUITE_P(
                     WrongDesk{{"--usb", "--usb-product", ""}, "1 to 126 printable ASCII characters"},
                     WrongDesk{{"--usb", "--usb-product", std::string(127, 'x')}, "1 to 126 printable ASCII characters"},
                     WrongDesk{{"--usb", "--usb-product", "a\tb"}, "1 to 126 printable ASCII characters"},
-                    WrongDesk{{"--rfc2217"}, "--rfc2217"}, WrongDesk{{"--rfc2217", "65536"}, "\"65536\""},
-                    WrongDesk{{"--rfc2217", "-1"}, "-1"}, WrongDesk{{"--rfc2217", "12x"}, "\"12x\""},
-                    WrongDesk{{"--rfc2217", ":12"}, "\":12\""}, WrongDesk{{"--rfc2217", "localhost:"}, "\"localhost:\""},
+                    WrongDesk{{"--rfc2217"}, "--rfc2217 needs a value: [ADDR:]PORT;"},
+                    WrongDesk{{"--rfc2217", "0", "--rfc2217", "1"}, "--rfc2217 is given more than once;"},
+                    WrongDesk{{"--rfc2217", "0", "--fimware", "7"}, "\"--fimware\" (did you mean \"--firmware\"?);"},
+                    WrongDesk{{"--rfc2217", "65536"}, "\"65536\""}, WrongDesk{{"--rfc2217", "-1"}, "-1"},
+                    WrongDesk{{"--rfc2217", "12x"}, "\"12x\""}, WrongDesk{{"--rfc2217", ":12"}, "\":12\""},
+                    WrongDesk{{"--rfc2217", "localhost:"}, "\"localhost:\""},
                     WrongDesk{{"--rfc2217", "0", "--firmware", "x"}, "--firmware"},
-                    WrongDesk{{"--rfc2217", "0", "--firmware", "4096"}, "--firmware"},
+                    WrongDesk{{"--rfc2217", "0", "--firmware", "4096"}, "\"4096\" is not a version from 0 to 4095;"},
                     WrongDesk{{"--rfc2217", "0", "--model", "V5"}, "\"V5\" is neither V4 nor other"},
-                    WrongDesk{{"--rfc2217", "0", "--loud"}, "--loud"}, WrongDesk{{"--rfc2217", "0", "more"}, "more"}));
+                    WrongDesk{{"--rfc2217", "0", "--loud"}, "--loud"},
+                    WrongDesk{{"--rfc2217", "0", "more"}, "\"more\" is not expected;"}));
 
 TEST_F(CvdeskTest, Script_Missing_EndsWithStatusTwo) {
     Process desk(cvdesk({"--rfc2217", "0", "--script", m_folder.path() / "none"}));
