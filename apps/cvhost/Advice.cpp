@@ -4,9 +4,13 @@
 
 #include <cerrno>
 #include <variant>
+#include <vector>
 
 #include "apps/cvhost/Escape.h"
+#include "apps/cvhost/PortName.h"
+#include "apps/cvhost/PortSurvey.h"
 #include "host/core/Settings.h"
+#include "host/linux/Rfc2217.h"
 
 namespace cvhost {
 namespace {
@@ -18,21 +22,46 @@ bool isFixed(const std::string& port) {
     return name != nullptr && *name == port && port.starts_with('/');
 }
 
-std::string whyNotOpen(const Heard& heard) {
+/// "process 812 (ModemManager) has it open; sudo systemctl stop ModemManager"; empty without a holder.
+std::string holderAdvice(const std::string& port) {
+    const std::vector<PortHolder> holders = holdersOf(port);
+    if (holders.empty()) return {};
+    return "process " + plainText(holderText(holders.front())) + "; " + howToEnd(holders.front(), plainText(port));
+}
+
+Diagnosis whyNotOpen(const Heard& heard) {
+    using Reason = Diagnosis::Reason;
     const std::string name = plainText(heard.triedPort);
-    const std::string reason = heard.openFailure.empty() ? name : plainText(heard.openFailure);
-    if (!heard.triedPort.starts_with('/')) {
-        return "cannot open " + reason + "; check the name, and that whatever serves the port there is running";
+    const std::string failure = "cannot open " + (heard.openFailure.empty() ? name : plainText(heard.openFailure));
+    if (const std::string problem = portNameProblem(heard.triedPort); !problem.empty()) {
+        return {Reason::portBad, problem + "; correct the setting console_port"};
+    }
+    if (heard.triedPort.starts_with(rfc2217Prefix)) {
+        return {Reason::portNotOpen, failure + "; check the name, and that whatever serves the port there is running"};
     }
     if (::access(heard.triedPort.c_str(), F_OK) != 0 && errno == ENOENT) {
-        return "there is no " + name +
-               "; plug the console's serial adapter in, check its cable, or name another port with --port";
+        return {Reason::portMissing,
+                "there is no " + name +
+                    "; plug the console's serial adapter in, check its cable, or name another port with --port"};
     }
     if (const auto access = accessTo(heard.triedPort); access && !access->allowed) {
-        return name + " may not be used by this user; " + howToBeAllowed(*access, name);
+        return {Reason::portForbidden, name + " may not be used by this user; " + howToBeAllowed(*access, name)};
     }
-    const bool busy = reason.find("busy") != reason.npos;
-    return "cannot open " + reason + (busy ? "; close the other program that uses it" : "; name another port with --port");
+    if (!mayBeTerminal(heard.triedPort)) return {Reason::portNotOpen, failure + "; name another port with --port"};
+    if (const std::string holder = holderAdvice(heard.triedPort); !holder.empty()) {
+        return {Reason::portHeld, name + " is in use: " + holder};
+    }
+    return {Reason::portNotOpen, failure + "; \"sudo cvhost ports\" shows whether another program uses it"};
+}
+
+Diagnosis silent(const Heard& heard) {
+    const std::string holder = holderAdvice(heard.triedPort);
+    return {Diagnosis::Reason::silent,
+            plainText(heard.triedPort) + " is open, but after " + (heard.rtsMissing ? "" : "a reset through RTS and ") +
+                "six requests for its version no console has answered; " +
+                (holder.empty() ? "" : "it is also in use: " + holder + "; ") + "check that it is switched on, that its " +
+                (heard.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
+                ", and that this is its port"};
 }
 
 }  // namespace
@@ -45,24 +74,37 @@ std::string howToBeAllowed(const PortAccess& access, const std::string& port) {
     return "sudo chown " + access.user + ' ' + port + " helps until it is unplugged";
 }
 
-std::string whyNoConsole(const Heard& heard, Circumstances circumstances) {
+std::string howToEnd(const PortHolder& holder, const std::string& port) {
+    if (holder.program == "ModemManager") return "sudo systemctl stop ModemManager";
+    if (holder.program == "brltty") return "sudo systemctl stop brltty";
+    if (holder.program == "agetty") return "sudo systemctl stop serial-getty@" + port.substr(port.rfind('/') + 1);
+    return "close it, or: kill " + std::to_string(holder.process);
+}
+
+Diagnosis whyNoConsole(const Heard& heard, Circumstances circumstances) {
+    using Reason = Diagnosis::Reason;
     if (!circumstances.preferred) {
-        return "the preference HardwareConsoleEnabled is off, so none is looked for; run with --prefer "
-               "HardwareConsoleEnabled=true";
+        return {Reason::preferenceOff,
+                "the preference HardwareConsoleEnabled is off, so none is looked for; run with --prefer "
+                "HardwareConsoleEnabled=true"};
     }
-    const std::string name = plainText(heard.triedPort);
     if (heard.portLost) {
-        return name + " was lost; check the adapter and its cable" +
-               (isFixed(heard.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "");
+        return {Reason::portLost,
+                plainText(heard.triedPort) + " was lost; check the adapter and its cable" +
+                    (isFixed(heard.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "")};
     }
     if (!heard.portOpen && !heard.openFailure.empty()) return whyNotOpen(heard);
-    if (!circumstances.waited) return "the program ended before start-up was done; let it run a few seconds longer";
-    if (heard.triedPort.empty()) return "no port is named to look on; name one with --port";
-    if (!heard.portOpen) return whyNotOpen(heard);
-    return name + " is open, but after " + (heard.rtsMissing ? "" : "a reset through RTS and ") +
-           "six requests for its version no console has answered; check that it is switched on, that its " +
-           (heard.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
-           ", and that this is its port";
+    if (!circumstances.waited) {
+        return {Reason::tooEarly, "the program ended before start-up was done; let it run a few seconds longer"};
+    }
+    if (heard.triedPort.empty()) return {Reason::noPort, "no port is named to look on; name one with --port"};
+    return heard.portOpen ? silent(heard) : whyNotOpen(heard);
+}
+
+Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now) {
+    using Reason = Diagnosis::Reason;
+    const bool stillHolds = known && (known->reason == Reason::silent || known->reason == Reason::portLost);
+    return now.reason == Reason::tooEarly && stillHolds ? *known : now;
 }
 
 }  // namespace cvhost

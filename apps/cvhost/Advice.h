@@ -1,6 +1,7 @@
 // Why no console is active yet, and what to do about it.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "apps/cvhost/Hearing.h"
@@ -18,7 +19,33 @@ struct Circumstances {
 /// What the user does to be allowed to use `port`, whose rights are these; half a sentence.
 std::string howToBeAllowed(const PortAccess& access, const std::string& port);
 
-/// One sentence, without a full stop.
-std::string whyNoConsole(const Heard& heard, Circumstances circumstances);
+/// What ends `holder`'s use of `port`, as a command or half a sentence.
+std::string howToEnd(const PortHolder& holder, const std::string& port);
+
+/// Why no console is active.
+struct Diagnosis {
+    enum class Reason {
+        preferenceOff,
+        portLost,
+        portBad,  ///< not a port's name
+        portMissing,
+        portForbidden,
+        portHeld,     ///< another process has it
+        portNotOpen,  ///< for the reason in the text
+        noPort,       ///< none is named
+        silent,       ///< the port is open, and nothing answers
+        tooEarly,     ///< start-up has not had its time yet
+    };
+
+    Reason reason;
+    /// One sentence, without a full stop: why, and what to do about it.
+    std::string text;
+};
+
+Diagnosis whyNoConsole(const Heard& heard, Circumstances circumstances);
+
+/// The better of what was known and what is known now: that it is too early to say replaces nothing that still holds while
+/// a port is open.
+Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now);
 
 }  // namespace cvhost

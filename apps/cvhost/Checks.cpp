@@ -12,6 +12,8 @@ using Json = nlohmann::ordered_json;
 
 std::string_view jsonName(Check::Result result) {
     switch (result) {
+        case Check::Result::skip:
+            return "skip";
         case Check::Result::pass:
             return "pass";
         case Check::Result::warn:
@@ -24,6 +26,8 @@ std::string_view jsonName(Check::Result result) {
 
 std::string_view colourOf(Check::Result result) {
     switch (result) {
+        case Check::Result::skip:
+            return "\x1b[34m";
         case Check::Result::pass:
             return "\x1b[32m";
         case Check::Result::warn:
@@ -38,6 +42,8 @@ std::string_view colourOf(Check::Result result) {
 
 std::string_view nameOf(Check::Result result) {
     switch (result) {
+        case Check::Result::skip:
+            return "SKIP";
         case Check::Result::pass:
             return "PASS";
         case Check::Result::warn:
@@ -74,7 +80,7 @@ std::string checksJson(std::string_view port, std::span<const Check> checks) {
 
 Check::Result worst(std::span<const Check> checks) {
     const auto found = std::ranges::max_element(checks, {}, &Check::result);
-    return found == checks.end() ? Check::Result::pass : found->result;
+    return found == checks.end() ? Check::Result::pass : std::max(found->result, Check::Result::pass);
 }
 
 }  // namespace cvhost

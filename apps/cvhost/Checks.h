@@ -14,7 +14,10 @@ namespace cvhost {
 enum class CheckId : std::size_t {
     driverLoad,
     settingsFile,
+    settingUnknown,
+    settingInvalid,
     preferenceOff,
+    portName,
     portNone,
     portPermission,
     portHeld,
@@ -39,19 +42,20 @@ enum class CheckId : std::size_t {
 };
 
 /// The names by which programs and docs/troubleshooting.md know the checks, in the order of CheckId. They never change.
-inline constexpr std::array<std::string_view, 24> checkNames{
-    "driver-load",     "settings-file",       "preference-off", "port-none",     "port-permission",
-    "port-held",       "port-open",           "port-lost",      "modem-manager", "brltty",
-    "latency-timer",   "modem-lines",         "write-failed",   "line-silent",   "line-noise",
-    "program-running", "identification-none", "model-unknown",  "version-none",  "version-old",
-    "console-active",  "lamp-test",           "key-test",       "interrupted",
+inline constexpr std::array<std::string_view, 27> checkNames{
+    "driver-load",   "settings-file", "setting-unknown", "setting-invalid", "preference-off",
+    "port-name",     "port-none",     "port-permission", "port-held",       "port-open",
+    "port-lost",     "modem-manager", "brltty",          "latency-timer",   "modem-lines",
+    "write-failed",  "line-silent",   "line-noise",      "program-running", "identification-none",
+    "model-unknown", "version-none",  "version-old",     "console-active",  "lamp-test",
+    "key-test",      "interrupted",
 };
 static_assert(checkNames.size() == static_cast<std::size_t>(CheckId::interrupted) + 1);
 
 constexpr std::string_view nameOf(CheckId id) { return checkNames[static_cast<std::size_t>(id)]; }
 
 struct Check {
-    enum class Result { pass, warn, fail };
+    enum class Result { skip, pass, warn, fail };
 
     CheckId id;
     Result result;
@@ -61,7 +65,7 @@ struct Check {
     std::string next{};
 };
 
-/// "PASS", "WARN" or "FAIL".
+/// "SKIP", "PASS", "WARN" or "FAIL".
 std::string_view nameOf(Check::Result result);
 
 /// One or two lines for a person, with their ends.

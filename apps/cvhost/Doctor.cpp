@@ -14,6 +14,8 @@
 
 #include "apps/cvhost/Driver.h"
 #include "apps/cvhost/ExitStatus.h"
+#include "apps/cvhost/KnownSettings.h"
+#include "apps/cvhost/PortName.h"
 #include "apps/cvhost/StartupJudge.h"
 #include "host/core/Settings.h"
 #include "host/linux/PortUse.h"
@@ -81,9 +83,10 @@ Doctor::~Doctor() {
 int Doctor::run() {
     if (!openBundle()) return exitStatus::usage;
     prepareHost();
-    if (examineMachine() && examineStartup() && !m_options.quick) {
-        if (!m_ended) examineDesk();
-        if (m_ended) {
+    if (examineMachine() && examineStartup()) {
+        if (!m_ended && m_options.quick) skipTests();
+        if (!m_ended && !m_options.quick) examineDesk();
+        if (m_ended && !m_options.quick) {
             add({CheckId::interrupted, Check::Result::warn,
                  "the doctor was ended before lamps and keys were tested to the end",
                  "run it again and let it come to its end"});
@@ -114,6 +117,12 @@ void Doctor::prepareHost() {
         add({CheckId::settingsFile, Check::Result::warn, "the settings file " + settingsPath() + " is ignored: " + problem,
              "correct it, or move it away"});
     }
+    for (const SettingProblem& problem : judgeSettings(settings())) {
+        const bool unknown = problem.kind == SettingProblem::Kind::unknown;
+        add({unknown ? CheckId::settingUnknown : CheckId::settingInvalid, Check::Result::warn, problem.text,
+             (unknown ? "leave it as it is if another plug-in uses it; otherwise correct it in " : "correct it in ") +
+                 settingsPath()});
+    }
     if (settings().findPreference(consoleEnabled) == false) {
         add({CheckId::preferenceOff, Check::Result::warn,
              std::string("the preference ") + consoleEnabled +
@@ -132,6 +141,7 @@ bool Doctor::examineMachine() {
     PortChoice choice = m_options.port ? PortChoice{.why = PortChoice::Why::asked, .name = *m_options.port} : askDriver();
     m_circumstances = {.choice = choice,
                        .port = surveyPort(choice.name),
+                       .nameProblem = portNameProblem(choice.name),
                        .modemManager = runningProgram("ModemManager"),
                        .brltty = runningProgram("brltty")};
     for (const MachinePort& port : machinePorts()) m_circumstances.machinePorts.push_back(port.node);
@@ -186,6 +196,12 @@ void Doctor::waitUntilSettled() {
     }
 }
 
+void Doctor::skipTests() {
+    for (const CheckId id : {CheckId::lampTest, CheckId::keyTest}) {
+        add({id, Check::Result::skip, "left out, as --quick asks", "run the doctor without --quick"});
+    }
+}
+
 void Doctor::examineDesk() {
     m_deskTest.emplace(DeskTest::Setting{.console = *m_plugin.console(),
                                          .witness = m_witness,
@@ -193,11 +209,25 @@ void Doctor::examineDesk() {
                                          .progress = [this](std::string_view text) { progress(text); }});
     add(m_deskTest->lamps());
     const bool deaf = std::ranges::any_of(m_checks, [](const Check& check) { return check.id == CheckId::versionOld; });
-    if (!m_ended && !deaf) add(m_deskTest->keys());
+    if (!m_ended && deaf) {
+        add({CheckId::keyTest, Check::Result::skip, "left out: the driver ignores the keys and wheel of this version",
+             "have the console's program updated to version 7 or later"});
+    } else if (!m_ended) {
+        askForKeys();
+        add(m_deskTest->keys());
+    }
     if (isLost(m_witness.seen())) {
         add({CheckId::portLost, Check::Result::fail, m_circumstances.choice.name + " was lost while the console was tested",
              "check the adapter and its cable"});
     }
+}
+
+/// Where progress cannot be shown, this line alone says when keys are wanted.
+void Doctor::askForKeys() {
+    if (m_live) return;
+    const std::string line = "Press keys, turn the ring and the wheel now.\n";
+    say(line);
+    if (m_options.json) writeStandardError(line);
 }
 
 void Doctor::stopDriver() {
@@ -209,9 +239,11 @@ void Doctor::stopDriver() {
 void Doctor::tellEnd() {
     const std::string_view result = nameOf(worst(m_checks));
     const auto count = [this](Check::Result wanted) { return std::ranges::count(m_checks, wanted, &Check::result); };
+    const auto skipped = count(Check::Result::skip);
     say(std::string(result) + ": " + std::to_string(count(Check::Result::pass)) + " passed, " +
-        std::to_string(count(Check::Result::warn)) + " warned, " + std::to_string(count(Check::Result::fail)) +
-        " failed; docs/troubleshooting.md says more about each\n");
+        std::to_string(count(Check::Result::warn)) + " warned, " + std::to_string(count(Check::Result::fail)) + " failed" +
+        (skipped == 0 ? "" : ", " + std::to_string(skipped) + " skipped") +
+        "; docs/troubleshooting.md says more about each\n");
     if (m_options.json) m_output.put(checksJson(m_circumstances.choice.name, m_checks));
 }
 

@@ -42,7 +42,9 @@ private:
     bool examineMachine();
     /// Runs the driver until it has found a console or has not. True when a console is active.
     bool examineStartup();
+    void skipTests();
     void examineDesk();
+    void askForKeys();
     void stopDriver();
     void tellEnd();
     /// False when it could not be written, which has been said.

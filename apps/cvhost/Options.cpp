@@ -2,9 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <span>
 #include <string_view>
 
+#include "apps/common/UsageProblem.h"
 #include "apps/cvhost/ExitStatus.h"
+#include "apps/cvhost/KnownSettings.h"
+#include "apps/cvhost/PortName.h"
 
 namespace cvhost {
 namespace {
@@ -80,6 +84,17 @@ bool truth(const std::string& text, const char* option) {
     throw CLI::ValidationError(option, "\"" + text + "\" is neither true nor false");
 }
 
+/// A setting whose value the driver would ignore is refused. One that is unknown may be another plug-in's.
+void refuseUnusable(const std::string& key, const std::string& text) {
+    using Kind = SettingProblem::Kind;
+    Settings scratch;
+    scratch.setFromText(key, text);
+    const auto problem = judgeSetting(key, *scratch.find(key));
+    if (problem && (problem->kind == Kind::wrongType || problem->kind == Kind::noPort)) {
+        throw CLI::ValidationError("--set", problem->text);
+    }
+}
+
 Options::Events events(const std::string& text) {
     if (text == "text") return Options::Events::text;
     if (text == "json") return Options::Events::json;
@@ -118,6 +133,7 @@ CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
     return app
         .add_option("--port", port, "Look for the console on the port of this name alone: a device, or rfc2217://HOST:PORT")
         ->check(whyNoName)
+        ->check(portNameProblem)
         ->type_name("NAME");
 }
 
@@ -151,19 +167,14 @@ CLI::App& addTimeline(CLI::App& app, TimelineOptions& options) {
 }
 
 /// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
-int answer(const CLI::App& app, const CLI::ParseError& error) {
+int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const char* const> arguments) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
         return app.exit(error);
     }
-    std::string_view reason = error.what();
-    while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) reason.remove_suffix(1);
-    std::string line(reason.substr(0, reason.find('\n')));
-    if (line.starts_with("A ")) line.front() = 'a';
     const auto subcommands = app.get_subcommands();
-    const auto unknown = app.remaining();
-    if (subcommands.empty() && !unknown.empty()) line = "there is no subcommand or option \"" + unknown.front() + '"';
     const std::string subcommand = subcommands.empty() ? "" : subcommands.front()->get_name() + ' ';
-    std::cerr << "cvhost: " << line << "; \"cvhost " << subcommand << "--help\" shows what it takes.\n";
+    std::cerr << "cvhost: " << common::usageProblem(app, error, arguments) << "; \"cvhost " << subcommand
+              << "--help\" shows what it takes.\n";
     return exitStatus::usage;
 }
 
@@ -223,13 +234,16 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
         if (doctor.parsed()) return doctorOptions;
         if (timeline.parsed()) return timelineOptions;
         checkOpen(options.web, webOpen);
-        for (const std::string& text : settings) options.settings.push_back(assignment(text, "--set"));
+        for (const std::string& text : settings) {
+            options.settings.push_back(assignment(text, "--set"));
+            refuseUnusable(options.settings.back().first, options.settings.back().second);
+        }
         for (const std::string& text : preferences) {
             const auto [key, value] = assignment(text, "--prefer");
             options.preferences.emplace_back(key, truth(value, "--prefer"));
         }
     } catch (const CLI::ParseError& error) {
-        return answer(app, error);
+        return answer(app, error, {argv, static_cast<std::size_t>(argc)});
     }
     return options;
 }

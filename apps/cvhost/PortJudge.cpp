@@ -34,14 +34,6 @@ Check notAllowed(const SurveyedPort& port) {
             howToBeAllowed(access, name)};
 }
 
-/// What ends the program's use of the port.
-std::string howToEnd(const PortHolder& holder, const std::string& port) {
-    if (holder.program == "ModemManager") return "sudo systemctl stop ModemManager";
-    if (holder.program == "brltty") return "sudo systemctl stop brltty";
-    if (holder.program == "agetty") return "sudo systemctl stop serial-getty@" + baseName(port);
-    return "close it, or: kill " + std::to_string(holder.process);
-}
-
 Check held(const SurveyedPort& port) {
     std::string text = port.machine.node + " is in use: process ";
     for (const PortHolder& holder : port.holders) {
@@ -88,6 +80,11 @@ std::vector<Check> judgePort(const PortCircumstances& of) {
     if (of.choice.why == PortChoice::Why::unknown) {
         checks.push_back({CheckId::driverLoad, Check::Result::fail, loadProblem(of.choice.problem),
                           "install the driver beside this program, from the same package"});
+        return checks;
+    }
+    if (!of.nameProblem.empty()) {
+        checks.push_back({CheckId::portName, Check::Result::fail, of.nameProblem,
+                          "correct the setting console_port, or name the port with --port"});
         return checks;
     }
     const bool isFile = of.choice.name.starts_with('/');

@@ -25,24 +25,6 @@ std::string resolved(const std::string& name) {
     return path == nullptr ? name : path.get();
 }
 
-/// Known without opening it: the system lists each terminal's driver as "serial /dev/ttyS 4 64-95 serial". Where it does
-/// not, or where there is no such file, nothing speaks against it.
-bool mayBeTerminal(const std::string& path) {
-    struct stat file{};
-    if (::stat(path.c_str(), &file) != 0) return true;
-    std::ifstream drivers("/proc/tty/drivers");
-    if (!S_ISCHR(file.st_mode) || !drivers) return S_ISCHR(file.st_mode);
-    for (std::string line; std::getline(drivers, line);) {
-        std::istringstream words(line.substr(std::min(line.find(" /dev/"), line.size())));
-        std::string name;
-        unsigned kind = 0, first = 0, last = 0;
-        if (!(words >> name >> kind >> first)) continue;
-        if (words.get() != '-' || !(words >> last)) last = first;
-        if (kind == major(file.st_rdev) && first <= minor(file.st_rdev) && minor(file.st_rdev) <= last) return true;
-    }
-    return false;
-}
-
 SurveyedPort survey(MachinePort port) {
     SurveyedPort surveyed{.machine = std::move(port)};
     surveyed.access = accessTo(surveyed.machine.node);
@@ -149,6 +131,22 @@ Json jsonOf(const SurveyedPort& port) {
 }
 
 }  // namespace
+
+bool mayBeTerminal(const std::string& path) {
+    struct stat file{};
+    if (::stat(path.c_str(), &file) != 0) return true;
+    std::ifstream drivers("/proc/tty/drivers");
+    if (!S_ISCHR(file.st_mode) || !drivers) return S_ISCHR(file.st_mode);
+    for (std::string line; std::getline(drivers, line);) {
+        std::istringstream words(line.substr(std::min(line.find(" /dev/"), line.size())));
+        std::string name;
+        unsigned kind = 0, first = 0, last = 0;
+        if (!(words >> name >> kind >> first)) continue;
+        if (words.get() != '-' || !(words >> last)) last = first;
+        if (kind == major(file.st_rdev) && first <= minor(file.st_rdev) && minor(file.st_rdev) <= last) return true;
+    }
+    return false;
+}
 
 std::vector<SurveyedPort> surveyPorts() {
     std::vector<SurveyedPort> ports;

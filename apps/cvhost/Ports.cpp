@@ -8,6 +8,7 @@
 #include "apps/cvhost/Driver.h"
 #include "apps/cvhost/Escape.h"
 #include "apps/cvhost/ExitStatus.h"
+#include "apps/cvhost/KnownSettings.h"
 #include "apps/cvhost/PortSurvey.h"
 #include "host/core/Settings.h"
 #include "host/linux/Host.h"
@@ -19,6 +20,7 @@ int showPorts(const PortsOptions& options) {
     setLogDestinations({.standardError = false, .file = false});
     settings().setPreferenceDefault(consoleEnabled, true);
     const std::string problem = loadSettingsFile();
+    const std::vector<SettingProblem> problems = judgeSettings(settings());
     const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
     settings().setPreference(consoleEnabled, true);
     const PortChoice choice = askDriver();
@@ -28,6 +30,7 @@ int showPorts(const PortsOptions& options) {
         std::cerr << "cvhost: the settings file " << settingsPath() << " is ignored: " << plainText(problem)
                   << "; correct it, or move it away.\n";
     }
+    for (const SettingProblem& each : problems) std::cerr << "cvhost: " << settingsPath() << ": " << each.text << ".\n";
     if (!preferred) {
         std::cerr << "cvhost: the preference " << consoleEnabled << " is off, so the driver looks for no console at all.\n";
     }

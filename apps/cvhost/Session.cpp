@@ -11,16 +11,17 @@
 #include <thread>
 #include <utility>
 
-#include "apps/cvhost/Advice.h"
 #include "apps/cvhost/Driver.h"
 #include "apps/cvhost/ExitStatus.h"
 #include "apps/cvhost/JsonReport.h"
 #include "apps/cvhost/KeyCodes.h"
+#include "apps/cvhost/KnownSettings.h"
 #include "apps/cvhost/Tee.h"
 #include "apps/cvhost/TextReport.h"
 #include "host/core/Events.h"
 #include "host/core/KeyQueue.h"
 #include "host/core/Settings.h"
+#include "host/linux/UserFiles.h"
 #include "lines/Rfc2217Server.h"
 
 namespace cvhost {
@@ -33,6 +34,8 @@ constexpr auto tick = 50ms;
 constexpr auto missingPortPatience = 3s;
 constexpr auto silentConsolePatience = 5s;
 constexpr auto firstAttemptPatience = 2s;
+/// Looking for a port's holders takes a walk through all processes.
+constexpr auto diagnosisInterval = 1s;
 /// The simulated console takes the last commands in wire time.
 constexpr auto lastCommandsLimit = 2s;
 
@@ -105,7 +108,7 @@ int Session::run() {
     prepareHost();
     if (!startConsole()) return exitStatus::none;
     live();
-    const std::string why = whyNoConsole(m_hearing.heard());  // before the port is closed
+    const std::string why = better(m_diagnosis, diagnosis(m_hearing.heard())).text;  // before the port is closed
     stop();
     tellEnd();
     if (m_recorder) m_recorder->finish();
@@ -133,9 +136,20 @@ void Session::prepareHost() {
 
     settings().setPreferenceDefault(consoleEnabled, true);
     loadSettingsFile();
-    for (const auto& [key, value] : m_options.settings) settings().setFromText(key, value);
-    for (const auto& [key, value] : m_options.preferences) settings().setPreference(key, value);
+    for (const SettingProblem& problem : judgeSettings(settings())) complain(settingsPath() + ": " + problem.text);
+    applyOptions();
     choosePorts();
+}
+
+void Session::applyOptions() {
+    for (const auto& [key, value] : m_options.settings) {
+        settings().setFromText(key, value);
+        if (const auto problem = judgeSetting(key, *settings().find(key))) complain("--set: " + problem->text);
+    }
+    for (const auto& [key, value] : m_options.preferences) {
+        settings().setPreference(key, value);
+        if (const auto problem = judgePreference(key)) complain("--prefer: " + problem->text);
+    }
 }
 
 void Session::choosePorts() {
@@ -242,6 +256,7 @@ void Session::noticeLoss(const Heard& heard) {
     m_console->set_ispeed(0);
     console_call_handler(shuttleCode);
     m_advice.clear();
+    m_diagnosis = diagnosis(heard);
     restartConsole();
 }
 
@@ -271,11 +286,16 @@ void Session::noticeReturn(const Heard& heard) {
 }
 
 void Session::advise(const Heard& heard) {
-    if (heard.active || !waited(heard)) return;
-    std::string advice = "no console yet: " + whyNoConsole(heard);
-    if (advice == m_advice) return;
-    m_advice = std::move(advice);
-    say("help", m_advice);
+    if (heard.active) {
+        m_diagnosis.reset();
+        return;
+    }
+    if (!waited(heard) || Clock::now() < m_nextDiagnosis) return;
+    m_nextDiagnosis = Clock::now() + diagnosisInterval;
+    m_diagnosis = diagnosis(heard);
+    if (m_diagnosis->text == m_advice) return;
+    m_advice = m_diagnosis->text;
+    say("help", "no console yet: " + m_advice);
 }
 
 /// In the show and with the page the lamps follow the shuttle ring, as they do in an editor.
@@ -344,9 +364,9 @@ bool Session::waited(const Heard& heard) const {
     return Clock::now() - std::max(m_consoleStarted, heard.portChanged) >= needed;
 }
 
-std::string Session::whyNoConsole(const Heard& heard) const {
+Diagnosis Session::diagnosis(const Heard& heard) const {
     const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
-    return cvhost::whyNoConsole(heard, {.preferred = preferred, .waited = waited(heard)});
+    return whyNoConsole(heard, {.preferred = preferred, .waited = waited(heard)});
 }
 
 DeskView Session::deskView() {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "apps/cvhost/Advice.h"
 #include "apps/cvhost/Handlers.h"
 #include "apps/cvhost/Hearing.h"
 #include "apps/cvhost/KeptConsole.h"
@@ -41,6 +42,7 @@ private:
 
     bool startRecording();
     void prepareHost();
+    void applyOptions();
     void choosePorts();
     void startDesk();
     bool startConsole();
@@ -64,7 +66,7 @@ private:
     void tellAddress(std::string_view heading, const std::string& sentence);
     /// Whether start-up has had its time with the port as it is.
     bool waited(const Heard& heard) const;
-    std::string whyNoConsole(const Heard& heard) const;
+    Diagnosis diagnosis(const Heard& heard) const;
     DeskView deskView();
 
     const Options m_options;
@@ -89,7 +91,9 @@ private:
     std::array<unsigned, ConsoleHandlerTable::codes> m_keysBeforeLoss{};
     bool m_switchedOff = false;
     bool m_recordingEnded = false;
-    std::string m_advice;
+    std::optional<Diagnosis> m_diagnosis;  ///< the last one
+    Clock::time_point m_nextDiagnosis{};
+    std::string m_advice;  ///< the last that was said
     unsigned m_shuttleChanges = 0;
     DeskView m_deskView{'O', 'O', 'O', 'O', false};
 };

@@ -44,6 +44,16 @@ std::optional<Settings::Value> Settings::find(std::string_view key) const {
     return lookUp(m_values, key);
 }
 
+Settings::Table<Settings::Value> Settings::all() const {
+    const std::lock_guard held(m_lock);
+    return m_values;
+}
+
+Settings::Table<bool> Settings::allPreferences() const {
+    const std::lock_guard held(m_lock);
+    return m_preferences;
+}
+
 std::optional<bool> Settings::findPreference(std::string_view key) const {
     const std::lock_guard held(m_lock);
     const std::optional<bool> chosen = lookUp(m_preferences, key);

@@ -16,6 +16,8 @@ namespace cvhost {
 class Settings {
 public:
     using Value = std::variant<bool, std::int64_t, double, std::string>;
+    template <class T>
+    using Table = std::map<std::string, T, std::less<>>;
 
     void set(std::string_view key, Value value);
     /// Sets `key` from a text as it is written in a settings file: true, 12, 0.5, inf, "quoted". Any other text is the
@@ -32,13 +34,13 @@ public:
     void clear();
 
     std::optional<Value> find(std::string_view key) const;
+    /// All that is set, and all preferences that the user has chosen.
+    Table<Value> all() const;
+    Table<bool> allPreferences() const;
     /// The user's choice, else the host's, else nothing.
     std::optional<bool> findPreference(std::string_view key) const;
 
 private:
-    template <class T>
-    using Table = std::map<std::string, T, std::less<>>;
-
     mutable std::mutex m_lock;
     Table<Value> m_values;
     Table<bool> m_preferences;

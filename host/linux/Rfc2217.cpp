@@ -235,6 +235,10 @@ Descriptor connectTo(const addrinfo& place, Clock::time_point deadline, int& err
 
 }  // namespace
 
+bool isRfc2217Name(std::string_view name) {
+    return name.starts_with(rfc2217Prefix) && parseAddress(name.substr(rfc2217Prefix.size())).has_value();
+}
+
 OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings) {
     OpenedTransport opened;
     const auto address = parseAddress(name.substr(rfc2217Prefix.size()));

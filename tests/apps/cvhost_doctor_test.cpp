@@ -35,12 +35,13 @@ protected:
         more.insert(more.begin(), {"doctor", "--port", port});
         return command(more);
     }
-    /// What was found, as "warn modem-lines".
-    static std::vector<std::string> findings(const Json& report) {
+    /// What was found, as "warn modem-lines"; `skipped`: with what was left out.
+    static std::vector<std::string> findings(const Json& report, bool skipped = false) {
         std::vector<std::string> found;
         for (const Json& check : report.at("checks")) {
-            found.push_back(check.at("result").get<std::string>() + ' ' + check.at("id").get<std::string>());
             EXPECT_EQ(check.contains("next"), check.at("result") != "pass") << check;
+            if (check.at("result") == "skip" && !skipped) continue;
+            found.push_back(check.at("result").get<std::string>() + ' ' + check.at("id").get<std::string>());
         }
         return found;
     }
@@ -70,8 +71,8 @@ protected:
     static Json examine(const Process::Setup& setup, int status) {
         Process process(setup);
         EXPECT_EQ(process.wait(), status) << output(process) << process.errors();
-        EXPECT_THAT(process.errors(),
-                    MatchesRegex("The driver will look [^\n]+\\.\n(The doctor opens that port[^\n]+\\.\n)?"));
+        EXPECT_THAT(process.errors(), MatchesRegex("The driver will look [^\n]+\\.\n(The doctor opens that port[^\n]+\\.\n)?"
+                                                   "(Press keys, turn the ring and the wheel now\\.\n)?"));
         const Json report = Json::parse(output(process));
         EXPECT_EQ(report.at("result") == "fail", status == 1) << report;
         return report;
@@ -282,6 +283,57 @@ TEST_F(Doctor, SettingsFile_Broken_Warns) {
     const Json report = examineDesk({}, 0);
     EXPECT_THAT(findingsButTheModel(report), ElementsAre("warn settings-file", "pass console-active"));
     EXPECT_THAT(textOf(report, "settings-file"), HasSubstr("/cvhost.toml is ignored: line 2, column"));
+}
+
+TEST_F(Doctor, Settings_MistypedOrOfTheWrongType_Warn) {
+    writeSettings("[settings]\nconsole_prot = \"/dev/ttyS7\"\njog_wheel_gearing = \"abc\"\n");
+    const Json report = examineDesk({}, 0);
+    EXPECT_THAT(findingsButTheModel(report),
+                ElementsAre("warn setting-unknown", "warn setting-invalid", "pass console-active"));
+    EXPECT_EQ(textOf(report, "setting-unknown"), "unknown setting \"console_prot\" (did you mean \"console_port\"?)");
+    EXPECT_THAT(textOf(report, "setting-invalid"),
+                StartsWith("setting \"jog_wheel_gearing\" must be a number (default 0.001)"));
+}
+
+TEST_F(Doctor, Setting_NoPortsName_FailsBeforeAnythingIsOpened) {
+    writeSettings("[settings]\nconsole_port = \"COM3\"\n");
+    Process::Setup setup = command({"doctor", "--quick", "--json"});
+    setup.command.insert(setup.command.begin(), {"/usr/bin/umockdev-run", "--"});
+    setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+    const Json report = examine(setup, 1);
+    EXPECT_THAT(findings(report), ElementsAre("warn setting-invalid", "fail port-name"));
+    EXPECT_THAT(textOf(report, "port-name"), StartsWith("\"COM3\" is not a port: name a device such as /dev/ttyUSB0"));
+}
+
+TEST_F(Doctor, Port_MistypedPath_TheMachinesSimilarOneIsNamed) {
+    for (const auto& [name, meant] : {std::pair{"ttyUSB0", "/dev/ttyUSB0"}, std::pair{"ttyACM1", "/dev/ttyACM0"}}) {
+        Process process(inMachine(command({"run", "--port", name}), ""));
+        EXPECT_EQ(process.wait(), 2);
+        EXPECT_THAT(process.errors(), HasSubstr('"' + std::string(name) + "\" is not a port: name a device such as"));
+        EXPECT_THAT(process.errors(), HasSubstr(" (did you mean \"" + std::string(meant) + "\"?); "));
+    }
+}
+
+TEST_F(Doctor, Tests_LeftOutByQuick_AreSaidToBe) {
+    const Json report = examineDesk({}, 0);
+    EXPECT_THAT(findings(report, true), IsSupersetOf({"pass console-active", "skip lamp-test", "skip key-test"}));
+    EXPECT_EQ(textOf(report, "key-test"), "left out, as --quick asks");
+}
+
+TEST_F(Doctor, KeyTest_OfVersionWithoutInput_IsSaidToBeLeftOut) {
+    Process desk(cvdesk({"--rfc2217", "0", "--firmware", "6"}));
+    Process process(doctor(whereIs(desk), {}));
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(output(process), AllOf(HasSubstr("\nSKIP  key-test             left out: the driver ignores the keys"),
+                                       HasSubstr(" failed, 1 skipped; ")));
+}
+
+TEST_F(Doctor, KeyTest_WithoutTerminal_AsksForKeysOnce) {
+    Process desk(cvdesk({"--rfc2217", "0"}));
+    Process process(doctor(whereIs(desk), {}));
+    process.waitForLine([](const std::string& line) { return line == "Press keys, turn the ring and the wheel now."; });
+    process.signal(SIGINT);
+    EXPECT_EQ(process.wait(), 0) << process.errors();
 }
 
 TEST_F(Doctor, Driver_Missing_IsTold) {

@@ -1,11 +1,18 @@
 // How cvhost ends, and what it says when there is no console.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
+#include <memory>
 #include <string>
 
+#include "lines/DeskServer.h"
+#include "lines/FileDescriptor.h"
+#include "lines/Rfc2217Server.h"
 #include "tests/apps/CvhostRig.h"
 #include "tests/apps/ScriptedConsole.h"
 
@@ -17,6 +24,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr const char* oneSentence = "cvhost: [^\n]*[.]\n";
 
@@ -76,6 +84,59 @@ TEST_F(CvhostTest, Prefer_ConsoleSwitchedOff_IsSaidAsTheReason) {
     EXPECT_EQ(host.wait(), 1);
     EXPECT_THAT(events(host), IsEmpty()) << "no port is looked for";
     EXPECT_THAT(host.errors(), HasSubstr("the preference HardwareConsoleEnabled is off"));
+}
+
+TEST_F(CvhostTest, Settings_UnknownOrOutOfRange_AreSaidOnceOnStandardError) {
+    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
+    m_folder.write("config/cvhost/cvhost.toml", "[settings]\nconsole_prot = \"/dev/ttyS7\"\nother_plugins = 1\n");
+    Process host(cvhost({"--port", "/dev/no-such-port", "--set", "console_debug=2", "--prefer", "HardwareConsoleEnabld=true",
+                         "--set", "HardwareConsoleEnabled=true", "--for", "0.1"}));
+    EXPECT_EQ(host.wait(), 1);
+    const std::string file = m_folder.path() / "config/cvhost/cvhost.toml";
+    EXPECT_THAT(host.errors(),
+                StartsWith("cvhost: " + file + ": unknown setting \"console_prot\" (did you mean \"console_port\"?).\n" +
+                           "cvhost: " + file + ": unknown setting \"other_plugins\".\n" +
+                           "cvhost: --set: setting \"console_debug\" is 2 and must be a whole number from 0 to 1.\n"
+                           "cvhost: --set: setting \"HardwareConsoleEnabled\" is a preference: use --prefer or the table "
+                           "[preferences].\n"
+                           "cvhost: --prefer: unknown preference \"HardwareConsoleEnabld\" (did you mean "
+                           "\"HardwareConsoleEnabled\"?).\n"));
+}
+
+TEST_F(CvhostTest, Run_PortHeldByAnother_NamesTheProcess) {
+    Process desk(cvdesk({"--pty", m_folder.path() / "desk"}));
+    whereIs(desk);
+    const lines::FileDescriptor holding =
+        lines::owned(::open((m_folder.path() / "desk").c_str(), O_RDWR | O_NOCTTY), "the desk");
+    ASSERT_EQ(::flock(holding.get(), LOCK_EX | LOCK_NB), 0);
+    Process host(cvhost({"--port", m_folder.path() / "desk"}));
+    const std::string line =
+        host.waitForLine([](const std::string& each) { return each.find("no console yet") != each.npos; });
+    const std::string holder =
+        "desk is in use: process " + std::to_string(::getpid()) + " (apps_test) has it open; close it";
+    EXPECT_THAT(line, HasSubstr(holder));
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr(holder));
+}
+
+TEST_F(CvhostTest, Run_InterruptedSoonAfterTheLostPortIsBack_LossIsStillTheReason) {
+    const auto serve = [](std::uint16_t port) {
+        return std::make_unique<lines::DeskServer>(desk::Options{.silent = true},
+                                                   std::make_unique<lines::Rfc2217Server>("127.0.0.1", port));
+    };
+    std::unique_ptr<lines::DeskServer> desk = serve(0);
+    const std::string name = desk->name();
+    const auto port = static_cast<std::uint16_t>(std::stoi(name.substr(name.rfind(':') + 1)));
+    Process host(cvhost({"--events", "json", "--port", name}));
+    waitFor(host, {{"event", "port"}, {"state", "open"}});
+    desk.reset();
+    waitFor(host, {{"event", "port"}, {"state", "lost"}});
+    desk = serve(port);
+    waitForAll(host, {{{"event", "port"}, {"state", "lost"}}, {{"event", "port"}, {"state", "open"}}});
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(lastLine(host.errors()), HasSubstr(name + " was lost; check the adapter"));
 }
 
 TEST_F(CvhostTest, Run_SilentConsole_EndsWithStatusOne) {

@@ -121,6 +121,22 @@ TEST_F(Ports, Setting_NoText_IsSaidToBeIgnored) {
                 HasSubstr("the setting console_port is ignored, as it is no text in quotes: it is the driver's default"));
 }
 
+TEST_F(Ports, Settings_MistypedAndOfTheWrongType_AreSaidWithWhatWasMeant) {
+    std::string errors;
+    const Json choice = choiceBySettings(
+        "[settings]\nconsole_prot = \"/dev/ttyS7\"\nconsole_debug = \"yes\"\nconsole_port = \"tty S7\"\n"
+        "[preferences]\nHardwareConsoleEnabld = true\n",
+        &errors);
+    EXPECT_EQ(choice.at("name"), "tty S7") << "the driver takes any text";
+    EXPECT_THAT(errors,
+                AllOf(HasSubstr("/cvhost.toml: unknown setting \"console_prot\" (did you mean \"console_port\"?).\n"),
+                      HasSubstr("/cvhost.toml: setting \"console_debug\" must be a whole number from 0 to 1 "
+                                "(default 0).\n"),
+                      HasSubstr("/cvhost.toml: setting \"console_port\": \"tty S7\" is not a port: "),
+                      HasSubstr("unknown preference \"HardwareConsoleEnabld\" (did you mean "
+                                "\"HardwareConsoleEnabled\"?).\n")));
+}
+
 TEST_F(Ports, Driver_Missing_ChoiceIsNotKnown) {
     // A copy of the program has no driver beside it.
     std::filesystem::copy_file(CVHOST_PROGRAM, m_folder.path() / "cvhost");

@@ -282,7 +282,7 @@ void PrintTo(const Reason& reason, std::ostream* out) { *out << reason.name; }
 class Advice : public testing::TestWithParam<Reason> {};
 
 TEST_P(Advice, NoConsole_ForThisReason_SaysItAndWhatToDo) {
-    const std::string advice = cvhost::whyNoConsole(GetParam().heard, GetParam().circumstances);
+    const std::string advice = cvhost::whyNoConsole(GetParam().heard, GetParam().circumstances).text;
     EXPECT_NE(advice.find(GetParam().words), advice.npos) << advice;
     EXPECT_NE(advice.find("; "), advice.npos) << "what to do: " << advice;
 }
@@ -305,7 +305,11 @@ INSTANTIATE_TEST_SUITE_P(
         Reason{"Busy",
                port("/dev/null", "/dev/null: device or resource busy"),
                {.preferred = true, .waited = true},
-               "close the other program"},
+               "device or resource busy; name another port"},
+        Reason{"NoPortsName",
+               port("ttyUSB0", "ttyUSB0: no such file or directory"),
+               {.preferred = true, .waited = true},
+               "\"ttyUSB0\" is not a port: name a device such as /dev/ttyUSB0"},
         Reason{"Network",
                port("rfc2217://[::1]:9", "rfc2217://[::1]:9: connection refused"),
                {.preferred = true, .waited = true},
@@ -318,7 +322,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
     const auto lost = [](const std::string& name) {
-        return cvhost::whyNoConsole(port(name, "", false, true), {.preferred = true, .waited = true});
+        return cvhost::whyNoConsole(port(name, "", false, true), {.preferred = true, .waited = true}).text;
     };
     cvhost::settings().set("console_port", "/dev/ttyUSB0");
     EXPECT_EQ(
@@ -328,6 +332,20 @@ TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
     cvhost::settings().set("console_port", "rfc2217://[::1]:9");
     EXPECT_EQ(lost("rfc2217://[::1]:9"), "rfc2217://[::1]:9 was lost; check the adapter and its cable");
     cvhost::settings().clear();
+}
+
+// The driver opens a silent port anew from time to time, and then start-up has its time before it again.
+TEST(BetterDiagnosis, TooEarly_WhatStillHoldsIsKept) {
+    using Why = cvhost::Diagnosis::Reason;
+    const cvhost::Diagnosis early{Why::tooEarly, "too early"};
+    for (const Why reason : {Why::silent, Why::portLost}) {
+        EXPECT_EQ(cvhost::better(cvhost::Diagnosis{reason, "known"}, early).text, "known");
+    }
+    for (const Why reason : {Why::portMissing, Why::portHeld, Why::portForbidden}) {
+        EXPECT_EQ(cvhost::better(cvhost::Diagnosis{reason, "known"}, early).text, "too early") << "the port is open now";
+    }
+    EXPECT_EQ(cvhost::better({}, early).text, "too early");
+    EXPECT_EQ(cvhost::better(cvhost::Diagnosis{Why::silent, "known"}, {Why::portLost, "lost"}).text, "lost");
 }
 
 TEST(HowToBeAllowed, AnyRights_OneWayFitsThem) {
@@ -349,7 +367,7 @@ TEST(HowToBeAllowed, PortNotAllowed_AdviceTakesTheSameWay) {
     const auto tell = [&] {
         if (::geteuid() == 0 && ::setuid(65534) != 0) std::exit(2);
         const auto access = cvhost::accessTo(file);
-        const std::string advice = cvhost::whyNoConsole(port(file, ""), {.preferred = true, .waited = true});
+        const std::string advice = cvhost::whyNoConsole(port(file, ""), {.preferred = true, .waited = true}).text;
         std::exit(access && advice == file + " may not be used by this user; " + cvhost::howToBeAllowed(*access, file) ? 0
                                                                                                                        : 1);
     };

@@ -25,11 +25,16 @@ TEST(CheckNames, Id_NamesItsOwn) {
     EXPECT_EQ(nameOf(CheckId::driverLoad), "driver-load");
     EXPECT_EQ(nameOf(CheckId::modemLines), "modem-lines");
     EXPECT_EQ(nameOf(CheckId::versionOld), "version-old");
+    EXPECT_EQ(nameOf(CheckId::settingInvalid), "setting-invalid");
+    EXPECT_EQ(nameOf(CheckId::portName), "port-name");
+    EXPECT_EQ(nameOf(CheckId::lineSilent), "line-silent");
     EXPECT_EQ(nameOf(CheckId::interrupted), "interrupted");
 }
 
 TEST(Checks, Worst_OfSome_IsTheHighest) {
     EXPECT_EQ(worst({}), Check::Result::pass);
+    const std::array<Check, 1> skipped{Check{CheckId::keyTest, Check::Result::skip, ""}};
+    EXPECT_EQ(worst(skipped), Check::Result::pass);
     const std::array<Check, 2> warned{Check{CheckId::brltty, Check::Result::warn, ""},
                                       Check{CheckId::consoleActive, Check::Result::pass, ""}};
     EXPECT_EQ(worst(warned), Check::Result::warn);

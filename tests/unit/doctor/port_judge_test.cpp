@@ -33,6 +33,14 @@ TEST(JudgePort, NoFile_OtherPortsAreNamed) {
     EXPECT_EQ(judgePort(of).at(0).text, "there is no /dev/ttyUSB0; this machine has /dev/ttyS0 /dev/ttyS1");
 }
 
+TEST(JudgePort, NameOfNoPort_NothingElseIsLookedAt) {
+    PortCircumstances of = well();
+    of.nameProblem = "it is not a port";
+    of.port.terminal = false;
+    EXPECT_THAT(found(of), ElementsAre("port-name"));
+    EXPECT_EQ(judgePort(of).at(0).text, "it is not a port");
+}
+
 TEST(JudgePort, NothingChosen_IsNoPort) {
     PortCircumstances of = well();
     of.choice = {.why = PortChoice::Why::nothing};
