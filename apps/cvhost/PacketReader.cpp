@@ -10,7 +10,6 @@ namespace {
 constexpr std::size_t longestText = 11;
 constexpr std::size_t statusLength = 9;
 constexpr char firstLead = '\\';
-constexpr char leadOfVersion8 = 'L';
 
 int digit(char c) {
     if (c >= '0' && c <= '9') return c - '0';
@@ -79,6 +78,7 @@ Packet PacketReader::decode(std::string_view text) {
     const Packet packet = classify(text);
     if (packet.kind == Packet::Kind::version && packet.accepted) {
         m_active = true;
+        m_told = packet.number;
         m_version = packet.number == 6 ? 6 : 7;
         if (packet.number == 8) m_lead = leadOfVersion8;
     }

@@ -227,7 +227,7 @@ void Session::live() {
         noticeReturn(heard);
         advise(heard);
         followShuttle(heard);
-        if (m_board) m_board->setSpeed(m_console->get_ispeed());
+        if (m_board) m_board->setDriver(m_console->get_ispeed(), m_console->wheel_enabled());
         showDesk();
         noticeRecordingEnd();
         if (m_show && heard.version) m_show->advance(Clock::now(), heard);

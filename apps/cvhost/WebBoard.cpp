@@ -92,12 +92,15 @@ void WebBoard::setFaults(const DeskFaults& faults) {
     change([&] { m_faults = faults; });
 }
 
-void WebBoard::setSpeed(int speed) {
+void WebBoard::setDriver(int speed, bool wheel) {
     {
         const std::lock_guard lock(m_mutex);
-        if (m_speed == speed) return;
+        if (m_speed == speed && m_wheel == wheel) return;
     }
-    change([&] { m_speed = speed; });
+    change([&] {
+        m_speed = speed;
+        m_wheel = wheel;
+    });
 }
 
 DeskFaults WebBoard::faults() const {
@@ -164,7 +167,6 @@ void WebBoard::port(std::string_view name, PortState state) {
         m_reader.flush([&](const WireMessage& message) { addMessage(message); });
         m_reader.forget();
         m_version = 0;
-        m_wheel = false;
         addLog("port", m_port + (state == PortState::open     ? " is open"
                                  : state == PortState::closed ? " is closed"
                                                               : " is lost"));
@@ -244,6 +246,8 @@ std::string WebBoard::stateJson() const {
                {"port", m_port},
                {"version", m_version},
                {"inputIgnored", m_link == Link::active && ignoresInput(m_version)},
+               {"met8", m_reader.packets().onlyVersion8()},
+               {"wheelIgnored", m_reader.packets().statusIgnored()},
                {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},
                {"deskWheel", lit.wheel},
                {"held", std::move(held)},
@@ -252,7 +256,7 @@ std::string WebBoard::stateJson() const {
                {"speed", shownSpeed()},
                {"jog", m_jog},
                {"jogTotal", rounded(m_jogTotal, 10000)},
-               {"wheel", m_wheel},
+               {"wheel", m_wheel && m_link == Link::active},
                {"embedded", m_embedded}};
     if (m_embedded) {
         state["faults"] = {{"plugged", m_faults.plugged},

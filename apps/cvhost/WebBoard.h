@@ -54,9 +54,9 @@ public:
     void setLaw(ShuttleLaw law);
     void setFaults(const DeskFaults& faults);
     DeskFaults faults() const;
-    /// The shuttle speed as the driver has it. It has play speed from the start, which nothing shows before the console has
-    /// told where its ring is.
-    void setSpeed(int speed);
+    /// The shuttle speed, and whether the wheel is on, as the driver has them. The driver begins at play speed, which is
+    /// not shown until the console has reported the position of its ring.
+    void setDriver(int speed, bool wheel);
     /// For the desk's watcher.
     void deskHappened(const desk::Happening& happening);
 

@@ -61,6 +61,7 @@ public:
     void missed() { m_packets.missed(); }
 
     const ConsoleLook& look() const { return m_look; }
+    const PacketReader& packets() const { return m_packets; }
 
 private:
     static constexpr std::size_t longest = 48;

@@ -100,6 +100,24 @@ TEST(WireReader, BothWays_AtOnce_AreKeptApart) {
     EXPECT_TRUE(reading.reader.look().held[5]);
 }
 
+TEST(WireReader, Status_OfAnotherVersionAfter8_IsIgnored) {
+    Reading reading;
+    const auto& packets = reading.reader.packets();
+    for (const char* version : {"V007 ", "V006 "}) {
+        reading.hears(version);
+        EXPECT_FALSE(packets.onlyVersion8() || packets.statusIgnored()) << version;
+    }
+    reading.hears("V008 ");
+    EXPECT_TRUE(packets.onlyVersion8());
+    EXPECT_FALSE(packets.statusIgnored());
+    for (const char* version : {"V007 ", "V009 "}) {
+        reading.hears(version);
+        EXPECT_TRUE(packets.onlyVersion8() && packets.statusIgnored()) << version;
+    }
+    reading.hears("V008 ");
+    EXPECT_FALSE(packets.statusIgnored());
+}
+
 TEST(WireReader, Startup_OfAConsole_ShowsEachStep) {
     using enum StartupSteps::State;
     Reading reading;
