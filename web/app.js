@@ -2,7 +2,9 @@
 import { setUpFaults, showFaults } from "./faults.js";
 import { setUpKeys, showKeys } from "./keys.js";
 import { clearLists, setUpLists, showNews, showSteps } from "./lists.js";
-import { drawChart, setUpPlots, showPlots } from "./plots.js";
+import { drawChart, setUpPlots, showPlots, showValues } from "./plots.js";
+import { breakable } from "./scale.js";
+import { warningOf } from "./warnings.js";
 import { engrave, setUpWheel, showWheel } from "./wheel.js";
 
 const $ = (id) => document.getElementById(id);
@@ -17,23 +19,41 @@ const links = {
 
 let source = null;
 let running = false;
+let steps = [];
+
+/// All that is known of the run while cvhost is away.
+const unknown = () => ({
+  link: "gone", port: "", steps: steps.map(({ name }) => ({ name, state: "unknown", text: "" })),
+  lamps: "?".repeat(46), held: [], deskWheel: false, speed: null, embedded: false, faults: null, met8: false,
+});
 
 function setText(element, text) {
   if (element.textContent !== text) element.textContent = text;
 }
 
-function showLink(link, version) {
-  $("link").dataset.link = link;
-  setText($("link"), link === "active" ? `${links.active}, version ${version}` : links[link]);
+function plateText({ link, embedded, faults }) {
+  if (link === "gone") return "unknown while cvhost is away";
+  if (!embedded) return "mirror of a real console: its inputs are off here";
+  return faults.plugged ? "simulated desk" : "simulated desk, unplugged";
+}
+
+function showPort(text) {
+  if ($("port").textContent !== text) $("port").replaceChildren(...breakable(text));
 }
 
 function showState(state) {
-  showLink(state.link, state.version);
-  setText($("port"), state.port || "no port yet");
-  $("desk").classList.toggle("mirror", !state.embedded);
+  const away = state.link === "gone";
+  const warning = warningOf(state);
+  document.body.classList.toggle("away", away);
+  $("link").dataset.link = warning ? "limited" : state.link;
+  setText($("link"), state.link === "active" ? `${links.active}, version ${state.version}` : links[state.link]);
+  setText($("warning"), warning);
+  $("warning").hidden = warning === "";
+  showPort(state.port || (away ? "port unknown" : "no port yet"));
+  $("desk").classList.toggle("mirror", !away && !state.embedded);
   $("desk").classList.toggle("absent", state.embedded && !state.faults.plugged);
-  setText($("plate-text"), !state.embedded ? "mirror of a real console: its inputs are off here" :
-    state.faults.plugged ? "simulated desk" : "simulated desk, unplugged");
+  setText($("plate-text"), plateText(state));
+  steps = state.steps;
   showSteps(state.steps);
   showKeys(state);
   showWheel(state);
@@ -47,7 +67,6 @@ function take(news) {
     engrave(news.law);
     $("gone").hidden = true;
     running = true;
-    document.body.classList.remove("away");
   }
   showState(news.state);
   showPlots(news.state, news.samples);
@@ -67,7 +86,8 @@ async function lose() {
   source = null;
   running = false;
   connect.later = setTimeout(connect, again);
-  showLink("gone");
+  showState(unknown());
+  showValues(unknown());
   const there = await fetch("/icon.svg").then((response) => response.ok, () => false);
   if (running || document.hidden) return;
   const sentence = there ? "Too many pages are open already; close one of them." :

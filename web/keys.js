@@ -44,7 +44,7 @@ export function setUpKeys() {
     const group = document.getElementById(id);
     codes.forEach((code) => group.append(makeKey(code)));
     group.querySelector("button").tabIndex = 0;
-    group.addEventListener("keydown", (event) => moveFocus(event, codes, id === "keys" ? 8 : 6));
+    group.addEventListener("keydown", (event) => moveFocus(event, codes));
   }
   addEventListener("keydown", typeDown);
   addEventListener("keyup", typeUp);
@@ -54,10 +54,12 @@ export function setUpKeys() {
 
 function makeKey(code) {
   const [sign, word, group] = known[code] ?? [];
+  const small = word === "Hand" || !word ? String(code) : word;
   const key = make("button", { type: "button", class: "key", tabindex: -1, "data-code": code },
-    make("span", { class: "lamp" }), make("span", { class: "mark" }, sign ?? letter(code)),
-    make("small", {}, word === "Hand" || !word ? String(code) : word));
+    make("span", { class: "lamp" }), make("span", { class: "mark" }, sign ?? letter(code)), " ",
+    make("small", {}, small));
   if (group) key.dataset.group = group;
+  key.dataset.name = `${sign ?? letter(code)} ${small}${small === String(code) ? "" : `, code ${code}`}`;
   key.title = `${letter(code)}, code ${code}, lamp ${lampOfKey[code]}`;
   keys.set(code, key);
   key.addEventListener("pointerdown", (event) => {
@@ -124,7 +126,8 @@ function typeUp(event) {
   typed.delete(event.code);
 }
 
-function moveFocus(event, codes, columns) {
+function moveFocus(event, codes) {
+  const columns = getComputedStyle(event.currentTarget).gridTemplateColumns.split(" ").length;
   const step = { ArrowRight: 1, ArrowLeft: -1, ArrowDown: columns, ArrowUp: -columns }[event.key];
   const here = codes.indexOf(Number(event.target.dataset?.code));
   if (!step || here < 0) return;
@@ -142,15 +145,15 @@ function show(code) {
 
 export function showKeys(state) {
   works = state.embedded;
-  const before = held;
+  if (state.link === "gone") letGo(); // cvhost may only be out of sight
   held = new Set(state.held);
-  for (const code of new Set([...before, ...held])) show(code);
+  for (const code of keys.keys()) show(code);
   for (const [code, key] of keys) {
     const lamp = state.lamps[lampOfKey[code] - 1];
     const off = String(!works);
     if (key.dataset.lamp === lamp && key.getAttribute("aria-disabled") === off) continue;
     key.dataset.lamp = lamp;
     key.setAttribute("aria-disabled", off);
-    key.setAttribute("aria-label", `${known[code]?.[1] ?? "Key"} ${letter(code)}, code ${code}, lamp ${lampWords[lamp]}`);
+    key.setAttribute("aria-label", `${key.dataset.name}, lamp ${lampWords[lamp]}`);
   }
 }

@@ -1,6 +1,6 @@
 // The lists: start-up's steps, key presses, the wire and the log.
 import { keyName, letter } from "./keys.js";
-import { make } from "./scale.js";
+import { breakable, make } from "./scale.js";
 
 const $ = (id) => document.getElementById(id);
 const most = { wire: 400, log: 300, queue: 60 };
@@ -53,7 +53,7 @@ export function showNews(news) {
     addWire(news.wire);
   }
   append($("log"), news.log.map((line) => make("li", { "data-heading": line.heading }, clock(line.t),
-    make("span", {}, line.text))));
+    make("span", {}, ...breakable(line.text)))));
   for (const press of news.keys) {
     $("queue").prepend(make("li", {}, clock(press.t), make("kbd", {}, letter(press.key)),
       make("em", {}, `${keyName(press.key).slice(2) || `code ${press.code}`}, ${press.handled ? "handled" : "queued"}`)));
@@ -67,8 +67,8 @@ export function showSteps(steps) {
   const text = JSON.stringify(steps);
   if (text === shownSteps) return;
   shownSteps = text;
-  const spoken = { waiting: "not yet", now: "now", done: "done", failed: "failed" };
+  const spoken = { waiting: "not yet", now: "now", done: "done", failed: "failed", unknown: "unknown" };
   $("steps").replaceChildren(...steps.map((step) => make("li", { "data-state": step.state, "data-step": step.name },
-    make("b", {}, step.name), make("span", {}, step.text || spoken[step.state]),
+    make("b", {}, step.name), make("span", {}, ...breakable(step.text || spoken[step.state])),
     make("span", { class: "unseen" }, spoken[step.state]))));
 }

@@ -82,7 +82,25 @@ export function showPlots(state, news) {
   samples.push(...news, [state.t, state.speed, state.jogTotal]);
   while (samples.length > 1 && samples[1][0] < state.t - span) samples.shift();
   clock = { told: state.t, at: performance.now() };
+  showValues(state);
+}
 
+/// What is unknown is null.
+export function showValues(state) {
+  const known = state.speed !== null;
+  needle?.classList.toggle("unknown", !known);
+  for (const part of here ?? []) part.classList.toggle("unknown", !known);
+  $("speed").textContent = speedText(state.speed);
+  $("gauge").setAttribute("aria-label", `Speed needle: ${speedText(state.speed)}`);
+  $("speed-value").textContent = known ? state.speed : "–";
+  $("jog-last").textContent = known ? signed(state.jog) : "–";
+  $("jog-total").textContent = known ? signed(state.jogTotal) : "–";
+  $("wheel-state").textContent = !known ? "–" : state.wheel ? "on" : "off";
+  if (known) pointAt(state);
+  else $("law").setAttribute("aria-label", "Speed against the ring's position, which is unknown");
+}
+
+function pointAt(state) {
   needle.style.transform = `rotate(${share(state.speed, fastest) * reach}deg)`;
   const [x, y] = lawPoint(state.ring);
   here[0].setAttribute("x1", x);
@@ -90,13 +108,6 @@ export function showPlots(state, news) {
   here[1].setAttribute("cx", x);
   here[1].setAttribute("cy", y);
   $("law").setAttribute("aria-label", `Speed against the ring's position. The ring is at ${state.ring}, the law gives ${speedText(law.speeds[state.ring])}`);
-  $("gauge").setAttribute("aria-label", `Speed needle: ${speedText(state.speed)}`);
-
-  $("speed").textContent = speedText(state.speed);
-  $("speed-value").textContent = state.speed;
-  $("jog-last").textContent = signed(state.jog);
-  $("jog-total").textContent = signed(state.jogTotal);
-  $("wheel-state").textContent = state.wheel ? "on" : "off";
 }
 
 /// Draws the strip as it stands now; for every animation frame.

@@ -8,6 +8,7 @@ export function share(speed, fastest) {
 }
 
 export function speedText(speed) {
+  if (speed === null) return "unknown";
   if (speed === 0) return "stopped";
   return `×${(Math.abs(speed) / play).toFixed(2)} ${speed < 0 ? "reverse" : "forward"}`;
 }
@@ -24,6 +25,11 @@ export function draw(parent, name, attributes, text) {
   if (text !== undefined) element.textContent = text;
   parent.append(element);
   return element;
+}
+
+/// The text with places to break behind each slash, so that no line ends within a port's number.
+export function breakable(text) {
+  return text.split(/(?<=\/)(?!\/)/).flatMap((part) => [make("wbr"), part]).slice(1);
 }
 
 /// An element of the page.

@@ -31,7 +31,7 @@ function follow(element, { began, turned, ended }) {
     began?.();
   });
   element.addEventListener("pointermove", (event) => {
-    if (last === null) return;
+    if (last === null || !works) return;
     const angle = angleIn(element, event);
     turned(((angle - last + 540) % 360) - 180);
     last = angle;
@@ -146,8 +146,13 @@ export function setUpWheel() {
 export function showWheel(state) {
   works = state.embedded;
   for (const id of ["ring", "jog"]) $(id).setAttribute("aria-disabled", String(!works));
-  ring.hear(state.ring);
-  jog.hear(state.turned);
+  if (state.link === "gone") {
+    ring.letGo(); // cvhost may only be out of sight
+    ring.show(centre);
+  } else {
+    ring.hear(state.ring);
+    jog.hear(state.turned);
+  }
   $("jog").classList.toggle("on", state.deskWheel);
 }
 
