@@ -1,12 +1,13 @@
 #include "desk/Desk.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace desk {
 namespace {
 
-constexpr std::size_t inputLimit = 65536, outputLimit = 4096, receivedLimit = 65536, heldLimit = 16;
+constexpr std::size_t outputLimit = 4096, receivedLimit = 65536;
 
 }  // namespace
 
@@ -20,7 +21,10 @@ Desk::Desk(const Options& options, Time now)
 
 void Desk::receive(unsigned char byte, Time now) {
     advance(now);
-    if (m_input.size() >= inputLimit) return;
+    if (m_input.size() >= sendBuffer) {
+        ++m_lostInput;
+        return;
+    }
     m_inputFree = std::max(m_inputFree, m_now) + (m_options.unpaced ? Time::zero() : byteTime);
     m_input.push_back({m_inputFree, byte});
     advance(now);
@@ -36,6 +40,11 @@ void Desk::setRts(bool high, Time now) {
     ++m_resets;
     stop();
     tell(m_watcher, {.what = Happening::What::resetHeld});
+}
+
+void Desk::dropInput(Time now) {
+    advance(now);
+    clearInput();
 }
 
 std::optional<TimedByte> Desk::takeOutput(Time now) {
@@ -71,6 +80,7 @@ void Desk::advance(Time now) {
             take(byte);
         } else {
             m_now = now;
+            if (m_input.empty() && m_phase != Phase::starting) tellLoss();
             return;
         }
     }
@@ -86,7 +96,10 @@ void Desk::take(TimedByte arrived) {
         case Phase::booting:
             return;
         case Phase::starting:
-            if (m_held.size() < heldLimit) m_held += byte;
+            if (m_held.size() < receiveBuffer)
+                m_held += byte;
+            else
+                ++m_lostInput;
             return;
         case Phase::monitor: {
             const bool jump = m_monitor.take(byte, m_options.model, m_memory, m_watcher, out);
@@ -125,6 +138,7 @@ void Desk::startProgram() {
 }
 
 void Desk::startBoot() {
+    clearInput();
     m_phase = Phase::booting;
     m_timer = m_now + m_options.bootTime;
     tell(m_watcher, {.what = Happening::What::booting});
@@ -134,10 +148,23 @@ void Desk::startBoot() {
 void Desk::stop() {
     m_phase = Phase::off;
     m_timer.reset();
+    clearInput();
     m_held.clear();
     m_program.restart();
     while (!m_output.empty() && m_output.back().at > m_now) m_output.pop_back();
     m_outputFree = std::min(m_outputFree, m_now);
+}
+
+void Desk::clearInput() {
+    m_input.clear();
+    m_inputFree = std::min(m_inputFree, m_now);
+    tellLoss();
+}
+
+void Desk::tellLoss() {
+    const std::uint64_t lost = m_lostInput - std::exchange(m_lostTold, m_lostInput);
+    constexpr std::uint64_t most = std::numeric_limits<int>::max();
+    if (lost != 0) tell(m_watcher, {.what = Happening::What::inputLost, .number = static_cast<int>(std::min(lost, most))});
 }
 
 void Desk::send(std::string_view bytes) {

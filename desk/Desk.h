@@ -4,13 +4,19 @@
 // the latest one given). A byte takes its ten bits at 9600 baud on the line in either direction: input is acted on when its
 // last bit has arrived, output bears the time when its last bit has left. The console itself answers in no time.
 //
+// What the host sends faster than the line carries waits in the host's adapter, up to `sendBuffer` bytes; what reaches the
+// console while it starts its program waits in its serial chip, up to `receiveBuffer` bytes. What finds either full is lost
+// and counted.
+//
 // RTS low holds the console in reset: everything on the line is lost, lamps and wheel are off. When it rises, the console
-// boots, shows its monitor's prompt and serves the monitor until told to jump to the program.
+// boots, shows its monitor's prompt and serves the monitor until told to jump to the program. What was sent before does not
+// arrive any more; switching the power off and on does the same.
 //
 // Threads: one at a time; the caller sees to that.
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <optional>
 #include <span>
@@ -36,15 +42,22 @@ struct Options {
 
 class Desk final : public Machine {
 public:
+    /// As much as Linux takes for a serial port before a program that writes has to wait: no host behind a real port can be
+    /// further ahead of the line. Lamps and wheel all set at once are 200 bytes.
+    static constexpr std::size_t sendBuffer = 4096;
+    /// The FIFO of a common serial chip (16550). The console's program takes each byte as it comes, so it never fills then.
+    static constexpr std::size_t receiveBuffer = 16;
+
     /// Powers the console on at `now`, with RTS high.
     explicit Desk(const Options& options = {}, Time now = Time::zero());
 
     // The line.
 
-    /// The host begins to send a byte, or queues it behind those on their way. Up to 65536 may wait; more are lost.
+    /// The host begins to send a byte, or queues it behind those on their way.
     void receive(unsigned char byte, Time now) override;
     /// Takes effect at once, whatever is on its way.
     void setRts(bool high, Time now) override;
+    void dropInput(Time now) override;
     std::optional<TimedByte> takeOutput(Time now) override;
     std::optional<Time> nextEvent() const override;
     bool unpaced() const override { return m_options.unpaced; }
@@ -81,6 +94,8 @@ public:
     unsigned resets() const { return m_resets; }
     /// Commands that the program did not understand, since the console was made.
     unsigned unknownCommands() const { return m_unknownCommands; }
+    /// Bytes from the host that found a buffer full, since the console was made.
+    std::uint64_t lostInput() const { return m_lostInput; }
     /// The last 65536 bytes that arrived, with their times, whether or not anything listened.
     const std::deque<TimedByte>& received() const { return m_received; }
     void forgetReceived() { m_received.clear(); }
@@ -95,7 +110,7 @@ public:
     bool load(std::span<const unsigned char> image) { return m_memory.load(image); }
 
 private:
-    /// `starting` keeps up to `heldLimit` bytes for the program, as a UART does; `off` and `booting` lose them.
+    /// `starting` keeps up to `receiveBuffer` bytes for the program; `off` and `booting` lose them.
     enum class Phase { off, booting, monitor, starting, program };
 
     void take(TimedByte arrived);
@@ -103,6 +118,9 @@ private:
     void startBoot();
     void startProgram();
     void stop();
+    void clearInput();
+    /// Tells of the bytes that were lost since it was last told.
+    void tellLoss();
     void send(std::string_view bytes);
     void operate(std::string_view packet, Time now);
 
@@ -124,6 +142,8 @@ private:
     bool m_rts = true;
     unsigned m_resets = 0;
     unsigned m_unknownCommands = 0;
+    std::uint64_t m_lostInput = 0;
+    std::uint64_t m_lostTold = 0;  ///< how much of it has been told
 };
 
 }  // namespace desk

@@ -20,6 +20,7 @@ struct Happening {
         lampSet,       ///< `number`: which; `letter`: its new state
         wheelSet,      ///< `number`: 1 on, 0 off
         ignored,       ///< the program did not understand `text`
+        inputLost,     ///< `number`: how many bytes the host has sent faster than they could be taken
     };
     What what;
     int number = 0;

@@ -26,6 +26,8 @@ public:
     /// The host begins to send a byte, or queues it behind those on their way.
     virtual void receive(unsigned char byte, Time now) = 0;
     virtual void setRts(bool high, Time now) = 0;
+    /// The line towards the machine is cut: what the host has sent and has not arrived yet never arrives.
+    virtual void dropInput(Time now) { static_cast<void>(now); }
     /// The next byte that has left by `now`, in order; call until there is none.
     virtual std::optional<TimedByte> takeOutput(Time now) = 0;
     /// True once, behind the bytes that have left before, when the line is to drop by `now`.

@@ -69,6 +69,8 @@ Text textFor(const Happening& happening) {
             return {Tint::yellow, "wheel", happening.number != 0 ? "on" : "off"};
         case Happening::What::ignored:
             return {Tint::yellow, "program", "ignores \"" + plain(happening.text) + '"'};
+        case Happening::What::inputLost:
+            return {Tint::red, "input", std::to_string(happening.number) + " bytes lost, sent faster than the line carries"};
     }
     return {Tint::dim, "", ""};
 }

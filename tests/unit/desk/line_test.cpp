@@ -11,6 +11,7 @@ using desk::Desk;
 using desk::TimedByte;
 using testing::ElementsAre;
 using testing::Optional;
+using testing::SizeIs;
 
 TEST(DeskLine, ByteTime_IsTenBitsAt9600Baud) { EXPECT_EQ(byteTime, 1'041'667ns); }
 
@@ -78,13 +79,41 @@ TEST(DeskLine, AnswersNobodyTakes_AreBounded) {
 
 TEST(DeskLine, BytesWaitingToArrive_AreBounded) {
     Desk desk({.running = true});
+    std::vector<int> losses;
+    desk.watch([&](const desk::Happening& happening) {
+        if (happening.what == desk::Happening::What::inputLost) losses.push_back(happening.number);
+    });
     for (int i = 0; i < 70'000; ++i) desk.receive('x', 0ms);
     EXPECT_EQ(desk.nextEvent(), byteTime);
-    desk.receive('y', 65'536 * byteTime);
+    EXPECT_EQ(desk.lostInput(), 70'000U - Desk::sendBuffer);
     desk.advance(100s);
+    EXPECT_EQ(desk.received().size(), Desk::sendBuffer);
+    EXPECT_EQ(desk.received().back(), (TimedByte{Desk::sendBuffer * byteTime, 'x'}));
+    EXPECT_THAT(losses, ElementsAre(70'000 - 4096)) << "told once, when the burst is over";
+    desk.receive('y', 100s);
+    desk.advance(101s);
+    EXPECT_EQ(desk.received().back(), (TimedByte{100s + byteTime, 'y'}));
+    EXPECT_THAT(losses, SizeIs(1));
+}
+
+TEST(DeskLine, Received_KeepsTheNewest) {
+    Desk desk({.running = true, .unpaced = true});
+    for (int i = 0; i < 70'000; ++i) desk.receive(i == 0 ? 'a' : 'x', 0ms);
     EXPECT_EQ(desk.received().size(), 65'536U);
-    EXPECT_EQ(desk.received().front().at, 2 * byteTime) << "the oldest is forgotten for the newest";
-    EXPECT_EQ(desk.received().back(), (TimedByte{65'537 * byteTime, 'y'}));
+    EXPECT_EQ(desk.received().front().byte, 'x');
+    EXPECT_EQ(desk.lostInput(), 0U) << "what takes no time on the line waits nowhere";
+}
+
+TEST(DeskLine, CutLine_NothingThatIsOnItsWayArrives) {
+    DeskRig rig({.running = true});
+    rig.say("F2 F3 ");
+    rig.run(3 * byteTime);
+    rig.desk.dropInput(rig.now);
+    EXPECT_EQ(rig.ask("? "), "V007 ");
+    EXPECT_EQ(rig.lastByteAt, 10 * byteTime) << "nothing waits before it";
+    EXPECT_EQ(rig.desk.lamp(2), 'F');
+    EXPECT_EQ(rig.desk.lamp(3), 'O');
+    EXPECT_EQ(rig.desk.lostInput(), 0U);
 }
 
 TEST(DeskLine, ForgetReceived_ForgetsAll) {

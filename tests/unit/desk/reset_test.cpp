@@ -85,6 +85,49 @@ TEST(DeskReset, WhatHasLeftBefore_CanStillBeTaken) {
     EXPECT_FALSE(rig.desk.takeOutput(rig.now + 2s));
 }
 
+/// Far more than the line carries in the time that a host waits for an answer.
+const std::string burst(65'536, 'x');
+
+TEST(DeskReset, AfterABurst_TheConsoleAnswersAtOnce) {
+    DeskRig rig;
+    rig.startProgram();
+    rig.say(burst);
+    rig.reset();
+    EXPECT_EQ(rig.run(20ms + 8 * byteTime), "\r\nEPROM>");
+    EXPECT_EQ(rig.ask("H \r").substr(0, 3), "H \r");
+    EXPECT_EQ(rig.desk.lostInput(), burst.size() - desk::Desk::sendBuffer);
+}
+
+TEST(DeskReset, BurstWhileHeld_DoesNotOutlastTheReset) {
+    DeskRig rig;
+    rig.startProgram();
+    rig.desk.setRts(false, rig.now);
+    rig.say(burst);
+    rig.desk.setRts(true, rig.now);
+    EXPECT_EQ(rig.run(20ms + 8 * byteTime), "\r\nEPROM>");
+    EXPECT_EQ(rig.ask("J 0100 0\r"), "J 0100 0\r\r\n");
+}
+
+TEST(DeskReset, PowerCycleAfterABurst_TheConsoleAnswersAtOnce) {
+    DeskRig rig;
+    rig.startProgram();
+    rig.say(burst);
+    rig.desk.powerCycle(rig.now);
+    EXPECT_EQ(rig.run(20ms + 8 * byteTime), "\r\nEPROM>");
+    EXPECT_EQ(rig.ask("J 0100 0\r"), "J 0100 0\r\r\n");
+}
+
+TEST(DeskReset, WhileTheProgramStarts_SixteenBytesWaitAndTheRestIsCounted) {
+    DeskRig rig({.startTime = 1s});
+    rig.run(500ms);
+    rig.ask("J 0100 0\r");
+    rig.ask("F1 F2 F3 F4 F5 F6 F7 ");
+    EXPECT_EQ(rig.desk.lostInput(), 5U);
+    rig.run(1s);
+    EXPECT_EQ(rig.desk.lamp(5), 'F');
+    EXPECT_EQ(rig.desk.lamp(7), 'O');
+}
+
 TEST(DeskReset, WhileBooting_InputIsLost) {
     DeskRig rig;
     rig.say("H \r");
