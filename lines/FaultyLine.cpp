@@ -21,6 +21,7 @@ void FaultyLine::watchFor(std::vector<pollfd>& waits) const {
 void FaultyLine::service(desk::Machine& desk, desk::Time now) {
     if (!m_wantPlugged && m_line) {
         m_line.reset();
+        desk.dropInput(now);
         desk.setRts(true, now);
     }
     if (!m_wantPlugged) m_nextTry.reset();

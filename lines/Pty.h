@@ -3,7 +3,7 @@
 // A pseudo-terminal has no RTS: nothing that a host does there resets the desk, just as with a cable that lacks the wire.
 // The desk boots once, when it is made, and waits in its monitor (whose prompt nobody hears); a host's first jump starts the
 // program, and later hosts find it running. Opening and closing the port changes nothing; what is sent while nobody has it
-// open is lost.
+// open is lost. What a host sent last before it closed still reaches the desk, at the line's speed, as behind a real port.
 #pragma once
 
 #include <string>

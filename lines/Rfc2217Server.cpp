@@ -67,8 +67,9 @@ struct Rfc2217Server::Client final : private rfc2217::Attached {
         const int out = backlog.empty() ? 0 : POLLOUT;
         return static_cast<short>(in | out);
     }
-    /// Takes what has arrived, unless the client has stopped reading our answers. False: the client has gone.
-    bool receive(desk::Machine& to, desk::Time when);
+    enum class State { here, left, broken };
+    /// Takes what has arrived, unless the client has stopped reading our answers.
+    State receive(desk::Machine& to, desk::Time when);
     void send(std::span<const unsigned char> bytes);
     bool flush();
 
@@ -87,7 +88,7 @@ private:
     desk::Time now{};
 };
 
-bool Rfc2217Server::Client::receive(desk::Machine& to, desk::Time when) {
+Rfc2217Server::Client::State Rfc2217Server::Client::receive(desk::Machine& to, desk::Time when) {
     desk = &to;
     now = when;
     std::array<unsigned char, 4096> bytes;
@@ -95,11 +96,11 @@ bool Rfc2217Server::Client::receive(desk::Machine& to, desk::Time when) {
         const ssize_t count = ::recv(socket.get(), bytes.data(), bytes.size(), 0);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
-        if (count <= 0) return false;
+        if (count <= 0) return count == 0 ? State::left : State::broken;
         port.receive(std::span(bytes).first(static_cast<std::size_t>(count)), backlog.bytes());
     }
     if (!port.suspended() && !suspended.empty()) send(std::exchange(suspended, {}));
-    return true;
+    return flush() ? State::here : State::broken;
 }
 
 void Rfc2217Server::Client::send(std::span<const unsigned char> bytes) {
@@ -129,16 +130,18 @@ void Rfc2217Server::watchFor(std::vector<pollfd>& waits) const {
 }
 
 void Rfc2217Server::service(desk::Machine& desk, desk::Time now) {
-    if (m_client && !(m_client->receive(desk, now) && m_client->flush())) {
+    const auto state = m_client ? m_client->receive(desk, now) : Client::State::here;
+    if (state != Client::State::here) {
         m_client.reset();
+        if (state == Client::State::broken) desk.dropInput(now);
         desk.setRts(true, now);
     }
-    acceptClients(now);
+    acceptClients(desk, now);
 }
 
 void Rfc2217Server::hangUp() { m_client.reset(); }
 
-void Rfc2217Server::acceptClients(desk::Time now) {
+void Rfc2217Server::acceptClients(desk::Machine& desk, desk::Time now) {
     m_nextAccept.reset();
     for (;;) {
         FileDescriptor socket(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
@@ -148,6 +151,7 @@ void Rfc2217Server::acceptClients(desk::Time now) {
             return;
         }
         if (m_client) continue;
+        desk.dropInput(now);
         m_client = std::make_unique<Client>(std::move(socket));
         m_client->flush();
     }

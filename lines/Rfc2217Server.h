@@ -1,7 +1,8 @@
 // A desk behind a network serial port (RFC 2217), for one host at a time. RTS reaches the desk in order with the data.
 //
 // A further host is turned away while one is there. RTS is high while nobody is connected, so a host that leaves in the
-// middle of a reset does not leave the desk in it.
+// middle of a reset does not leave the desk in it. What a host sent last before it left in order still reaches the desk, at
+// the line's speed, until the next host comes; what waits when the connection breaks is lost.
 #pragma once
 
 #include <cstdint>
@@ -32,7 +33,7 @@ public:
 private:
     struct Client;
 
-    void acceptClients(desk::Time now);
+    void acceptClients(desk::Machine& desk, desk::Time now);
 
     FileDescriptor m_listener;
     std::string m_name;

@@ -22,6 +22,7 @@ void UsbLine::service(desk::Machine& desk, desk::Time now) {
     m_device.advance(now, m_backlog.bytes());
     if (receive(desk, now) && flush()) return;
     m_connection.reset();
+    desk.dropInput(now);
     desk.setRts(true, now);
 }
 

@@ -105,6 +105,14 @@ TEST_F(FaultyLineTest, Unplugged_WhileRtsIsLow_LetsGoOfItAndOfTheLine) {
     EXPECT_EQ(record.plugs, 1);
 }
 
+TEST_F(FaultyLineTest, Unplugged_WhileBytesAreOnTheirWay_TheyNeverArrive) {
+    for (int i = 0; i < 70'000; ++i) desk.receive('x', start);
+    line.setPlugged(false);
+    line.service(desk, start + desk::byteTime);
+    desk.advance(start + 1h);
+    EXPECT_EQ(desk.received().size(), 1U);
+}
+
 TEST_F(FaultyLineTest, PluggedInAgain_NameFree_IsThereAtOnce) {
     line.setPlugged(false);
     line.service(desk, start);

@@ -27,6 +27,20 @@ using testing::Property;
 using testing::Throws;
 
 constexpr auto limit = 20s;
+
+/// All that a host says when it ends, in one go: lamps, which must not be lit, and the wheel.
+std::string farewell() {
+    std::string text;
+    for (int lamp = 1; lamp <= 46; ++lamp) text += 'O' + std::to_string(lamp) + ' ';
+    return text + "X O4 ";
+}
+
+std::string received(const desk::Desk& desk) {
+    std::string text;
+    for (const desk::TimedByte& byte : desk.received()) text += static_cast<char>(byte.byte);
+    return text;
+}
+
 constexpr desk::Options fast{.unpaced = true, .bootTime = 1ms, .startTime = 1ms};
 constexpr desk::Options fastRunning{.running = true, .unpaced = true, .bootTime = 1ms, .startTime = 1ms};
 
@@ -192,6 +206,40 @@ TEST_F(NetworkLine, Paced_ArrivesToo) {
     Host host(port);
     host.say("? ");
     EXPECT_TRUE(host.hears("V007 "));
+}
+
+TEST_F(NetworkLine, FarewellAtOnce_ArrivesWholeAfterTheHostHasLeft) {
+    serve({.running = true});
+    {
+        Host host(port);
+        host.say(farewell());
+    }
+    EXPECT_TRUE(comes([&] { return seen(*server, received) == farewell(); })) << seen(*server, received);
+    EXPECT_EQ(seen(*server, [](desk::Desk& desk) { return desk.lostInput(); }), 0U);
+}
+
+// A burst is 68 seconds of the line's time.
+TEST_F(NetworkLine, BurstBeforeAReset_TheConsoleAnswers) {
+    serve({.running = true});
+    Host host(port);
+    host.say(std::string(65'536, 'x'));
+    host.rts(false);
+    host.rts(true);
+    ASSERT_TRUE(host.hears("\r\nEPROM>"));
+    EXPECT_GT(seen(*server, [](desk::Desk& desk) { return desk.lostInput(); }), 0U);
+}
+
+TEST_F(NetworkLine, BurstOfAnEarlierHost_TheNextIsAnswered) {
+    serve({.running = true});
+    {
+        Host first(port);
+        first.say(std::string(65'536, 'x'));
+        ASSERT_TRUE(comes([&] { return seen(*server, [](desk::Desk& desk) { return desk.lostInput(); }) > 0; }));
+    }
+    Host next(port);
+    next.say(" ? ");
+    EXPECT_TRUE(next.hears("V007 "));
+    EXPECT_LT(seen(*server, [](desk::Desk& desk) { return desk.received().size(); }), desk::Desk::sendBuffer);
 }
 
 TEST_F(NetworkLine, SecondHost_IsTurnedAwayAndTheFirstKeepsTheDesk) {
@@ -425,6 +473,13 @@ TEST_F(PtyLine, EveryByteValue_PassesUnchanged) {
         if (byte != '\r') all += static_cast<char>(byte);
     say(port, all);
     EXPECT_EQ(hear(port, all.size()), all);
+}
+
+TEST_F(PtyLine, FarewellAtOnce_ArrivesWholeAfterTheHostHasClosed) {
+    DeskServer server({.running = true}, std::make_unique<lines::Pty>(link));
+    say(open(), farewell());
+    EXPECT_TRUE(comes([&] { return seen(server, received) == farewell(); })) << seen(server, received);
+    EXPECT_EQ(seen(server, [](desk::Desk& desk) { return desk.lostInput(); }), 0U);
 }
 
 TEST_F(PtyLine, HostAfterHost_FindsTheProgramRunning) {
