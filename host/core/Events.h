@@ -8,6 +8,8 @@
 #include <span>
 #include <string_view>
 
+#include "host/core/Failure.h"
+
 namespace cvhost {
 
 /// How a serial line is set.
@@ -66,13 +68,14 @@ SinkSeat& sinkSeat() noexcept;
 /// Whether anybody is told. Another thread may change it at any time.
 inline bool isSinkSet() noexcept { return sinkSeat().sink.load(std::memory_order_relaxed) != nullptr; }
 
-/// Runs `tell(EventSink&)` under the events' lock; does nothing without a sink.
+/// Runs `tell(EventSink&)` under the events' lock; does nothing without a sink. What a sink throws is kept, and the caller
+/// goes on: a host that can show nothing more must still be able to switch its console off.
 template <class Tell>
 void tellSink(Tell&& tell) {
     if (!isSinkSet()) return;
     SinkSeat& seat = sinkSeat();
     const std::lock_guard held(seat.lock);
-    if (EventSink* const sink = seat.sink; sink != nullptr) tell(*sink);
+    if (EventSink* const sink = seat.sink; sink != nullptr) guarded([&] { tell(*sink); });
 }
 
 }  // namespace cvhost

@@ -2,6 +2,7 @@
 
 #include "host/api/Log.h"
 #include "host/core/Events.h"
+#include "host/core/Failure.h"
 #include "host/core/SchedulingPoint.h"
 
 void LogBoth(const char* format, ...) {
@@ -12,5 +13,5 @@ void LogBoth(const char* format, ...) {
     va_end(arguments);
     cvhost::schedulingPoint("LogBoth");
     cvhost::tellSink([text](cvhost::EventSink& sink) { sink.log(text); });
-    cvhost::writeLog(format, text);
+    cvhost::guarded([&] { cvhost::writeLog(format, text); });
 }

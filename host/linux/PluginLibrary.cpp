@@ -6,6 +6,7 @@
 
 #include "host/api/Files.h"
 #include "host/api/Thread.h"
+#include "host/core/Failure.h"
 #include "host/core/PluginManager.h"
 #include "host/core/Text.h"
 #include "host/linux/Host.h"
@@ -31,7 +32,9 @@ std::string loaderError() {
 
 }  // namespace
 
-PluginLibrary::~PluginLibrary() { unload(); }
+PluginLibrary::~PluginLibrary() {
+    guarded([this] { unload(); });
+}
 
 std::string PluginLibrary::load(const std::string& path) {
     if (m_library != nullptr) return "The plug-in " + m_path + " is loaded already.";

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/core/Failure.h"
+
 namespace cvhost {
 
 SerialHandlers& SerialHandlers::instance() {
@@ -79,7 +81,7 @@ void SerialHandlers::call(const SerialPort& port) {
         entry->caller = std::this_thread::get_id();
         m_calls.push_back(entry);
         lock.unlock();
-        entry->callback(entry->context);
+        guarded([&] { entry->callback(entry->context); });
         lock.lock();
         entry->caller = {};
         std::erase(m_calls, entry);

@@ -10,6 +10,7 @@
 
 #include "host/api/Log.h"
 #include "host/core/Events.h"
+#include "host/core/Failure.h"
 #include "host/linux/Host.h"
 #include "host/linux/SerialHandlers.h"
 
@@ -88,18 +89,23 @@ void SerialPort::start() {
     tellSink([&](EventSink& sink) { sink.port(m_name, PortState::open); });
     m_receiver = std::thread([this] {
         m_receiverId = std::this_thread::get_id();
-        if (const int error = receive(); error != 0) {
-            const std::string words = lastWords();
-            const std::span bytes(reinterpret_cast<const unsigned char*>(words.data()), words.size());
-            if (!bytes.empty() && m_error == 0) tellSink([&](EventSink& sink) { sink.added(bytes); });
-            m_inHandler = true;
-            deliver(bytes);
-            m_inHandler = false;
-            end(error);
-        }
+        guarded([this] {
+            if (const int error = receive(); error != 0) finish(error);
+        });
+        m_inHandler = false;
     });
     const std::string shortName = "rx " + m_name.substr(m_name.rfind('/') + 1);
     pthread_setname_np(m_receiver.native_handle(), shortName.substr(0, 15).c_str());
+}
+
+void SerialPort::finish(int error) {
+    const std::string words = lastWords();
+    const std::span bytes(reinterpret_cast<const unsigned char*>(words.data()), words.size());
+    if (!bytes.empty() && m_error == 0) tellSink([&](EventSink& sink) { sink.added(bytes); });
+    m_inHandler = true;
+    deliver(bytes);
+    m_inHandler = false;
+    end(error);
 }
 
 void SerialPort::letGo() {

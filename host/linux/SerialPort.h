@@ -74,6 +74,8 @@ private:
     std::size_t sendSome(std::span<const unsigned char> bytes);
     /// Ends the port's use, once; tells `closed` or `lost`.
     void end(int error);
+    /// Hands on the last words and ends. [rx]
+    void finish(int error);
     void wake() const noexcept;
     /// Waits until everything has left, for as long as that may take with a line that takes it. Under m_sending.
     void drain();

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "host/core/Events.h"
+#include "host/core/Failure.h"
 
 namespace {
 /// The object whose body this thread runs, until it ends or destroys the object.
@@ -44,13 +45,14 @@ bool BasicThread::beginThread(const char* name, iThread::ePriority) {
         auto body = [this, shown = std::string(name == nullptr ? "" : name).substr(0, 15), finished = running->finished] {
             ::pthread_setname_np(::pthread_self(), shown.c_str());
             t_self = this;
-            threadFn();
+            cvhost::guarded([this] { threadFn(); });
             t_self = nullptr;
             cvhost::tellSink([&](cvhost::EventSink& sink) { sink.threadEnded(shown); });
             finished->store(true, std::memory_order_release);
         };
         running->thread = std::thread(std::move(body));
     } catch (const std::system_error&) {
+        cvhost::keepFailure();
         m_keepRunning.store(false, std::memory_order_relaxed);
         return false;
     }

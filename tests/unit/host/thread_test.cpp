@@ -7,10 +7,13 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "host/api/OS.h"
+#include "host/core/Failure.h"
 
 namespace {
 
@@ -43,6 +46,23 @@ bool beginSoon(Worker& worker) {
 }
 
 }  // namespace
+
+TEST(Thread, Begin_BodyThrows_IsKeptAndTheThreadEnds) {
+    Worker worker([](Worker&) { throw std::bad_alloc(); });
+    ASSERT_TRUE(worker.begin());
+    worker.endThread();
+    EXPECT_TRUE(cvhost::hasFailed());
+    EXPECT_EQ(cvhost::takeFailure(), std::bad_alloc().what());
+    EXPECT_FALSE(cvhost::hasFailed());
+    EXPECT_EQ(cvhost::takeFailure(), std::nullopt);
+}
+
+TEST(Thread, Begin_BodyThrowsAnything_IsKept) {
+    Worker worker([](Worker&) { throw 7; });
+    ASSERT_TRUE(worker.begin());
+    worker.endThread();
+    EXPECT_EQ(cvhost::takeFailure(), "an exception of unknown kind");
+}
 
 TEST(Thread, BeginAndEnd_RunsTheBodyWithTheFlagSetAndWaitsForIt) {
     bool seen = false;

@@ -4,10 +4,12 @@
 #include <atomic>
 #include <cerrno>
 #include <functional>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "host/core/Failure.h"
 #include "host/core/Serial.h"
 #include "host/linux/SerialPorts.h"
 #include "tests/unit/serial/SerialRig.h"
@@ -95,6 +97,32 @@ TEST_F(Handlers, Register_UnknownPort_EndsTheEarlierRegistration) {
     EXPECT_FALSE(commsRegisterHandler(Handler::callback, Cv::WStringFromAscii("/dev/ttyNowhere0"), 1, true, &handler));
     settle();
     EXPECT_EQ(handler.calls(), 0);
+}
+
+TEST_F(Handlers, CallThatThrows_IsKeptAndTheNextByteIsCalledForAgain) {
+    Handler handler;
+    handler.body = [] { throw std::bad_alloc(); };
+    ASSERT_TRUE(handler.listen(pty));
+    pty.send("ab");
+    EXPECT_TRUE(handler.waitEntered(2));
+    handler.drop();
+    EXPECT_EQ(cvhost::takeFailure(), std::bad_alloc().what());
+    EXPECT_EQ(send(port, "x"), 0) << "the port is as good as before";
+}
+
+TEST_F(Handlers, SinkThatThrows_IsKeptAndThePortCanStillSend) {
+    struct Sink final : cvhost::EventSink {
+        void log(std::string_view) override {}
+        void port(std::string_view, cvhost::PortState) override {}
+        void key(int, bool, int) override {}
+        void wire(cvhost::Direction, std::span<const unsigned char>) override { throw std::bad_alloc(); }
+        void rts(int) override {}
+    } sink;
+    cvhost::setEventSink(&sink);
+    EXPECT_EQ(send(port, "O2 "), 0);
+    cvhost::setEventSink(nullptr);
+    EXPECT_EQ(pty.read(3), "O2 ");
+    EXPECT_EQ(cvhost::takeFailure(), std::bad_alloc().what());
 }
 
 TEST_F(Handlers, Register_Twice_CallsOnce) {
