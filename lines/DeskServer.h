@@ -16,7 +16,8 @@ namespace lines {
 class DeskServer {
 public:
     /// Powers the desk on and serves it. Throws std::system_error when the system gives no thread.
-    DeskServer(const desk::Options& options, std::unique_ptr<Line> line, desk::Watcher watcher = {});
+    DeskServer(const desk::Options& options, std::unique_ptr<Line> line, desk::Watcher watcher = {},
+               MachineServer::Failed failed = {});
     /// What a host opens to reach the desk, such as "rfc2217://127.0.0.1:40123".
     const std::string& name() const { return m_server.name(); }
 
@@ -24,7 +25,8 @@ public:
     void operate(const std::function<void(desk::Desk&, desk::Time)>& action);
 
 private:
-    DeskServer(std::unique_ptr<desk::Desk> desk, std::unique_ptr<Line> line, desk::Watcher watcher);
+    DeskServer(std::unique_ptr<desk::Desk> desk, std::unique_ptr<Line> line, desk::Watcher watcher,
+               MachineServer::Failed failed);
 
     desk::Desk& m_desk;  ///< the server's
     MachineServer m_server;

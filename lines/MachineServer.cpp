@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace lines {
 
@@ -31,11 +32,18 @@ std::thread quietThread(Body body) {
 
 }  // namespace
 
-MachineServer::MachineServer(std::unique_ptr<desk::Machine> machine, std::unique_ptr<Line> line)
+MachineServer::MachineServer(std::unique_ptr<desk::Machine> machine, std::unique_ptr<Line> line, Failed failed)
     : m_line(std::move(line)),
       m_wake(owned(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "no eventfd")),
       m_machine(std::move(machine)) {
-    m_thread = quietThread([this] { run(); });
+    m_thread = quietThread([this, failed = std::move(failed)] {
+        try {
+            run();
+        } catch (...) {
+            if (!failed) throw;
+            failed();
+        }
+    });
 }
 
 MachineServer::~MachineServer() {

@@ -19,8 +19,12 @@ desk::Time present();
 
 class MachineServer {
 public:
+    /// Called once, on the server's thread, while the exception is handled that has ended the service. Without it such an
+    /// exception ends the process.
+    using Failed = std::function<void()>;
+
     /// Serves the machine. Throws std::system_error when the system gives no thread.
-    MachineServer(std::unique_ptr<desk::Machine> machine, std::unique_ptr<Line> line);
+    MachineServer(std::unique_ptr<desk::Machine> machine, std::unique_ptr<Line> line, Failed failed);
     /// Stops the thread and takes the line down.
     ~MachineServer();
     MachineServer(const MachineServer&) = delete;

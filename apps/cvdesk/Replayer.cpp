@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "apps/cvdesk/ExitStatus.h"
-#include "lines/MachineServer.h"
 
 namespace cvdesk {
 namespace {
@@ -14,10 +13,10 @@ constexpr std::chrono::milliseconds look(20);
 }  // namespace
 
 int replay(std::vector<desk::Replay::Step> steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
-           const std::function<void(const std::string&)>& tell) {
+           const std::function<void(const std::string&)>& tell, lines::MachineServer::Failed failed) {
     auto machine = std::make_unique<desk::Replay>(std::move(steps), lines::present());
     const desk::Replay& played = *machine;
-    lines::MachineServer server(std::move(machine), std::move(line));
+    lines::MachineServer server(std::move(machine), std::move(line), std::move(failed));
     std::vector<std::string> differences;
     std::size_t count = 0;
     std::size_t missing = 0;

@@ -10,12 +10,12 @@
 
 #include "apps/cvhost/Wake.h"
 #include "desk/Replay.h"
-#include "lines/Line.h"
+#include "lines/MachineServer.h"
 
 namespace cvdesk {
 
 /// Plays the steps behind `line` and tells each difference when it is noticed, a line with its end. The status to exit with.
 int replay(std::vector<desk::Replay::Step> steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
-           const std::function<void(const std::string&)>& tell);
+           const std::function<void(const std::string&)>& tell, lines::MachineServer::Failed failed);
 
 }  // namespace cvdesk

@@ -1,7 +1,10 @@
 // cvdesk is a console: a simulated desk behind a network serial port, a pseudo-terminal or a USB serial adapter.
 #include <unistd.h>
 
-#include <csignal>
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -80,9 +83,44 @@ std::vector<desk::Replay::Step> loadReplay(const Options& options) {
     return recording::stepsOf(recording::readFile(options.replayFile), isLoss, hasRts);
 }
 
+/// Has a failed thread reported and the run ended.
+class Failure {
+public:
+    explicit Failure(cvhost::Wake& wake) : m_wake(wake) {}
+
+    /// For the handler of an exception, on any thread.
+    void take() noexcept {
+        try {
+            throw;
+        } catch (const std::exception& error) {
+            say(error.what());
+        } catch (...) {
+            say("an exception of unknown kind");
+        }
+        m_taken = true;
+        m_wake.end();
+    }
+    int statusOr(int status) const { return m_taken ? exitStatus::failed : status; }
+
+private:
+    static void say(const char* reason) noexcept {
+        std::fprintf(stderr, "cvdesk: a thread has failed: %s; see whether the system is short of memory.\n", reason);
+    }
+
+    cvhost::Wake& m_wake;
+    std::atomic<bool> m_taken = false;
+};
+
+void tellLossInAll(lines::DeskServer& server, cvhost::Output& output) {
+    std::uint64_t lost = 0;
+    server.operate([&](const desk::Desk& desk, desk::Time) { lost = desk.lostInput(); });
+    if (lost != 0) output.put("Lost " + std::to_string(lost) + " bytes of input in all\n");
+}
+
 int serve(const Options& options, const std::vector<Step>& steps, std::vector<desk::Replay::Step> recorded) {
-    std::signal(SIGPIPE, SIG_IGN);
     cvhost::Wake wake;
+    Failure failure(wake);
+    const auto failed = [&failure] { failure.take(); };
     const cvhost::StartTime start;
     const bool colour = cvhost::wantsColour();
     cvhost::Output output(STDOUT_FILENO, {.missing =
@@ -95,18 +133,22 @@ int serve(const Options& options, const std::vector<Step>& steps, std::vector<de
     Place place = makePlace(options, tell);
     output.put(place.where + '\n');
     if (!options.replayFile.empty()) {
-        return replay(std::move(recorded), std::move(place.line), wake, [&](const std::string& text) { output.put(text); });
+        const auto say = [&](const std::string& text) { output.put(text); };
+        return failure.statusOr(replay(std::move(recorded), std::move(place.line), wake, say, failed));
     }
-    lines::DeskServer server(options.desk, std::move(place.line), [&](const desk::Happening& happening) {
+    const auto watcher = [&](const desk::Happening& happening) {
         tell(happening);
         wake.signal();
-    });
+    };
+    lines::DeskServer server(options.desk, std::move(place.line), watcher, failed);
     if (place.plug) {
         const std::string port = awaitSerialPort(*place.plug, wake);
-        if (port.empty()) return exitStatus::ended;
+        if (port.empty()) return failure.statusOr(exitStatus::ended);
         output.put("Listening on " + port + '\n');
     }
-    return play(steps, server, wake);
+    const int status = play(steps, server, wake);
+    tellLossInAll(server, output);
+    return failure.statusOr(status);
 }
 
 int run(int argc, const char* const* argv) {
@@ -136,4 +178,12 @@ int run(int argc, const char* const* argv) {
 }  // namespace
 }  // namespace cvdesk
 
-int main(int argc, char** argv) { return cvdesk::run(argc, argv); }
+int main(int argc, char** argv) {
+    cvhost::letWritesFail();
+    try {
+        return cvdesk::run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "cvdesk: " << error.what() << "; see whether the system is short of memory.\n";
+        return cvdesk::exitStatus::failed;
+    }
+}

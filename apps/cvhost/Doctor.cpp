@@ -17,6 +17,7 @@
 #include "apps/cvhost/KnownSettings.h"
 #include "apps/cvhost/PortName.h"
 #include "apps/cvhost/StartupJudge.h"
+#include "host/core/Failure.h"
 #include "host/core/Settings.h"
 #include "host/linux/PortUse.h"
 #include "host/linux/UserFiles.h"
@@ -76,7 +77,7 @@ Doctor::Doctor(DoctorOptions options, Wake& wake)
       m_witness([&wake] { wake.signal(); }, m_recorder.get()) {}
 
 Doctor::~Doctor() {
-    stopDriver();
+    guarded([this] { stopDriver(); });
     setEventSink(nullptr);
 }
 
@@ -263,7 +264,7 @@ bool Doctor::writeBundle() {
 }
 
 bool Doctor::wait(std::chrono::milliseconds timeout) {
-    if (m_wake.wait(timeout) == Wake::Cause::end || m_output.error() != 0) m_ended = true;
+    if (m_wake.wait(timeout) == Wake::Cause::end || m_output.error() != 0 || hasFailed()) m_ended = true;
     return m_ended;
 }
 

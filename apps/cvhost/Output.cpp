@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdlib>
 #include <system_error>
 #include <utility>
@@ -27,6 +28,11 @@ bool isSet(const char* variable) {
 
 }  // namespace
 
+void letWritesFail() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 bool wantsColour() {
     const char* terminal = std::getenv("TERM");
     const bool dumb = terminal != nullptr && std::string_view(terminal) == "dumb";
@@ -40,23 +46,34 @@ std::string unwritableText(int error) {
 
 Output::Output(int fd, Events events)
     : m_fd(fd), m_events(std::move(events)), m_terminal(::isatty(fd) == 1 ? openTerminalAgain(fd) : -1) {
-    m_writer = std::thread([this] { writeLines(); });
+    m_writer = std::thread([this] {
+        try {
+            writeLines();
+        } catch (...) {
+            fail(ENOMEM);
+        }
+    });
     ::pthread_setname_np(m_writer.native_handle(), "Output");
 }
 
 Output::~Output() {
-    finish();
+    try {
+        finish();
+    } catch (...) {
+        if (m_writer.joinable())
+            m_writer.join();  // it has been told to end, and ends without the line that could not be made
+    }
     if (m_terminal >= 0) ::close(m_terminal);
 }
 
 int Output::finish() {
     {
         const std::lock_guard lock(m_mutex);
-        if (m_missing != 0) m_waiting += m_events.missing(std::exchange(m_missing, 0));
         m_closing = true;
         m_deadline = Clock::now() + std::chrono::seconds(2);
+        m_wake.notify_one();
+        if (m_missing != 0) m_waiting += m_events.missing(std::exchange(m_missing, 0));
     }
-    m_wake.notify_one();
     if (m_writer.joinable()) m_writer.join();
     return error();
 }

@@ -17,6 +17,9 @@
 
 namespace cvhost {
 
+/// From now on a write to a pipe without a reader, or beyond the limit of a file's size, fails and does not end the process.
+void letWritesFail();
+
 /// Whether standard output is to bear colour: it is a terminal that shows it, and NO_COLOR is not set.
 bool wantsColour();
 

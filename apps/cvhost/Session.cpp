@@ -19,6 +19,7 @@
 #include "apps/cvhost/Tee.h"
 #include "apps/cvhost/TextReport.h"
 #include "host/core/Events.h"
+#include "host/core/Failure.h"
 #include "host/core/KeyQueue.h"
 #include "host/core/Settings.h"
 #include "host/linux/UserFiles.h"
@@ -99,7 +100,7 @@ Session::Session(Options options, StartTime start, Wake& wake)
       m_hearing(*m_report, [&wake] { wake.signal(); }) {}
 
 Session::~Session() {
-    stop();
+    guarded([this] { stop(); });
     setEventSink(nullptr);
 }
 
@@ -173,7 +174,7 @@ void Session::startDesk() {
     m_line = line.get();
     desk::Watcher watcher;
     if (m_board) watcher = [this](const desk::Happening& happening) { m_board->deskHappened(happening); };
-    m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::move(line), std::move(watcher));
+    m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::move(line), std::move(watcher), keepFailure);
 }
 
 bool Session::startConsole() {
@@ -219,7 +220,7 @@ void Session::live() {
         if (left <= left.zero()) return;
         const auto timeout = std::min<std::chrono::duration<double>>(left, tick);
         const Wake::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
-        if (cause == Wake::Cause::end) return;
+        if (cause == Wake::Cause::end || hasFailed()) return;
 
         takeKeys();
         const Heard heard = m_hearing.heard();
@@ -343,7 +344,9 @@ void Session::tellEnd() {
 int Session::result(const std::string& whyNoConsole) {
     const Heard heard = m_hearing.heard();
     if (const int error = m_output.error(); error != 0) {
-        if (error != EPIPE) complain(unwritableText(error));
+        if (error == EPIPE) return heard.version ? exitStatus::active : exitStatus::none;
+        complain(unwritableText(error));
+        return exitStatus::none;
     } else if (!heard.version) {
         complain("no console became active: " + whyNoConsole);
     }

@@ -20,13 +20,23 @@ int checked(int descriptor, const char* what) {
     return descriptor;
 }
 
+bool isIgnored(int number) {
+    struct sigaction action{};
+    return ::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t endSignals() {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
-    struct sigaction hangUp{};
-    if (::sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) sigaddset(&set, SIGHUP);
+    const auto add = [&set](int number) {
+        if (!isIgnored(number)) sigaddset(&set, number);
+    };
+    for (const int number :
+         {SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSTKFLT, SIGXCPU})
+        add(number);
+    for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) add(number);
     return set;
 }
 
@@ -49,10 +59,15 @@ void Wake::signal() noexcept {
     if (::write(m_event, &one, sizeof one) < 0) return;
 }
 
+void Wake::end() noexcept {
+    m_ended = true;
+    signal();
+}
+
 Wake::Cause Wake::wait(std::chrono::milliseconds timeout) {
     std::array<pollfd, 2> waited{pollfd{m_signals, POLLIN, 0}, pollfd{m_event, POLLIN, 0}};
     if (::poll(waited.data(), waited.size(), static_cast<int>(timeout.count())) <= 0) return Cause::time;
-    if (waited[0].revents != 0) return Cause::end;
+    if (waited[0].revents != 0 || m_ended) return Cause::end;
     std::uint64_t count = 0;
     if (::read(m_event, &count, sizeof count) < 0) return Cause::time;
     return Cause::event;

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <exception>
 #include <iostream>
 #include <variant>
@@ -11,12 +10,14 @@
 #include "apps/cvhost/Doctor.h"
 #include "apps/cvhost/ExitStatus.h"
 #include "apps/cvhost/Options.h"
+#include "apps/cvhost/Output.h"
 #include "apps/cvhost/Ports.h"
 #include "apps/cvhost/Session.h"
 #include "apps/cvhost/StartTime.h"
 #include "apps/cvhost/Timeline.h"
 #include "apps/cvhost/Wake.h"
 #include "apps/cvhost/WebServer.h"
+#include "host/core/Failure.h"
 
 namespace {
 
@@ -28,25 +29,35 @@ bool occupyStandardFiles() {
     return true;
 }
 
+int run(int argc, char** argv, cvhost::StartTime start) {
+    const auto parsed = cvhost::parseCommandLine(argc, argv);
+    if (const int* status = std::get_if<int>(&parsed)) return *status;
+    if (const auto* ports = std::get_if<cvhost::PortsOptions>(&parsed)) return cvhost::showPorts(*ports);
+    if (const auto* timeline = std::get_if<cvhost::TimelineOptions>(&parsed)) return cvhost::showTimeline(*timeline);
+    cvhost::Wake wake;
+    if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
+    return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
+}
+
+constexpr const char* shortage = "; see whether the system is short of memory, threads or ports.\n";
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const cvhost::StartTime start;
     if (!occupyStandardFiles()) return cvhost::exitStatus::none;
-    std::signal(SIGPIPE, SIG_IGN);
+    cvhost::letWritesFail();
     try {
-        const auto parsed = cvhost::parseCommandLine(argc, argv);
-        if (const int* status = std::get_if<int>(&parsed)) return *status;
-        if (const auto* ports = std::get_if<cvhost::PortsOptions>(&parsed)) return cvhost::showPorts(*ports);
-        if (const auto* timeline = std::get_if<cvhost::TimelineOptions>(&parsed)) return cvhost::showTimeline(*timeline);
-        cvhost::Wake wake;
-        if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
-        return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
+        const int status = run(argc, argv, start);
+        const auto failure = cvhost::takeFailure();
+        if (!failure) return status;
+        std::cerr << "cvhost: a thread has failed: " << *failure << shortage;
+        return cvhost::exitStatus::none;
     } catch (const cvhost::WebFailure& error) {
         std::cerr << "cvhost: " << error.what() << ".\n";
         return cvhost::exitStatus::none;
     } catch (const std::exception& error) {
-        std::cerr << "cvhost: " << error.what() << "; see whether the system is short of memory, threads or ports.\n";
+        std::cerr << "cvhost: " << error.what() << shortage;
         return cvhost::exitStatus::none;
     }
 }

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "lines/DeskServer.h"
 #include "lines/FileDescriptor.h"
@@ -195,6 +196,157 @@ TEST_F(CvhostTest, Run_EndedBetweenVersionAndLamps_LeavesNoLampLit) {
     EXPECT_EQ(host.wait(), 0) << host.errors();
     EXPECT_EQ(desk.wait(), 0) << desk.errors();
 }
+
+/// A host with the process's signals as at first, whatever the tests were started with.
+Process::Setup withAllSignals(Process::Setup setup) {
+    setup.command.insert(setup.command.begin(), {"/usr/bin/env", "--default-signal"});
+    return setup;
+}
+
+bool isDark(const desk::Desk& desk) {
+    for (int lamp = 1; lamp <= desk::Program::lampCount; ++lamp) {
+        if (desk.lamp(lamp) != 'O') return false;
+    }
+    return !desk.wheelOn();
+}
+
+struct EndingSignal {
+    int number;
+    const char* name;
+};
+
+class CvhostSignalled : public CvhostTest, public testing::WithParamInterface<EndingSignal> {
+protected:
+    void SetUp() override {
+        auto line = std::make_unique<lines::Rfc2217Server>();
+        m_port = line->name();
+        m_desk = std::make_unique<lines::DeskServer>(desk::Options{.running = true}, std::move(line));
+    }
+    /// The stop lamp is lit, and nothing more is on its way.
+    bool isUp() {
+        return becomes(*m_desk,
+                       [](const desk::Desk& desk) { return desk.lamp(2) == 'F' && desk.active() && !desk.nextEvent(); });
+    }
+    bool goesDark() { return becomes(*m_desk, isDark); }
+
+    std::string m_port;
+    std::unique_ptr<lines::DeskServer> m_desk;
+};
+
+TEST_P(CvhostSignalled, Run_LeavesTheConsoleDark) {
+    Process host(withAllSignals(cvhost({"--events", "json", "--port", m_port})));
+    ASSERT_TRUE(isUp());
+    host.signal(GetParam().number);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_TRUE(goesDark());
+    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "closed"}}), SizeIs(1));
+}
+
+TEST_P(CvhostSignalled, Doctor_LeavesTheConsoleDark) {
+    Process::Setup setup = cvhost({"--port", m_port});
+    setup.command.at(1) = "doctor";
+    Process host(withAllSignals(setup));
+    ASSERT_TRUE(becomes(*m_desk, [](const desk::Desk& desk) { return desk.lamp(12) == 'F'; })) << "amid the test of lamps";
+    host.signal(GetParam().number);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_TRUE(goesDark());
+    EXPECT_THAT(host.lines().back(), HasSubstr("warned"));
+}
+
+TEST_P(CvhostSignalled, Cvdesk_EndsWithStatusZero) {
+    Process desk(withAllSignals(cvdesk({"--rfc2217", "0"})));
+    whereIs(desk);
+    desk.signal(GetParam().number);
+    EXPECT_EQ(desk.wait(), 0) << desk.errors();
+}
+
+// All of signal(7) whose default is to end the process, but SIGKILL, the faults, and those that are errors of a write.
+INSTANTIATE_TEST_SUITE_P(Signals, CvhostSignalled,
+                         testing::Values(EndingSignal{SIGHUP, "HUP"}, EndingSignal{SIGINT, "INT"},
+                                         EndingSignal{SIGQUIT, "QUIT"}, EndingSignal{SIGUSR1, "USR1"},
+                                         EndingSignal{SIGUSR2, "USR2"}, EndingSignal{SIGALRM, "ALRM"},
+                                         EndingSignal{SIGTERM, "TERM"}, EndingSignal{SIGSTKFLT, "STKFLT"},
+                                         EndingSignal{SIGXCPU, "XCPU"}, EndingSignal{SIGVTALRM, "VTALRM"},
+                                         EndingSignal{SIGPROF, "PROF"}, EndingSignal{SIGIO, "IO"},
+                                         EndingSignal{SIGPWR, "PWR"}, EndingSignal{SIGRTMIN, "RTMIN"},
+                                         EndingSignal{SIGRTMIN + 7, "RTMIN7"}, EndingSignal{SIGRTMAX, "RTMAX"}),
+                         [](const auto& row) { return row.param.name; });
+
+/// A desk behind a network port that a test looks at.
+struct SeenDesk {
+    lines::DeskServer server{{.running = true, .unpaced = true}, std::make_unique<lines::Rfc2217Server>()};
+    const std::string name = server.name();
+};
+
+TEST_F(CvhostTest, Run_OutputReachesTheLimitOfItsSize_SaysSoAndLeavesTheConsoleDark) {
+    SeenDesk desk;
+    Process::Setup setup = cvhost({"--events", "json", "--wire", "--port", desk.name});
+    setup.command.insert(setup.command.begin(),
+                         {"/bin/sh", "-c", "ulimit -f 64; exec \"$@\" > \"$0\"", m_folder.path() / "output"});
+    Process host(withAllSignals(setup));
+    ASSERT_TRUE(becomes(desk.server, [](const desk::Desk& console) { return console.lamp(2) == 'F' && console.active(); }));
+    desk.server.operate([](desk::Desk& console, desk::Time now) {
+        for (int i = 0; i < 800; ++i) console.tap('E', now);
+    });
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("cvhost: cannot write to standard output: File too large"));
+    EXPECT_TRUE(becomes(desk.server, isDark));
+}
+
+TEST_F(CvhostTest, Run_SignalIgnoredFromTheStart_StaysIgnored) {
+    Process::Setup setup = cvhost({"--desk", "--events", "json"});
+    setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "trap '' USR1 HUP; exec \"$@\"", "sh"});
+    Process host(setup);
+    waitFor(host, {{"event", "active"}});
+    host.signal(SIGUSR1);
+    host.signal(SIGHUP);
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+#ifdef STARVE_LIBRARY
+/// cvhost in which threads whose name begins so get no memory once the file is there.
+Process::Setup starved(Process::Setup setup, const std::string& thread, const std::string& when) {
+    setup.environment.insert({{"LD_PRELOAD", STARVE_LIBRARY}, {"STARVE_THREAD", thread}, {"STARVE_WHEN", when}});
+    return setup;
+}
+
+TEST_F(CvhostTest, Run_NoMemoryOnTheReceiveThread_SaysSoAndLeavesTheConsoleDark) {
+    SeenDesk desk;
+    Process host(starved(cvhost({"--events", "json", "--port", desk.name}), "rx ", m_folder.path() / "now"));
+    ASSERT_TRUE(becomes(desk.server, [](const desk::Desk& console) { return console.lamp(2) == 'F' && console.active(); }));
+    m_folder.write("now", "");
+    desk.server.operate([](desk::Desk& console, desk::Time now) { console.tap('E', now); });
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("cvhost: a thread has failed: std::bad_alloc; see whether"));
+    EXPECT_TRUE(becomes(desk.server, isDark));
+}
+
+TEST_F(CvhostTest, Run_NoMemoryOnTheMainThread_SaysSoAndLeavesTheConsoleDark) {
+    SeenDesk desk;
+    Process host(starved(cvhost({"--events", "json", "--port", desk.name}), "cvhost", m_folder.path() / "now"));
+    ASSERT_TRUE(becomes(desk.server, [](const desk::Desk& console) { return console.lamp(2) == 'F' && console.active(); }));
+    m_folder.write("now", "");
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("std::bad_alloc; see whether"));
+    EXPECT_TRUE(becomes(desk.server, isDark));
+}
+
+class CvhostWithFewThreads : public CvhostTest, public testing::WithParamInterface<int> {};
+
+TEST_P(CvhostWithFewThreads, Run_SystemGivesNoMore_SaysSoAndEndsWithStatusOne) {
+    SeenDesk desk;
+    Process::Setup setup = cvhost({"--events", "json", "--port", desk.name});
+    setup.environment.insert({{"LD_PRELOAD", STARVE_LIBRARY}, {"STARVE_THREADS", std::to_string(GetParam())}});
+    Process host(setup);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("Resource temporarily unavailable; see whether the system is short of"));
+    EXPECT_TRUE(becomes(desk.server, isDark));
+}
+
+// The first writes the output, the second is the driver's start-up.
+INSTANTIATE_TEST_SUITE_P(Threads, CvhostWithFewThreads, testing::Values(0, 1));
+#endif
 
 // Each command of the end fails at once, and not a second after the one before.
 TEST_F(CvhostTest, Run_LineTakesNothingMore_EndsAndClaimsNoDarkness) {
