@@ -14,6 +14,7 @@
 #include "desk/Monitor.h"
 #include "lines/FileDescriptor.h"
 #include "tests/apps/MachineRig.h"
+#include "tests/apps/OwnPort.h"
 #include "tests/apps/ScriptedConsole.h"
 
 namespace apps_test {
@@ -203,8 +204,8 @@ TEST_F(Doctor, Port_GoneInStartup_IsLost) {
 }
 
 TEST_F(Doctor, Port_Refused_CannotBeOpened) {
-    const std::string nobodyThere = serialtest::Peer().url();
-    const Json report = examine(doctor(nobodyThere), 1);
+    const RefusingPort nobodyThere;
+    const Json report = examine(doctor("rfc2217://127.0.0.1:" + std::to_string(nobodyThere.number())), 1);
     EXPECT_THAT(findings(report), ElementsAre("fail port-open"));
     EXPECT_THAT(textOf(report, "port-open"), HasSubstr("connection refused"));
 }

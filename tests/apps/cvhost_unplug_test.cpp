@@ -9,13 +9,13 @@
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "lines/DeskServer.h"
 #include "lines/Pty.h"
 #include "lines/Rfc2217Server.h"
 #include "tests/apps/CvhostRig.h"
+#include "tests/apps/OwnPort.h"
 
 namespace apps_test {
 namespace {
@@ -77,21 +77,8 @@ private:
     static PluggedLine::Plug ptyAt(const std::string& link) {
         return [link] { return std::make_unique<lines::Pty>(link); };
     }
-    /// The port's number may be another connection's own for a while.
-    static std::unique_ptr<lines::Line> listen(std::uint16_t& port) {
-        for (int attempt = 0;; ++attempt) {
-            try {
-                auto line = std::make_unique<lines::Rfc2217Server>("127.0.0.1", port);
-                port = line->port();
-                return line;
-            } catch (const std::system_error&) {
-                if (attempt == 30'000) throw;
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-        }
-    }
     static PluggedLine::Plug networkPort() {
-        return [port = std::uint16_t{0}]() mutable { return listen(port); };
+        return [port = ownPort()] { return std::make_unique<lines::Rfc2217Server>("127.0.0.1", port); };
     }
 
     PluggedLine* m_line;
@@ -172,7 +159,8 @@ TEST_P(CvhostUnplugByLine, Lost_BeforeAnyConsoleAnswered_IsLookedForAgain) {
 TEST_P(CvhostUnplugByLine, KilledDesk_StartedAgain_IsActiveAgain) {
     const bool pty = GetParam() == Kind::pty;
     const std::string link = m_folder.path() / "desk";
-    auto desk = std::make_unique<Process>(cvdesk(pty ? Arguments{"--pty", link} : Arguments{"--rfc2217", "0"}));
+    const Arguments line = pty ? Arguments{"--pty", link} : Arguments{"--rfc2217", std::to_string(ownPort())};
+    auto desk = std::make_unique<Process>(cvdesk(line));
     const std::string name = whereIs(*desk);
     Process host(hostOn(name));
     waitFor(host, active);
@@ -180,8 +168,7 @@ TEST_P(CvhostUnplugByLine, KilledDesk_StartedAgain_IsActiveAgain) {
     desk->signal(SIGKILL);
     EXPECT_EQ(desk->wait(), 128 + SIGKILL);
     waitFor(host, lost);
-    desk = std::make_unique<Process>(
-        cvdesk(pty ? Arguments{"--pty", link} : Arguments{"--rfc2217", name.substr(name.rfind(':') + 1)}));
+    desk = std::make_unique<Process>(cvdesk(line));
     waitForAll(host, {lost, active});
     host.signal(SIGINT);
     EXPECT_EQ(host.wait(), 0) << host.errors();
@@ -192,9 +179,9 @@ std::string nameOf(const testing::TestParamInfo<Kind>& line) { return line.param
 INSTANTIATE_TEST_SUITE_P(Lines, CvhostUnplugByLine, testing::Values(Kind::network, Kind::pty), nameOf);
 
 TEST_F(CvhostUnplug, Text_LostAndBack_TellsEachOnce) {
-    auto desk = std::make_unique<Process>(cvdesk({"--rfc2217", "0"}));
-    const std::string name = whereIs(*desk);
-    Process host(cvhost({"--port", name}));
+    const Arguments place{"--rfc2217", std::to_string(ownPort())};
+    auto desk = std::make_unique<Process>(cvdesk(place));
+    Process host(cvhost({"--port", whereIs(*desk)}));
     const auto waitForText = [&](const std::string& text) {
         host.waitForLine([&](const std::string& line) { return line.find(text) != line.npos; });
     };
@@ -203,7 +190,7 @@ TEST_F(CvhostUnplug, Text_LostAndBack_TellsEachOnce) {
     desk->wait();
     waitForText("the driver looks for its console again");
     waitForText("no console yet");  // after three attempts, one a second
-    desk = std::make_unique<Process>(cvdesk({"--rfc2217", name.substr(name.rfind(':') + 1)}));
+    desk = std::make_unique<Process>(cvdesk(place));
     int actives = 0;
     host.waitForLine(
         [&](const std::string& line) { return line.find("active   console version 7") != line.npos && ++actives == 2; });

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <thread>
 
+#include "tests/apps/OwnPort.h"
 #include "tests/apps/Process.h"
 #include "tests/unit/serial/SerialRig.h"
 
@@ -114,7 +115,7 @@ protected:
 
     Recorder events;
     Pty far;
-    std::string url = Peer().url();  // the place is free again
+    std::string url = "rfc2217://127.0.0.1:" + std::to_string(apps_test::ownPort());
     LightweightString<wchar_t> name;
     std::string settings;
     Process server;
