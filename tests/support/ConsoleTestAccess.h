@@ -15,6 +15,8 @@ struct ConsoleTestAccess {
     static bool& wheelEnabled(Console& console) { return console.m_wheelEnabled; }
     static bool& enabled(Console& console) { return console.m_enabled; }
     static std::int32_t& shuttleOffset(Console& console) { return console.m_shuttleOffset; }
+    static std::int32_t& jogDelta(Console& console) { return console.m_jogDelta; }
+    static double& jogDeltaExact(Console& console) { return console.m_jogDeltaExact; }
     static std::int32_t& state(Console& console) { return console.m_state; }
     static std::int32_t& version(Console& console) { return console.m_version; }
     static bool& monitorMode(Console& console) { return console.m_monitorMode; }
@@ -35,6 +37,8 @@ struct ConsoleTestAccess {
     static std::uint32_t& rxExpected() { return Console::s_rxExpected; }
     /// What the packet buffer holds, all of it.
     static std::string rxBuffer() { return {std::begin(Console::s_rxBuffer), std::end(Console::s_rxBuffer)}; }
+    /// Its place.
+    static char* rxBytes() { return Console::s_rxBuffer; }
     static char& statusLead() { return Console::s_statusLead; }
 
     /// As when the library has just been loaded.
