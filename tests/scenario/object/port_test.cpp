@@ -57,7 +57,10 @@ TEST_P(PortListTest, OpenPort_List_OpensThisPort) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, PortListTest,
     testing::Values(
-        ListRow{"EmptyList", {}, "/dev/ttyUSB0"}, ListRow{"CorvaneOnly", {{"/dev/ttyS0", "Corvane Console"}}, "/dev/ttyS0"},
+        ListRow{"EmptyList", {}, "/dev/ttyUSB0"},
+        ListRow{"NamesAreNotSearched", {{"/dev/Corvane", std::nullopt}, {"/dev/USB Serial Port", ""}}, "/dev/ttyUSB0"},
+        ListRow{"NameFitsAndDescriptionDoesNot", {{"/dev/Corvane", "Modem"}, {"/dev/ttyS1", "Corvane"}}, "/dev/ttyS1"},
+        ListRow{"CorvaneOnly", {{"/dev/ttyS0", "Corvane Console"}}, "/dev/ttyS0"},
         ListRow{"CorvaneWithinTheText", {{"/dev/ttyS0", "The Corvane desk"}}, "/dev/ttyS0"},
         ListRow{"UsbSerialOnly", {{"/dev/ttyUSB3", "USB Serial Port"}}, "/dev/ttyUSB3"},
         ListRow{"UsbSerialWithinTheText", {{"/dev/ttyUSB3", "A USB Serial Port, rev 2"}}, "/dev/ttyUSB3"},

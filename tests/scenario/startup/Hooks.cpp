@@ -27,6 +27,8 @@ WRAPPED(int, getc, "_Z10comms_getcN2Cv3PtrI9CommsPortEEPh", (Port port, unsigned
 
 WRAPPED(int, putchs, "_Z12comms_putchsN2Cv3PtrI9CommsPortEEPhi", (Port port, unsigned char* bytes, int count)) {
     const std::string text(bytes, bytes + count);
+    const auto instead = hooks().putchs ? hooks().putchs(text) : std::nullopt;
+    if (instead) return *instead;
     return hooks().refuseWrite && hooks().refuseWrite(text) ? -1 : real_putchs(port, bytes, count);
 }
 

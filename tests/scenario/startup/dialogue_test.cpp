@@ -256,6 +256,9 @@ TEST_P(GetCrcDigitsTest, GetCRC_Digits_GiveTheLow16Bits) {
 INSTANTIATE_TEST_SUITE_P(Rows, GetCrcDigitsTest,
                          testing::Values(DigitsRow{"UpperCase", "\r\nCRC = FFFF\r\nEPROM>", 0xFFFF},
                                          DigitsRow{"LowerCase", "\r\nCRC = beef\r\nEPROM>", 0xBEEF},
+                                         DigitsRow{"NulIsADigitZero", std::string("\r\nCRC = 1\0002b\r\nEPROM>", 20),
+                                                   0x102B},
+                                         DigitsRow{"HighBytes", "\r\nCRC = \xB1\xC1\xE1\x34\r\nEPROM>", 0x0004},
                                          DigitsRow{"NotValidated", "\r\nCRC = z1g2\r\nEPROM>", 0x0102},
                                          DigitsRow{"FirstTwoNotExamined", "xyCRC = 0001\r\nEPROM>", 0x0001}),
                          [](const auto& row) { return row.param.name; });
@@ -315,6 +318,16 @@ TEST_F(GetCrcTest, GetCRC_PurgeRefused_FalseAndNothingSent) {
     EXPECT_FALSE(console.GetCRC(0, crc));
     EXPECT_EQ(rig.sent(), "");
     EXPECT_EQ(crc, untouched);
+}
+
+TEST_F(GetCrcTest, GetCRC_Reply_PurgesBeforeTheCommandAlone) {
+    echoes("C 0100 0 ");
+    echoes("0000");
+    replies("\r\nCRC = 0102\r\nEPROM>");
+    unsigned short crc = untouched;
+    EXPECT_TRUE(console.GetCRC(0, crc));
+    EXPECT_EQ(rig.calls("clearReceiveQueue").size(), 1u);
+    EXPECT_EQ(rig.calls().front(), "clearReceiveQueue()");
 }
 
 TEST_F(GetCrcTest, GetCRC_StaleInput_CannotReachTheReply) {

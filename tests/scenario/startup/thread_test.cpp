@@ -160,6 +160,20 @@ TEST_F(ThreadTest, Startup_PreferenceOffBetweenAttempts_EndsAfterTheFirst) {
     EXPECT_EQ(count(rig.writes(), "J 0100 0"), 1);
 }
 
+TEST_F(ThreadTest, Startup_PreferenceOffDuringAttempts_PortStaysHeldAndHooked) {
+    for (const int reading : {2, 3, 5}) {
+        Rig rig(Rig::Scripted{});
+        hooks().preference = [=, asked = 0]() mutable { return std::optional(++asked < reading); };
+        EXPECT_TRUE(rig.start());
+        EXPECT_TRUE(ConsoleTestAccess::port(rig.console()));
+        EXPECT_EQ(rig.world.serial().handlerCount(), 1u);
+        EXPECT_EQ(rig.calls("comms_port_close"), Texts{});
+        rig.console().exit();
+        expectEnded(rig);
+        hooks() = {};
+    }
+}
+
 TEST_F(ThreadTest, Startup_PreferenceOffAndOnAgain_OpensThePortAgain) {
     Rig rig;
     hooks().preference = [asked = 0]() mutable { return std::optional(++asked != 2); };

@@ -67,10 +67,9 @@ private:
     }
 
     void decode(std::string_view packet) {
-        char text[32];
-        std::memcpy(text, packet.data(), packet.size());
-        text[packet.size()] = '\0';
-        m_console.corvane_console_parse_packet(text, static_cast<int>(packet.size()));
+        std::memcpy(m_text, packet.data(), packet.size());
+        m_text[packet.size()] = '\0';
+        m_console.corvane_console_parse_packet(m_text, static_cast<int>(packet.size()));
     }
 
     void emptyHost() {
@@ -101,6 +100,7 @@ private:
     model::State m_before;
     Cv::Console m_console;
     char m_bytes[sizeof(Cv::Console)];
+    char m_text[32];  // what was logged points into it
     bool m_calling = false;
 };
 
