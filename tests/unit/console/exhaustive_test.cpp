@@ -1,12 +1,34 @@
 // The driver on everything that can be enumerated. canary_test.cpp shows that each of these can fail.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+#include "host/core/Settings.h"
 #include "tests/unit/console/BareHost.h"
 #include "tests/unit/console/Decoding.h"
 #include "tests/unit/console/Dialogue.h"
 #include "tests/unit/console/Framing.h"
 
 using namespace exhaustive;
+
+static void readOnTwoThreads() {
+    int speeds[2] = {};
+    for (int& speed : speeds) {
+        cvhost::settings().set("BeyondPlayMultiplier", &speed == speeds ? 2.0 : 1.0);
+        std::thread([&speed] {
+            Cv::Console console;
+            char version[] = "V007";
+            char status[] = "\\FF000000";
+            console.corvane_console_parse_packet(version, 4);
+            console.corvane_console_parse_packet(status, 9);
+            speed = console.get_ispeed();
+        }).join();
+    }
+    std::fprintf(stderr, "%d %d\n", speeds[0], speeds[1]);
+    std::exit(0);
+}
 
 namespace {
 
@@ -38,6 +60,12 @@ TEST(Decoding, ParsePacket_EveryStatus_DoesWhatTheProtocolSays) { expectNone(che
 TEST(Decoding, ParsePacket_EveryCountAndFineCount_MovesAsTheProtocolSays) { expectNone(checkCountsAndFineCounts()); }
 TEST(Decoding, ParsePacket_EveryForwarded_DoesWhatTheProtocolSays) { expectNone(checkForwarded()); }
 TEST(Decoding, ParsePacket_HandlersCallBack_DoWhatTheProtocolSays) { expectNone(checkHandlersCallBack()); }
+
+// On real threads, unlike the scenarios, whose threads take turns on one.
+TEST(Multiplier, ParsePacket_OnTwoThreads_IsReadOnce) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(readOnTwoThreads(), testing::ExitedWithCode(0), "19914 19914");
+}
 
 TEST(Dialogue, ReadString_EveryLength_TakesWhatIsThereAndNoMore) { expectNone(checkReads()); }
 TEST(Dialogue, GetConsolePrompt_EveryReply_AcceptsThePromptAlone) { expectNone(checkPrompts()); }
