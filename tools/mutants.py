@@ -1,4 +1,5 @@
 """One-line faults, made mechanically from C++ source that clang-format has laid out."""
+import pathlib
 import re
 import typing
 
@@ -27,6 +28,8 @@ class Mutant(typing.NamedTuple):
         return " ".join(source[first:last].split()), " ".join(changed[first:last + grown].split())
 
 
+ODDITIES = pathlib.Path(__file__).resolve().parent / "mutate_oddities.txt"
+
 # Operators stand between blanks; what each may become.
 OPERATORS = {
     "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="), ">=": (">", "<"), "==": ("!=",), "!=": ("==",),
@@ -49,7 +52,7 @@ def of(file, source):
     code = cpp_text.blank(source)
     code = NOT_BEHAVIOUR.sub(lambda found: re.sub(r"[^\n]", " ", found.group()), code)
     found = set()
-    for start, end, text, kind in (*tokens(code), *literals(source), *conditions(code), *statements(source, code)):
+    for start, end, text, kind in (*tokens(code), *literals(source), *conditions(code), *statements(source, code), *oddities(file, source)):
         if source[start:end] != text:
             found.add(Mutant(file, start, end, text, kind))
     return sorted(found)
@@ -123,8 +126,15 @@ def statements(source, code):
         begin = code.index("{", lines[first - 1])
         end = lines[last] if last < len(lines) else len(code)
         previous = None
+        run = []  # plain statements in a row
         for start, stop, plain in simple_statements(code, begin, end):
             body = code[start:stop]
+            goes_on = plain and not body.startswith("return") and not DECLARATION.match(body)
+            if run and not (goes_on and not code[run[-1][1] + 1:start].strip()):
+                yield from moved(source, run)
+                run = []
+            if goes_on:
+                run.append((start, stop))
             if body.startswith("return"):
                 yield from returns(start, stop, body, head)
                 previous = None
@@ -136,6 +146,23 @@ def statements(source, code):
                     swapped = source[start:stop] + source[previous[1]:start] + source[previous[0]:previous[1]]
                     yield previous[0], stop, swapped, "swapped"
                 previous = (start, stop) if plain else None
+        yield from moved(source, run)
+
+
+def moved(source, run):
+    """Each of the statements in a row moved to the row's end; two alone are exchanged already."""
+    for at, (start, stop) in enumerate(run[:-2]):
+        last = run[-1][1]
+        yield start, last + 1, source[run[at + 1][0]:last + 1] + " " + source[start:stop + 1], "moved"
+
+
+def oddities(file, source):
+    """What is odd on purpose, put right."""
+    lines = [line for line in ODDITIES.read_text().splitlines() if line and not line.startswith("#")]
+    for there, before, after in zip(lines[0::3], lines[1::3], lines[2::3]):
+        if there == file and source.count(before.strip()) == 1:
+            start = source.index(before.strip())
+            yield start, start + len(before.strip()), after.strip(), "oddity"
 
 
 def returns(start, stop, body, head):
