@@ -98,7 +98,7 @@ int Doctor::run() {
     const bool complete = !m_bundle || writeBundle();
     const int unwritable = m_output.finish();
     if (unwritable != 0 && unwritable != EPIPE) complain(unwritableText(unwritable));
-    return hasFailed() || !complete || unwritable != 0 ? exitStatus::none : exitStatus::active;
+    return anyFailed() || !complete || unwritable != 0 ? exitStatus::none : exitStatus::active;
 }
 
 bool Doctor::openBundle() {
@@ -155,7 +155,7 @@ bool Doctor::examineMachine() {
     say(intro);
     if (m_options.json) writeStandardError(intro);
     for (Check& check : judgePort(m_circumstances)) add(std::move(check));
-    return !hasFailed();
+    return !anyFailed();
 }
 
 bool Doctor::examineStartup() {

@@ -58,7 +58,7 @@ private:
     void say(std::string_view line);
     /// A line that the next one replaces, where that can be.
     void progress(std::string_view text);
-    bool hasFailed() const { return worst(m_checks) == Check::Result::fail; }
+    bool anyFailed() const { return worst(m_checks) == Check::Result::fail; }
 
     const DoctorOptions m_options;
     Wake& m_wake;
