@@ -65,7 +65,7 @@ TEST_F(CvhostTest, Output_NobodyReads_HostGoesOnAndEndsWhenTold) {
 TEST_F(CvhostTest, Errors_NobodyReads_HostGoesOnAndEndsWhenTold) {
     Process desk(cvdesk({"--rfc2217", "0"}));
     const std::string fullPipe = "mkfifo pipe; exec 3<>pipe; head -c 65536 /dev/zero >&3; exec \"$@\" 2>&3";
-    Process::Setup setup = cvhost({"--events", "json", "--record", "/dev/full", "--port", whereIs(desk)});
+    Process::Setup setup = cvhost({"--events", "json", "--set", "console_prot=x", "--port", whereIs(desk)});
     setup.command.insert(setup.command.begin(), {"/bin/sh", "-c", "cd \"$0\" && " + fullPipe, m_folder.path()});
     Process host(setup);
     waitFor(host, {{"event", "active"}});
