@@ -48,6 +48,12 @@ struct Handler {
     }
 };
 
+/// The next opening lets a closed port go, with its thread. The last ones of a run are let go here.
+class ClosedPorts final : public testing::Environment {
+    void TearDown() override { cvhost::releaseClosedPorts(); }
+};
+const testing::Environment* const s_closedPorts = testing::AddGlobalTestEnvironment(new ClosedPorts);
+
 class Handlers : public testing::Test {
 protected:
     Handlers() : port(open(pty.name())) {}
