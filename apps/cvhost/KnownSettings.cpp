@@ -38,6 +38,7 @@ std::string named(const char* kind, const std::string& key) { return std::string
 
 SettingProblem unknown(const char* kind, const std::string& key) {
     std::vector<std::string> keys;
+    keys.reserve(table.size());
     for (const KnownSetting& known : table) keys.emplace_back(known.key);
     return {Kind::unknown, key, "unknown " + named(kind, key) + common::didYouMean(common::nearest(key, keys))};
 }

@@ -17,7 +17,7 @@ constexpr std::string_view deviceFolder = "/dev/";
 constexpr std::string_view scheme = "rfc2217:";
 
 bool isNetworkName(const std::string& name) {
-    return common::nearest(name.substr(0, scheme.size()), std::vector{std::string(scheme)}) != "";
+    return !common::nearest(name.substr(0, scheme.size()), std::vector{std::string(scheme)}).empty();
 }
 
 }  // namespace
@@ -30,7 +30,7 @@ bool isPortName(const std::string& name) {
 
 std::string similarPort(const std::string& name, std::span<const std::string> ports) {
     const std::string address = name.substr(isNetworkName(name) ? name.find(':') + 1 : 0);
-    const std::string network =
+    std::string network =
         std::string(rfc2217Prefix) + address.substr(std::min(address.find_first_not_of('/'), address.size()));
     if (isRfc2217Name(network)) return network;
     return common::nearest(std::string(deviceFolder) + name, ports);
