@@ -3,12 +3,15 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "lines/DeskServer.h"
@@ -285,9 +288,15 @@ TEST_F(CvhostTest, Run_OutputReachesTheLimitOfItsSize_SaysSoAndLeavesTheConsoleD
                          {"/bin/sh", "-c", "ulimit -f 64; exec \"$@\" > \"$0\"", m_folder.path() / "output"});
     Process host(withAllSignals(setup));
     ASSERT_TRUE(becomes(desk.server, [](const desk::Desk& console) { return console.lamp(2) == 'F' && console.active(); }));
-    desk.server.operate([](desk::Desk& console, desk::Time now) {
-        for (int i = 0; i < 800; ++i) console.tap('E', now);
-    });
+    // A key that comes before the driver listens is lost: press until the limit is reached.
+    siginfo_t ended{};
+    for (int round = 0; round < 6000 && ended.si_pid == 0; ++round) {
+        desk.server.operate([](desk::Desk& console, desk::Time now) {
+            for (int i = 0; i < 100; ++i) console.tap('E', now);
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        ::waitid(P_PID, static_cast<id_t>(host.id()), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
     EXPECT_EQ(host.wait(), 1);
     EXPECT_THAT(host.errors(), HasSubstr("cvhost: cannot write to standard output: File too large"));
     EXPECT_TRUE(becomes(desk.server, isDark));
