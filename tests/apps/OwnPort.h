@@ -3,12 +3,14 @@
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 
 namespace apps_test {
@@ -26,14 +28,28 @@ inline int boundSocket(std::uint16_t port) {
     return -1;
 }
 
-/// A port to be served again and again. It lies below those that the system gives to whoever asks for any, so that nobody
-/// gets it in between; processes start their search at different numbers.
+/// Reserves a number among all test processes of this machine, until this process ends: a socket with an abstract name.
+inline bool reserve(int number) {
+    sockaddr_un place{};
+    place.sun_family = AF_UNIX;
+    const std::string name = "corvane-test-port-" + std::to_string(number);
+    name.copy(place.sun_path + 1, name.size());
+    const auto size = static_cast<socklen_t>(sizeof place.sun_family + 1 + name.size());
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (socket >= 0 && ::bind(socket, reinterpret_cast<const sockaddr*>(&place), size) == 0) return true;
+    ::close(socket);
+    return false;
+}
+
+/// A port to be served again and again. It lies below those that the system gives to programs that ask for any, and no
+/// other test process takes it in between.
 inline std::uint16_t ownPort() {
     constexpr int first = 20'000;
     constexpr int count = 12'000;
     static std::atomic<int> next = ::getpid();
     for (int attempt = 0; attempt < count; ++attempt) {
         const auto port = static_cast<std::uint16_t>(first + next++ % count);
+        if (!reserve(port)) continue;
         const int socket = boundSocket(port);
         if (socket < 0) continue;
         ::close(socket);
