@@ -71,7 +71,7 @@ public:
     const std::string& started() const { return m_started; }
 
     /// The next event, or damage before it; nothing at the end. Damaged lines give no event, except that one whose time runs
-    /// backwards is told as damage first. Lines of kinds that a later program has added are skipped.
+    /// backwards is reported as damage first. Lines of kinds that a later program has added are skipped.
     std::optional<Item> next();
     /// At the end: the text ends within a line, which is left out.
     bool cutShort() const { return m_cutShort; }

@@ -29,7 +29,7 @@ namespace {
 
 constinit cvhost::CountingAllocator s_allocator;
 constexpr char guardByte = '\x5A';
-/// More than any call of the driver's needs: what is beyond it does not end.
+/// No driver call needs more steps. A call that takes more never ends.
 constexpr unsigned stepLimit = 200'000;
 
 class Port final : public CommsPort {

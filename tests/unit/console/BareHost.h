@@ -26,7 +26,7 @@ struct Arrival {
 /// One wait for a reply, and the bytes that were taken after it.
 struct Read {
     unsigned timeoutMs;
-    std::uint32_t expected;  ///< how many bytes the receive callback was told to wait for
+    std::uint32_t expected;  ///< how many bytes the receive callback waits for
     std::size_t there;       ///< bytes that could be taken when the wait was over
     std::string taken;
 };
