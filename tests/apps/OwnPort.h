@@ -9,9 +9,12 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+
+#include "tests/apps/Process.h"
 
 namespace apps_test {
 
@@ -50,6 +53,7 @@ inline std::uint16_t ownPort() {
     for (int attempt = 0; attempt < count; ++attempt) {
         const auto port = static_cast<std::uint16_t>(first + next++ % count);
         if (!reserve(port)) continue;
+        const std::lock_guard lock(Process::starting());
         const int socket = boundSocket(port);
         if (socket < 0) continue;
         ::close(socket);

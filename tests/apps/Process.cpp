@@ -65,6 +65,11 @@ pid_t spawn(const Process::Setup& setup, int output, int errors) {
 
 }  // namespace
 
+std::mutex& Process::starting() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 Process::Process(const Setup& setup) : m_outputWanted(setup.readOutput) {
     std::array<int, 2> output{};
     std::array<int, 2> errors{};
@@ -72,7 +77,10 @@ Process::Process(const Setup& setup) : m_outputWanted(setup.readOutput) {
     checked(::pipe2(errors.data(), O_CLOEXEC), "pipe");
     if (!setup.readOutput) checked(::fcntl(output[0], F_SETPIPE_SZ, 4096), "F_SETPIPE_SZ");
     m_wake = checked(::eventfd(0, EFD_CLOEXEC), "eventfd");
-    m_pid = spawn(setup, output[1], errors[1]);
+    {
+        const std::lock_guard lock(starting());
+        m_pid = spawn(setup, output[1], errors[1]);
+    }
     ::close(output[1]);
     ::close(errors[1]);
     m_output = output[0];

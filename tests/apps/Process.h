@@ -28,6 +28,10 @@ public:
         bool readOutput = true;
     };
 
+    /// Held while a program starts. Until then the new process has copies of all descriptors of this one, so what another
+    /// thread closes meanwhile stays open: hold it to close a socket and to listen on its port again.
+    static std::mutex& starting();
+
     explicit Process(const Setup& setup);
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ public:
     void watchFor(std::vector<pollfd>& waits) const override { m_line->watchFor(waits); }
     void service(desk::Machine& desk, desk::Time now) override {
         if (m_replug.exchange(false)) {
+            const std::lock_guard lock(Process::starting());
             m_line.reset();
             desk.setRts(true, now);
             m_line = m_plug();
