@@ -1,6 +1,6 @@
 // bench_kernel_tty ROUNDS SAMPLES: what bench_latency measures, on serial ports of a genuine driver.
 //
-// It is the first process of a virtual machine, which tools/kernel_machine.py boots, and prints one line of JSON.
+// It is the first process of a virtual machine, which tools/test/kernel_machine.py boots, and prints one line of JSON.
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>

@@ -76,7 +76,7 @@ TEST_F(OtherHost, Build_AgainstOtherDeclarations_UsesNoneOfOurs) {
     EXPECT_TRUE(read.contains(SOURCE "/console/Console.h"));
     EXPECT_THAT(read, Each(Not(StartsWith(SOURCE "/host/"))));
 
-    const Ended names = run(SOURCE "/tools/check --plugin " + plugin() + " --host " + library() + " exports");
+    const Ended names = run(SOURCE "/tools/check/check --plugin " + plugin() + " --host " + library() + " exports");
     EXPECT_EQ(names.status, 0) << names.output;
 }
 

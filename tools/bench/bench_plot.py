@@ -1,4 +1,4 @@
-"""Plots of what tools/bench has measured, as SVG."""
+"""Plots of what tools/bench/bench has measured, as SVG."""
 import html
 import statistics
 

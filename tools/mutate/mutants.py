@@ -1,8 +1,10 @@
 """One-line faults, made mechanically from C++ source that clang-format has laid out."""
 import pathlib
 import re
+import sys
 import typing
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "check"))
 import cpp_text
 
 
