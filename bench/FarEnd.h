@@ -13,7 +13,7 @@
 #include "bench/UsbEnd.h"
 #include "host/linux/SerialTransport.h"
 #include "rfc2217/ServerPort.h"
-#include "tests/unit/serial/SerialRig.h"
+#include "tests/unit/host/linux/serial/SerialRig.h"
 
 namespace bench {
 

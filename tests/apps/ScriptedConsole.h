@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/unit/serial/SerialRig.h"
+#include "tests/unit/host/linux/serial/SerialRig.h"
 
 namespace apps_test {
 

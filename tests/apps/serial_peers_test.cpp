@@ -12,7 +12,7 @@
 
 #include "tests/apps/OwnPort.h"
 #include "tests/apps/Process.h"
-#include "tests/unit/serial/SerialRig.h"
+#include "tests/unit/host/linux/serial/SerialRig.h"
 
 namespace {
 

@@ -1,0 +1,239 @@
+// Bytes in and out of an open port.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "host/linux/Host.h"
+#include "host/linux/SerialPort.h"
+#include "tests/unit/host/linux/serial/SerialRig.h"
+
+namespace {
+
+using namespace serialtest;
+
+class Transfer : public testing::Test {
+protected:
+    Transfer() : port(open(pty.name())) {}
+    ~Transfer() override { comms_port_close(port); }
+
+    Recorder events;
+    Pty pty;
+    Cv::Ptr<CommsPort> port;
+};
+
+TEST_F(Transfer, Receive_OneCallForEachByteThatCanBeTaken) {
+    Taker taker(port);
+    ASSERT_TRUE(taker.listen(pty.name()));
+    std::string all;
+    for (int i = 0; i < 256; ++i) all += static_cast<char>(i);
+    pty.send(all);
+    EXPECT_EQ(taker.wait(256), all);
+    EXPECT_EQ(taker.calls(), 256);
+}
+
+TEST_F(Transfer, Peek_LeavesTheByte) {
+    pty.send("ab");
+    ASSERT_TRUE(events.waitFor("rx ab"));
+    // The event comes before the queue: wait for the second byte to be there as well.
+    unsigned char byte = 0;
+    while (comms_peekc(port, &byte) != 0) std::this_thread::yield();
+    EXPECT_EQ(byte, 'a');
+    EXPECT_EQ(comms_peekc(port, &byte), 0);
+    EXPECT_EQ(byte, 'a');
+    EXPECT_EQ(comms_getc(port, &byte), 0);
+    EXPECT_EQ(byte, 'a');
+    while (comms_getc(port, &byte) != 0) std::this_thread::yield();
+    EXPECT_EQ(byte, 'b');
+    EXPECT_EQ(comms_getc(port, &byte), -1);
+    EXPECT_EQ(byte, 'b') << "left alone when there is nothing";
+}
+
+TEST_F(Transfer, GetcWithoutAPlaceForTheByte_TakesNothing) {
+    pty.send("a");
+    unsigned char byte = 0;
+    while (comms_peekc(port, &byte) != 0) std::this_thread::yield();
+    EXPECT_EQ(comms_getc(port, nullptr), -1);
+    EXPECT_EQ(comms_peekc(port, nullptr), -1);
+    EXPECT_EQ(takeAll(port), "a");
+}
+
+/// Counts calls and takes nothing, as a console does that waits for a reply.
+struct Counter {
+    Watched watched;
+    int calls = 0;
+    static bool callback(void* self) {
+        auto& counter = *static_cast<Counter*>(self);
+        counter.watched.change([&] { ++counter.calls; });
+        return true;
+    }
+    bool wait(int count) {
+        return watched.wait([&] { return calls >= count; });
+    }
+};
+
+TEST_F(Transfer, ClearReceiveQueue_OnlyLaterBytesAreRead) {
+    Counter counter;
+    ASSERT_TRUE(commsRegisterHandler(Counter::callback, pty.name(), 1, true, &counter));
+    pty.send("old");
+    ASSERT_TRUE(counter.wait(3));
+    port->clearReceiveQueue();
+    EXPECT_EQ(takeAll(port), "");
+    pty.send("new");
+    ASSERT_TRUE(counter.wait(6));
+    EXPECT_EQ(takeAll(port), "new");
+    commsDeregisterHandler(Counter::callback, &counter);
+}
+
+TEST_F(Transfer, QueueFull_NewestAreDroppedAndTheCallsGoOn) {
+    Counter counter;
+    ASSERT_TRUE(commsRegisterHandler(Counter::callback, pty.name(), 1, true, &counter));
+    constexpr int limit = cvhost::ReceiveQueue::limit;
+    pty.send(std::string(limit, 'k'));
+    ASSERT_TRUE(counter.wait(limit));
+    EXPECT_EQ(events.count("log "), 0U);
+    pty.send("lost");
+    ASSERT_TRUE(counter.wait(limit + 4));
+    EXPECT_EQ(events.count("what arrives now is dropped"), 1U) << "said once";
+    EXPECT_EQ(takeAll(port), std::string(limit, 'k'));
+    pty.send("z");
+    ASSERT_TRUE(counter.wait(limit + 5));
+    EXPECT_EQ(takeAll(port), "z");
+    commsDeregisterHandler(Counter::callback, &counter);
+}
+
+TEST(ReceiveQueue, WrapsAround) {
+    cvhost::ReceiveQueue queue;
+    unsigned char byte = 0;
+    for (unsigned i = 0; i < 3 * cvhost::ReceiveQueue::limit; ++i) {
+        const auto value = static_cast<unsigned char>(i % 251);
+        ASSERT_TRUE(queue.push(value));
+        ASSERT_TRUE(queue.push('x'));
+        ASSERT_TRUE(queue.next(byte, true));
+        ASSERT_EQ(byte, value);
+        ASSERT_TRUE(queue.next(byte, true));
+    }
+    EXPECT_FALSE(queue.next(byte, true));
+}
+
+TEST_F(Transfer, Send_BytesArriveUnchanged) {
+    std::string all;
+    for (int i = 0; i < 256; ++i) all += static_cast<char>(i);
+    EXPECT_EQ(send(port, all), 0);
+    EXPECT_EQ(pty.read(256), all);
+}
+
+TEST_F(Transfer, SendNothing_Succeeds) { EXPECT_EQ(comms_putchs(port, nullptr, 0), 0); }
+
+TEST_F(Transfer, SendNonsense_Fails) {
+    unsigned char byte = 'x';
+    EXPECT_NE(comms_putchs(port, nullptr, 3), 0);
+    EXPECT_NE(comms_putchs(port, &byte, -1), 0);
+    send(port, "end");
+    EXPECT_EQ(pty.read(3), "end");
+}
+
+TEST_F(Transfer, SendWhileNobodyReads_FailsInTheEnd) {
+    const std::string piece(64, 's');
+    int sent = 0;
+    while (sent < 100'000 && send(port, piece) == 0) ++sent;
+    EXPECT_LT(sent, 100'000);
+    EXPECT_EQ(comms_geterr(port), 0) << "a full line is not a lost one";
+}
+
+TEST_F(Transfer, CloseWhileASendWaits_EndsIt) {
+    const std::string piece(1 << 20, 's');  // more than the line holds: a quarter of an hour at 9600 baud
+    std::thread sender([&] { EXPECT_NE(send(port, piece), 0); });
+    while (events.count("tx ") == 0) std::this_thread::yield();
+    comms_port_close(port);
+    sender.join();
+}
+
+TEST_F(Transfer, SendFromTwoThreads_WholeCallsFollowOneAnother) {
+    constexpr int calls = 200;
+    const auto work = [&](char letter) {
+        const std::string text(37, letter);
+        for (int i = 0; i < calls; ++i) ASSERT_EQ(send(port, text), 0);
+    };
+    std::thread first(work, 'a');
+    std::thread second(work, 'b');
+    for (int i = 0; i < 2 * calls; ++i) {
+        const std::string call = pty.read(37);
+        EXPECT_EQ(call, std::string(37, call.at(0)));
+    }
+    first.join();
+    second.join();
+}
+
+TEST_F(Transfer, RtsOnALineWithoutIt_SaysSoOnceAndCarriesOn) {
+    comms_set_rts(port, 0);
+    comms_set_rts(port, 1);
+    EXPECT_EQ(events.count("has no RTS line"), 1U) << events.everything();
+    EXPECT_EQ(events.count("rts "), 0U) << "nothing was driven";
+    EXPECT_EQ(comms_geterr(port), 0);
+    EXPECT_EQ(send(port, "on"), 0);
+    EXPECT_EQ(pty.read(2), "on");
+}
+
+TEST_F(Transfer, Events_TellAnswerAfterWhatBroughtIt) {
+    Taker taker(port);
+    ASSERT_TRUE(taker.listen(pty.name()));
+    std::string expected = "open " + pty.path + "\n";
+    for (int i = 0; i < 50; ++i) {
+        const std::string text = "ask" + std::to_string(i);
+        std::thread answering([&] { pty.send(pty.read(text.size())); });
+        ASSERT_EQ(send(port, text), 0);
+        answering.join();
+        ASSERT_TRUE(events.waitFor("rx " + text));
+        expected += "tx " + text + "\nrx " + text + "\n";
+    }
+    EXPECT_EQ(events.everything(), expected);
+}
+
+/// Takes what it is called for, and does not return from its first call until it may.
+struct Delayed {
+    Cv::Ptr<CommsPort> port;
+    Watched watched{};
+    std::string taken{};
+    bool mayReturn = false;
+    static bool callback(void* self) {
+        auto& delayed = *static_cast<Delayed*>(self);
+        delayed.watched.change([&] { delayed.taken += takeAll(delayed.port); });
+        EXPECT_TRUE(delayed.watched.wait([&] { return delayed.mayReturn; }));
+        return true;
+    }
+};
+
+/// The far end goes while the handler runs, and a sender is the first to see it.
+class SendersLoss : public Transfer {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(commsRegisterHandler(Delayed::callback, pty.name(), 1, true, &handler));
+        pty.send("V");
+        ASSERT_TRUE(handler.watched.wait([&] { return handler.taken == "V"; }));
+        pty.close();
+        EXPECT_NE(send(port, "F1 "), 0);
+    }
+    ~SendersLoss() override { commsDeregisterHandler(Delayed::callback, &handler); }
+
+    Delayed handler{port};
+};
+
+TEST_F(SendersLoss, HandlerReturns_LastWordsArriveBeforeTheLossIsTold) {
+    cvhost::setLastWords("\x18 ");
+    handler.watched.change([&] { handler.mayReturn = true; });
+    EXPECT_TRUE(events.waitFor("lost " + pty.path));
+    EXPECT_EQ(handler.watched.look([&] { return handler.taken; }), "V\x18 ");
+    EXPECT_EQ(events.count("added \x18 "), 1u);
+    cvhost::setLastWords({});
+}
+
+TEST_F(SendersLoss, PortIsClosedAtOnce_LossIsToldAllTheSame) {
+    std::thread closing([this] { comms_port_close(port); });
+    EXPECT_TRUE(events.waitFor("lost " + pty.path)) << events.everything();
+    handler.watched.change([&] { handler.mayReturn = true; });
+    closing.join();
+    EXPECT_EQ(events.count("closed "), 0u);
+}
+
+}  // namespace
