@@ -1,4 +1,6 @@
 #include "bench/Driver.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/machine/PortList.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -9,7 +9,7 @@
 
 #include "bench/FarEnd.h"
 #include "host/api/ConsoleInput.h"
-#include "host/linux/Host.h"
+#include "host/linux/PluginLibrary.h"
 
 namespace bench {
 

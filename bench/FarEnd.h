@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "bench/UsbEnd.h"
-#include "host/linux/SerialTransport.h"
+#include "host/linux/serial/SerialTransport.h"
 #include "rfc2217/ServerPort.h"
 #include "tests/unit/host/linux/serial/SerialRig.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "apps/cvhost/Hearing.h"
-#include "host/linux/PortUse.h"
+#include "host/linux/machine/PortUse.h"
 
 namespace cvhost {
 

@@ -1,4 +1,7 @@
 #include "apps/cvhost/Doctor.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/SettingsFile.h"
+#include "host/linux/machine/PortList.h"
 
 #include <fcntl.h>
 #include <gnu/libc-version.h>
@@ -19,8 +22,8 @@
 #include "apps/cvhost/StartupJudge.h"
 #include "host/core/Failure.h"
 #include "host/core/Settings.h"
-#include "host/linux/PortUse.h"
-#include "host/linux/UserFiles.h"
+#include "host/linux/machine/PortUse.h"
+#include "host/linux/machine/UserFiles.h"
 
 namespace cvhost {
 namespace {

@@ -19,8 +19,8 @@
 #include "apps/cvhost/Wake.h"
 #include "apps/cvhost/Witness.h"
 #include "apps/recording/Recorder.h"
-#include "host/linux/Host.h"
-#include "host/linux/SerialTransport.h"
+#include "host/linux/PluginLibrary.h"
+#include "host/linux/serial/SerialTransport.h"
 
 namespace cvhost {
 

@@ -1,6 +1,6 @@
 #include "apps/cvhost/Driver.h"
 
-#include "host/linux/Host.h"
+#include "host/linux/PluginLibrary.h"
 
 namespace cvhost {
 

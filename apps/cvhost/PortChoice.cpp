@@ -12,8 +12,9 @@
 #include "apps/cvhost/Escape.h"
 #include "host/core/Events.h"
 #include "host/core/Settings.h"
-#include "host/linux/Host.h"
-#include "host/linux/PortList.h"
+#include "host/linux/PluginLibrary.h"
+#include "host/linux/machine/PortList.h"
+#include "host/linux/serial/SerialPorts.h"
 
 namespace cvhost {
 namespace {

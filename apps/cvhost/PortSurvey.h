@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "apps/cvhost/PortChoice.h"
-#include "host/linux/PortList.h"
-#include "host/linux/PortUse.h"
+#include "host/linux/machine/PortList.h"
+#include "host/linux/machine/PortUse.h"
 
 namespace cvhost {
 

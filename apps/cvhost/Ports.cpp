@@ -11,8 +11,9 @@
 #include "apps/cvhost/KnownSettings.h"
 #include "apps/cvhost/PortSurvey.h"
 #include "host/core/Settings.h"
-#include "host/linux/Host.h"
-#include "host/linux/UserFiles.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/SettingsFile.h"
+#include "host/linux/machine/UserFiles.h"
 
 namespace cvhost {
 

@@ -1,4 +1,8 @@
 #include "apps/cvhost/Session.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/SettingsFile.h"
+#include "host/linux/machine/PortList.h"
+#include "host/linux/serial/SerialPorts.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

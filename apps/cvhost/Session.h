@@ -21,7 +21,7 @@
 #include "apps/cvhost/Wake.h"
 #include "apps/cvhost/WebBoard.h"
 #include "apps/cvhost/WebServer.h"
-#include "host/linux/Host.h"
+#include "host/linux/PluginLibrary.h"
 #include "lines/DeskServer.h"
 #include "lines/FaultyLine.h"
 

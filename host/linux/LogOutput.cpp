@@ -15,8 +15,8 @@
 
 #include "host/core/Log.h"
 #include "host/core/Text.h"
-#include "host/linux/Host.h"
-#include "host/linux/UserFiles.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/machine/UserFiles.h"
 
 namespace cvhost {
 namespace {

@@ -1,17 +1,12 @@
 #include "host/api/OS.h"
 
 #include <chrono>
-#include <mutex>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "host/core/Allocator.h"
-#include "host/core/Text.h"
 #include "host/linux/Event.h"
-#include "host/linux/Files.h"
-#include "host/linux/Host.h"
-#include "host/linux/PortList.h"
+#include "host/linux/machine/Files.h"
+#include "host/linux/machine/PortList.h"
 
 namespace {
 
@@ -25,36 +20,7 @@ public:
 
 class Ports final : public iSerialPorts {
 public:
-    void list(SerialPortList& ports) override {
-        Shown& shown = theShown();
-        const std::lock_guard held(shown.lock);
-        if (shown.machine) return cvhost::listMachinePorts(ports);
-        for (const auto& [name, description] : shown.ports) {
-            ports[cvhost::widen(name)] = description.empty() ? LightweightString<wchar_t>() : cvhost::widen(description);
-        }
-    }
-    static void showOnly(std::vector<cvhost::ShownPort> ports) {
-        Shown& shown = theShown();
-        const std::lock_guard held(shown.lock);
-        shown.machine = false;
-        shown.ports = std::move(ports);
-    }
-    static void showMachine() {
-        Shown& shown = theShown();
-        const std::lock_guard held(shown.lock);
-        shown.machine = true;
-    }
-
-private:
-    struct Shown {
-        std::mutex lock;
-        bool machine = true;  ///< the machine's own, whatever `ports` holds
-        std::vector<cvhost::ShownPort> ports;
-    };
-    static Shown& theShown() {
-        static Shown& shown = *new Shown;
-        return shown;
-    }
+    void list(SerialPortList& ports) override { cvhost::listPorts(ports); }
 };
 
 /// All of it is there before any code of this process runs, and is never destroyed.
@@ -81,7 +47,3 @@ iOS& OS() noexcept { return s_os; }
 iAllocator& hostAllocator() noexcept { return s_os.memory; }
 
 cvhost::AllocatorCount cvhost::allocatorCount() noexcept { return s_os.memory.count(); }
-
-void cvhost::showOnlyPorts(std::vector<ShownPort> ports) { Ports::showOnly(std::move(ports)); }
-
-void cvhost::showMachinePorts() { Ports::showMachine(); }

@@ -9,8 +9,8 @@
 #include "host/core/Failure.h"
 #include "host/core/PluginManager.h"
 #include "host/core/Text.h"
-#include "host/linux/Host.h"
-#include "host/linux/SerialPorts.h"
+#include "host/linux/PluginLibrary.h"
+#include "host/linux/serial/SerialPorts.h"
 
 namespace cvhost {
 namespace {

@@ -8,8 +8,8 @@
 #include "host/api/OS.h"
 #include "host/core/Settings.h"
 #include "host/core/Text.h"
-#include "host/linux/Host.h"
-#include "host/linux/UserFiles.h"
+#include "host/linux/SettingsFile.h"
+#include "host/linux/machine/UserFiles.h"
 
 namespace {
 

@@ -3,7 +3,8 @@
 
 #include "host/api/ConsoleInput.h"
 #include "host/api/OS.h"
-#include "host/linux/Host.h"
+#include "host/linux/PluginLibrary.h"
+#include "host/linux/SettingsFile.h"
 
 struct Key final : ConsoleHandler {
     const Cv::Ptr<iThreadEvent> pressed = OS().threading().createThreadEvent(0, 0, 0);

@@ -18,7 +18,7 @@
 #include "apps/cvhost/JsonReport.h"
 #include "apps/cvhost/TextReport.h"
 #include "host/core/Settings.h"
-#include "host/linux/PortUse.h"
+#include "host/linux/machine/PortUse.h"
 #include "tests/apps/CvhostRig.h"
 
 namespace apps_test {

@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "host/core/Text.h"
-#include "host/linux/PortList.h"
+#include "host/linux/machine/PortList.h"
 
 int main() {
     SerialPortList ports;

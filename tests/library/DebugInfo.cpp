@@ -1,4 +1,5 @@
 #include "tests/library/DebugInfo.h"
+#include "host/linux/PluginLibrary.h"
 
 #include <algorithm>
 #include <charconv>

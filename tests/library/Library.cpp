@@ -12,7 +12,8 @@
 #include "host/core/PluginManager.h"
 #include "host/core/SchedulingPoint.h"
 #include "host/core/Settings.h"
-#include "host/linux/Host.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/PluginLibrary.h"
 
 namespace library {
 

@@ -12,6 +12,7 @@
 #include "host/api/ConsoleResource.h"
 #include "host/api/Plugin.h"
 #include "host/core/Allocator.h"
+#include "host/linux/PluginLibrary.h"
 #include "tests/library/Symbols.h"
 
 namespace library {

@@ -12,7 +12,8 @@
 #include "host/api/Thread.h"
 #include "host/core/SchedulingPoint.h"
 #include "host/core/Settings.h"
-#include "host/linux/Host.h"
+#include "host/linux/PluginLibrary.h"
+#include "host/linux/machine/PortList.h"
 #include "tests/library/DebugInfo.h"
 #include "tests/library/Library.h"
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <map>
 
+#include "host/linux/PluginLibrary.h"
 #include "tests/library/Library.h"
 
 namespace library {

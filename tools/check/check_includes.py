@@ -8,7 +8,9 @@ import cpp_text
 TABLE = {
     "host/api":   ["host/api"],
     "host/core":  ["host/api", "host/core"],
-    "host/linux": ["host/api", "host/core", "host/linux", "rfc2217"],
+    "host/linux/serial": ["host/api", "host/core", "host/linux/serial", "rfc2217"],
+    "host/linux/machine": ["host/api", "host/core", "host/linux/machine"],
+    "host/linux": ["host/api", "host/core", "host/linux"],
     "host/sim":   ["host/api", "host/core", "host/sim", "desk"],
     "monitor":    ["host/api", "monitor"],
     "console":    ["host/api", "monitor", "console"],

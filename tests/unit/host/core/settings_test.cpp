@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "host/core/Settings.h"
-#include "host/linux/Host.h"
+#include "host/linux/SettingsFile.h"
 #include "tests/unit/host/HostRig.h"
 
 using cvhost::settings;

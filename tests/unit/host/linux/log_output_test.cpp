@@ -9,7 +9,7 @@
 
 #include "host/api/Log.h"
 #include "host/core/Log.h"
-#include "host/linux/Host.h"
+#include "host/linux/LogOutput.h"
 #include "tests/unit/host/HostRig.h"
 
 using testing::ElementsAre;

@@ -9,7 +9,7 @@
 #include "host/core/PluginManager.h"
 #include "host/core/Settings.h"
 #include "host/core/Text.h"
-#include "host/linux/Host.h"
+#include "host/linux/PluginLibrary.h"
 #include "tests/unit/host/HostRig.h"
 
 using cvhost::PluginLibrary;

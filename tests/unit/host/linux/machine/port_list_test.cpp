@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "host/api/OS.h"
-#include "host/linux/Host.h"
+#include "host/linux/machine/PortList.h"
 
 TEST(ShowOnlyPorts, List_HoldsThemInOrderAndNoOthers) {
     cvhost::showOnlyPorts({{"rfc2217://127.0.0.1:1", "Corvane Console"}, {"/dev/ttyS9", ""}});

@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/linux/PortUse.h"
-#include "host/linux/SerialTransport.h"
+#include "host/linux/machine/PortUse.h"
+#include "host/linux/serial/SerialTransport.h"
 
 namespace cvhost {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "host/api/Comms.h"
 #include "host/core/Events.h"
-#include "host/linux/SerialTransport.h"
+#include "host/linux/serial/SerialTransport.h"
 
 namespace serialtest {
 

@@ -9,7 +9,7 @@
 #include <array>
 #include <vector>
 
-#include "host/linux/Rfc2217.h"
+#include "host/linux/serial/Rfc2217.h"
 #include "tests/unit/host/linux/serial/SerialRig.h"
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include "host/core/Failure.h"
 #include "host/core/Serial.h"
-#include "host/linux/SerialPorts.h"
+#include "host/linux/serial/SerialPorts.h"
 #include "tests/unit/host/linux/serial/SerialRig.h"
 
 namespace {

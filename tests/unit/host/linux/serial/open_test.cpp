@@ -5,7 +5,7 @@
 #include <sys/ioctl.h>
 #include <termios.h>
 
-#include "host/linux/SerialPorts.h"
+#include "host/linux/serial/SerialPorts.h"
 #include "tests/unit/host/linux/serial/SerialRig.h"
 
 namespace {

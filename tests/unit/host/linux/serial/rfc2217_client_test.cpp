@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <thread>
 
-#include "host/linux/Rfc2217.h"
+#include "host/linux/serial/Rfc2217.h"
 #include "rfc2217/ServerPort.h"
 #include "tests/unit/host/linux/serial/SerialRig.h"
 

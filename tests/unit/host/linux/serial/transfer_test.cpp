@@ -4,8 +4,8 @@
 
 #include <thread>
 
-#include "host/linux/Host.h"
-#include "host/linux/SerialPort.h"
+#include "host/linux/serial/SerialPort.h"
+#include "host/linux/serial/SerialPorts.h"
 #include "tests/unit/host/linux/serial/SerialRig.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "host/linux/UserFiles.h"
+#include "host/linux/machine/UserFiles.h"
 
 #include <cstdlib>
 #include <string_view>

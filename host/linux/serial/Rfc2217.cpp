@@ -1,4 +1,4 @@
-#include "host/linux/Rfc2217.h"
+#include "host/linux/serial/Rfc2217.h"
 
 #include <fcntl.h>
 #include <netdb.h>

@@ -1,4 +1,4 @@
-#include "host/linux/SerialHandlers.h"
+#include "host/linux/serial/SerialHandlers.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include "host/linux/SerialPort.h"
+#include "host/linux/serial/SerialPort.h"
 
 #include <poll.h>
 #include <pthread.h>
@@ -11,8 +11,8 @@
 #include "host/api/Log.h"
 #include "host/core/Events.h"
 #include "host/core/Failure.h"
-#include "host/linux/Host.h"
-#include "host/linux/SerialHandlers.h"
+#include "host/linux/serial/SerialHandlers.h"
+#include "host/linux/serial/SerialPorts.h"
 
 namespace cvhost {
 namespace {

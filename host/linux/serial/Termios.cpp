@@ -1,4 +1,4 @@
-#include "host/linux/Termios.h"
+#include "host/linux/serial/Termios.h"
 
 #include <fcntl.h>
 #include <linux/serial.h>

@@ -1,4 +1,4 @@
-#include "host/linux/PortUse.h"
+#include "host/linux/machine/PortUse.h"
 
 #include <fcntl.h>
 #include <grp.h>

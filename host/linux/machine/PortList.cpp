@@ -1,13 +1,17 @@
-#include "host/linux/PortList.h"
+#include "host/linux/machine/PortList.h"
 
 #include <libudev.h>
 
 #include <algorithm>
 #include <charconv>
 #include <memory>
+#include <mutex>
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
+
+#include "host/core/Text.h"
 
 namespace cvhost {
 namespace {
@@ -77,6 +81,26 @@ MachinePort describe(udev_device* tty, const char* node) {
             .leftAloneByModemManager = isSet(tty, "ID_MM_PORT_IGNORE") || isSet(usb, "ID_MM_DEVICE_IGNORE")};
 }
 
+/// Where the port list comes from.
+struct PortSource {
+    std::mutex lock;
+    bool machine = true;  ///< the machine's own, whatever `ports` holds
+    std::vector<ShownPort> ports;
+};
+
+PortSource& portSource() {
+    static PortSource& source = *new PortSource;  // plug-ins may ask until the process ends
+    return source;
+}
+
+/// The node of each port of this machine, and its product text or null.
+void listMachinePorts(SerialPortList& ports) {
+    for (const MachinePort& port : machinePorts()) {
+        ports[Cv::WStringFromAscii(port.node.c_str())] =
+            port.product ? Cv::WStringFromAscii(port.product->c_str()) : LightweightString<wchar_t>();
+    }
+}
+
 }  // namespace
 
 std::vector<MachinePort> machinePorts() {
@@ -97,10 +121,25 @@ std::vector<MachinePort> machinePorts() {
     return ports;
 }
 
-void listMachinePorts(SerialPortList& ports) {
-    for (const MachinePort& port : machinePorts()) {
-        ports[Cv::WStringFromAscii(port.node.c_str())] =
-            port.product ? Cv::WStringFromAscii(port.product->c_str()) : LightweightString<wchar_t>();
+void showOnlyPorts(std::vector<ShownPort> ports) {
+    PortSource& source = portSource();
+    const std::lock_guard held(source.lock);
+    source.machine = false;
+    source.ports = std::move(ports);
+}
+
+void showMachinePorts() {
+    PortSource& source = portSource();
+    const std::lock_guard held(source.lock);
+    source.machine = true;
+}
+
+void listPorts(SerialPortList& ports) {
+    PortSource& source = portSource();
+    const std::lock_guard held(source.lock);
+    if (source.machine) return listMachinePorts(ports);
+    for (const auto& [name, description] : source.ports) {
+        ports[widen(name)] = description.empty() ? LightweightString<wchar_t>() : widen(description);
     }
 }
 

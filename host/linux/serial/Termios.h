@@ -1,7 +1,7 @@
 // Serial ports that are ttys of this machine.
 #pragma once
 
-#include "host/linux/SerialTransport.h"
+#include "host/linux/serial/SerialTransport.h"
 
 namespace cvhost {
 

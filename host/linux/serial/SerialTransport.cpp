@@ -1,4 +1,4 @@
-#include "host/linux/SerialTransport.h"
+#include "host/linux/serial/SerialTransport.h"
 
 #include <poll.h>
 

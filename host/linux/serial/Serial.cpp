@@ -12,12 +12,11 @@
 #include "host/api/Log.h"
 #include "host/core/Events.h"
 #include "host/core/Text.h"
-#include "host/linux/Host.h"
-#include "host/linux/Rfc2217.h"
-#include "host/linux/SerialHandlers.h"
-#include "host/linux/SerialPort.h"
-#include "host/linux/SerialPorts.h"
-#include "host/linux/Termios.h"
+#include "host/linux/serial/Rfc2217.h"
+#include "host/linux/serial/SerialHandlers.h"
+#include "host/linux/serial/SerialPort.h"
+#include "host/linux/serial/SerialPorts.h"
+#include "host/linux/serial/Termios.h"
 
 namespace {
 

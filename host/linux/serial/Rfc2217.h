@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "host/linux/SerialTransport.h"
+#include "host/linux/serial/SerialTransport.h"
 
 namespace cvhost {
 

@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "host/api/Comms.h"
-#include "host/linux/SerialTransport.h"
+#include "host/linux/serial/SerialTransport.h"
 
 namespace cvhost {
 

@@ -1,4 +1,4 @@
-#include "host/linux/Files.h"
+#include "host/linux/machine/Files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

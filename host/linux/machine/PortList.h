@@ -1,4 +1,4 @@
-// The machine's serial ports, as the system knows them now. Nothing is opened to find out.
+// The machine's serial ports, as the system knows them now, and the port list that plug-ins see. No port is opened.
 //
 // Threads: any.
 #pragma once
@@ -28,7 +28,17 @@ struct MachinePort {
 /// out.
 std::vector<MachinePort> machinePorts();
 
-/// Adds machinePorts() to `ports`: the node, and the product text or null.
-void listMachinePorts(SerialPortList& ports);
+/// A serial port as the port list shows it. Without a description, `description` is empty.
+struct ShownPort {
+    std::string name;
+    std::string description;
+};
+/// Makes `ports` the whole port list, in place of the machine's own.
+void showOnlyPorts(std::vector<ShownPort> ports);
+/// The machine's own ports are the port list again, as at first.
+void showMachinePorts();
+
+/// Adds the port list to `ports`: each port's name, and its description or null.
+void listPorts(SerialPortList& ports);
 
 }  // namespace cvhost

@@ -1,0 +1,22 @@
+// Where the host's log goes.
+//
+// Threads: setLogDestinations on the application's main thread; writeStandardError on any.
+#pragma once
+
+#include <string_view>
+
+namespace cvhost {
+
+/// Where the log goes besides the event sink: to standard error, and to cvhost/cvhost.log in XDG_STATE_HOME
+/// (~/.local/state by default), which is renamed to cvhost.log.1 when it has grown to 1 MiB. At first: standard error alone.
+struct LogDestinations {
+    bool standardError = true;
+    bool file = true;
+};
+void setLogDestinations(LogDestinations destinations);
+
+/// Writes `text` to standard error. A reader that has stopped holds nobody up for longer than a second, and then no more
+/// until it reads again.
+void writeStandardError(std::string_view text);
+
+}  // namespace cvhost

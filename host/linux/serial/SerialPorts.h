@@ -1,0 +1,27 @@
+// What an application asks of the serial library's ports, beyond what plug-ins ask.
+//
+// Threads: any.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace cvhost {
+
+/// Lets go of every closed port, and closes and lets go of every port whose only holder is the serial library. Called by
+/// the next comms_port_open, and by the host when a plug-in has been unloaded, so that no handle can be on its way to being
+/// copied.
+void releaseClosedPorts();
+
+/// Treats the open port `name` as lost, for a reason (a system's error number) that the port itself does not see: its device
+/// has gone, or the console behind it has begun anew.
+void losePort(std::string_view name, int error);
+/// What a port that is lost receives last, as if it had arrived: bytes that end a packet which the loss has cut off. A
+/// plug-in that keeps the beginning would take it for the beginning of what the console says when it is back. Empty at
+/// first.
+void setLastWords(std::string bytes);
+
+/// While `shut`, opening a port fails at once and nothing is touched: for asking a driver which port it would open.
+void keepPortsShut(bool shut);
+
+}  // namespace cvhost
