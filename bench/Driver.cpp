@@ -1,6 +1,4 @@
 #include "bench/Driver.h"
-#include "host/linux/LogOutput.h"
-#include "host/linux/machine/PortList.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -8,6 +6,8 @@
 #include <stdexcept>
 
 #include "host/core/Settings.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/machine/PortList.h"
 
 namespace bench {
 

@@ -21,7 +21,7 @@ foreach(name IN LISTS FILES)
   string(APPEND rows "    {\"${path}\", \"${type_${extension}}\", {file${number}, sizeof file${number}}},\n")
   math(EXPR number "${number} + 1")
 endforeach()
-file(WRITE ${OUT} "#include \"apps/cvhost/WebFiles.h\"
+file(WRITE ${OUT} "#include \"apps/cvhost/web/WebFiles.h\"
 
 namespace cvhost {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <vector>
 
+#include "apps/common/Wake.h"
 #include "apps/cvdesk/Script.h"
-#include "apps/cvhost/Wake.h"
 #include "lines/DeskServer.h"
 
 namespace cvdesk {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/cvhost/Wake.h"
+#include "apps/common/Wake.h"
 #include "desk/Replay.h"
 #include "lines/MachineServer.h"
 

@@ -9,15 +9,15 @@
 #include <iostream>
 #include <optional>
 
+#include "apps/common/Output.h"
+#include "apps/common/StartTime.h"
+#include "apps/common/Wake.h"
 #include "apps/cvdesk/ExitStatus.h"
 #include "apps/cvdesk/Options.h"
 #include "apps/cvdesk/Player.h"
 #include "apps/cvdesk/Replayer.h"
 #include "apps/cvdesk/Script.h"
 #include "apps/cvdesk/Telling.h"
-#include "apps/cvhost/Output.h"
-#include "apps/cvhost/StartTime.h"
-#include "apps/cvhost/Wake.h"
 #include "apps/recording/Steps.h"
 #include "lines/DeskServer.h"
 #include "lines/Pty.h"

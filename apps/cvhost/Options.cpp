@@ -5,10 +5,10 @@
 #include <span>
 #include <string_view>
 
+#include "apps/common/ExitStatus.h"
 #include "apps/common/UsageProblem.h"
-#include "apps/cvhost/ExitStatus.h"
-#include "apps/cvhost/KnownSettings.h"
-#include "apps/cvhost/PortName.h"
+#include "apps/cvhost/ports/KnownSettings.h"
+#include "apps/cvhost/ports/PortName.h"
 
 namespace cvhost {
 namespace {

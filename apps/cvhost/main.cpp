@@ -7,16 +7,16 @@
 #include <iostream>
 #include <variant>
 
-#include "apps/cvhost/Doctor.h"
-#include "apps/cvhost/ExitStatus.h"
+#include "apps/common/ExitStatus.h"
+#include "apps/common/Output.h"
+#include "apps/common/StartTime.h"
+#include "apps/common/Wake.h"
 #include "apps/cvhost/Options.h"
-#include "apps/cvhost/Output.h"
-#include "apps/cvhost/Ports.h"
-#include "apps/cvhost/Session.h"
-#include "apps/cvhost/StartTime.h"
-#include "apps/cvhost/Timeline.h"
-#include "apps/cvhost/Wake.h"
-#include "apps/cvhost/WebServer.h"
+#include "apps/cvhost/doctor/Doctor.h"
+#include "apps/cvhost/ports/Ports.h"
+#include "apps/cvhost/run/Session.h"
+#include "apps/cvhost/timeline/Timeline.h"
+#include "apps/cvhost/web/WebServer.h"
 #include "host/core/Failure.h"
 
 namespace {

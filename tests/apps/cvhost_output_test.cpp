@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "apps/cvhost/Output.h"
+#include "apps/common/Output.h"
 #include "tests/apps/CvhostRig.h"
 
 namespace apps_test {

@@ -13,10 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "apps/cvhost/Advice.h"
-#include "apps/cvhost/Escape.h"
-#include "apps/cvhost/JsonReport.h"
-#include "apps/cvhost/TextReport.h"
+#include "apps/common/Escape.h"
+#include "apps/common/MotionText.h"
+#include "apps/cvhost/ports/Permission.h"
+#include "apps/cvhost/report/JsonReport.h"
+#include "apps/cvhost/report/TextReport.h"
+#include "apps/cvhost/run/Advice.h"
 #include "host/core/Settings.h"
 #include "host/linux/machine/PortUse.h"
 #include "tests/apps/CvhostRig.h"

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/cvhost/Escape.h"
-#include "apps/cvhost/Timeline.h"
+#include "apps/common/Escape.h"
+#include "apps/cvhost/timeline/Timeline.h"
 #include "apps/recording/Recording.h"
 #include "tests/apps/CvhostRig.h"
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/cvhost/WebGuard.h"
-#include "apps/cvhost/WebInterfaces.h"
+#include "apps/cvhost/web/WebGuard.h"
+#include "apps/cvhost/web/WebInterfaces.h"
 #include "tests/apps/CvhostRig.h"
 #include "tests/apps/WebClient.h"
 

@@ -12,7 +12,8 @@
 #include <string>
 #include <thread>
 
-#include "apps/cvhost/WebServer.h"
+#include "apps/cvhost/web/WebGuard.h"
+#include "apps/cvhost/web/WebServer.h"
 #include "tests/apps/CvhostRig.h"
 #include "tests/apps/WebClient.h"
 

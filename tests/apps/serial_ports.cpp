@@ -6,7 +6,7 @@
 
 int main() {
     SerialPortList ports;
-    cvhost::listMachinePorts(ports);
+    cvhost::listPorts(ports);
     for (const auto& [name, description] : ports) {
         std::printf("%s", cvhost::narrow(name.view()).c_str());
         if (!description.isNull()) std::printf("\t%s", cvhost::narrow(description.view()).c_str());

@@ -1,10 +1,10 @@
 #include "tests/library/DebugInfo.h"
-#include "host/linux/PluginLibrary.h"
 
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
 
+#include "host/linux/PluginLibrary.h"
 #include "tests/library/Library.h"
 #include "tests/library/Symbols.h"
 

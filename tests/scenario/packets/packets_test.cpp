@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "apps/cvhost/PacketReader.h"
+#include "apps/cvhost/wire/PacketReader.h"
 #include "tests/support/ConsoleTestAccess.h"
 #include "tests/support/Rig.h"
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "apps/cvhost/Checks.h"
+#include "apps/cvhost/doctor/Checks.h"
 
 namespace cvhost {
 namespace {

@@ -1,7 +1,7 @@
 // What is said of a port before it is opened.
 #include <gmock/gmock.h>
 
-#include "apps/cvhost/PortJudge.h"
+#include "apps/cvhost/doctor/PortJudge.h"
 
 namespace cvhost {
 namespace {

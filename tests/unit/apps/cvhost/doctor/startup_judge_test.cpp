@@ -1,7 +1,7 @@
 // Start-up judged from what was seen on the line.
 #include <gmock/gmock.h>
 
-#include "apps/cvhost/StartupJudge.h"
+#include "apps/cvhost/doctor/StartupJudge.h"
 
 namespace cvhost {
 namespace {

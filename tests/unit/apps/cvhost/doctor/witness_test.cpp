@@ -1,4 +1,4 @@
-#include "apps/cvhost/Witness.h"
+#include "apps/cvhost/doctor/Witness.h"
 
 #include <gmock/gmock.h>
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/cvhost/StartupSteps.h"
-#include "apps/cvhost/WireReader.h"
+#include "apps/cvhost/wire/StartupSteps.h"
+#include "apps/cvhost/wire/WireReader.h"
 
 namespace apps_test {
 namespace {

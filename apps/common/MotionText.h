@@ -1,0 +1,17 @@
+// Speeds and jog movements in words.
+//
+// Threads: any.
+#pragma once
+
+#include <string>
+
+namespace cvhost {
+
+/// A speed in words: "×1.46 forward".
+std::string speedWords(int speed);
+/// The same behind a scale.
+std::string speedText(int speed);
+/// A jog movement in counts: "+2", "-1.5".
+std::string jogText(double counts);
+
+}  // namespace cvhost

@@ -1,0 +1,86 @@
+#include "apps/cvhost/doctor/Checks.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "apps/common/Escape.h"
+
+namespace cvhost {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string_view jsonName(Check::Result result) {
+    switch (result) {
+        case Check::Result::skip:
+            return "skip";
+        case Check::Result::pass:
+            return "pass";
+        case Check::Result::warn:
+            return "warn";
+        case Check::Result::fail:
+            return "fail";
+    }
+    return {};
+}
+
+std::string_view colourOf(Check::Result result) {
+    switch (result) {
+        case Check::Result::skip:
+            return "\x1b[34m";
+        case Check::Result::pass:
+            return "\x1b[32m";
+        case Check::Result::warn:
+            return "\x1b[33m";
+        case Check::Result::fail:
+            return "\x1b[31m";
+    }
+    return {};
+}
+
+}  // namespace
+
+std::string_view nameOf(Check::Result result) {
+    switch (result) {
+        case Check::Result::skip:
+            return "SKIP";
+        case Check::Result::pass:
+            return "PASS";
+        case Check::Result::warn:
+            return "WARN";
+        case Check::Result::fail:
+            return "FAIL";
+    }
+    return {};
+}
+
+std::string checkText(const Check& check, bool colour) {
+    constexpr std::size_t idWidth = 21;
+    std::string line;
+    if (colour) line += colourOf(check.result);
+    line += nameOf(check.result);
+    if (colour) line += "\x1b[0m";
+    std::string id(nameOf(check.id));
+    id.resize(std::max(id.size() + 1, idWidth), ' ');
+    line.append("  ").append(id).append(plainText(check.text)).append("\n");
+    if (!check.next.empty()) line.append(6, ' ').append("-> ").append(plainText(check.next)).append("\n");
+    return line;
+}
+
+std::string checksJson(std::string_view port, std::span<const Check> checks) {
+    Json list = Json::array();
+    for (const Check& check : checks) {
+        Json entry{{"id", nameOf(check.id)}, {"result", jsonName(check.result)}, {"text", check.text}};
+        if (!check.next.empty()) entry["next"] = check.next;
+        list.push_back(std::move(entry));
+    }
+    const Json all{{"port", port}, {"checks", std::move(list)}, {"result", jsonName(worst(checks))}};
+    return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+Check::Result worst(std::span<const Check> checks) {
+    const auto found = std::ranges::max_element(checks, {}, &Check::result);
+    return found == checks.end() ? Check::Result::pass : std::max(found->result, Check::Result::pass);
+}
+
+}  // namespace cvhost

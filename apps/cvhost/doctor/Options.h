@@ -1,0 +1,17 @@
+// What the command line says to `cvhost doctor`.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace cvhost {
+
+/// Of `cvhost doctor`.
+struct DoctorOptions {
+    std::optional<std::string> port;
+    bool json = false;
+    bool quick = false;
+    std::optional<std::string> bundle;
+};
+
+}  // namespace cvhost

@@ -1,0 +1,13 @@
+// `cvhost ports`: shows the machine's serial ports and which one the driver will choose.
+//
+// Threads: the application's main thread.
+#pragma once
+
+#include "apps/cvhost/ports/Options.h"
+
+namespace cvhost {
+
+/// The program's exit status: 0, or 1 when the driver could not be asked.
+int showPorts(const PortsOptions& options);
+
+}  // namespace cvhost

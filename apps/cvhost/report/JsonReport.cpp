@@ -1,0 +1,96 @@
+#include "apps/cvhost/report/JsonReport.h"
+
+#include <charconv>
+#include <cmath>
+#include <string_view>
+#include <system_error>
+
+#include "apps/common/Escape.h"
+
+namespace cvhost {
+namespace {
+
+/// As JSON has it: the shortest digits that give the same number again, null for what is no number.
+std::string number(double value) {
+    if (!std::isfinite(value)) return "null";
+    char digits[64];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value);
+    return end.ec == std::errc() ? std::string(digits, end.ptr) : "null";
+}
+
+/// Seconds with microseconds.
+std::string secondsText(double seconds) {
+    char digits[64];
+    const auto end = std::to_chars(digits, digits + sizeof digits, seconds, std::chars_format::fixed, 6);
+    return end.ec == std::errc() ? std::string(digits, end.ptr) : "0";
+}
+
+std::string member(std::string_view name, std::string_view value) {
+    std::string text = ",\"";
+    text += name;
+    text += "\":";
+    return text += value;
+}
+
+std::string member(std::string_view name, int value) { return member(name, std::to_string(value)); }
+
+std::string line(StartTime start, std::string_view event, std::string_view members) {
+    std::string text = "{\"t\":" + secondsText(start.seconds()) + ",\"event\":\"";
+    text += event;
+    text += '"';
+    text += members;
+    return text += "}\n";
+}
+
+std::string_view nameOf(PortState state) {
+    switch (state) {
+        case PortState::open:
+            return "\"open\"";
+        case PortState::closed:
+            return "\"closed\"";
+        case PortState::lost:
+            return "\"lost\"";
+    }
+    return "null";
+}
+
+}  // namespace
+
+std::string JsonReport::logLine(StartTime start, std::string_view text) {
+    return line(start, "log", member("text", jsonText(text)));
+}
+
+void JsonReport::put(std::string_view event, std::string_view members) { m_output.put(line(m_start, event, members)); }
+
+void JsonReport::log(std::string_view text) { m_output.put(logLine(m_start, text)); }
+
+void JsonReport::port(std::string_view name, PortState state) {
+    put("port", member("name", jsonText(name)) + member("state", nameOf(state)));
+}
+
+void JsonReport::key(int code, bool handled, int flags) {
+    put("key", member("code", code) + member("handled", handled ? "true" : "false") + member("flags", flags));
+}
+
+void JsonReport::wire(Direction direction, std::span<const unsigned char> bytes) {
+    if (!m_wire) return;
+    const char* name = direction == Direction::transmit ? "\"tx\"" : "\"rx\"";
+    put("wire", member("dir", name) + member("bytes", jsonBytes(bytes)));
+}
+
+void JsonReport::rts(int level) {
+    if (m_wire) put("rts", member("level", level));
+}
+
+void JsonReport::handler(const HandlerRun& run) {
+    put("handler", member("code", run.code) + member("ispeed", run.speed) + member("jog", run.jog) +
+                       member("jog_exact", number(run.jogExact)));
+}
+
+void JsonReport::released(int code) { put("released", member("code", code)); }
+
+void JsonReport::active(int version) {
+    put("active", member("version", version) + member("input_ignored", ignoresInput(version) ? "true" : "false"));
+}
+
+}  // namespace cvhost

@@ -1,0 +1,152 @@
+#include "apps/cvhost/report/TextReport.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+
+#include "apps/common/Escape.h"
+#include "apps/common/KeyCodes.h"
+#include "apps/common/MotionText.h"
+#include "host/api/ConsoleInput.h"
+
+namespace cvhost {
+namespace {
+
+constexpr std::size_t mostToldLines = 64;
+constexpr std::size_t longestWireLine = 48;
+
+template <class... Values>
+std::string formatted(const char* format, Values... values) {
+    std::array<char, 128> text{};
+    std::snprintf(text.data(), text.size(), format, values...);
+    return text.data();
+}
+
+/// The letter on the key that was pressed, and the code under which the press is queued.
+std::string keyName(int code) {
+    const char letter = static_cast<char>(keyOf(code) + 0x40);
+    std::string name = formatted(code >= 0 && code < 0x3F ? "%c" : "?", letter) + formatted("  (code %d)", code);
+    if (code == 12) name += ", stop";
+    if (code == 28) name += ", jog";
+    return name;
+}
+
+const char* lampSign(char state) {
+    switch (state) {
+        case 'F':
+            return "●";
+        case 'H':
+            return "◐";
+        case 'B':
+            return "◉";
+        default:
+            return "○";
+    }
+}
+
+}  // namespace
+
+std::string TextReport::missingLine(std::size_t count) {
+    return formatted("         ...      %zu lines are missing here: they were not read in time\n", count);
+}
+
+void TextReport::put(Tint tint, std::string_view heading, std::string_view text) {
+    endWireLine();
+    std::string name(heading);
+    name.resize(std::max<std::size_t>(name.size(), 8), ' ');
+    const Tint body = tint == Tint::dim ? Tint::dim : Tint::plain;
+    m_output.put(painted(Tint::dim, formatted("%8.3f", m_start.seconds())) + "  " + painted(tint, name) + " " +
+                 painted(body, text) + "\n");
+}
+
+void TextReport::log(std::string_view text) {
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    say("log", plainText(text));
+}
+
+void TextReport::port(std::string_view name, PortState state) {
+    switch (state) {
+        case PortState::open:
+            return say("port", plainText(name) + " is open");
+        case PortState::closed:
+            return say("port", plainText(name) + " is closed");
+        case PortState::lost:
+            m_active = false;
+            m_told.clear();
+            return put(Tint::red, "port", plainText(name) + " is lost: unplugged, switched off, or closed at its far end");
+    }
+}
+
+void TextReport::rts(int level) {
+    say("reset", level == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
+}
+
+void TextReport::say(std::string_view heading, std::string_view text) {
+    if (!m_active && m_told.size() < mostToldLines) {
+        std::string line(heading);
+        if (!m_told.insert(line.append(1, ' ').append(text)).second) return;
+    }
+    const Tint tint = heading == "log" ? Tint::dim : heading == "help" ? Tint::yellow : Tint::blue;
+    put(tint, heading, text);
+}
+
+void TextReport::active(int version) {
+    m_active = true;
+    m_told.clear();
+    put(Tint::green, "active", formatted("console version %d", version));
+    if (ignoresInput(version)) {
+        put(Tint::yellow, "help",
+            formatted("a console of version %d lights its lamps, but its keys and wheel are not understood", version));
+    }
+}
+
+void TextReport::released(int code) { put(Tint::cyan, "key", keyName(code) + ", released with the console"); }
+
+void TextReport::key(int code, bool handled, int) { put(Tint::cyan, "key", keyName(code) + (handled ? "" : ", queued")); }
+
+void TextReport::handler(const HandlerRun& run) {
+    switch (run.code) {
+        case 0:
+            return put(Tint::magenta, "shuttle", speedText(run.speed));
+        case 28:
+            return put(Tint::yellow, "wheel", run.wheelEnabled ? "on" : "off");
+        case 47:
+            if (run.jogExact < 0 || run.jogExact > 0) put(Tint::yellow, "jog", jogText(run.jogExact));
+            return;
+        default:
+            return;  // its key is told with the queue
+    }
+}
+
+void TextReport::desk(const DeskView& view) {
+    std::string text;
+    const auto lamp = [&](const char* name, char state, Tint lit) {
+        text += painted(state == 'O' ? Tint::dim : lit, std::string(lampSign(state)) + " " + name) + "   ";
+    };
+    lamp("reverse", view.reverse, Tint::green);
+    lamp("stop", view.stop, Tint::red);
+    lamp("forward", view.forward, Tint::green);
+    lamp("jog", view.jog, Tint::yellow);
+    put(Tint::blue, "lamps", text + (view.wheel ? "wheel on" : "wheel off"));
+}
+
+void TextReport::wire(Direction direction, std::span<const unsigned char> bytes) {
+    if (!m_style.wire) return;
+    if (direction != m_wireDirection) endWireLine();
+    m_wireDirection = direction;
+    for (const unsigned char byte : bytes) {
+        m_wireLine += plainBytes({&byte, 1});
+        if (byte == ' ' || byte == '\n' || m_wireLine.size() >= longestWireLine) endWireLine();
+    }
+}
+
+void TextReport::endWireLine() {
+    if (m_wireLine.empty()) return;
+    const std::string line = '"' + m_wireLine + '"';
+    m_wireLine.clear();
+    put(Tint::dim, m_wireDirection == Direction::transmit ? "sent" : "received", line);
+}
+
+}  // namespace cvhost

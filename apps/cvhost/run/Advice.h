@@ -1,0 +1,44 @@
+// Why no console is active yet, and what to do about it.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "apps/cvhost/run/Hearing.h"
+
+namespace cvhost {
+
+struct Circumstances {
+    /// The preference that lets the console be used.
+    bool preferred;
+    /// The console has had the time that start-up takes.
+    bool waited;
+};
+
+/// Why no console is active.
+struct Diagnosis {
+    enum class Reason {
+        preferenceOff,
+        portLost,
+        portBad,  ///< not a port's name
+        portMissing,
+        portForbidden,
+        portHeld,     ///< another process has it
+        portNotOpen,  ///< for the reason in the text
+        noPort,       ///< none is named
+        silent,       ///< the port is open, and nothing answers
+        tooEarly,     ///< start-up has not had its time yet
+    };
+
+    Reason reason;
+    /// One sentence, without a full stop: why, and what to do about it.
+    std::string text;
+};
+
+Diagnosis whyNoConsole(const Heard& heard, Circumstances circumstances);
+
+/// The better of what was known and what is known now: that it is too early to say replaces nothing that still holds while
+/// a port is open.
+Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now);
+
+}  // namespace cvhost

@@ -1,0 +1,33 @@
+// What the command line says to `cvhost run`.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "apps/cvhost/web/WebGuard.h"
+
+namespace cvhost {
+
+/// Of `cvhost run`.
+struct Options {
+    enum class Events { text, json };
+
+    bool desk = false;
+    std::optional<std::string> port;
+    Events events = Events::text;
+    bool wire = false;
+    bool show = false;
+    /// Where everything at the serial port is recorded; empty: nowhere.
+    std::string record;
+    /// Where the page is served; nothing: nowhere.
+    std::optional<WebAddress> web;
+    /// How long to run; without it, until a signal.
+    std::optional<std::chrono::duration<double>> time;
+    std::vector<std::pair<std::string, std::string>> settings;
+    std::vector<std::pair<std::string, bool>> preferences;
+};
+
+}  // namespace cvhost

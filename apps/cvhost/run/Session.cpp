@@ -1,0 +1,392 @@
+#include "apps/cvhost/run/Session.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "apps/common/ExitStatus.h"
+#include "apps/common/KeyCodes.h"
+#include "apps/cvhost/driver/Driver.h"
+#include "apps/cvhost/ports/KnownSettings.h"
+#include "apps/cvhost/report/JsonReport.h"
+#include "apps/cvhost/report/Tee.h"
+#include "apps/cvhost/report/TextReport.h"
+#include "apps/cvhost/run/Advice.h"
+#include "host/core/Events.h"
+#include "host/core/Failure.h"
+#include "host/core/KeyQueue.h"
+#include "host/core/Settings.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/SettingsFile.h"
+#include "host/linux/machine/PortList.h"
+#include "host/linux/machine/UserFiles.h"
+#include "host/linux/serial/SerialPorts.h"
+#include "lines/Rfc2217Server.h"
+
+namespace cvhost {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto tick = 50ms;
+/// How long a port may be missing, and an open one silent, before help is offered.
+constexpr auto missingPortPatience = 3s;
+constexpr auto silentConsolePatience = 5s;
+constexpr auto firstAttemptPatience = 2s;
+/// Looking for a port's holders takes a walk through all processes.
+constexpr auto diagnosisInterval = 1s;
+/// The simulated console takes the last commands in wire time.
+constexpr auto lastCommandsLimit = 2s;
+
+constexpr int shuttleCode = 0;
+/// A packet that a loss has cut off is brought to more than this length, which makes it none.
+constexpr std::size_t longestPacket = 12;
+constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
+
+bool outputsAreOne() {
+    struct stat out{};
+    struct stat err{};
+    return ::fstat(STDOUT_FILENO, &out) == 0 && ::fstat(STDERR_FILENO, &err) == 0 && out.st_dev == err.st_dev &&
+           out.st_ino == err.st_ino;
+}
+
+/// The log is part of what is printed. Standard error gets it as well, unless a reader would then see it twice.
+bool logsToStandardError(Options::Events events) {
+    const bool seenTwice = events == Options::Events::text && ::isatty(STDERR_FILENO) == 1;
+    return !outputsAreOne() && !seenTwice;
+}
+
+std::unique_ptr<Report> makePrinted(const Options& options, Output& output, StartTime start) {
+    if (options.events == Options::Events::json) return std::make_unique<JsonReport>(output, start, options.wire);
+    return std::make_unique<TextReport>(output, start, TextReport::Style{.colour = wantsColour(), .wire = options.wire});
+}
+
+std::unique_ptr<Report> makeReport(const Options& options, Output& output, StartTime start, WebBoard* board) {
+    auto printed = makePrinted(options, output, start);
+    if (board == nullptr) return printed;
+    return std::make_unique<Tee>(std::move(printed), *board);
+}
+
+/// What the shuttle does beyond play, as the driver will read it.
+double beyondPlay() {
+    const auto value = settings().find("BeyondPlayMultiplier");
+    if (!value) return 1.0;
+    if (const auto* whole = std::get_if<std::int64_t>(&*value)) return static_cast<double>(*whole);
+    const auto* exact = std::get_if<double>(&*value);
+    return exact != nullptr ? *exact : 1.0;
+}
+
+std::string missingLine(Options::Events events, StartTime start, std::size_t count) {
+    if (events == Options::Events::text) return TextReport::missingLine(count);
+    return JsonReport::logLine(
+        start, "cvhost: " + std::to_string(count) + " events are missing here: they were not read in time\n");
+}
+
+void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
+
+}  // namespace
+
+Session::Session(Options options, StartTime start, Wake& wake)
+    : m_options(std::move(options)),
+      m_start(start),
+      m_wake(wake),
+      m_output(STDOUT_FILENO, {.missing = [events = m_options.events,
+                                           start](std::size_t count) { return missingLine(events, start, count); },
+                               .broken = [&wake] { wake.signal(); }}),
+      m_board(m_options.web ? std::make_unique<WebBoard>(start, m_options.desk) : nullptr),
+      m_report(makeReport(m_options, m_output, start, m_board.get())),
+      m_hearing(*m_report, [&wake] { wake.signal(); }) {}
+
+Session::~Session() {
+    guarded([this] { stop(); });
+    setEventSink(nullptr);
+}
+
+int Session::run() {
+    if (!startRecording()) return exitStatus::usage;
+    prepareHost();
+    if (!startConsole()) return exitStatus::none;
+    live();
+    const std::string why = better(m_diagnosis, diagnosis(m_hearing.heard())).text;  // before the port is closed
+    stop();
+    tellEnd();
+    if (m_recorder) m_recorder->finish();
+    noticeRecordingEnd();
+    return result(why);
+}
+
+bool Session::startRecording() {
+    if (m_options.record.empty()) return true;
+    try {
+        m_recorder.emplace(m_options.record, "cvhost " CVHOST_VERSION);
+    } catch (const std::system_error& error) {
+        complain(std::string(error.what()) + "; name a file that does not exist yet, or a folder, with --record");
+        return false;
+    }
+    return true;
+}
+
+void Session::prepareHost() {
+    setLogDestinations({.standardError = logsToStandardError(m_options.events), .file = true});
+    setEventSink(&m_hearing);
+    say("start", "cvhost " CVHOST_VERSION ", a host for the console driver; Ctrl-C ends it");
+    if (m_recorder && m_recorder->path() != m_options.record)
+        tellAddress("record", "the recording is " + m_recorder->path());
+
+    settings().setPreferenceDefault(consoleEnabled, true);
+    loadSettingsFile();
+    for (const SettingProblem& problem : judgeSettings(settings())) complain(settingsPath() + ": " + problem.text);
+    applyOptions();
+    choosePorts();
+}
+
+void Session::applyOptions() {
+    for (const auto& [key, value] : m_options.settings) {
+        settings().setFromText(key, value);
+        if (const auto problem = judgeSetting(key, *settings().find(key))) complain("--set: " + problem->text);
+    }
+    for (const auto& [key, value] : m_options.preferences) {
+        settings().setPreference(key, value);
+        if (const auto problem = judgePreference(key)) complain("--prefer: " + problem->text);
+    }
+}
+
+void Session::choosePorts() {
+    if (m_options.port) {
+        showOnlyPorts({});
+        settings().set("console_port", *m_options.port);
+    }
+    if (m_options.desk) {
+        startDesk();
+        showOnlyPorts({{.name = m_desk->name(), .description = "Corvane Console"}});
+        say("desk", "a simulated console serves " + m_desk->name());
+    }
+}
+
+void Session::startDesk() {
+    auto line = std::make_unique<lines::FaultyLine>([port = std::uint16_t{0}]() mutable {
+        auto server = std::make_unique<lines::Rfc2217Server>("127.0.0.1", port);
+        port = server->port();  // the same one when it is plugged in again
+        return server;
+    });
+    m_line = line.get();
+    desk::Watcher watcher;
+    if (m_board) watcher = [this](const desk::Happening& happening) { m_board->deskHappened(happening); };
+    m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::move(line), std::move(watcher), keepFailure);
+}
+
+bool Session::startConsole() {
+    const std::string path = driverPath();
+    if (const std::string problem = m_plugin.load(path); !problem.empty()) {
+        complain(loadProblem(problem));
+        return false;
+    }
+    iConsoleResource* console = m_plugin.console();
+    if (console == nullptr) {
+        complain(path + " registers no console; build it and cvhost from the same sources");
+        return false;
+    }
+    m_console = std::make_unique<KeptConsole>(
+        *console, [this](std::string_view name, std::initializer_list<int> arguments) { m_hearing.call(name, arguments); });
+    m_handlers = std::make_unique<Handlers>(*m_console, m_hearing);
+    ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
+    if (m_options.show) {
+        m_show.emplace(Show::Stage{.console = *m_console,
+                                   .operate = [this](const Show::DeskAction& action) { m_desk->operate(action); },
+                                   .say = [this](std::string_view text) { say("show", text); }});
+    }
+    if (m_options.web) startWeb();
+    if (m_recorder) m_hearing.recordTo(*m_recorder);
+    m_consoleStarted = Clock::now();
+    m_console->init();
+    return true;
+}
+
+void Session::startWeb() {
+    m_board->setLaw({.beyondPlay = beyondPlay()});
+    m_web = std::make_unique<WebServer>(
+        *m_options.web, *m_board,
+        WebActions({.board = *m_board, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
+    tellAddress("web", "the console is on the screen at " + m_web->url());
+    if (m_options.web->open) complain("warning: everyone on the network can press keys on this page");
+}
+
+void Session::live() {
+    const auto limit = m_options.time.value_or(std::chrono::hours(24 * 365 * 100));
+    while (m_output.error() == 0) {
+        const std::chrono::duration<double> left = limit - std::chrono::duration<double>(m_start.seconds());
+        if (left <= left.zero()) return;
+        const auto timeout = std::min<std::chrono::duration<double>>(left, tick);
+        const Wake::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
+        if (cause == Wake::Cause::end || hasFailed()) return;
+
+        takeKeys();
+        const Heard heard = m_hearing.heard();
+        noticeLoss(heard);
+        noticeReturn(heard);
+        advise(heard);
+        followShuttle(heard);
+        if (m_board) m_board->setDriver(m_console->get_ispeed(), m_console->wheel_enabled());
+        showDesk();
+        noticeRecordingEnd();
+        if (m_show && heard.version) m_show->advance(Clock::now(), heard);
+        if (cause == Wake::Cause::time) m_hearing.tell([](Report& report) { report.idle(); });
+    }
+}
+
+/// A press that no handler has taken yet is given to its handler now.
+void Session::takeKeys() {
+    while (const auto press = keyQueue().take()) {
+        if (!press->handled) console_call_handler(press->code);
+    }
+}
+
+/// The driver is told that its console has gone, whoever listens is told what that means, and the driver looks for it again.
+void Session::noticeLoss(const Heard& heard) {
+    if (heard.powerCycled) {
+        say("lost", "the console has been switched off and on");
+        losePort(heard.triedPort, ECONNRESET);  // rather than tell the console's monitor to switch lamps off
+        return;
+    }
+    if (std::exchange(m_losses, heard.losses) == heard.losses) return;
+    setLastWords({});
+    say("lost", "the driver looks for its console again");
+    releaseKeys(heard);
+    m_console->set_ispeed(0);
+    console_call_handler(shuttleCode);
+    m_advice.clear();
+    m_diagnosis = diagnosis(heard);
+    restartConsole();
+}
+
+void Session::restartConsole() {
+    m_console->exit();
+    m_consoleStarted = Clock::now();
+    m_console->init();
+}
+
+/// The driver has no word for it: to the driver, a key is down until the console says otherwise.
+void Session::releaseKeys(const Heard& heard) {
+    for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
+        const auto index = static_cast<std::size_t>(code);
+        const bool pressed = std::exchange(m_keysBeforeLoss.at(index), heard.keys.at(index)) != heard.keys.at(index);
+        if (pressed && m_console->key_is_down(keyOf(code))) m_hearing.released(code);
+    }
+}
+
+/// A driver that knows a version from before asks for it once in each attempt, and hears no answer that comes together with
+/// what is left of the boot monitor's: only its first attempt on a port keeps the two apart.
+void Session::noticeReturn(const Heard& heard) {
+    const bool late = Clock::now() - std::max(m_consoleStarted, heard.portChanged) >= firstAttemptPatience;
+    if (heard.version && !heard.active && heard.portOpen && late) restartConsole();
+    if (std::exchange(m_starts, heard.starts) == heard.starts) return;
+    setLastWords(std::string(longestPacket, '\x18') + ' ');
+    m_console->restore();
+}
+
+void Session::advise(const Heard& heard) {
+    if (heard.active) {
+        m_diagnosis.reset();
+        return;
+    }
+    if (!waited(heard) || Clock::now() < m_nextDiagnosis) return;
+    m_nextDiagnosis = Clock::now() + diagnosisInterval;
+    m_diagnosis = diagnosis(heard);
+    if (m_diagnosis->text == m_advice) return;
+    m_advice = m_diagnosis->text;
+    say("help", "no console yet: " + m_advice);
+}
+
+/// In the show and with the page the lamps follow the shuttle ring, as they do in an editor.
+void Session::followShuttle(const Heard& heard) {
+    if (!(m_show || m_web) || std::exchange(m_shuttleChanges, heard.handlers[0]) == heard.handlers[0]) return;
+    m_console->show_ispeed(m_console->get_ispeed());
+}
+
+void Session::showDesk() {
+    if (!m_desk || m_options.events != Options::Events::text) return;
+    const DeskView view = deskView();
+    if (std::exchange(m_deskView, view) == view) return;
+    m_hearing.tell([&](Report& report) { report.desk(view); });
+}
+
+void Session::stop() {
+    m_web.reset();
+    if (m_plugin.plugin() == nullptr) return;
+    m_plugin.endStartup();
+    const bool active = m_plugin.console() != nullptr && m_plugin.console()->active();
+    if (m_console) m_console->exit();
+    const Heard heard = m_hearing.heard();
+    m_switchedOff = active && !heard.portLost && !heard.portStuck;
+    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
+    ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
+    say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded"
+               : active && heard.portStuck
+                   ? "the driver is unloaded; the console may be lit still: its port took nothing more"
+                   : "the driver is unloaded");
+}
+
+void Session::noticeRecordingEnd() {
+    if (!m_recorder || m_recorder->error() == 0 || std::exchange(m_recordingEnded, true)) return;
+    complain("the recording ends here: " + std::generic_category().message(m_recorder->error()) +
+             "; make room for it and start again");
+}
+
+/// Shows that the simulated console has gone dark.
+void Session::tellEnd() {
+    const auto limit = Clock::now() + lastCommandsLimit;
+    while (m_desk && m_switchedOff && deskView() != deskAtRest && Clock::now() < limit) std::this_thread::sleep_for(10ms);
+    showDesk();
+}
+
+int Session::result(const std::string& whyNoConsole) {
+    const Heard heard = m_hearing.heard();
+    if (const int error = m_output.error(); error != 0) {
+        if (error == EPIPE) return heard.version ? exitStatus::active : exitStatus::none;
+        complain(unwritableText(error));
+        return exitStatus::none;
+    } else if (!heard.version) {
+        complain("no console became active: " + whyNoConsole);
+    }
+    return heard.version && !m_recordingEnded ? exitStatus::active : exitStatus::none;
+}
+
+void Session::say(std::string_view heading, std::string_view text) {
+    m_hearing.tell([&](Report& report) { report.say(heading, text); });
+}
+
+void Session::tellAddress(std::string_view heading, const std::string& sentence) {
+    say(heading, sentence);
+    if (m_options.events == Options::Events::json) writeStandardError("cvhost: " + sentence + '\n');
+}
+
+bool Session::waited(const Heard& heard) const {
+    const Clock::duration needed = heard.portOpen ? Clock::duration(silentConsolePatience) : missingPortPatience;
+    return Clock::now() - std::max(m_consoleStarted, heard.portChanged) >= needed;
+}
+
+Diagnosis Session::diagnosis(const Heard& heard) const {
+    const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
+    return whyNoConsole(heard, {.preferred = preferred, .waited = waited(heard)});
+}
+
+DeskView Session::deskView() {
+    DeskView view = deskAtRest;
+    m_desk->operate([&](desk::Desk& desk, desk::Time) {
+        view = {.reverse = desk.lamp(3),
+                .stop = desk.lamp(2),
+                .forward = desk.lamp(1),
+                .jog = desk.lamp(4),
+                .wheel = desk.wheelOn()};
+    });
+    return view;
+}
+
+}  // namespace cvhost

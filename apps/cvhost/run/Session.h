@@ -1,0 +1,101 @@
+// One run: the host set up, the plug-in loaded, its console brought up, shown and shut down.
+//
+// Threads: the application's main thread.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "apps/common/Output.h"
+#include "apps/common/StartTime.h"
+#include "apps/common/Wake.h"
+#include "apps/cvhost/report/Report.h"
+#include "apps/cvhost/run/Advice.h"
+#include "apps/cvhost/run/Handlers.h"
+#include "apps/cvhost/run/Hearing.h"
+#include "apps/cvhost/run/KeptConsole.h"
+#include "apps/cvhost/run/Options.h"
+#include "apps/cvhost/run/Show.h"
+#include "apps/cvhost/web/WebBoard.h"
+#include "apps/cvhost/web/WebServer.h"
+#include "host/linux/PluginLibrary.h"
+#include "lines/DeskServer.h"
+#include "lines/FaultyLine.h"
+
+namespace cvhost {
+
+class Session {
+public:
+    Session(Options options, StartTime start, Wake& wake);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    /// Runs until the time is over, a signal ends it or nobody reads what it prints. The program's exit status.
+    int run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool startRecording();
+    void prepareHost();
+    void applyOptions();
+    void choosePorts();
+    void startDesk();
+    bool startConsole();
+    void startWeb();
+    void live();
+    void takeKeys();
+    void noticeLoss(const Heard& heard);
+    void noticeReturn(const Heard& heard);
+    void restartConsole();
+    void releaseKeys(const Heard& heard);
+    void advise(const Heard& heard);
+    void followShuttle(const Heard& heard);
+    void showDesk();
+    void stop();
+    void noticeRecordingEnd();
+    void tellEnd();
+    int result(const std::string& whyNoConsole);
+
+    void say(std::string_view heading, std::string_view text);
+    /// Says where something is that this run has made; with JSON, on standard error.
+    void tellAddress(std::string_view heading, const std::string& sentence);
+    /// Whether start-up has had its time with the port as it is.
+    bool waited(const Heard& heard) const;
+    Diagnosis diagnosis(const Heard& heard) const;
+    DeskView deskView();
+
+    const Options m_options;
+    const StartTime m_start;
+    Wake& m_wake;
+    Output m_output;
+    const std::unique_ptr<WebBoard> m_board;  ///< null without a page
+    const std::unique_ptr<Report> m_report;
+    std::optional<recording::Recorder> m_recorder;
+    Hearing m_hearing;
+    lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
+    std::unique_ptr<lines::DeskServer> m_desk;
+    std::unique_ptr<KeptConsole> m_console;
+    std::unique_ptr<Handlers> m_handlers;
+    PluginLibrary m_plugin;
+    std::optional<Show> m_show;
+    std::unique_ptr<WebServer> m_web;
+
+    Clock::time_point m_consoleStarted{};
+    unsigned m_losses = 0;
+    unsigned m_starts = 0;
+    std::array<unsigned, ConsoleHandlerTable::codes> m_keysBeforeLoss{};
+    bool m_switchedOff = false;
+    bool m_recordingEnded = false;
+    std::optional<Diagnosis> m_diagnosis;  ///< the last one
+    Clock::time_point m_nextDiagnosis{};
+    std::string m_advice;  ///< the last that was said
+    unsigned m_shuttleChanges = 0;
+    DeskView m_deskView{'O', 'O', 'O', 'O', false};
+};
+
+}  // namespace cvhost

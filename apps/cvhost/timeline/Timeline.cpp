@@ -1,0 +1,302 @@
+#include "apps/cvhost/timeline/Timeline.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "apps/common/Escape.h"
+#include "apps/common/ExitStatus.h"
+#include "apps/common/KeyCodes.h"
+#include "apps/common/MotionText.h"
+#include "apps/common/Output.h"
+#include "apps/common/Tint.h"
+#include "apps/cvhost/report/TextReport.h"
+#include "apps/cvhost/wire/WebLaw.h"
+#include "apps/cvhost/wire/WireReader.h"
+
+namespace cvhost {
+namespace {
+
+using namespace std::chrono_literals;
+using recording::Damage;
+using recording::Event;
+using recording::Reader;
+using std::chrono::microseconds;
+
+/// A longer pause than a packet takes to pass.
+constexpr microseconds toldGap = 15ms;
+
+template <class... Values>
+std::string formatted(const char* format, Values... values) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), format, values...);
+    return text.data();
+}
+
+double secondsOf(microseconds time) { return std::chrono::duration<double>(time).count(); }
+
+std::string gapText(microseconds gap) {
+    if (gap < toldGap) return {};
+    return gap < 1s ? formatted("+%.0f ms", secondsOf(gap) * 1000) : formatted("+%.3f s", secondsOf(gap));
+}
+
+std::string settingsText(const LineSettings& line) {
+    return std::to_string(line.baud) + " baud, " + std::to_string(line.dataBits) + line.parity +
+           std::to_string(line.stopBits);
+}
+
+std::span<const unsigned char> bytesOf(const Event& event) {
+    return {reinterpret_cast<const unsigned char*>(event.text.data()), event.text.size()};
+}
+
+/// What comes before the event gets no more bytes.
+bool endsMessages(Event::What what) {
+    using enum Event::What;
+    return what == opening || what == open || what == closed || what == lost || what == rts || what == added;
+}
+
+/// What becomes of the line, for the events that are not about bytes.
+void followLine(WireReader& reader, const Event& event) {
+    using enum Event::What;
+    if (event.what == rts && event.number == 0) reader.reset();
+    if (event.what == open || event.what == closed || event.what == lost) reader.forget();
+}
+
+/// The press that the driver has queued, by the key that it stands for.
+std::string queuedText(int queuedCode) {
+    const int code = keyOf(queuedCode);
+    const bool hasLetter = code >= 0 && code < ConsoleLook::keys;
+    return "key " + (hasLetter ? std::string(1, static_cast<char>('@' + code)) + ' ' : std::string()) + "(code " +
+           std::to_string(code) + ") queued";
+}
+
+std::string callText(const Event& event) {
+    std::string list;
+    for (const int argument : event.arguments) list += (list.empty() ? "" : ", ") + std::to_string(argument);
+    return plainText(event.text) + '(' + list + ')';
+}
+
+/// With the speed that the ring's position stands for, as long as the settings leave the law as it is.
+std::string meaningOf(const WireMessage& message) {
+    std::string meaning = message.meaning;
+    if (message.ring) meaning.insert(meaning.find(','), " (" + speedWords(ShuttleLaw{}.speed(*message.ring)) + ')');
+    return meaning;
+}
+
+/// Which messages stay without their end: for each direction, the events with their last bytes. One event a number, from 0.
+struct Unfinished {
+    std::array<std::vector<std::size_t>, 2> events;
+    std::vector<std::size_t>& of(Direction direction) { return events[direction == Direction::transmit ? 0 : 1]; }
+};
+
+/// Reads along to learn where messages stay unfinished.
+class UnfinishedFinder {
+public:
+    explicit UnfinishedFinder(Reader reader) {
+        for (; const auto item = reader.next();) {
+            if (const auto* event = std::get_if<Event>(&*item)) take(*event);
+        }
+        flush();
+    }
+    Unfinished take() { return std::move(m_unfinished); }
+
+private:
+    void take(const Event& event) {
+        const bool sent = event.what == Event::What::tx;
+        if (sent || event.what == Event::What::rx) {
+            m_last[sent ? 0 : 1] = m_number;
+            m_reader.read(sent ? Direction::transmit : Direction::receive, bytesOf(event), {});
+        } else if (endsMessages(event.what)) {
+            flush();
+            followLine(m_reader, event);
+        }
+        ++m_number;
+    }
+    void flush() {
+        m_reader.flush([this](const WireMessage& message) {
+            m_unfinished.of(message.direction).push_back(m_last[message.direction == Direction::transmit ? 0 : 1]);
+        });
+    }
+
+    WireReader m_reader;
+    std::size_t m_number = 0;
+    std::array<std::size_t, 2> m_last{};
+    Unfinished m_unfinished;
+};
+
+/// Puts what was recorded into lines.
+class Teller {
+public:
+    Teller(Unfinished unfinished, bool colour, const TimelineSink& put)
+        : m_unfinished(std::move(unfinished)), m_colour(colour), m_put(put) {}
+    Teller(const Teller&) = delete;
+    Teller& operator=(const Teller&) = delete;
+
+    void tell(const Event& event);
+    void tell(const Damage& damage);
+    /// The port that is open; empty: none.
+    const std::string& open() const { return m_open; }
+
+private:
+    void tellPort(const Event& event);
+    void tellBytes(Direction direction, const Event& event);
+    void tellMessage(const WireMessage& message);
+    void add(Tint tint, std::string_view heading, std::string_view text);
+
+    WireReader m_reader;
+    Unfinished m_unfinished;
+    std::array<std::size_t, 2> m_nextUnfinished{};
+    const WireReader::Take m_take = [this](const WireMessage& message) { tellMessage(message); };
+    std::size_t m_number = 0;              ///< of the event
+    microseconds m_at{};                   ///< the event's time
+    std::optional<microseconds> m_before;  ///< the time of the last line
+    std::string m_time;                    ///< how that line began
+    bool m_hasGap = false;                 ///< with a gap, which the next line does not have
+    std::string m_open;
+    std::string m_line;
+    const bool m_colour;
+    const TimelineSink& m_put;
+};
+
+void Teller::add(Tint tint, std::string_view heading, std::string_view text) {
+    if (m_before != m_at || m_hasGap) {
+        const std::string gap = m_before ? gapText(m_at - *m_before) : "";
+        m_hasGap = !gap.empty();
+        m_time = painted(Tint::dim, formatted("%9.3f %10s", secondsOf(m_at), gap.c_str()), m_colour) + "  ";
+    }
+    m_before = m_at;
+    m_line = m_time;
+    m_line += painted(tint, heading, m_colour);
+    m_line.append(10 - std::min<std::size_t>(heading.size(), 8), ' ');
+    m_line += painted(tint == Tint::dim ? Tint::dim : Tint::plain, text, m_colour);
+    m_line += '\n';
+    m_put(m_line);
+}
+
+void Teller::tell(const Damage& damage) {
+    m_reader.missed();
+    add(Tint::red, "damaged", damage.text());
+}
+
+void Teller::tell(const Event& event) {
+    using enum Event::What;
+    m_at = event.at;
+    if (event.what == tx || event.what == rx) {
+        tellBytes(event.what == tx ? Direction::transmit : Direction::receive, event);
+    } else if (event.what == added) {
+        add(Tint::red, "added", '"' + plainBytes(bytesOf(event)) + "\"  by the host, to end what the loss has cut off");
+    } else if (event.what == trouble) {
+        add(Tint::red, "trouble", plainText(event.port) + ' ' + plainText(event.text));
+    } else if (event.what == rts) {
+        followLine(m_reader, event);
+        add(Tint::yellow, "reset",
+            event.number == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
+    } else if (event.what == call) {
+        add(Tint::dim, "host", callText(event));
+    } else if (event.what == key) {
+        add(Tint::dim, "driver", queuedText(event.number));
+    } else {
+        tellPort(event);
+    }
+    ++m_number;
+}
+
+void Teller::tellPort(const Event& event) {
+    const std::string name = plainText(event.port);
+    if (event.what == Event::What::opening) return add(Tint::blue, "port", name + " opens: " + settingsText(event.line));
+    followLine(m_reader, event);
+    m_open = event.what == Event::What::open ? name : "";
+    if (event.what == Event::What::lost) return add(Tint::red, "port", name + " is lost");
+    add(Tint::blue, "port", name + (event.what == Event::What::open ? " is open" : " is closed"));
+}
+
+void Teller::tellBytes(Direction direction, const Event& event) {
+    m_reader.read(direction, bytesOf(event), m_take);
+    const std::vector<std::size_t>& unfinished = m_unfinished.of(direction);
+    std::size_t& next = m_nextUnfinished[direction == Direction::transmit ? 0 : 1];
+    if (next == unfinished.size() || unfinished[next] != m_number) return;
+    ++next;
+    m_reader.flush(direction, m_take);
+}
+
+void Teller::tellMessage(const WireMessage& message) {
+    constexpr std::size_t column = 14;
+    const bool sent = message.direction == Direction::transmit;
+    std::string text = '"' + message.bytes + '"';
+    if (!message.meaning.empty()) {
+        text.resize(std::max(text.size(), column), ' ');
+        text += "  " + meaningOf(message);
+    }
+    add(sent ? Tint::cyan : Tint::green, sent ? "sent" : "received", text);
+}
+
+bool written(std::string_view text) { return std::fwrite(text.data(), 1, text.size(), stdout) == text.size(); }
+
+/// "3, 7 to 9": no more of them than fit a line.
+void addLines(std::string& list, const Damage& damage, std::size_t count) {
+    constexpr std::size_t mostNamed = 8;
+    if (count == mostNamed) list += ", ...";
+    if (count >= mostNamed) return;
+    list += list.empty() ? "" : ", ";
+    list += std::to_string(damage.first);
+    if (damage.first != damage.last) list += " to " + std::to_string(damage.last);
+}
+
+void complainOfFile(const std::string& file, std::string_view problem) {
+    std::cerr << "cvhost: recording " << plainText(file) << ", " << problem << ".\n";
+}
+
+}  // namespace
+
+std::string writeTimeline(Reader reader, bool colour, const TimelineSink& put) {
+    Teller teller(UnfinishedFinder(reader).take(), colour, put);
+    const auto orUnknown = [](const std::string& text) { return text.empty() ? "(unknown)" : plainText(text); };
+    put("Recorded by " + orUnknown(reader.program()) + ", begun " + orUnknown(reader.started()) + '\n');
+    std::string damaged;
+    std::size_t count = 0;
+    while (const auto item = reader.next()) {
+        std::visit([&](const auto& each) { teller.tell(each); }, *item);
+        if (const auto* damage = std::get_if<Damage>(&*item)) addLines(damaged, *damage, count++);
+    }
+    if (reader.cutShort())
+        put(painted(Tint::yellow, "The recording is cut off within a line, which is left out", colour) + '\n');
+    if (!teller.open().empty())
+        put(painted(Tint::yellow, "The recording ends while " + teller.open() + " is open", colour) + '\n');
+    return damaged;
+}
+
+int showTimeline(const TimelineOptions& options) {
+    std::string damaged;
+    int unwritable = 0;
+    try {
+        const std::string text = recording::textOf(options.file);
+        damaged = writeTimeline(Reader(text), wantsColour(), [&](std::string_view line) {
+            if (unwritable == 0 && !written(line)) unwritable = errno;
+        });
+    } catch (const recording::Error& error) {
+        const std::string reason = plainText(error.what());
+        const bool advises = reason.find("; ") != reason.npos;
+        complainOfFile(options.file, reason + (advises ? "" : "; name a file that \"cvhost run --record FILE\" has made"));
+        return exitStatus::usage;
+    }
+    if (unwritable == 0 && std::fflush(stdout) != 0) unwritable = errno;
+    if (unwritable != 0 && unwritable != EPIPE) {
+        std::cerr << "cvhost: " << unwritableText(unwritable) << ".\n";
+        return exitStatus::none;
+    }
+    if (damaged.empty()) return exitStatus::active;
+    complainOfFile(options.file, "damaged lines: " + damaged + "; all else is shown");
+    return exitStatus::none;
+}
+
+}  // namespace cvhost

@@ -1,0 +1,293 @@
+#include "apps/cvhost/web/WebBoard.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "apps/common/Escape.h"
+#include "apps/common/KeyCodes.h"
+
+namespace cvhost {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::size_t longestText = 600;
+constexpr double sampleEvery = 1.0 / 30;
+
+/// Made safe to show, and short.
+std::string shown(std::string_view text) {
+    while (text.ends_with('\n')) text.remove_suffix(1);
+    if (text.size() <= longestText) return plainText(text);
+    return plainText(text.substr(0, longestText)) + " ...";
+}
+
+double rounded(double value, double places) { return std::isfinite(value) ? std::round(value * places) / places : 0; }
+
+std::string text(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+std::string_view nameOf(StartupSteps::State state) {
+    switch (state) {
+        case StartupSteps::State::waiting:
+            return "waiting";
+        case StartupSteps::State::now:
+            return "now";
+        case StartupSteps::State::done:
+            return "done";
+        case StartupSteps::State::failed:
+            return "failed";
+    }
+    return "";
+}
+
+}  // namespace
+
+void WebList::add(std::string json) {
+    ++m_added;
+    m_entries.push_back(std::move(json));
+    if (m_entries.size() > m_limit) m_entries.pop_front();
+}
+
+std::string WebList::news(std::uint64_t& next) const {
+    const std::uint64_t first = m_added - m_entries.size();
+    std::string list = "[";
+    for (std::uint64_t number = std::max(next, first); number < m_added; ++number) {
+        if (list.size() > 1) list += ',';
+        list += m_entries[number - first];
+    }
+    next = m_added;
+    return list += ']';
+}
+
+WebBoard::WebBoard(StartTime start, bool embedded)
+    : m_start(start),
+      m_embedded(embedded),
+      m_run(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())),
+      m_changes(lines::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
+    m_desk.lamp.fill('O');
+}
+
+template <class Change>
+void WebBoard::change(Change change) {
+    {
+        const std::lock_guard lock(m_mutex);
+        change();
+        ++m_change;
+    }
+    const std::uint64_t one = 1;
+    // A full counter is readable as well.
+    if (::write(m_changes.get(), &one, sizeof one) < 0) return;
+}
+
+void WebBoard::setLaw(ShuttleLaw law) {
+    change([&] { m_law = law; });
+}
+
+void WebBoard::setFaults(const DeskFaults& faults) {
+    change([&] { m_faults = faults; });
+}
+
+void WebBoard::setDriver(int speed, bool wheel) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_speed == speed && m_wheel == wheel) return;
+    }
+    change([&] {
+        m_speed = speed;
+        m_wheel = wheel;
+    });
+}
+
+DeskFaults WebBoard::faults() const {
+    const std::lock_guard lock(m_mutex);
+    return m_faults;
+}
+
+void WebBoard::deskHappened(const desk::Happening& happening) {
+    using What = desk::Happening::What;
+    change([&] {
+        switch (happening.what) {
+            case What::lampSet:
+                m_desk.lamp.at(static_cast<std::size_t>(happening.number - 1)) = happening.letter;
+                return;
+            case What::wheelSet:
+                m_desk.wheel = happening.number != 0;
+                return;
+            case What::resetHeld:
+            case What::booting:
+                m_desk.lamp.fill('O');
+                m_desk.wheel = false;
+                return;
+            default:
+                return;
+        }
+    });
+}
+
+bool WebBoard::hasNews(const Seen& seen) const {
+    const std::lock_guard lock(m_mutex);
+    return m_change != seen.change;
+}
+
+std::string WebBoard::news(Seen& seen) {
+    const std::lock_guard lock(m_mutex);
+    std::string out = "{\"state\":" + stateJson();
+    if (seen.change == 0) out += ",\"law\":" + lawJson();
+    out += ",\"log\":" + m_log.news(seen.log);
+    out += ",\"wire\":" + m_wire.news(seen.wire);
+    out += ",\"keys\":" + m_keys.news(seen.keys);
+    out += ",\"samples\":" + m_samples.news(seen.samples);
+    seen.change = m_change;
+    return out += '}';
+}
+
+void WebBoard::log(std::string_view text) {
+    change([&] { addLog("log", text); });
+}
+
+void WebBoard::say(std::string_view heading, std::string_view text) {
+    change([&] { addLog(heading, text); });
+}
+
+void WebBoard::addLog(std::string_view heading, std::string_view line) {
+    m_log.add(text({{"t", rounded(m_start.seconds(), 1000)}, {"heading", heading}, {"text", shown(line)}}));
+}
+
+void WebBoard::port(std::string_view name, PortState state) {
+    change([&] {
+        const double now = m_start.seconds();
+        m_port = shown(name);
+        m_link = state == PortState::open ? Link::starting : state == PortState::lost ? Link::lost : Link::looking;
+        m_steps.port(m_port, state, now);
+        m_reader.flush([&](const WireMessage& message) { addMessage(message); });
+        m_reader.forget();
+        m_version = 0;
+        addLog("port", m_port + (state == PortState::open     ? " is open"
+                                 : state == PortState::closed ? " is closed"
+                                                              : " is lost"));
+    });
+}
+
+void WebBoard::rts(int level) {
+    change([&] {
+        m_reader.flush([&](const WireMessage& message) { addMessage(message); });
+        if (level == 0) m_reader.reset();
+        m_steps.rts(level, m_start.seconds());
+        m_wire.add(text({{"t", rounded(m_start.seconds(), 1000)},
+                         {"dir", "rts"},
+                         {"bytes", level == 0 ? "RTS low" : "RTS high"},
+                         {"meaning", level == 0 ? "held in reset" : "released"}}));
+    });
+}
+
+void WebBoard::wire(Direction direction, std::span<const unsigned char> bytes) {
+    change([&] { m_reader.read(direction, bytes, [&](const WireMessage& message) { addMessage(message); }); });
+}
+
+void WebBoard::addMessage(const WireMessage& message) {
+    const double now = m_start.seconds();
+    m_steps.message(message, now);
+    m_wire.add(text({{"t", rounded(now, 1000)},
+                     {"dir", message.direction == Direction::transmit ? "tx" : "rx"},
+                     {"bytes", message.bytes},
+                     {"meaning", message.meaning}}));
+}
+
+void WebBoard::key(int code, bool handled, int) {
+    change([&] {
+        m_keys.add(
+            text({{"t", rounded(m_start.seconds(), 1000)}, {"code", code}, {"key", keyOf(code)}, {"handled", handled}}));
+    });
+}
+
+void WebBoard::handler(const HandlerRun& run) {
+    change([&] {
+        m_speed = run.speed;
+        m_wheel = run.wheelEnabled;
+        if (run.code == 47) {
+            m_jog = rounded(run.jogExact, 10000);
+            m_jogTotal += m_jog;
+        }
+        if (run.code == 0 || run.code == 47) addSample();
+    });
+}
+
+void WebBoard::addSample() {
+    const double now = m_start.seconds();
+    if (now - m_sampled < sampleEvery) return;
+    m_sampled = now;
+    m_samples.add(text({rounded(now, 1000), shownSpeed(), rounded(m_jogTotal, 10000)}));
+}
+
+void WebBoard::active(int version) {
+    change([&] {
+        m_link = Link::active;
+        m_version = version;
+        m_steps.active(version, m_start.seconds());
+    });
+}
+
+std::string WebBoard::stateJson() const {
+    static constexpr std::array<std::string_view, 4> links{"looking", "starting", "active", "lost"};
+    const ConsoleLook& look = m_reader.look();
+    const ConsoleLook& lit = m_embedded ? m_desk : look;
+    Json held = Json::array();
+    for (int code = 0; code < ConsoleLook::keys; ++code) {
+        if (look.held.at(static_cast<std::size_t>(code))) held.push_back(code);
+    }
+    Json state{{"run", m_run},
+               {"t", rounded(m_start.seconds(), 1000)},
+               {"link", links.at(static_cast<std::size_t>(m_link))},
+               {"port", m_port},
+               {"version", m_version},
+               {"inputIgnored", m_link == Link::active && ignoresInput(m_version)},
+               {"met8", m_reader.packets().onlyVersion8()},
+               {"wheelIgnored", m_reader.packets().statusIgnored()},
+               {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},
+               {"deskWheel", lit.wheel},
+               {"held", std::move(held)},
+               {"ring", look.ring},
+               {"turned", rounded(look.turned, 10000)},
+               {"speed", shownSpeed()},
+               {"jog", m_jog},
+               {"jogTotal", rounded(m_jogTotal, 10000)},
+               {"wheel", m_wheel && m_link == Link::active},
+               {"embedded", m_embedded}};
+    if (m_embedded) {
+        state["faults"] = {{"plugged", m_faults.plugged},
+                           {"noise", m_faults.noisy},
+                           {"silent", m_faults.silent},
+                           {"firmware", m_faults.firmware},
+                           {"model", m_faults.model == desk::Model::V4 ? "V4" : "other"}};
+    }
+    std::string out = text(state);
+    out.pop_back();
+    return out += ",\"steps\":" + stepsJson() + '}';
+}
+
+std::string WebBoard::stepsJson() const {
+    Json steps = Json::array();
+    for (const StartupSteps::Step& step : m_steps.steps()) {
+        steps.push_back(
+            {{"name", step.name}, {"state", nameOf(step.state)}, {"t", rounded(step.at, 1000)}, {"text", step.text}});
+    }
+    return text(steps);
+}
+
+std::string WebBoard::lawJson() const {
+    Json speeds = Json::array();
+    for (int position = 0; position <= 255; ++position) speeds.push_back(m_law.speed(position));
+    return text({{"multiplier", rounded(m_law.beyondPlay, 10000)},
+                 {"centre", ShuttleLaw::centre},
+                 {"deadBand", ShuttleLaw::deadBand},
+                 {"detentBegins", ShuttleLaw::detentBegins},
+                 {"detentEnds", ShuttleLaw::detentEnds},
+                 {"speeds", std::move(speeds)}});
+}
+
+}  // namespace cvhost

@@ -1,0 +1,78 @@
+// What is said of settings, preferences and names of ports.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "apps/cvhost/ports/KnownSettings.h"
+#include "apps/cvhost/ports/PortName.h"
+
+namespace cvhost {
+namespace {
+
+using testing::HasSubstr;
+using Kind = SettingProblem::Kind;
+
+Kind kindOf(const std::string& key, const Settings::Value& value) { return judgeSetting(key, value).value().kind; }
+
+TEST(KnownSettings, Manual_NamesEach) {
+    std::ifstream file(MANUAL);
+    std::string manual(std::istreambuf_iterator<char>(file), {});
+    std::erase(manual, '\\');
+    for (const KnownSetting& known : knownSettings()) EXPECT_THAT(manual, HasSubstr(known.key));
+}
+
+TEST(JudgeSetting, ValueThatTheDriverTakes_IsNoProblem) {
+    EXPECT_FALSE(judgeSetting("console_debug", std::int64_t{1}));
+    EXPECT_FALSE(judgeSetting("AutomaticJogTurnOnTriggerLevel", std::int64_t{999}));
+    EXPECT_FALSE(judgeSetting("jog_wheel_gearing", 0.5));
+    EXPECT_FALSE(judgeSetting("BeyondPlayMultiplier", std::int64_t{2})) << "a whole number is a number";
+    EXPECT_FALSE(judgeSetting("console_port", "/dev/ttyUSB7")) << "it may be plugged in later";
+    EXPECT_FALSE(judgeSetting("console_port", "")) << "no port at all";
+    EXPECT_FALSE(judgePreference("HardwareConsoleEnabled"));
+}
+
+TEST(JudgeSetting, Unusable_IsToldByKind) {
+    EXPECT_EQ(kindOf("console_prot", "x"), Kind::unknown);
+    EXPECT_EQ(kindOf("HardwareConsoleEnabled", true), Kind::otherTable);
+    EXPECT_EQ(kindOf("console_debug", "yes"), Kind::wrongType);
+    EXPECT_EQ(kindOf("console_debug", true), Kind::wrongType) << "the driver asks for a whole number";
+    EXPECT_EQ(kindOf("console_debug", 1.0), Kind::wrongType);
+    EXPECT_EQ(kindOf("jog_wheel_gearing", "abc"), Kind::wrongType);
+    EXPECT_EQ(kindOf("console_port", std::int64_t{5}), Kind::wrongType);
+    EXPECT_EQ(kindOf("AutomaticJogTurnOnTriggerLevel", std::int64_t{0}), Kind::outOfRange);
+    EXPECT_EQ(kindOf("console_port", "COM3"), Kind::noPort);
+    EXPECT_EQ(judgePreference("HardwareConsoleEnabld").value().kind, Kind::unknown);
+    EXPECT_EQ(judgePreference("console_debug").value().kind, Kind::otherTable);
+}
+
+TEST(JudgeSetting, KeyOfControlCharacters_IsSafeToShow) {
+    EXPECT_EQ(judgeSetting("a\x1b[2J", true).value().text, "unknown setting \"a\\x1b[2J\"");
+}
+
+TEST(PortName, FormOfPath_IsEnough) {
+    for (const char* name : {"/dev/ttyUSB0", "./desk", "sub/desk", "rfc2217://host:1", "rfc2217://[::1]:65535"}) {
+        EXPECT_TRUE(isPortName(name)) << name;
+    }
+    for (const char* name :
+         {"", "ttyUSB0", "COM3", "rfc2217://127.0.0.1", "rfc2217://host:99999", "rfc2217://host:0", "rfc2217://:1",
+          "rfc2217://::1:80", "telnet://host:23", "rfc2217:/host:1", "RFC2217://host:1", "host:2217"}) {
+        EXPECT_FALSE(isPortName(name)) << name;
+    }
+}
+
+TEST(SimilarPort, Name_WithoutItsBeginning_HasItAgain) {
+    const std::vector<std::string> ports{"/dev/ttyS0", "/dev/ttyUSB0"};
+    EXPECT_EQ(similarPort("ttyUSB0", ports), "/dev/ttyUSB0");
+    EXPECT_EQ(similarPort("ttyUSB1", ports), "/dev/ttyUSB0");
+    EXPECT_EQ(similarPort("COM3", ports), "");
+    EXPECT_EQ(similarPort("host:2217", ports), "rfc2217://host:2217");
+    EXPECT_EQ(similarPort("RFC2217://host:2217", ports), "rfc2217://host:2217");
+    EXPECT_EQ(similarPort("rfc2217://host", ports), "");
+    EXPECT_EQ(similarPort("", ports), "");
+}
+
+}  // namespace
+}  // namespace cvhost
