@@ -6,34 +6,39 @@ import cpp_text
 
 # Room: the rooms it may include. A room is a folder; the longest name that fits a file is its room.
 TABLE = {
-    "host/api":   ["host/api"],
-    "host/core":  ["host/api", "host/core"],
+    "host/api": ["host/api"],
+    "host/core": ["host/api", "host/core"],
     "host/linux/serial": ["host/api", "host/core", "host/linux/serial", "rfc2217"],
     "host/linux/machine": ["host/api", "host/core", "host/linux/machine"],
     "host/linux": ["host/api", "host/core", "host/linux"],
-    "host/sim":   ["host/api", "host/core", "host/sim", "desk"],
-    "monitor":    ["host/api", "monitor"],
-    "console":    ["host/api", "monitor", "console"],
-    "plugin":     ["host/api", "console", "plugin"],
-    "rfc2217":    ["rfc2217"],
-    "desk":       ["desk"],
-    "lines":      ["desk", "lines", "rfc2217"],
-    "apps/common": ["host", "apps/common"],
-    "apps/recording": ["host", "desk", "apps/recording"],
-    "apps/cvdesk": ["host", "lines", "desk", "apps/common", "apps/recording", "apps/cvdesk"],
-    "apps/cvhost/driver": ["host", "apps/common", "apps/cvhost/driver"],
-    "apps/cvhost/wire": ["host", "apps/common", "apps/cvhost/driver", "apps/cvhost/wire"],
-    "apps/cvhost/ports": ["host", "apps/common", "apps/cvhost/driver", "apps/cvhost/wire", "apps/cvhost/ports"],
-    "apps/cvhost/report": ["host", "apps/common", "apps/cvhost/driver", "apps/cvhost/wire", "apps/cvhost/ports", "apps/cvhost/report"],
-    "apps/cvhost/doctor": ["host", "apps/common", "apps/recording", "desk", "apps/cvhost/driver", "apps/cvhost/wire", "apps/cvhost/ports", "apps/cvhost/report", "apps/cvhost/doctor"],
-    "apps/cvhost/timeline": ["host", "apps/common", "apps/recording", "apps/cvhost/driver", "apps/cvhost/wire", "apps/cvhost/ports", "apps/cvhost/report", "apps/cvhost/timeline"],
-    "apps/cvhost/web": ["host", "apps/common", "desk", "lines", "apps/cvhost/driver", "apps/cvhost/wire", "apps/cvhost/ports", "apps/cvhost/report", "apps/cvhost/web"],
-    "apps/cvhost/run": ["host", "apps/common", "apps/recording", "desk", "lines", "apps/cvhost/driver", "apps/cvhost/wire", "apps/cvhost/ports", "apps/cvhost/report", "apps/cvhost/web", "apps/cvhost/run"],
-    "apps/cvhost": ["host", "apps/common", "apps/cvhost"],
-    "packaging":  ["host"],
-    "tests":      [""],
-    "bench":      [""],
-    "fuzz":       [""],
+    "host/sim": ["host/api", "host/core", "host/sim", "desk"],
+    "monitor": ["host/api", "monitor"],
+    "console": ["host/api", "monitor", "console"],
+    "plugin": ["host/api", "console", "plugin"],
+    "rfc2217": ["rfc2217"],
+    "desk": ["desk"],
+    "lines": ["desk", "lines", "rfc2217"],
+    "apps/common": ["host/core", "apps/common"],
+    "apps/recording": ["host/core", "desk", "apps/recording"],
+    "apps/cvdesk": ["desk", "lines", "apps/common", "apps/recording", "apps/cvdesk"],
+    "apps/cvhost/driver": ["host/linux", "apps/cvhost/driver"],
+    "apps/cvhost/wire": ["host/core", "apps/common", "apps/cvhost/wire"],
+    "apps/cvhost/ports": ["host/core", "host/linux", "apps/common", "apps/cvhost/driver", "apps/cvhost/ports"],
+    "apps/cvhost/report": ["host/api", "host/core", "apps/common", "apps/cvhost/report"],
+    "apps/cvhost/doctor": ["host/api", "host/core", "host/linux", "desk", "apps/common", "apps/recording",
+                           "apps/cvhost/driver", "apps/cvhost/ports", "apps/cvhost/doctor"],
+    "apps/cvhost/timeline": ["apps/common", "apps/recording", "apps/cvhost/wire", "apps/cvhost/report",
+                             "apps/cvhost/timeline"],
+    "apps/cvhost/web": ["host/api", "desk", "lines", "apps/common", "apps/cvhost/wire", "apps/cvhost/report",
+                        "apps/cvhost/web"],
+    "apps/cvhost/run": ["host/api", "host/core", "host/linux", "desk", "lines", "apps/common", "apps/recording",
+                        "apps/cvhost/driver", "apps/cvhost/ports", "apps/cvhost/report", "apps/cvhost/web",
+                        "apps/cvhost/run"],
+    "apps/cvhost": ["apps/common", "apps/cvhost"],
+    "packaging": ["host/api", "host/linux"],
+    "tests": [""],
+    "bench": [""],
+    "fuzz": [""],
 }
 ALSO = {
     # The dialogue's operations are members of the console object.
@@ -70,6 +75,24 @@ def room_of(path):
     return max(rooms, key=len) if rooms else None
 
 
+def known_to(room, table=None):
+    """The other rooms that a room may include, and the rooms within it."""
+    table = table or TABLE
+    return {other for other in table if other != room and (other in table[room] or (room in table[room] and within(other, room)))}
+
+
+def circles(table):
+    """Yields a sentence for each room that may include itself by way of others."""
+    for room in table:
+        reached, todo = set(), [room]
+        while todo:
+            new = known_to(todo.pop(), table) - reached
+            reached |= new
+            todo += new
+        if room in reached:
+            yield f"the include table has a circle through {room}"
+
+
 def includes(text):
     """(line, own path or None, system path or None) of each include; both None for one that is computed."""
     return [(text.count("\n", 0, found.start()) + 1, found[1], found[2]) for found in INCLUDE.finditer(text)]
@@ -88,6 +111,7 @@ def of_the_world(path, text):
 def violations(root, paths):
     """Yields a sentence for each include that the table does not allow. `paths` are relative to `root`."""
     root = pathlib.Path(root)
+    yield from circles(TABLE)
     for path in paths:
         room, text = room_of(path), (root / path).read_text(errors="replace")
         if room is None:
