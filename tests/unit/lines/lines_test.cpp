@@ -55,6 +55,12 @@ public:
         }
         return m_ended;
     }
+    /// Ends the connection in order: one that is closed with bytes unread is reset, and a reset drops the desk's input.
+    void leave() {
+        ::shutdown(m_socket.get(), SHUT_WR);
+        while (hear()) {
+        }
+    }
     const std::string& heard() const { return m_heard; }
     /// Sends as much of `bytes` as goes out without anybody reading the answers.
     void flood(const rfc2217::Bytes& bytes) {
@@ -159,10 +165,9 @@ TEST_F(NetworkLine, Paced_ArrivesToo) {
 
 TEST_F(NetworkLine, FarewellAtOnce_ArrivesWholeAfterTheHostHasLeft) {
     serve({.running = true});
-    {
-        Host host(port);
-        host.say(farewell());
-    }
+    Host host(port);
+    host.say(farewell());
+    host.leave();
     EXPECT_TRUE(comes([&] { return seen(*server, received) == farewell(); })) << seen(*server, received);
     EXPECT_EQ(seen(*server, [](desk::Desk& desk) { return desk.lostInput(); }), 0U);
 }
