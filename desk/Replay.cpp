@@ -19,38 +19,76 @@ std::string shown(std::size_t byte) {
 
 }  // namespace
 
-Replay::Replay(std::vector<Step> steps, Time now) : m_steps(std::move(steps)), m_now(now) { release(now, Time::zero()); }
+void Replay::Steps::addBytes(Time at, Kind kind, std::string_view bytes, Bytes& all) {
+    if (bytes.empty()) return;
+    if (!m_runs.empty() && m_runs.back().kind == kind && m_runs.back().at == at) {
+        m_runs.back().value += bytes.size();
+    } else {
+        m_runs.push_back({at, bytes.size(), kind});
+    }
+    all.insert(all.end(), bytes.begin(), bytes.end());
+}
+
+void Replay::Steps::hostSends(Time at, std::string_view bytes) {
+    m_hostSteps += bytes.size();
+    addBytes(at, Kind::hostBytes, bytes, m_hostBytes);
+}
+
+void Replay::Steps::hostDrivesRts(Time at, bool high) {
+    ++m_hostSteps;
+    m_runs.push_back({at, high ? 1U : 0U, Kind::hostRts});
+}
+
+void Replay::Steps::consoleSends(Time at, std::string_view bytes) { addBytes(at, Kind::bytes, bytes, m_consoleBytes); }
+
+void Replay::Steps::consoleDoes(Time at, std::size_t mark) { m_runs.push_back({at, mark, Kind::mark}); }
+
+Replay::Replay(Steps steps, Time now) : m_steps(std::move(steps)), m_now(now) { release(now, Time::zero()); }
 
 Time Replay::present(Time now) { return m_now = std::max(m_now, now); }
 
 void Replay::release(Time from, Time recordedFrom) {
-    for (; m_next < m_steps.size() && !ofHost(m_steps[m_next]); ++m_next) {
-        Time at = from + (m_steps[m_next].at - recordedFrom);
-        if (!m_due.empty()) at = std::max(at, m_due.back().at);
-        m_due.push_back({at, &m_steps[m_next]});
+    const auto& runs = m_steps.m_runs;
+    const std::size_t first = m_next;
+    while (m_next < runs.size() && !runs[m_next].ofHost()) ++m_next;
+    if (m_next == first) return;
+    Due due{.run = first, .end = m_next, .shift = from - recordedFrom, .earliest = from};
+    if (!m_due.empty()) {
+        const Due& before = m_due.back();
+        due.earliest = std::max(from, std::max(before.earliest, before.shift + runs[before.end - 1].at));
     }
+    m_due.push_back(due);
 }
 
 void Replay::heard(Time now) {
-    const Time recorded = m_steps[m_next++].at;
-    release(now, recorded);
+    const Run& run = m_steps.m_runs[m_next];
+    ++m_heard;
+    if (run.kind == Kind::hostBytes) {
+        m_steps.m_hostBytes.pop_front();
+        if (++m_nextBytes < run.value) return;
+        m_nextBytes = 0;
+    }
+    ++m_next;
+    release(now, run.at);
 }
 
 void Replay::differs(std::string what) {
     ++m_differenceCount;
     if (m_differences.size() >= mostDifferences) return;
     std::array<char, 32> time{};
-    const Time at = m_next < m_steps.size() ? m_steps[m_next].at : m_steps.empty() ? Time::zero() : m_steps.back().at;
+    const auto& runs = m_steps.m_runs;
+    const Time at = m_next < runs.size() ? runs[m_next].at : runs.empty() ? Time::zero() : runs.back().at;
     std::snprintf(time.data(), time.size(), "at %.6f s ", std::chrono::duration<double>(at).count());
     m_differences.push_back(time.data() + std::move(what));
 }
 
 void Replay::receive(unsigned char byte, Time now) {
     now = present(now);
-    if (m_next == m_steps.size()) return differs("the host sends " + shown(byte) + ", and nothing more is recorded");
-    const Step& expected = m_steps[m_next];
-    if (expected.what == Step::What::hostRts) return differs("the host sends " + shown(byte) + " in place of an RTS level");
-    if (expected.value != byte) differs("the host sends " + shown(byte) + " in place of " + shown(expected.value));
+    if (m_next == m_steps.m_runs.size()) return differs("the host sends " + shown(byte) + ", and nothing more is recorded");
+    if (m_steps.m_runs[m_next].kind == Kind::hostRts)
+        return differs("the host sends " + shown(byte) + " in place of an RTS level");
+    const unsigned char expected = m_steps.m_hostBytes.front();
+    if (expected != byte) differs("the host sends " + shown(byte) + " in place of " + shown(expected));
     heard(now);
 }
 
@@ -58,43 +96,45 @@ void Replay::setRts(bool high, Time now) {
     now = present(now);
     if (high == std::exchange(m_rts, high)) return;
     const std::size_t level = high ? 1 : 0;
-    const auto found =
-        std::find_if(m_steps.begin() + static_cast<std::ptrdiff_t>(m_next), m_steps.end(),
-                     [&](const Step& step) { return step.what == Step::What::hostRts && step.value == level; });
-    if (found == m_steps.end()) return differs("the host drives RTS " + std::string(high ? "high" : "low") + " once more");
+    const auto& runs = m_steps.m_runs;
+    const auto found = std::find_if(runs.begin() + static_cast<std::ptrdiff_t>(m_next), runs.end(),
+                                    [&](const Run& run) { return run.kind == Kind::hostRts && run.value == level; });
+    if (found == runs.end()) return differs("the host drives RTS " + std::string(high ? "high" : "low") + " once more");
+    const auto wanted = static_cast<std::size_t>(found - runs.begin());
     std::size_t skipped = 0;
-    for (; &m_steps[m_next] != &*found; heard(now)) ++skipped;
+    for (; m_next != wanted; heard(now)) ++skipped;
     if (skipped != 0) differs("the host has left out " + std::to_string(skipped) + " steps before it drives RTS");
     heard(now);
 }
 
+void Replay::finishDueRun() {
+    m_dueBytes = 0;
+    if (++m_due.front().run == m_due.front().end) m_due.pop_front();
+}
+
 std::optional<TimedByte> Replay::takeOutput(Time now) {
     now = present(now);
-    if (m_due.empty() || m_due.front().at > now || m_due.front().step->what != Step::What::byte) return std::nullopt;
-    const Due due = m_due.front();
-    m_due.pop_front();
-    return TimedByte{due.at, static_cast<unsigned char>(due.step->value)};
+    if (m_due.empty() || dueTime() > now || dueRun().kind != Kind::bytes) return std::nullopt;
+    const TimedByte taken{dueTime(), m_steps.m_consoleBytes.front()};
+    m_steps.m_consoleBytes.pop_front();
+    if (++m_dueBytes == dueRun().value) finishDueRun();
+    return taken;
 }
 
 bool Replay::markDue(Time now) const {
-    return !m_due.empty() && m_due.front().at <= std::max(m_now, now) && m_due.front().step->what == Step::What::mark;
+    return !m_due.empty() && dueTime() <= std::max(m_now, now) && dueRun().kind == Kind::mark;
 }
 
 std::optional<std::size_t> Replay::takeMark(Time now) {
     if (!markDue(present(now))) return std::nullopt;
-    const std::size_t mark = m_due.front().step->value;
-    m_due.pop_front();
+    const std::size_t mark = dueRun().value;
+    finishDueRun();
     return mark;
 }
 
 std::optional<Time> Replay::nextEvent() const {
     if (m_due.empty()) return std::nullopt;
-    return m_due.front().at;
-}
-
-std::size_t Replay::missing() const {
-    return static_cast<std::size_t>(
-        std::count_if(m_steps.begin() + static_cast<std::ptrdiff_t>(m_next), m_steps.end(), ofHost));
+    return dueTime();
 }
 
 }  // namespace desk

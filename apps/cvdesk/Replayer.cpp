@@ -12,7 +12,7 @@ constexpr std::chrono::milliseconds look(20);
 
 }  // namespace
 
-int replay(std::vector<desk::Replay::Step> steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
+int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
            const std::function<void(const std::string&)>& tell, lines::MachineServer::Failed failed) {
     auto machine = std::make_unique<desk::Replay>(std::move(steps), lines::present());
     const desk::Replay& played = *machine;

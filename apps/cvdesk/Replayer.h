@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "apps/common/Wake.h"
 #include "desk/Replay.h"
@@ -15,7 +14,7 @@
 namespace cvdesk {
 
 /// Plays the steps behind `line` and tells each difference when it is noticed, a line with its end. The status to exit with.
-int replay(std::vector<desk::Replay::Step> steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
+int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
            const std::function<void(const std::string&)>& tell, lines::MachineServer::Failed failed);
 
 }  // namespace cvdesk

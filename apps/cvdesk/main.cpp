@@ -1,4 +1,5 @@
 // cvdesk is a console: a simulated desk behind a network serial port, a pseudo-terminal or a USB serial adapter.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -76,11 +77,13 @@ std::string awaitSerialPort(int plug, cvhost::Wake& wake) {
     }
 }
 
-std::vector<desk::Replay::Step> loadReplay(const Options& options) {
+desk::Replay::Steps loadReplay(const Options& options) {
     if (options.replayFile.empty()) return {};
     const auto isLoss = [](const recording::Event& event) { return event.what == recording::Event::What::lost; };
     const bool hasRts = !std::holds_alternative<std::string>(options.line);
-    return recording::stepsOf(recording::readFile(options.replayFile), isLoss, hasRts);
+    ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);  // large buffers go back to the system: a long recording needs several in turn
+    const std::string text = recording::textOf(options.replayFile);
+    return recording::stepsOf(recording::Reader(text), isLoss, hasRts);
 }
 
 /// Has a failed thread reported and the run ended.
@@ -117,7 +120,7 @@ void tellLossInAll(lines::DeskServer& server, cvhost::Output& output) {
     if (lost != 0) output.put("Lost " + std::to_string(lost) + " bytes of input in all\n");
 }
 
-int serve(const Options& options, const std::vector<Step>& steps, std::vector<desk::Replay::Step> recorded) {
+int serve(const Options& options, const std::vector<Step>& steps, desk::Replay::Steps recorded) {
     cvhost::Wake wake;
     Failure failure(wake);
     const auto failed = [&failure] { failure.take(); };
@@ -156,7 +159,7 @@ int run(int argc, const char* const* argv) {
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     const Options& options = std::get<Options>(parsed);
     std::vector<Step> steps;
-    std::vector<desk::Replay::Step> recorded;
+    desk::Replay::Steps recorded;
     try {
         steps = loadScript(options.scriptFile);
         recorded = loadReplay(options);

@@ -265,13 +265,17 @@ std::string textOf(const std::string& path) {
     return text;
 }
 
+std::optional<Event> nextGood(Reader& reader) {
+    auto item = reader.next();
+    if (!item) return std::nullopt;
+    if (const auto* damage = std::get_if<Damage>(&*item)) throw Error(damage->text());
+    return std::get<Event>(*std::move(item));
+}
+
 Recording read(std::string_view text) {
     Reader reader(text);
     Recording recording{.program = reader.program(), .started = reader.started(), .events = {}};
-    while (auto item = reader.next()) {
-        if (const auto* damage = std::get_if<Damage>(&*item)) throw Error(damage->text());
-        recording.events.push_back(std::get<Event>(*std::move(item)));
-    }
+    while (auto event = nextGood(reader)) recording.events.push_back(*std::move(event));
     recording.cutShort = reader.cutShort();
     return recording;
 }

@@ -93,6 +93,9 @@ private:
     std::optional<Event> m_event;      ///< comes after the damage
 };
 
+/// The next event; nothing at the end. Throws Error if a line is damaged.
+std::optional<Event> nextGood(Reader& reader);
+
 /// The text of a file, whole. Throws Error if it cannot be read or is larger than any recording.
 std::string textOf(const std::string& path);
 

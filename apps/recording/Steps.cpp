@@ -4,21 +4,19 @@
 
 namespace recording {
 
-using Step = desk::Replay::Step;
-
-std::vector<Step> stepsOf(const Recording& recording, const std::function<bool(const Event&)>& isMark, bool rts) {
-    std::vector<Step> steps;
+desk::Replay::Steps stepsOf(Reader reader, const std::function<bool(const Event&)>& isMark, bool rts) {
+    desk::Replay::Steps steps;
     int level = 1;
-    for (std::size_t i = 0; i < recording.events.size(); ++i) {
-        const Event& event = recording.events[i];
-        if (event.what == Event::What::tx || event.what == Event::What::rx) {
-            const auto what = event.what == Event::What::tx ? Step::What::hostByte : Step::What::byte;
-            for (const char byte : event.text) steps.push_back({event.at, what, static_cast<unsigned char>(byte)});
-        } else if (event.what == Event::What::rts) {
-            if (std::exchange(level, event.number) == event.number || !rts) continue;
-            steps.push_back({event.at, Step::What::hostRts, event.number == 0 ? 0U : 1U});
-        } else if (isMark(event)) {
-            steps.push_back({event.at, Step::What::mark, i});
+    for (std::size_t i = 0; const auto event = nextGood(reader); ++i) {
+        if (event->what == Event::What::tx) {
+            steps.hostSends(event->at, event->text);
+        } else if (event->what == Event::What::rx) {
+            steps.consoleSends(event->at, event->text);
+        } else if (event->what == Event::What::rts) {
+            if (std::exchange(level, event->number) == event->number || !rts) continue;
+            steps.hostDrivesRts(event->at, event->number != 0);
+        } else if (isMark(*event)) {
+            steps.consoleDoes(event->at, i);
         }
     }
     return steps;

@@ -1,4 +1,4 @@
-// A browser's side of cvhost's page, byte by byte.
+// A connection to this machine, byte by byte: a browser's side of cvhost's page.
 //
 // Threads: one. Nothing waits longer than a generous limit: then it throws.
 #pragma once
@@ -22,6 +22,8 @@ public:
     explicit WebClient(int port, int receiveBuffer = 0);
 
     void send(const std::string& bytes);
+    /// Waits for some bytes more. False: the server has closed.
+    bool receive();
     /// All until the server closes.
     WebAnswer answer();
     /// The next piece of /events, which send() has asked for.
@@ -33,8 +35,6 @@ public:
     static std::string get(int port, const std::string& path);
 
 private:
-    bool receive();
-
     lines::FileDescriptor m_socket;
     std::string m_received;
 };
