@@ -13,6 +13,15 @@ using Time = std::chrono::nanoseconds;
 /// Ten bits at 9600 baud, to the nearest nanosecond.
 inline constexpr Time byteTime{(10LL * 1'000'000'000 + 9600 / 2) / 9600};
 
+/// How the host has set its end of the line, as far as the line shows it: 0 and '?' stand for what it does not.
+struct LineSettings {
+    int baud = 0;
+    int dataBits = 0;
+    char parity = '?';
+    int stopBits = 0;
+    bool operator==(const LineSettings&) const = default;
+};
+
 struct TimedByte {
     Time at;
     unsigned char byte;
@@ -26,6 +35,8 @@ public:
     /// The host begins to send a byte, or queues it behind those on their way.
     virtual void receive(unsigned char byte, Time now) = 0;
     virtual void setRts(bool high, Time now) = 0;
+    /// The host has set its end of the line; it may be one of several steps.
+    virtual void setLine(const LineSettings& settings) { static_cast<void>(settings); }
     /// The line towards the machine is cut: what the host has sent and has not arrived yet never arrives.
     virtual void dropInput(Time now) { static_cast<void>(now); }
     /// The next byte that has left by `now`, in order; call until there is none.

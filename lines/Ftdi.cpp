@@ -83,6 +83,12 @@ std::string formatOf(unsigned value) {
     return format += stopBits.at(value >> 11 & 3U);
 }
 
+desk::LineSettings settingsOf(const SerialSettings& settings) {
+    const std::string& format = settings.format;
+    if (format.size() != 3) return {.baud = settings.baud};
+    return {.baud = settings.baud, .dataBits = format[0] - '0', .parity = format[1], .stopBits = format[2] - '0'};
+}
+
 desk::Time timeOf(std::size_t bytes, int baud, const desk::Machine& desk) {
     if (desk.unpaced() || baud == 0) return {};
     return static_cast<desk::Time::rep>(bytes) * desk::Time(10LL * 1'000'000'000 / baud);
@@ -112,7 +118,10 @@ std::optional<Ftdi::Bytes> Ftdi::control(const Setup& setup, desk::Machine& desk
     const SerialSettings before = m_settings;
     if (!vendorRequest(setup, desk, now)) return std::nullopt;
     const bool complete = m_settings.baud != 0 && !m_settings.format.empty();
-    if (m_watcher && complete && m_settings != before) m_watcher(m_settings);
+    if (complete && m_settings != before) {
+        desk.setLine(settingsOf(m_settings));
+        if (m_watcher) m_watcher(m_settings);
+    }
     return Bytes{};
 }
 

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <termios.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 
@@ -35,6 +36,21 @@ void makeRaw(const std::string& device) {
 std::string targetOf(const std::string& link) {
     std::error_code ignored;
     return std::filesystem::read_symlink(link, ignored);
+}
+
+/// As the host has set its end. A pseudo-terminal always has 8 data bits and no parity, whatever a host asks for.
+desk::LineSettings settingsOf(const FileDescriptor& master) {
+    struct Speed {
+        speed_t code;
+        int baud;
+    };
+    constexpr Speed speeds[] = {{B1200, 1200},   {B2400, 2400},   {B4800, 4800},   {B9600, 9600},
+                                {B19200, 19200}, {B38400, 38400}, {B57600, 57600}, {B115200, 115200}};
+    termios mode{};
+    if (::tcgetattr(master.get(), &mode) != 0) return {};
+    const auto* const known =
+        std::ranges::find_if(speeds, [&](const Speed& speed) { return speed.code == ::cfgetospeed(&mode); });
+    return {.baud = known == std::end(speeds) ? 1 : known->baud, .stopBits = (mode.c_cflag & CSTOPB) != 0 ? 2 : 1};
 }
 
 /// Some file systems cut what they keep of `than`, down to whole seconds.
@@ -112,6 +128,7 @@ void Pty::service(desk::Machine& desk, desk::Time now) {
     ::poll(&master, 1, 0);
     if ((master.revents & POLLIN) != 0) {
         const ssize_t count = ::read(m_master.get(), bytes.data(), bytes.size());
+        desk.setLine(settingsOf(m_master));
         for (ssize_t i = 0; i < count; ++i)
             desk.receive(static_cast<unsigned char>(bytes[static_cast<std::size_t>(i)]), now);
     }

@@ -5,8 +5,10 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "lines/Backlog.h"
@@ -81,6 +83,16 @@ private:
         for (const unsigned char byte : bytes) desk->receive(byte, now);
     }
     void rts(bool high) override { desk->setRts(high, now); }
+    void settings(std::uint32_t baud, unsigned dataSize, rfc2217::Parity parity, rfc2217::StopSize stopSize) override {
+        constexpr std::string_view letters = "?NOEMS";
+        const auto letter = std::min<std::size_t>(static_cast<std::size_t>(parity), letters.size());
+        desk->setLine({.baud = static_cast<int>(baud),
+                       .dataBits = static_cast<int>(dataSize),
+                       .parity = letter < letters.size() ? letters[letter] : '?',
+                       .stopBits = stopSize == rfc2217::StopSize::one   ? 1
+                                   : stopSize == rfc2217::StopSize::two ? 2
+                                                                        : 0});
+    }
 
     rfc2217::ServerPort port;
     std::vector<unsigned char> suspended;

@@ -6,7 +6,7 @@ _cvhost() {
     if [[ $current == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$(grep -oE '^ +(-h,)?--[a-z0-9-]+' <<<"$help" | grep -oE -- '--.*')" -- "$current")
     elif [[ $COMP_CWORD -eq 1 ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' <<<"$help")" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]*\) .*/\1/p' <<<"$help")" -- "$current")
     fi
 }
 # Without an answer here: the name of a file.

@@ -36,16 +36,20 @@ void ServerPort::command(Command command, std::span<const unsigned char> value, 
         case Command::setBaudRate:
             if (const auto baud = Codec::baudRate(value.first<4>())) m_baud = baud;
             m_codec.appendBaudRate(m_baud, out);
+            tellSettings();
             break;
         case Command::setDataSize:
             m_codec.appendCommand(command, settle(value[0], 5, 8, m_dataSize), out);
+            tellSettings();
             break;
         case Command::setParity:
             m_codec.appendCommand(command, settle(value[0], code(Parity::none), code(Parity::space), m_parity), out);
+            tellSettings();
             break;
         case Command::setStopSize:
             m_codec.appendCommand(command, settle(value[0], code(StopSize::one), code(StopSize::oneAndHalf), m_stopSize),
                                   out);
+            tellSettings();
             break;
         case Command::setControl:
             control(value[0], out);
@@ -64,6 +68,8 @@ void ServerPort::command(Command command, std::span<const unsigned char> value, 
             break;
     }
 }
+
+void ServerPort::tellSettings() { m_attached.settings(m_baud, m_dataSize, Parity{m_parity}, StopSize{m_stopSize}); }
 
 void ServerPort::control(unsigned char asked, Bytes& out) {
     struct Group {

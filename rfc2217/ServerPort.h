@@ -16,6 +16,10 @@ public:
     /// Valid during the call.
     virtual void data(std::span<const unsigned char> bytes) = 0;
     virtual void rts(bool high) = 0;
+    /// What the client has asked for, one of the four values at a time.
+    virtual void settings(std::uint32_t baud, unsigned dataSize, Parity parity, StopSize stopSize) {
+        static_cast<void>(baud), static_cast<void>(dataSize), static_cast<void>(parity), static_cast<void>(stopSize);
+    }
 
 protected:
     ~Attached() = default;
@@ -38,6 +42,7 @@ private:
     void data(std::span<const unsigned char> bytes) override { m_attached.data(bytes); }
     void command(Command command, std::span<const unsigned char> value, Bytes& out) override;
     void control(unsigned char asked, Bytes& out);
+    void tellSettings();
 
     Codec m_codec{Role::server};
     Attached& m_attached;

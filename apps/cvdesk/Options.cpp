@@ -129,6 +129,10 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
         ->check(whyNoName)
         ->type_name("FILE")
         ->excludes(script);
+    CLI::Option* check =
+        app.add_flag("--check", options.check, "Be the far end of a line whose host is being checked, not a desk")
+            ->excludes(script);
+    app.get_option("--replay")->excludes(check);
     app.add_flag("--unpaced", options.desk.unpaced, "Let bytes take no time on the line, instead of 9600 baud");
     app.add_flag("--silent", options.desk.silent, "Hear everything, never send a byte");
     app.add_flag("--no-monitor", options.desk.noMonitor, "Boot straight into the program");

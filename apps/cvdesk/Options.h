@@ -23,6 +23,7 @@ struct Options {
     /// Where to serve: on the network, behind a symbolic link to a pseudo-terminal, or as a USB device.
     std::variant<NetworkAddress, std::string, UsbAdapter> line;
     desk::Options desk;
+    bool check = false;      ///< the far end that checks of a host need, in place of a desk
     std::string scriptFile;  ///< empty: no script
     std::string replayFile;  ///< empty: a desk, not a recording
 };

@@ -20,6 +20,7 @@
 #include "apps/cvdesk/Script.h"
 #include "apps/cvdesk/Telling.h"
 #include "apps/recording/Steps.h"
+#include "desk/CheckDesk.h"
 #include "lines/DeskServer.h"
 #include "lines/Pty.h"
 #include "lines/Rfc2217Server.h"
@@ -138,6 +139,14 @@ int serve(const Options& options, const std::vector<Step>& steps, desk::Replay::
     if (!options.replayFile.empty()) {
         const auto say = [&](const std::string& text) { output.put(text); };
         return failure.statusOr(replay(std::move(recorded), std::move(place.line), wake, say, failed));
+    }
+    if (options.check) {
+        const bool hasRts = !std::holds_alternative<std::string>(options.line);
+        const lines::MachineServer server(std::make_unique<desk::CheckDesk>(hasRts), std::move(place.line), failed);
+        if (place.plug) output.put("Listening on " + awaitSerialPort(*place.plug, wake) + '\n');
+        while (wake.wait(std::chrono::hours(1)) != cvhost::Wake::Cause::end) {
+        }
+        return failure.statusOr(exitStatus::ended);
     }
     const auto watcher = [&](const desk::Happening& happening) {
         tell(happening);

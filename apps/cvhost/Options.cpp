@@ -69,6 +69,19 @@ constexpr const char* timelineFooter =
     "Example:\n"
     "  cvhost timeline field.jsonl | less       what \"cvhost run --record field.jsonl\" has recorded";
 
+constexpr const char* checkHostFooter =
+    "The plug-in CorvaneHostCheck.so is loaded in the driver's place. docs/host-interface.md lists the promises by their "
+    "ids,\n"
+    "docs/host-check.md says how to check a host of your own. The last line names the check that has ended or stopped a "
+    "host.\n"
+    "\n"
+    "Exit status: 0 nothing failed; 1 something failed, or nothing could be tried; 2 the command line is wrong.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost check-host                        everything that the driver relies on\n"
+    "  cvhost check-host --level 3              with floods, a cut line and 100 loads\n"
+    "  cvhost check-host --only serial-rts      one promise";
+
 constexpr std::chrono::duration<double> longestTime = std::chrono::hours(24 * 365);
 
 /// "KEY=VALUE" in two; the key must not be empty.
@@ -166,6 +179,36 @@ CLI::App& addTimeline(CLI::App& app, TimelineOptions& options) {
     return timeline;
 }
 
+CLI::App& addCheckHost(CLI::App& app, CheckHostOptions& options) {
+    CLI::App& check = *app.add_subcommand("check-host", "Check whether this host keeps its promises to the driver.");
+    check.footer(checkHostFooter);
+    check.add_option("--plugin", options.plugin, "Load this plug-in, in place of the installed CorvaneHostCheck.so")
+        ->check(whyNoName)
+        ->type_name("PATH");
+    check
+        .add_option(
+            "--port", options.port,
+            "Use the port of this name, with \"cvdesk --check\" or a loop-back plug behind it, in place of a far end "
+            "inside this program")
+        ->check(whyNoName)
+        ->check(portNameProblem)
+        ->type_name("NAME");
+    check
+        .add_option("--level", options.level,
+                    "1: a console can be started; 2: all that the driver relies on (the default); "
+                    "3: floods, a cut line and 100 loads too")
+        ->check(CLI::Range(1, 3))
+        ->type_name("1|2|3");
+    check.add_option("--only", options.only, "Try these promises alone, ids with commas between them")->type_name("ID,...");
+    check.add_option("--seed", options.seed, "Repeat a run's random bytes")->check(CLI::NonNegativeNumber)->type_name("N");
+    check.add_option("--json", options.json, "Write the results to this file as JSON")->check(whyNoName)->type_name("FILE");
+    check.add_option("--junit", options.junit, "Write the results to this file as JUnit's XML")
+        ->check(whyNoName)
+        ->type_name("FILE");
+    check.add_flag("--list", options.list, "List the promises and try none");
+    return check;
+}
+
 /// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
 int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const char* const> arguments) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -180,12 +223,13 @@ int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const ch
 
 }  // namespace
 
-std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCommandLine(int argc,
-                                                                                          const char* const* argv) {
+std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, CheckHostOptions, int> parseCommandLine(
+    int argc, const char* const* argv) {
     Options options;
     PortsOptions portsOptions;
     DoctorOptions doctorOptions;
     TimelineOptions timelineOptions;
+    CheckHostOptions checkHostOptions;
     std::vector<std::string> settings;
     std::vector<std::string> preferences;
     bool webOpen = false;
@@ -197,6 +241,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
     const CLI::App& ports = addPorts(app, portsOptions);
     const CLI::App& doctor = addDoctor(app, doctorOptions);
     const CLI::App& timeline = addTimeline(app, timelineOptions);
+    const CLI::App& checkHost = addCheckHost(app, checkHostOptions);
 
     CLI::App& run = *app.add_subcommand("run", "Bring a console up and show its keys, wheel and lamps.");
     run.footer(runFooter);
@@ -233,6 +278,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCo
         if (ports.parsed()) return portsOptions;
         if (doctor.parsed()) return doctorOptions;
         if (timeline.parsed()) return timelineOptions;
+        if (checkHost.parsed()) return checkHostOptions;
         checkOpen(options.web, webOpen);
         for (const std::string& text : settings) {
             options.settings.push_back(assignment(text, "--set"));

@@ -3,6 +3,7 @@
 
 #include <variant>
 
+#include "apps/cvhost/checkhost/Options.h"
 #include "apps/cvhost/doctor/Options.h"
 #include "apps/cvhost/ports/Options.h"
 #include "apps/cvhost/run/Options.h"
@@ -11,6 +12,7 @@
 namespace cvhost {
 
 /// What the command line asks for, or the exit status of a program that has said all there is to say.
-std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, int> parseCommandLine(int argc, const char* const* argv);
+std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, CheckHostOptions, int> parseCommandLine(
+    int argc, const char* const* argv);
 
 }  // namespace cvhost

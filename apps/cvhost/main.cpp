@@ -12,6 +12,7 @@
 #include "apps/common/StartTime.h"
 #include "apps/common/Wake.h"
 #include "apps/cvhost/Options.h"
+#include "apps/cvhost/checkhost/CheckHost.h"
 #include "apps/cvhost/doctor/Doctor.h"
 #include "apps/cvhost/ports/Ports.h"
 #include "apps/cvhost/run/Session.h"
@@ -35,6 +36,7 @@ int run(int argc, char** argv, cvhost::StartTime start) {
     if (const auto* ports = std::get_if<cvhost::PortsOptions>(&parsed)) return cvhost::showPorts(*ports);
     if (const auto* timeline = std::get_if<cvhost::TimelineOptions>(&parsed)) return cvhost::showTimeline(*timeline);
     cvhost::Wake wake;
+    if (const auto* check = std::get_if<cvhost::CheckHostOptions>(&parsed)) return cvhost::checkHost(*check, wake);
     if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
     return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
 }

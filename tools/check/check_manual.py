@@ -9,7 +9,7 @@ PROGRAMS = ("cvhost", "cvdesk")
 SECONDS = 60
 
 HEADING = re.compile(r"^#+ ")
-SUBCOMMAND = re.compile(rf"^## (?:{'|'.join(PROGRAMS)}) ([a-z]+)")
+SUBCOMMAND = re.compile(rf"^## (?:{'|'.join(PROGRAMS)}) ([a-z-]+)")
 # An option has an entry of its own, at the beginning of a line; anywhere else it is only talked of.
 ENTRY = re.compile(r"^(?:\*-\w\*, )?\*(--[a-z0-9-]+)\*")
 TALKED_OF = re.compile(r"--[a-z][a-z0-9-]*")
@@ -39,7 +39,7 @@ def helped(program, *subcommand, env=None):
                             timeout=SECONDS, check=True, env=env)
     options = set(re.findall(r"^ +(?:-h,)?(--[a-z0-9-]+)", result.stdout, re.MULTILINE))
     listed = re.search(r"^Subcommands:\n((?:  .*\n)+)", result.stdout, re.MULTILINE)
-    return options, set(re.findall(r"^  ([a-z]+) ", listed[1], re.MULTILINE)) if listed else set()
+    return options, set(re.findall(r"^  ([a-z-]+) ", listed[1], re.MULTILINE)) if listed else set()
 
 
 def options_of(program, env=None):

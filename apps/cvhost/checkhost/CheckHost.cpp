@@ -1,0 +1,179 @@
+#include "apps/cvhost/checkhost/CheckHost.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "apps/common/ExitStatus.h"
+#include "apps/cvhost/driver/Driver.h"
+#include "desk/CheckDesk.h"
+#include "host/api/ConsoleInput.h"
+#include "host/core/Events.h"
+#include "host/core/Failure.h"
+#include "host/core/KeyQueue.h"
+#include "host/core/Settings.h"
+#include "host/linux/LogOutput.h"
+#include "host/linux/PluginLibrary.h"
+#include "host/linux/machine/PortList.h"
+#include "lines/MachineServer.h"
+#include "lines/Rfc2217Server.h"
+
+namespace cvhost {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr int manyLoads = 100;
+constexpr auto handlerLimit = 60s;  ///< for the checks that need a handler table, before the handler's key is pressed
+constexpr int handlerCode = 5;
+
+/// Prints what the plug-in says of its checks: which one it begins is out before it begins.
+class LogPrinter final : public EventSink {
+public:
+    void log(std::string_view text) override {
+        constexpr std::string_view prefix = "hostcheck: ";
+        if (text.starts_with(prefix)) std::cout << text.substr(prefix.size()) << std::flush;
+    }
+    void port(std::string_view, PortState) override {}
+    void key(int, bool, int) override {}
+    void wire(Direction, std::span<const unsigned char>) override {}
+    void rts(int) override {}
+};
+
+struct Pressed final : ConsoleHandler {
+    explicit Pressed(Wake& toWake) : wake(toWake) {}
+    bool execute(int) override {
+        done = true;
+        wake.signal();
+        return true;
+    }
+
+    std::atomic<bool> done = false;
+    Wake& wake;
+};
+
+/// A file of our own for the results when the user wants none.
+class ResultFile {
+public:
+    explicit ResultFile(std::string wanted) : m_path(std::move(wanted)), m_own(m_path.empty()) {
+        if (!m_own) return;
+        m_path = std::filesystem::temp_directory_path() / "cvhost-check-XXXXXX";
+        const int file = ::mkstemp(m_path.data());
+        if (file < 0) throw std::system_error(errno, std::generic_category(), "cannot make " + m_path);
+        ::close(file);
+    }
+    ResultFile(const ResultFile&) = delete;
+    ResultFile& operator=(const ResultFile&) = delete;
+    ~ResultFile() {
+        if (m_own) ::unlink(m_path.c_str());
+    }
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+    const bool m_own;
+};
+
+void setVariable(const char* name, const std::string& value) {
+    if (value.empty())
+        ::unsetenv(name);
+    else
+        ::setenv(name, value.c_str(), 1);
+}
+
+void prepareEnvironment(const CheckHostOptions& options, const std::string& json) {
+    setVariable("CORVANE_HOSTCHECK_LEVEL", std::to_string(options.level));
+    setVariable("CORVANE_HOSTCHECK_ONLY", options.only);
+    setVariable("CORVANE_HOSTCHECK_LIST", options.list ? "1" : "");
+    setVariable("CORVANE_HOSTCHECK_SEED", options.seed);
+    setVariable("CORVANE_HOSTCHECK_JSON", json);
+    setVariable("CORVANE_HOSTCHECK_JUNIT", options.junit);
+    setVariable("CORVANE_HOSTCHECK_LOADS", options.level >= 3 && !options.list ? std::to_string(manyLoads) : "");
+    setVariable("CORVANE_HOSTCHECK_LOADED", "");
+}
+
+void complain(const std::string& sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
+
+/// Loads the plug-in and unloads it when it has done what it does; `last`: it also wants a handler table. False when it is
+/// no use.
+bool visit(const std::string& path, bool last, Wake& wake) {
+    PluginLibrary plugin;
+    if (const std::string problem = plugin.load(path); !problem.empty()) {
+        complain(loadProblem(problem));
+        return false;
+    }
+    iConsoleResource* const console = plugin.console();
+    if (console != nullptr) {
+        console->init();
+        while (!console->active() && !hasFailed() && wake.wait(20ms) != Wake::Cause::end) {
+        }
+        Pressed pressed(wake);
+        ConsoleHandlerTable table;
+        table.set(handlerCode, &pressed);
+        ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&table);
+        const auto end = Clock::now() + handlerLimit;
+        while (last && console->active() && !pressed.done && Clock::now() < end) {
+            if (wake.wait(20ms) == Wake::Cause::end) break;
+        }
+        console->exit();
+        ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
+    } else {
+        complain(path + " registers no console");
+    }
+    keyQueue().clear();
+    const std::string problem = plugin.unload();
+    if (!problem.empty()) complain(loadProblem(problem));
+    return console != nullptr && problem.empty();
+}
+
+/// The exit status that the results give.
+int judge(const std::string& path) {
+    const auto results = nlohmann::json::parse(std::ifstream(path), nullptr, false);
+    if (!results.is_object() || !results.contains("results") || results["results"].empty()) {
+        complain("the plug-in wrote no results; is it CorvaneHostCheck.so");
+        return exitStatus::none;
+    }
+    int status = exitStatus::active;
+    for (const auto& result : results["results"]) {
+        if (result["result"] == "fail" || result["result"] == "running") status = exitStatus::none;
+    }
+    return status;
+}
+
+}  // namespace
+
+int checkHost(const CheckHostOptions& options, Wake& wake) {
+    const ResultFile results(options.json);
+    prepareEnvironment(options, results.path());
+    LogPrinter printer;
+    setLogDestinations({.standardError = false, .file = false});
+    setEventSink(&printer);
+    std::unique_ptr<lines::MachineServer> desk;
+    if (options.port) {
+        showOnlyPorts({});
+        settings().set("console_port", *options.port);
+    } else {
+        desk = std::make_unique<lines::MachineServer>(std::make_unique<desk::CheckDesk>(true),
+                                                      std::make_unique<lines::Rfc2217Server>("127.0.0.1", 0), keepFailure);
+        showOnlyPorts({{.name = desk->name(), .description = "Corvane Console"}});
+    }
+    const std::string path = options.plugin.value_or(pluginPath("CorvaneHostCheck.so"));
+    const int loads = options.level >= 3 && !options.list ? manyLoads : 1;
+    bool useful = true;
+    for (int load = 1; load <= loads && useful; ++load) useful = visit(path, load == loads && !options.list, wake);
+    setEventSink(nullptr);
+    if (options.list) return useful ? exitStatus::active : exitStatus::none;
+    const int status = judge(results.path());
+    return useful ? status : exitStatus::none;
+}
+
+}  // namespace cvhost

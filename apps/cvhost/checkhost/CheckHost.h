@@ -1,0 +1,15 @@
+// cvhost check-host: this host, as the plug-in sees it that checks hosts.
+//
+// Threads: the main thread; the host's log is printed on the thread that writes to it.
+#pragma once
+
+#include "apps/common/Wake.h"
+#include "apps/cvhost/checkhost/Options.h"
+
+namespace cvhost {
+
+/// Loads the plug-in, has it try the host's promises, and prints what it logs. The exit status: 0 nothing failed; 1
+/// something did, or nothing could be tried.
+int checkHost(const CheckHostOptions& options, Wake& wake);
+
+}  // namespace cvhost

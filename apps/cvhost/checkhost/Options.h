@@ -1,0 +1,21 @@
+// What the command line says to `cvhost check-host`.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace cvhost {
+
+/// Of `cvhost check-host`.
+struct CheckHostOptions {
+    std::optional<std::string> plugin;
+    std::optional<std::string> port;
+    int level = 2;
+    std::string only;
+    std::string seed;
+    std::string json;
+    std::string junit;
+    bool list = false;
+};
+
+}  // namespace cvhost

@@ -1,0 +1,136 @@
+#include "hostcheck/Results.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+
+#include "host/api/Log.h"
+#include "hostcheck/Options.h"
+#include "hostcheck/Platform.h"
+#include "hostcheck/Report.h"
+
+namespace hostcheck {
+namespace {
+
+constinit Report report;
+constinit std::atomic_flag reportLock;
+
+/// Held for a moment only, and never while the host is called.
+class Held {
+public:
+    Held() noexcept {
+        while (reportLock.test_and_set(std::memory_order_acquire)) {
+        }
+    }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+    ~Held() { reportLock.clear(std::memory_order_release); }
+};
+
+Outcome outcome(Verdict verdict, const char* format, std::va_list arguments) {
+    Outcome made;
+    made.verdict = verdict;
+    made.seen.addList(format, arguments);
+    return made;
+}
+
+bool isNamed(std::string_view list, std::string_view id) {
+    while (!list.empty()) {
+        const std::size_t comma = std::min(list.find(','), list.size());
+        if (list.substr(0, comma) == id) return true;
+        list.remove_prefix(std::min(comma + 1, list.size()));
+    }
+    return false;
+}
+
+}  // namespace
+
+Outcome pass() { return {.verdict = Verdict::pass, .seen = {}}; }
+
+Outcome fail(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const Outcome made = outcome(Verdict::fail, format, arguments);
+    va_end(arguments);
+    return made;
+}
+
+Outcome notTried(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const Outcome made = outcome(Verdict::notTried, format, arguments);
+    va_end(arguments);
+    return made;
+}
+
+bool isChosen(Id id) {
+    if (options().only != nullptr) return isNamed(options().only, id.promise().id);
+    return id.promise().level <= options().level;
+}
+
+Verdict verdictOf(Id id) {
+    const Held held;
+    return report.outcomes[id.index].verdict;
+}
+
+void begin(Id id) {
+    {
+        const Held held;
+        if (report.outcomes[id.index].verdict != Verdict::untried) return;
+        report.order[report.tried++] = static_cast<unsigned char>(id.index);
+        report.outcomes[id.index].verdict = Verdict::running;
+        report.write();
+    }
+    LogBoth("hostcheck: try  %s\n", id.promise().id);
+}
+
+void record(Id id, const Outcome& outcome) {
+    if (!isChosen(id)) return;
+    {
+        const Held held;
+        Outcome& present = report.outcomes[id.index];
+        if (present.verdict == Verdict::fail || (present.verdict == Verdict::pass && outcome.verdict != Verdict::fail))
+            return;
+        if (present.verdict == Verdict::untried) report.order[report.tried++] = static_cast<unsigned char>(id.index);
+        present = outcome;
+        report.write();
+    }
+    const Promise& promise = id.promise();
+    if (outcome.verdict == Verdict::pass) {
+        LogBoth("hostcheck: pass %s\n", promise.id);
+    } else if (outcome.verdict == Verdict::fail) {
+        LogBoth("hostcheck: FAIL %s: %s; promised: %s\n", promise.id, outcome.seen.c_str(), promise.text);
+    } else {
+        LogBoth("hostcheck: not tried %s: %s\n", promise.id, outcome.seen.c_str());
+    }
+}
+
+void giveUp(const char* reason, std::string_view except) {
+    for (std::size_t i = 0; i < promiseCount; ++i) {
+        const Id id(i);
+        if (!except.empty() && std::string_view(id.promise().id).starts_with(except)) continue;
+        if (verdictOf(id) == Verdict::untried) record(id, notTried("%s", reason));
+    }
+}
+
+void summarize() {
+    Count count;
+    {
+        const Held held;
+        count = report.count();
+    }
+    LogBoth("hostcheck: %d passed, %d failed, %d not tried; level %d, seed %llu\n", count.passed, count.failed,
+            count.notTried, options().level, static_cast<unsigned long long>(options().seed));
+}
+
+void run(const Check& check) {
+    if (!isChosen(check.id) || verdictOf(check.id) != Verdict::untried) return;
+    begin(check.id);
+    try {
+        record(check.id, check.run());
+    } catch (...) {
+        record(check.id, fail("an exception came out of a call"));
+    }
+}
+
+}  // namespace hostcheck

@@ -1,0 +1,83 @@
+// Our own hosts keep every promise, and the results come in every form.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "tests/hostcheck/HostCheckRig.h"
+
+namespace hostcheck_test {
+namespace {
+
+using testing::Each;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+std::set<std::string> idsOf(const std::map<std::string, std::string>& results) {
+    std::set<std::string> ids;
+    for (const auto& [id, result] : results) ids.insert(id);
+    return ids;
+}
+
+TEST_F(HostCheckTest, CheckHost_LevelThree_EveryPromiseKept) {
+    const CheckRun run = check({"--level", "3"});
+    EXPECT_EQ(run.status, 0) << run.describe();
+    EXPECT_EQ(idsOf(run.results()), idsUpTo(3));
+    EXPECT_THAT(run.results(), Each(Pair(testing::_, "pass"))) << run.describe();
+}
+
+TEST_F(HostCheckTest, CheckHost_LevelOne_TriesLevelOneAlone) {
+    const CheckRun run = check({"--level", "1"});
+    EXPECT_EQ(run.status, 0) << run.describe();
+    EXPECT_EQ(idsOf(run.results()), idsUpTo(1));
+}
+
+TEST_F(HostCheckTest, CheckHost_OnPseudoTerminal_AllButRtsKept) {
+    const std::string link = m_folder.path() / "line";
+    apps_test::Process desk(cvdesk({"--check", "--pty", link}));
+    whereIs(desk);
+    const CheckRun run = check({"--level", "3", "--port", link});
+    EXPECT_EQ(run.status, 0) << run.describe();
+    for (const auto& [id, result] : run.results()) {
+        const bool needsRts = id == "serial-rts" || id == "serial-rts-after-data" || id == "serial-data-after-rts";
+        EXPECT_EQ(result, needsRts ? "not tried" : "pass") << id << '\n' << run.describe();
+    }
+}
+
+TEST_F(HostCheckTest, CheckHost_NothingOnTheLine_SaysWhyNotTried) {
+    const CheckRun run = check({"--only", "serial-bytes-in", "--port", m_folder.path() / "nothing"});
+    EXPECT_EQ(run.results(), (std::map<std::string, std::string>{{"serial-bytes-in", "not tried"}}));
+    EXPECT_THAT(run.printed, HasSubstr("cannot be opened"));
+}
+
+TEST_F(HostCheckTest, CheckHost_Only_TriesThese) {
+    const CheckRun run = check({"--only", "log-long,serial-flood", "--seed", "17"});
+    EXPECT_EQ(run.results(), (std::map<std::string, std::string>{{"log-long", "pass"}, {"serial-flood", "pass"}}));
+    EXPECT_THAT(run.printed, HasSubstr("seed 17"));
+}
+
+TEST_F(HostCheckTest, CheckHost_List_NamesEveryPromiseAndTriesNone) {
+    const CheckRun run = check({"--list", "--level", "3"});
+    EXPECT_EQ(run.status, 0);
+    for (const std::string& id : idsUpTo(3)) EXPECT_THAT(run.printed, HasSubstr(' ' + id + ": "));
+    EXPECT_THAT(run.printed, testing::Not(HasSubstr("try")));
+}
+
+TEST_F(HostCheckTest, CheckHost_Junit_HasACaseForEachPromise) {
+    const std::string file = m_folder.path() / "results.xml";
+    check({"--level", "1", "--junit", file});
+    std::ostringstream text;
+    text << std::ifstream(file).rdbuf();
+    for (const std::string& id : idsUpTo(1)) EXPECT_THAT(text.str(), HasSubstr("name=\"" + id + "\""));
+    EXPECT_THAT(text.str(), HasSubstr("failures=\"0\" errors=\"0\""));
+}
+
+TEST_F(HostCheckTest, CheckHost_AnotherPlugin_SaysThatItIsNotTheCheck) {
+    const CheckRun run = check({"--plugin", std::filesystem::path(CVHOST_PROGRAM).parent_path() / "CorvaneConsole.so"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.printed, HasSubstr("no results"));
+}
+
+}  // namespace
+}  // namespace hostcheck_test
