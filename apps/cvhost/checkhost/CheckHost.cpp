@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -103,12 +104,28 @@ void prepareEnvironment(const CheckHostOptions& options, const std::string& json
 
 void complain(const std::string& sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
 
+nlohmann::json resultsIn(const std::string& path) {
+    const auto whole = nlohmann::json::parse(std::ifstream(path), nullptr, false);
+    return whole.is_object() ? whole.value("results", nlohmann::json::array()) : nlohmann::json::array();
+}
+
+bool hasFailures(const nlohmann::json& results) {
+    return std::ranges::any_of(results, [](const auto& result) {
+        const std::string verdict = result.value("result", "");
+        return verdict == "fail" || verdict == "running";
+    });
+}
+
 /// Loads the plug-in and unloads it when it has done what it does; `last`: it also wants a handler table. False when it is
 /// no use.
-bool visit(const std::string& path, bool last, Wake& wake) {
+bool visit(const std::string& path, bool last, const std::string& results, Wake& wake) {
     PluginLibrary plugin;
     if (const std::string problem = plugin.load(path); !problem.empty()) {
         complain(loadProblem(problem));
+        return false;
+    }
+    if (last && resultsIn(results).empty()) {
+        complain(path + " wrote no results; is it CorvaneHostCheck.so");
         return false;
     }
     iConsoleResource* const console = plugin.console();
@@ -135,20 +152,6 @@ bool visit(const std::string& path, bool last, Wake& wake) {
     return console != nullptr && problem.empty();
 }
 
-/// The exit status that the results give.
-int judge(const std::string& path) {
-    const auto results = nlohmann::json::parse(std::ifstream(path), nullptr, false);
-    if (!results.is_object() || !results.contains("results") || results["results"].empty()) {
-        complain("the plug-in wrote no results; is it CorvaneHostCheck.so");
-        return exitStatus::none;
-    }
-    int status = exitStatus::active;
-    for (const auto& result : results["results"]) {
-        if (result["result"] == "fail" || result["result"] == "running") status = exitStatus::none;
-    }
-    return status;
-}
-
 }  // namespace
 
 int checkHost(const CheckHostOptions& options, Wake& wake) {
@@ -169,11 +172,10 @@ int checkHost(const CheckHostOptions& options, Wake& wake) {
     const std::string path = options.plugin.value_or(pluginPath("CorvaneHostCheck.so"));
     const int loads = options.level >= 3 && !options.list ? manyLoads : 1;
     bool useful = true;
-    for (int load = 1; load <= loads && useful; ++load) useful = visit(path, load == loads && !options.list, wake);
+    for (int load = 1; load <= loads && useful; ++load)
+        useful = visit(path, load == loads && !options.list, results.path(), wake);
     setEventSink(nullptr);
-    if (options.list) return useful ? exitStatus::active : exitStatus::none;
-    const int status = judge(results.path());
-    return useful ? status : exitStatus::none;
+    return useful && !hasFailures(resultsIn(results.path())) ? exitStatus::active : exitStatus::none;
 }
 
 }  // namespace cvhost
