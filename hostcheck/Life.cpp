@@ -82,6 +82,7 @@ public:
         s_life.mainThread = currentThread();
         if (options().list) listPromises();
         if (options().list || isPassingThrough()) return;
+        beginRun();
         for (const Check& check : loadingChecks) run(check);
     }
     Residence(const Residence&) = delete;

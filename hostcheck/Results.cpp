@@ -73,6 +73,11 @@ Verdict verdictOf(Id id) {
     return report.outcomes[id.index].verdict;
 }
 
+void beginRun() {
+    const Held held;
+    report.write();
+}
+
 void begin(Id id) {
     {
         const Held held;

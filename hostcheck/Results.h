@@ -24,6 +24,8 @@ __attribute__((format(printf, 1, 2))) Outcome notTried(const char* format, ...);
 bool isChosen(Id id);
 Verdict verdictOf(Id id);
 
+/// Writes the files before there is a result: what a program finds there is of this run.
+void beginRun();
 /// A check begins.
 void begin(Id id);
 /// A check has ended. A failure stays one, whatever else is recorded for the same promise.

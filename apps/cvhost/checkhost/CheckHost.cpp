@@ -104,9 +104,10 @@ void prepareEnvironment(const CheckHostOptions& options, const std::string& json
 
 void complain(const std::string& sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
 
+/// Null when the plug-in wrote none.
 nlohmann::json resultsIn(const std::string& path) {
     const auto whole = nlohmann::json::parse(std::ifstream(path), nullptr, false);
-    return whole.is_object() ? whole.value("results", nlohmann::json::array()) : nlohmann::json::array();
+    return whole.is_object() ? whole.value("results", nlohmann::json()) : nlohmann::json();
 }
 
 bool hasFailures(const nlohmann::json& results) {
@@ -124,7 +125,7 @@ bool visit(const std::string& path, bool last, const std::string& results, Wake&
         complain(loadProblem(problem));
         return false;
     }
-    if (last && resultsIn(results).empty()) {
+    if (last && resultsIn(results).is_null()) {
         complain(path + " wrote no results; is it CorvaneHostCheck.so");
         return false;
     }
