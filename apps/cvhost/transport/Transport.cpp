@@ -1,0 +1,83 @@
+#include "apps/cvhost/transport/Transport.h"
+
+#include <algorithm>
+
+namespace cvhost::transport {
+
+static_assert(Transport::countParts * Transport::countParts == Playhead::jogParts);
+
+Transport::Transport(const Clip& clip, std::int64_t frame) : m_clip(clip), m_playhead(clip, frame) {}
+
+void Transport::key(int code, Time now) {
+    advance(now);
+    switch (code) {
+        case keys::fastForward:
+            return runByKey(fastSpeed);
+        case keys::fastReverse:
+            return runByKey(-fastSpeed);
+        case keys::play:
+            return runByKey(playSpeed);
+        case keys::stop:
+            return runByKey(0);
+        case keys::reverse:
+            return runByKey(-playSpeed);
+        case keys::markIn:
+            return setMark(true);
+        case keys::markOut:
+            return setMark(false);
+        default:
+            return;
+    }
+}
+
+void Transport::shuttle(int speed, Time now) {
+    advance(now);
+    if (speed == m_ring) return;
+    m_ring = speed;
+    m_byRing = true;
+    setSpeed(speed);
+}
+
+void Transport::jog(std::int64_t parts, Time now) {
+    advance(now);
+    if (parts == 0) return;
+    stopKeys();
+    m_playhead.jog(parts * m_jogStep);
+}
+
+void Transport::wheel(bool on, Time now) {
+    advance(now);
+    if (on) stopKeys();
+}
+
+void Transport::runByKey(int speed) {
+    m_byRing = false;
+    setSpeed(speed);
+}
+
+void Transport::stopKeys() {
+    if (!m_byRing) m_speed = 0;
+}
+
+void Transport::advance(Time now) {
+    if (now <= m_now) return;
+    if (m_speed != 0) {
+        m_playhead.run(now - m_now, m_speed);
+        setSpeed(m_speed);
+    }
+    m_now = now;
+}
+
+/// At the clip's end nothing runs beyond it.
+void Transport::setSpeed(int speed) {
+    m_speed = m_playhead.atEnd(speed) ? 0 : std::clamp(speed, -fastestSpeed, fastestSpeed);
+}
+
+/// A mark on the wrong side of the other takes it away.
+void Transport::setMark(bool in) {
+    const std::int64_t frame = m_playhead.frame();
+    (in ? m_markIn : m_markOut) = frame;
+    if (m_markIn && m_markOut && *m_markIn > *m_markOut) (in ? m_markOut : m_markIn).reset();
+}
+
+}  // namespace cvhost::transport

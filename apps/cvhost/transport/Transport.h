@@ -1,0 +1,84 @@
+// What a video-editing host does with the console's keys, ring and wheel: a clip, a playhead, a speed, in and out marks.
+//
+// Pure: each call takes what happened and when, on any clock that starts anywhere; a time before an earlier one counts as
+// that. Nothing runs by itself: `advance` lets time pass.
+//
+//   7 fast forward   8 fast reverse   11 play   12 stop   13 reverse   9 (I) mark in   15 (O) mark out   28 jog
+//
+// Threads: one at a time.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "apps/cvhost/transport/Clip.h"
+#include "apps/cvhost/transport/Playhead.h"
+
+namespace cvhost::transport {
+
+namespace keys {
+constexpr int fastForward = 7;
+constexpr int fastReverse = 8;
+constexpr int markIn = 9;
+constexpr int play = 11;
+constexpr int stop = 12;
+constexpr int reverse = 13;
+constexpr int markOut = 15;
+constexpr int jog = 28;
+}  // namespace keys
+
+/// What shows of a transport.
+struct State {
+    std::int64_t frame = 0;
+    int speed = 0;  ///< 1024 is play; negative is reverse; 0 at the clip's ends
+    std::optional<std::int64_t> markIn{};
+    std::optional<std::int64_t> markOut{};  ///< not before markIn
+
+    bool operator==(const State&) const = default;
+};
+
+class Transport {
+public:
+    /// What a count of the jog wheel is divided into: the console reports ten-thousandths.
+    static constexpr std::int64_t countParts = 10'000;
+
+    /// Begins stopped, at `frame`.
+    Transport(const Clip& clip, std::int64_t frame);
+
+    /// How many ten-thousandths of a frame a count of the jog wheel moves; a frame at first. Up to 10^8 either way.
+    void setJogStep(std::int64_t step) { m_jogStep = step; }
+
+    /// A key goes down; one that is not among those above does nothing.
+    void key(int code, Time now);
+    /// The ring asks for a speed; what it asked for before is not asked again.
+    void shuttle(int speed, Time now);
+    /// The jog wheel has turned by `parts` (see countParts). What a key has started stops, what the ring asks for goes on. No
+    /// turn, as with each report of the ring, does nothing.
+    void jog(std::int64_t parts, Time now);
+    /// The jog wheel has been switched on or off; on, what a key has started stops.
+    void wheel(bool on, Time now);
+    void advance(Time now);
+
+    const Clip& clip() const { return m_clip; }
+    State state() const { return {m_playhead.frame(), m_speed, m_markIn, m_markOut}; }
+    /// The playhead's place in frames; for pictures.
+    double place() const { return m_playhead.place(); }
+
+private:
+    void setSpeed(int speed);
+    void runByKey(int speed);
+    void stopKeys();
+    void setMark(bool in);
+
+    const Clip m_clip;
+    Playhead m_playhead;
+    std::int64_t m_jogStep = countParts;
+    Time m_now = Time::min();  ///< up to which time has passed
+    int m_speed = 0;
+    int m_ring = 0;         ///< the speed that the ring last asked for
+    bool m_byRing = false;  ///< the speed is the ring's, not a key's
+    std::optional<std::int64_t> m_markIn;
+    std::optional<std::int64_t> m_markOut;
+};
+
+}  // namespace cvhost::transport

@@ -1,0 +1,147 @@
+// The transport at a console that is a few values.
+#include "apps/cvhost/transport/ConsoleTransport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+using cvhost::transport::Clip;
+using cvhost::transport::ConsoleTransport;
+using cvhost::transport::Time;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int ring = 0;
+constexpr int stopKey = 12;
+constexpr int playKey = 11;
+constexpr int jogKey = 28;
+constexpr int jogWheel = 47;
+
+class ValueConsole final : public iConsoleResource {
+public:
+    bool init() override { return true; }
+    void exit() override {}
+    bool active() const override { return true; }
+    void lamp_set(int, int) override {}
+    void enable() override {}
+    void disable() override {}
+    bool enabled() override { return true; }
+    void force_stop() override {}
+    void force_mode(int) override {}
+    double get_jog_gearing() override { return gearing; }
+    void enable_wheel() override { wheel = true; }
+    void enable_suspended_wheel() override {}
+    void disable_wheel() override { wheel = false; }
+    void suspend_wheel() override {}
+    bool wheel_enabled() override { return wheel; }
+    int get_jog_delta() override { return static_cast<int>(jog); }
+    double get_jog_delta_exact() override { return jog; }
+    int get_ispeed() override { return speed; }
+    void set_ispeed(int value) override { speed = value; }
+    bool jog_suspended() override { return false; }
+    void show_ispeed(int value) override { shown.push_back(value); }
+    bool key_is_down(int) override { return false; }
+
+    double gearing = 0.001;
+    double jog = 0;
+    int speed = 1024;
+    bool wheel = false;
+    std::vector<int> shown;
+};
+
+class ConsoleTransportTest : public testing::Test {
+protected:
+    std::int64_t frameAfter(Time time) {
+        m_now += time;
+        return m_transport.advance(m_console).state.frame;
+    }
+    std::int64_t turn(double counts) {
+        m_console.jog = counts;
+        m_transport.handle(jogWheel, m_console);
+        return frameAfter(0s);
+    }
+
+    ValueConsole m_console;
+    Time m_now = 1s;
+    ConsoleTransport m_transport{Clip{}, [this] { return m_now; }};
+};
+
+}  // namespace
+
+TEST_F(ConsoleTransportTest, Begin_Untouched_IsInTheMiddleAndSetsNoLamp) {
+    EXPECT_EQ(frameAfter(1h), 7500);
+    EXPECT_THAT(m_console.shown, IsEmpty());
+}
+
+TEST_F(ConsoleTransportTest, Handle_Keys_LampsFollowTheSpeed) {
+    m_transport.handle(playKey, m_console);
+    frameAfter(0s);
+    frameAfter(1s);
+    m_transport.handle(stopKey, m_console);
+    EXPECT_EQ(frameAfter(1s), 7525);
+    EXPECT_THAT(m_console.shown, ElementsAre(1024, 0));
+}
+
+TEST_F(ConsoleTransportTest, Handle_Ring_RunsAtTheDriversSpeed) {
+    m_console.speed = -11994;
+    m_transport.handle(ring, m_console);
+    EXPECT_EQ(frameAfter(1024ms), 7201);  // 7500 - 299.85
+    m_console.speed = 0;
+    m_transport.handle(ring, m_console);
+    frameAfter(1h);
+    EXPECT_THAT(m_console.shown, ElementsAre(-11994, 0));
+}
+
+TEST_F(ConsoleTransportTest, Advance_ClipsEndReached_LampsShowIt) {
+    m_transport.handle(playKey, m_console);
+    frameAfter(1s);
+    EXPECT_EQ(frameAfter(1h), 14'999);
+    EXPECT_THAT(m_console.shown, ElementsAre(1024, 0));
+}
+
+TEST_F(ConsoleTransportTest, Handle_JogKey_SwitchesTheWheelAndStops) {
+    m_transport.handle(playKey, m_console);
+    m_transport.handle(jogKey, m_console);
+    EXPECT_TRUE(m_console.wheel);
+    const auto view = m_transport.advance(m_console);
+    EXPECT_TRUE(view.wheel);
+    EXPECT_EQ(view.state.speed, 0);
+    m_transport.handle(jogKey, m_console);
+    EXPECT_FALSE(m_console.wheel);
+}
+
+TEST_F(ConsoleTransportTest, Handle_Jog_MovesByExactCounts) {
+    EXPECT_EQ(turn(2.25), 7502);
+    EXPECT_EQ(turn(3.5), 7505);
+    EXPECT_EQ(turn(0.2499), 7505);
+    EXPECT_EQ(turn(0.0001), 7506);
+    EXPECT_EQ(turn(-131.2767), 7375);
+    EXPECT_EQ(turn(131.2767), 7506);
+}
+
+TEST_F(ConsoleTransportTest, Handle_JogWithAnotherGearing_MovesAThousandthOfTheUnitAFrame) {
+    m_console.gearing = 0.0025;
+    EXPECT_EQ(turn(2), 7505);
+    m_console.gearing = -0.001;
+    EXPECT_EQ(turn(5), 7500);
+    m_console.gearing = 0;
+    EXPECT_EQ(turn(100), 7500);
+}
+
+TEST_F(ConsoleTransportTest, Handle_JogWithAnImpossibleGearing_StaysInTheClip) {
+    m_console.gearing = std::nan("");
+    EXPECT_EQ(turn(1), 7500);
+    m_console.gearing = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(turn(127), 14'999);
+    m_console.gearing = -1e300;
+    EXPECT_EQ(turn(127), 0);
+    m_console.gearing = 0.001;
+    EXPECT_EQ(turn(std::nan("")), 0);
+}
