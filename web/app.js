@@ -1,5 +1,6 @@
 // The page: hears from cvhost what happens and shows it; says so when cvhost has gone, and comes back by itself.
 import { setUpFaults, showFaults } from "./faults.js";
+import { drawFilm, showFilm } from "./film.js";
 import { setUpKeys, showKeys } from "./keys.js";
 import { clearLists, setUpLists, showNews, showSteps } from "./lists.js";
 import { drawChart, setUpPlots, showPlots, showValues } from "./plots.js";
@@ -69,6 +70,7 @@ function take(news) {
     running = true;
   }
   showState(news.state);
+  showFilm(news.state, news.keys);
   showPlots(news.state, news.samples);
   showNews(news);
 }
@@ -87,6 +89,7 @@ async function lose() {
   running = false;
   connect.later = setTimeout(connect, again);
   showState(unknown());
+  showFilm(unknown());
   showValues(unknown());
   const there = await fetch("/icon.svg").then((response) => response.ok, () => false);
   if (running || document.hidden) return;
@@ -106,6 +109,7 @@ document.addEventListener("visibilitychange", () => {
 });
 
 function frame() {
+  drawFilm(running);
   drawChart(running);
   requestAnimationFrame(frame);
 }

@@ -12,7 +12,7 @@ const transport = [8, 13, 12, 11, 7, 28];
 
 // What the host does with a key, where that is known; [sign, word, group].
 const known = {
-  7: ["▶▶", "Fast fwd"], 8: ["◀◀", "Rewind"], 11: ["▶", "Play", "play"], 12: ["■", "Stop", "stop"],
+  7: ["▶▶", "Fast fwd"], 8: ["◀◀", "Rewind"], 9: [null, "In"], 15: [null, "Out"], 11: ["▶", "Play", "play"], 12: ["■", "Stop", "stop"],
   13: ["◀", "Reverse", "play"], 28: ["◉", "Jog", "jog"],
   31: [null, "Trim", "trim"], 39: [null, "Trim", "trim"], 40: [null, "Trim", "trim"],
 };

@@ -140,6 +140,11 @@ void checkOpen(std::optional<WebAddress>& address, bool open) {
     if (address) address->open = open;
 }
 
+transport::Clip clip(const std::string& text) {
+    if (const auto clip = transport::clip(text)) return *clip;
+    throw CLI::ValidationError("--clip", "\"" + text + "\" is not FRAMES@RATE, such as 15000@25 or 1800@30000/1001");
+}
+
 std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
 
 CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
@@ -253,6 +258,10 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, CheckHostOpt
         ->type_name("text|json");
     run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
+    run.add_option_function<std::string>(
+           "--clip", [&](const std::string& text) { options.clip = clip(text); },
+           "What keys, ring and wheel play: so many frames at so many a second; 15000@25, ten minutes, unless given")
+        ->type_name("FRAMES@RATE");
     run.add_option(
            "--record", options.record,
            "Record everything at the serial port in this file, which must not exist yet, or in a new file in this folder")

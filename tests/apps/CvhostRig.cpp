@@ -26,6 +26,7 @@ const std::map<std::string, std::set<std::string>>& forms() {
         {"key", {"code", "handled", "flags"}},
         {"released", {"code"}},
         {"handler", {"code", "ispeed", "jog", "jog_exact"}},
+        {"playhead", {"frame", "timecode", "speed", "in", "out"}},
         {"wire", {"dir", "bytes"}},
         {"rts", {"level"}},
     };

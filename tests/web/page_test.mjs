@@ -3,6 +3,7 @@ import { mkdtempSync, writeFileSync } from "node:fs";
 import { createServer } from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
+import { filmTests } from "./film_tests.mjs";
 import { lookTests } from "./look_tests.mjs";
 import { plotTests } from "./plot_tests.mjs";
 import { warningTests } from "./warning_tests.mjs";
@@ -475,6 +476,6 @@ const tests = [
 ];
 
 const browser = await launch();
-const passed = await run([...tests, ...plotTests, ...warningTests, ...lookTests], browser);
+const passed = await run([...tests, ...filmTests, ...plotTests, ...warningTests, ...lookTests], browser);
 await browser.close();
 process.exitCode = passed ? 0 : 1;

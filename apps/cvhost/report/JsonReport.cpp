@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "apps/common/Escape.h"
+#include "apps/common/Timecode.h"
 
 namespace cvhost {
 namespace {
@@ -32,7 +33,11 @@ std::string member(std::string_view name, std::string_view value) {
     return text += value;
 }
 
-std::string member(std::string_view name, int value) { return member(name, std::to_string(value)); }
+std::string member(std::string_view name, std::int64_t value) { return member(name, std::to_string(value)); }
+
+std::string member(std::string_view name, std::optional<std::int64_t> value) {
+    return value ? member(name, *value) : member(name, "null");
+}
 
 std::string line(StartTime start, std::string_view event, std::string_view members) {
     std::string text = "{\"t\":" + secondsText(start.seconds()) + ",\"event\":\"";
@@ -88,6 +93,12 @@ void JsonReport::handler(const HandlerRun& run) {
 }
 
 void JsonReport::released(int code) { put("released", member("code", code)); }
+
+void JsonReport::playhead(const PlayheadChange& change) {
+    put("playhead", member("frame", change.frame) +
+                        member("timecode", jsonText(common::timecode(change.frame, change.framesPerSecond))) +
+                        member("speed", change.speed) + member("in", change.markIn) + member("out", change.markOut));
+}
 
 void JsonReport::active(int version) {
     put("active", member("version", version) + member("input_ignored", ignoresInput(version) ? "true" : "false"));

@@ -27,6 +27,7 @@ public:
     void active(int version) override;
     void say(std::string_view, std::string_view) override {}
     void desk(const DeskView&) override {}
+    void playhead(const PlayheadChange& change) override;
     void idle() override {}
 
 private:

@@ -1,6 +1,8 @@
 // How a run is told to whoever started it.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "host/core/Events.h"
@@ -18,6 +20,16 @@ struct HandlerRun {
     int jog;
     double jogExact;
     bool wheelEnabled;
+};
+
+/// The transport, whose speed, marks or frame have changed.
+struct PlayheadChange {
+    std::int64_t frame;
+    double place;  ///< in frames, also between two
+    int speed;     ///< 1024 is play
+    std::optional<std::int64_t> markIn;
+    std::optional<std::int64_t> markOut;
+    int framesPerSecond;  ///< of its timecode
 };
 
 /// The console's main lamps and wheel, as the embedded desk has them.
@@ -44,6 +56,7 @@ public:
     /// Something that only a person wants to read, under a one-word heading.
     virtual void say(std::string_view heading, std::string_view text) = 0;
     virtual void desk(const DeskView& view) = 0;
+    virtual void playhead(const PlayheadChange& change) = 0;
     /// Nothing has happened for a moment.
     virtual void idle() = 0;
 };

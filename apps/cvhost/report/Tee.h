@@ -52,6 +52,10 @@ public:
         m_first->desk(view);
         m_second.desk(view);
     }
+    void playhead(const PlayheadChange& change) override {
+        m_first->playhead(change);
+        m_second.playhead(change);
+    }
     void idle() override {
         m_first->idle();
         m_second.idle();

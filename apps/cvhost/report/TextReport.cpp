@@ -9,6 +9,7 @@
 #include "apps/common/Escape.h"
 #include "apps/common/KeyCodes.h"
 #include "apps/common/MotionText.h"
+#include "apps/common/Timecode.h"
 #include "host/api/ConsoleInput.h"
 
 namespace cvhost {
@@ -130,6 +131,14 @@ void TextReport::desk(const DeskView& view) {
     lamp("forward", view.forward, Tint::green);
     lamp("jog", view.jog, Tint::yellow);
     put(Tint::blue, "lamps", text + (view.wheel ? "wheel on" : "wheel off"));
+}
+
+void TextReport::playhead(const PlayheadChange& change) {
+    const auto at = [&](std::int64_t frame) { return common::timecode(frame, change.framesPerSecond); };
+    std::string text = at(change.frame) + "  " + speedWords(change.speed);
+    if (change.markIn) text += "  in " + at(*change.markIn);
+    if (change.markOut) text += "  out " + at(*change.markOut);
+    put(Tint::green, "playhead", text);
 }
 
 void TextReport::wire(Direction direction, std::span<const unsigned char> bytes) {

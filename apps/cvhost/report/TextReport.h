@@ -38,6 +38,7 @@ public:
     void active(int version) override;
     void say(std::string_view heading, std::string_view text) override;
     void desk(const DeskView& view) override;
+    void playhead(const PlayheadChange& change) override;
     void idle() override { endWireLine(); }
 
 private:

@@ -1,11 +1,12 @@
-// What the host does for the console's keys: codes 0 (shuttle), 12 (stop), 28 (jog key), 47 (jog) and 1 to 6.
+// What the host does for the console's keys: ring, transport keys, marks and jog drive the transport; codes 1 to 6 do nothing.
 //
-// Each run of a handler is told with the console's values; code 28 also switches the wheel on or off.
+// Each run of a handler is reported with the console's values.
 //
 // Threads: the handlers run on whatever thread calls them.
 #pragma once
 
 #include "apps/cvhost/run/Hearing.h"
+#include "apps/cvhost/transport/ConsoleTransport.h"
 #include "host/api/ConsoleInput.h"
 #include "host/api/ConsoleResource.h"
 
@@ -13,7 +14,7 @@ namespace cvhost {
 
 class Handlers final : public ConsoleHandler {
 public:
-    Handlers(iConsoleResource& console, Hearing& hearing);
+    Handlers(iConsoleResource& console, transport::ConsoleTransport& transport, Hearing& hearing);
 
     /// Empty entries for every code that has no handler.
     ConsoleHandlerTable& table() { return m_table; }
@@ -22,6 +23,7 @@ public:
 
 private:
     iConsoleResource& m_console;
+    transport::ConsoleTransport& m_transport;
     Hearing& m_hearing;
     ConsoleHandlerTable m_table;
 };

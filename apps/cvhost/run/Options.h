@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "apps/cvhost/transport/Clip.h"
 #include "apps/cvhost/web/WebGuard.h"
 
 namespace cvhost {
@@ -20,6 +21,8 @@ struct Options {
     Events events = Events::text;
     bool wire = false;
     bool show = false;
+    /// What the transport plays.
+    transport::Clip clip;
     /// Where everything at the serial port is recorded; empty: nowhere.
     std::string record;
     /// Where the page is served; nothing: nowhere.

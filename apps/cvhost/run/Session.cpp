@@ -102,7 +102,9 @@ Session::Session(Options options, StartTime start, Wake& wake)
                                .broken = [&wake] { wake.signal(); }}),
       m_board(m_options.web ? std::make_unique<WebBoard>(start, m_options.desk) : nullptr),
       m_report(makeReport(m_options, m_output, start, m_board.get())),
-      m_hearing(*m_report, [&wake] { wake.signal(); }) {}
+      m_hearing(*m_report, [&wake] { wake.signal(); }),
+      m_transport(m_options.clip, [] { return Clock::now().time_since_epoch(); }),
+      m_playheadNews(m_transport.state()) {}
 
 Session::~Session() {
     guarded([this] { stop(); });
@@ -195,7 +197,7 @@ bool Session::startConsole() {
     }
     m_console = std::make_unique<KeptConsole>(
         *console, [this](std::string_view name, std::initializer_list<int> arguments) { m_hearing.call(name, arguments); });
-    m_handlers = std::make_unique<Handlers>(*m_console, m_hearing);
+    m_handlers = std::make_unique<Handlers>(*m_console, m_transport, m_hearing);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
         m_show.emplace(Show::Stage{.console = *m_console,
@@ -211,6 +213,7 @@ bool Session::startConsole() {
 
 void Session::startWeb() {
     m_board->setLaw({.beyondPlay = beyondPlay()});
+    m_board->setClip(m_options.clip, m_transport.state());
     m_web = std::make_unique<WebServer>(
         *m_options.web, *m_board,
         WebActions({.board = *m_board, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
@@ -232,8 +235,7 @@ void Session::live() {
         noticeLoss(heard);
         noticeReturn(heard);
         advise(heard);
-        followShuttle(heard);
-        if (m_board) m_board->setDriver(m_console->get_ispeed(), m_console->wheel_enabled());
+        moveTransport();
         showDesk();
         noticeRecordingEnd();
         if (m_show && heard.version) m_show->advance(Clock::now(), heard);
@@ -304,10 +306,19 @@ void Session::advise(const Heard& heard) {
     say("help", "no console yet: " + m_advice);
 }
 
-/// In the show and with the page the lamps follow the shuttle ring, as they do in an editor.
-void Session::followShuttle(const Heard& heard) {
-    if (!(m_show || m_web) || std::exchange(m_shuttleChanges, heard.handlers[0]) == heard.handlers[0]) return;
-    m_console->show_ispeed(m_console->get_ispeed());
+void Session::moveTransport() {
+    const transport::View view = m_transport.advance(*m_console);
+    if (m_board) m_board->setWheel(view.wheel);
+    const transport::State& state = view.state;
+    if (!m_playheadNews.take(state, Clock::now().time_since_epoch())) return;
+    m_hearing.tell([&](Report& report) {
+        report.playhead({.frame = state.frame,
+                         .place = view.place,
+                         .speed = state.speed,
+                         .markIn = state.markIn,
+                         .markOut = state.markOut,
+                         .framesPerSecond = m_transport.clip().rate.nominal()});
+    });
 }
 
 void Session::showDesk() {

@@ -19,6 +19,8 @@
 #include "apps/cvhost/run/KeptConsole.h"
 #include "apps/cvhost/run/Options.h"
 #include "apps/cvhost/run/Show.h"
+#include "apps/cvhost/transport/ConsoleTransport.h"
+#include "apps/cvhost/transport/PlayheadNews.h"
 #include "apps/cvhost/web/WebBoard.h"
 #include "apps/cvhost/web/WebServer.h"
 #include "host/linux/PluginLibrary.h"
@@ -54,7 +56,7 @@ private:
     void restartConsole();
     void releaseKeys(const Heard& heard);
     void advise(const Heard& heard);
-    void followShuttle(const Heard& heard);
+    void moveTransport();
     void showDesk();
     void stop();
     void noticeRecordingEnd();
@@ -79,6 +81,8 @@ private:
     Hearing m_hearing;
     lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
     std::unique_ptr<lines::DeskServer> m_desk;
+    transport::ConsoleTransport m_transport;
+    transport::PlayheadNews m_playheadNews;
     std::unique_ptr<KeptConsole> m_console;
     std::unique_ptr<Handlers> m_handlers;
     PluginLibrary m_plugin;
@@ -94,7 +98,6 @@ private:
     std::optional<Diagnosis> m_diagnosis;  ///< the last one
     Clock::time_point m_nextDiagnosis{};
     std::string m_advice;  ///< the last that was said
-    unsigned m_shuttleChanges = 0;
     DeskView m_deskView{'O', 'O', 'O', 'O', false};
 };
 

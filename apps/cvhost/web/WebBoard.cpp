@@ -92,14 +92,31 @@ void WebBoard::setFaults(const DeskFaults& faults) {
     change([&] { m_faults = faults; });
 }
 
-void WebBoard::setDriver(int speed, bool wheel) {
+void WebBoard::setClip(const transport::Clip& clip, const transport::State& state) {
+    change([&] {
+        m_clip = clip;
+        m_playhead = {.frame = state.frame,
+                      .place = static_cast<double>(state.frame),
+                      .speed = state.speed,
+                      .markIn = state.markIn,
+                      .markOut = state.markOut,
+                      .framesPerSecond = clip.rate.nominal()};
+    });
+}
+
+void WebBoard::setWheel(bool on) {
     {
         const std::lock_guard lock(m_mutex);
-        if (m_speed == speed && m_wheel == wheel) return;
+        if (m_wheel == on) return;
     }
+    change([&] { m_wheel = on; });
+}
+
+void WebBoard::playhead(const PlayheadChange& moved) {
     change([&] {
-        m_speed = speed;
-        m_wheel = wheel;
+        m_playhead = moved;
+        m_playheadAt = m_start.seconds();
+        addSample();
     });
 }
 
@@ -207,13 +224,12 @@ void WebBoard::key(int code, bool handled, int) {
 
 void WebBoard::handler(const HandlerRun& run) {
     change([&] {
-        m_speed = run.speed;
         m_wheel = run.wheelEnabled;
         if (run.code == 47) {
             m_jog = rounded(run.jogExact, 10000);
             m_jogTotal += m_jog;
         }
-        if (run.code == 0 || run.code == 47) addSample();
+        if (run.code == 47) addSample();
     });
 }
 
@@ -221,7 +237,7 @@ void WebBoard::addSample() {
     const double now = m_start.seconds();
     if (now - m_sampled < sampleEvery) return;
     m_sampled = now;
-    m_samples.add(text({rounded(now, 1000), shownSpeed(), rounded(m_jogTotal, 10000)}));
+    m_samples.add(text({rounded(now, 1000), m_playhead.speed, rounded(m_jogTotal, 10000)}));
 }
 
 void WebBoard::active(int version) {
@@ -253,7 +269,7 @@ std::string WebBoard::stateJson() const {
                {"held", std::move(held)},
                {"ring", look.ring},
                {"turned", rounded(look.turned, 10000)},
-               {"speed", shownSpeed()},
+               {"speed", m_playhead.speed},
                {"jog", m_jog},
                {"jogTotal", rounded(m_jogTotal, 10000)},
                {"wheel", m_wheel && m_link == Link::active},
@@ -267,7 +283,20 @@ std::string WebBoard::stateJson() const {
     }
     std::string out = text(state);
     out.pop_back();
+    out += ",\"transport\":" + transportJson();
     return out += ",\"steps\":" + stepsJson() + '}';
+}
+
+std::string WebBoard::transportJson() const {
+    const auto mark = [](std::optional<std::int64_t> frame) { return frame ? Json(*frame) : Json(nullptr); };
+    return text({{"frames", m_clip.frames},
+                 {"rate", {m_clip.rate.numerator, m_clip.rate.denominator}},
+                 {"frame", m_playhead.frame},
+                 {"place", m_playhead.place},
+                 {"at", rounded(m_playheadAt, 1000)},
+                 {"speed", m_playhead.speed},
+                 {"in", mark(m_playhead.markIn)},
+                 {"out", mark(m_playhead.markOut)}});
 }
 
 std::string WebBoard::stepsJson() const {

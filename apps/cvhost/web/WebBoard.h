@@ -13,6 +13,7 @@
 
 #include "apps/common/StartTime.h"
 #include "apps/cvhost/report/Report.h"
+#include "apps/cvhost/transport/Transport.h"
 #include "apps/cvhost/wire/StartupSteps.h"
 #include "apps/cvhost/wire/WebLaw.h"
 #include "apps/cvhost/wire/WireReader.h"
@@ -54,9 +55,9 @@ public:
     void setLaw(ShuttleLaw law);
     void setFaults(const DeskFaults& faults);
     DeskFaults faults() const;
-    /// The shuttle speed, and whether the wheel is on, as the driver has them. The driver begins at play speed, which is
-    /// not shown until the console has reported the position of its ring.
-    void setDriver(int speed, bool wheel);
+    void setClip(const transport::Clip& clip, const transport::State& state);
+    /// Whether the wheel is on, as the driver has it.
+    void setWheel(bool on);
     /// For the desk's watcher.
     void deskHappened(const desk::Happening& happening);
 
@@ -85,6 +86,7 @@ public:
     void active(int version) override;
     void say(std::string_view heading, std::string_view text) override;
     void desk(const DeskView&) override {}
+    void playhead(const PlayheadChange& moved) override;
     void idle() override {}
 
 private:
@@ -95,10 +97,10 @@ private:
     void addLog(std::string_view heading, std::string_view line);
     void addMessage(const WireMessage& message);
     void addSample();
-    int shownSpeed() const { return m_reader.look().ringTold ? m_speed : 0; }
     std::string stateJson() const;
     std::string stepsJson() const;
     std::string lawJson() const;
+    std::string transportJson() const;
 
     const StartTime m_start;
     const bool m_embedded;
@@ -116,7 +118,9 @@ private:
     ConsoleLook m_desk;  ///< of the embedded desk: its lamps and wheel alone
     DeskFaults m_faults;
     ShuttleLaw m_law;
-    int m_speed = 0;
+    transport::Clip m_clip;
+    PlayheadChange m_playhead{};
+    double m_playheadAt = 0;  ///< when it was there
     double m_jog = 0;       ///< the last movement
     double m_jogTotal = 0;  ///< the sum of all
     bool m_wheel = false;   ///< as the driver has it
