@@ -155,6 +155,13 @@ CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
         ->type_name("NAME");
 }
 
+void addClip(CLI::App& run, transport::Clip& result) {
+    run.add_option_function<std::string>(
+           "--clip", [&result](const std::string& text) { result = clip(text); },
+           "What keys, ring and wheel play: so many frames at so many a second; 15000@25, ten minutes, unless given")
+        ->type_name("FRAMES@RATE");
+}
+
 CLI::App& addPorts(CLI::App& app, PortsOptions& options) {
     CLI::App& ports = *app.add_subcommand("ports", "Show this machine's serial ports and which one the driver will choose.");
     ports.footer(portsFooter);
@@ -258,10 +265,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, CheckHostOpt
         ->type_name("text|json");
     run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
-    run.add_option_function<std::string>(
-           "--clip", [&](const std::string& text) { options.clip = clip(text); },
-           "What keys, ring and wheel play: so many frames at so many a second; 15000@25, ten minutes, unless given")
-        ->type_name("FRAMES@RATE");
+    addClip(run, options.clip);
     run.add_option(
            "--record", options.record,
            "Record everything at the serial port in this file, which must not exist yet, or in a new file in this folder")

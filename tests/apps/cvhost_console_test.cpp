@@ -162,6 +162,40 @@ TEST_P(CvhostDeskByFirmware, Run_WheelTurned_HandlersSeeSpeedAndJog) {
     EXPECT_EQ(host.wait(), 0) << host.errors();
 }
 
+TEST_P(CvhostDeskByFirmware, Run_TransportKeys_PlayTheClipAndLightTheLamps) {
+    serve({.firmware = GetParam()});
+    Process::Setup setup = hostOnDesk();
+    setup.command.insert(setup.command.end(), {"--clip", "400@25"});
+    Process host(setup);
+    waitUntilStarted(host);
+    const auto tap = [this](char key) { operate([=](desk::Desk& desk, desk::Time now) { desk.tap(key, now); }); };
+    const auto lit = [this](const std::string& lamps) {
+        return becomes([&](const desk::Desk& desk) {
+            return desk.lamp(3) == lamps[0] && desk.lamp(2) == lamps[1] && desk.lamp(1) == lamps[2];
+        });
+    };
+    tap('K');
+    EXPECT_EQ(waitFor(host, {{"event", "playhead"}, {"speed", 1024}}).at("frame"), 200);
+    EXPECT_TRUE(lit("OOF"));
+    host.waitForLine([](const std::string& line) {
+        const Json event = Json::parse(line);
+        return event.at("event") == "playhead" && event.at("frame") > 200;
+    });
+    tap('I');
+    const Json marked = waitFor(host, {{"event", "handler"}, {"code", 9}});
+    tap('G');
+    EXPECT_TRUE(lit("OOB"));
+    waitFor(host, {{"event", "playhead"}, {"frame", 399}, {"speed", 0}});
+    EXPECT_TRUE(lit("OFO"));
+    tap('M');
+    waitFor(host, {{"event", "playhead"}, {"speed", -1024}});
+    EXPECT_TRUE(lit("FOO"));
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    const Json last = events(host, {{"event", "playhead"}}).back();
+    EXPECT_TRUE(last.at("in").is_number_integer() && last.at("out").is_null()) << last << marked;
+}
+
 INSTANTIATE_TEST_SUITE_P(Firmware, CvhostDeskByFirmware, testing::Values(7, 8));
 
 TEST_F(CvhostDesk, Run_WheelTurnedHardWhileOff_SwitchesItOnUnlessSetOtherwise) {

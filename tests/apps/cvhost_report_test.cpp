@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -120,6 +121,12 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
                        report.key(28, true, 1536);
                        report.handler({.code = 47, .speed = 0, .jog = -1, .jogExact = -1.5, .wheelEnabled = true});
                        report.handler({.code = 0, .speed = -11994, .jog = 0, .jogExact = 0.0, .wheelEnabled = false});
+                       report.playhead({.frame = 7524,
+                                        .place = 7523.5,
+                                        .speed = -1024,
+                                        .markIn = {},
+                                        .markOut = 15'000'000'000,
+                                        .framesPerSecond = 25});
                        report.wire(Direction::transmit, Bytes{'F', '1', '2', ' '});
                        report.wire(Direction::receive, Bytes{0x0D, 0xFF, '"'});
                        report.rts(0);
@@ -136,6 +143,7 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
 ,"event":"key","code":28,"handled":true,"flags":1536}
 ,"event":"handler","code":47,"ispeed":0,"jog":-1,"jog_exact":-1.5}
 ,"event":"handler","code":0,"ispeed":-11994,"jog":0,"jog_exact":0}
+,"event":"playhead","frame":7524,"timecode":"00:05:00:24","speed":-1024,"in":null,"out":15000000000}
 ,"event":"wire","dir":"tx","bytes":"F12 "}
 ,"event":"wire","dir":"rx","bytes":"\u000d\u00ff\""}
 ,"event":"rts","level":0}
@@ -256,6 +264,18 @@ TEST(TextReport, Lamps_Told_ShowTheirStates) {
     EXPECT_EQ(
         text({.colour = false, .wire = false}, [](cvhost::Report& report) { report.desk({'B', 'O', 'H', 'F', true}); }),
         "lamps    ◉ reverse   ○ stop   ◐ forward   ● jog   wheel on\n");
+}
+
+TEST(TextReport, Playhead_Told_ShowsTimecodeSpeedAndTheMarksThatAreSet) {
+    const auto told = [](std::optional<std::int64_t> in, std::optional<std::int64_t> out, int speed) {
+        return text({.colour = false, .wire = false}, [=](cvhost::Report& report) {
+            report.playhead(
+                {.frame = 7524, .place = 7524, .speed = speed, .markIn = in, .markOut = out, .framesPerSecond = 25});
+        });
+    };
+    EXPECT_EQ(told({}, {}, 0), "playhead 00:05:00:24  stopped\n");
+    EXPECT_EQ(told(25, {}, -512), "playhead 00:05:00:24  ×0.50 reverse  in 00:00:01:00\n");
+    EXPECT_EQ(told(25, 50, 1024), "playhead 00:05:00:24  ×1.00 forward  in 00:00:01:00  out 00:00:02:00\n");
 }
 
 TEST(TextReport, Speed_AnyValue_StaysOnTheScale) {

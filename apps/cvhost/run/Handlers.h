@@ -1,4 +1,5 @@
-// What the host does for the console's keys: ring, transport keys, marks and jog drive the transport; codes 1 to 6 do nothing.
+// What the host does for the console's keys: ring, transport keys, marks and jog drive the transport; codes 1 to 6 do
+// nothing.
 //
 // Each run of a handler is reported with the console's values.
 //

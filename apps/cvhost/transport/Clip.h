@@ -31,7 +31,8 @@ struct Clip {
     bool operator==(const Clip&) const = default;
 };
 
-/// A rate from 1 to 240: "25", "12.5", "30000/1001", or 23.976, 29.97, 47.952, 59.94 or 119.88 for the fraction that is meant.
+/// A rate from 1 to 240: "25", "12.5", "30000/1001", or 23.976, 29.97, 47.952, 59.94 or 119.88 for the fraction that is
+/// meant.
 std::optional<Rate> rate(std::string_view text);
 
 /// "FRAMES@RATE".

@@ -52,8 +52,8 @@ public:
     void key(int code, Time now);
     /// The ring asks for a speed; what it asked for before is not asked again.
     void shuttle(int speed, Time now);
-    /// The jog wheel has turned by `parts` (see countParts). What a key has started stops, what the ring asks for goes on. No
-    /// turn, as with each report of the ring, does nothing.
+    /// The jog wheel has turned by `parts` (see countParts). What a key has started stops, what the ring asks for goes on.
+    /// No turn, as with each report of the ring, does nothing.
     void jog(std::int64_t parts, Time now);
     /// The jog wheel has been switched on or off; on, what a key has started stops.
     void wheel(bool on, Time now);

@@ -121,9 +121,9 @@ private:
     transport::Clip m_clip;
     PlayheadChange m_playhead{};
     double m_playheadAt = 0;  ///< when it was there
-    double m_jog = 0;       ///< the last movement
-    double m_jogTotal = 0;  ///< the sum of all
-    bool m_wheel = false;   ///< as the driver has it
+    double m_jog = 0;         ///< the last movement
+    double m_jogTotal = 0;    ///< the sum of all
+    bool m_wheel = false;     ///< as the driver has it
 
     WebList m_log{300};
     WebList m_wire{400};

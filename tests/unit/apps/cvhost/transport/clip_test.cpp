@@ -46,8 +46,27 @@ TEST(ClipText, Rate_Named_IsTheFractionThatIsMeant) {
 }
 
 TEST(ClipText, Rate_NotUsable_IsRefused) {
-    for (const char* text : {"", "0", "-25", "241", "0.5", "25.", ".5", "25.0001", "25x", "25/0", "0/1", "1/1002", "241/1", "/", "25/",
-                             "99999999999999999999", "1e2", "nan", " 25", "25.-5", "9223372036854775807.9"}) {
+    for (const char* text : {"",
+                             "0",
+                             "-25",
+                             "241",
+                             "0.5",
+                             "25.",
+                             ".5",
+                             "25.0001",
+                             "25x",
+                             "25/0",
+                             "0/1",
+                             "1/1002",
+                             "241/1",
+                             "/",
+                             "25/",
+                             "99999999999999999999",
+                             "1e2",
+                             "nan",
+                             " 25",
+                             "25.-5",
+                             "9223372036854775807.9"}) {
         EXPECT_EQ(transport::rate(text), std::nullopt) << text;
     }
 }
@@ -59,7 +78,8 @@ TEST(ClipText, Clip_FramesAtRate_Read) {
 }
 
 TEST(ClipText, Clip_NotUsable_IsRefused) {
-    for (const char* text : {"", "@", "25", "100@", "@25", "0@25", "-1@25", "100000001@25", "100@25@25", "1.5@25", "100@0"}) {
+    for (const char* text :
+         {"", "@", "25", "100@", "@25", "0@25", "-1@25", "100000001@25", "100@25@25", "1.5@25", "100@0"}) {
         EXPECT_EQ(transport::clip(text), std::nullopt) << text;
     }
 }

@@ -26,7 +26,8 @@ TEST(PlayheadNews, Take_SpeedOrMarkChanged_IsNewsAtOnce) {
 TEST(PlayheadNews, Take_FrameOfARunningClip_IsNewsOnceASecond) {
     PlayheadNews news(State{});
     ASSERT_TRUE(news.take(State{.frame = 0, .speed = 1024}, 10s));
-    for (int frame = 1; frame < 25; ++frame) ASSERT_FALSE(news.take(State{.frame = frame, .speed = 1024}, 10s + frame * 40ms));
+    for (int frame = 1; frame < 25; ++frame)
+        ASSERT_FALSE(news.take(State{.frame = frame, .speed = 1024}, 10s + frame * 40ms));
     EXPECT_TRUE(news.take(State{.frame = 25, .speed = 1024}, 11s));
     EXPECT_FALSE(news.take(State{.frame = 26, .speed = 1024}, 11040ms));
 }
