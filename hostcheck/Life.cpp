@@ -120,6 +120,8 @@ void noteFactory() {
         s_life.~Life();
         new (&s_life) Life{.allocator = allocator, .lasting = lasting, .mainThread = mainThread, .stayed = true};
         if (!isPassingThrough()) {
+            beginRun();
+            recordManyLoads();
             for (const Check& check : loadingChecks) run(check);
         }
     }

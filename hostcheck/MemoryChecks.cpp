@@ -59,6 +59,9 @@ struct Exchange {
     std::atomic<int> begun = 0;
     std::atomic<int> broken = 0;
 
+    static void release(unsigned char* memory) {
+        if (memory != nullptr) OS().allocator().release(memory);
+    }
     void work(std::size_t number) {
         ++begun;
         waitUntil([this] { return begun == threadCount; }, atOnce);
@@ -74,8 +77,8 @@ struct Exchange {
             for (std::size_t i = 0; i < sharedBlock; ++i) {
                 if (memory[i] != own) ++broken;
             }
-            OS().allocator().release(place[(number + 1) % threadCount].exchange(nullptr));
-            OS().allocator().release(place[number].exchange(memory));
+            release(place[(number + 1) % threadCount].exchange(nullptr));
+            release(place[number].exchange(memory));
         }
     }
 };
@@ -91,7 +94,7 @@ Outcome threads() {
     if (!first.begin() || !second.begin() || !third.begin()) return notTried("no thread to be had");
     if (!first.endsWithin(4 * atOnce) || !second.endsWithin(4 * atOnce) || !third.endsWithin(4 * atOnce))
         return fail("200 blocks on each of 3 threads took more than 12 s");
-    for (auto& place : exchange.place) OS().allocator().release(place.exchange(nullptr));
+    for (auto& place : exchange.place) Exchange::release(place.exchange(nullptr));
     return exchange.broken == 0 ? pass() : fail("a block did not keep what its thread had written");
 }
 

@@ -83,7 +83,7 @@ void Console::tryAll(std::span<const Check> checks) {
 }
 
 void Console::threadFn() {
-    for (const auto& group : {settingsChecks(), memoryChecks(), threadChecks(), eventChecks(), fileChecks(),
+    for (const auto& group : {threadChecks(), settingsChecks(), memoryChecks(), eventChecks(), fileChecks(),
                               keyQueueChecks(), serialChecks(), serialThreadChecks(), logChecks()}) {
         tryAll(group);
     }

@@ -120,6 +120,9 @@ bool hasFailures(const nlohmann::json& results) {
 /// Loads the plug-in and unloads it when it has done what it does; `last`: it also wants a handler table. False when it is
 /// no use.
 bool visit(const std::string& path, bool last, const std::string& results, Wake& wake) {
+    Pressed pressed(wake);
+    ConsoleHandlerTable table;
+    table.set(handlerCode, &pressed);
     PluginLibrary plugin;
     if (const std::string problem = plugin.load(path); !problem.empty()) {
         complain(loadProblem(problem));
@@ -134,21 +137,17 @@ bool visit(const std::string& path, bool last, const std::string& results, Wake&
         console->init();
         while (!console->active() && !hasFailed() && wake.wait(20ms) != Wake::Cause::end) {
         }
-        Pressed pressed(wake);
-        ConsoleHandlerTable table;
-        table.set(handlerCode, &pressed);
         ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&table);
         const auto end = Clock::now() + handlerLimit;
         while (last && console->active() && !pressed.done && Clock::now() < end) {
             if (wake.wait(20ms) == Wake::Cause::end) break;
         }
-        console->exit();
-        ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     } else {
         complain(path + " registers no console");
     }
-    keyQueue().clear();
     const std::string problem = plugin.unload();
+    ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
+    keyQueue().clear();
     if (!problem.empty()) complain(loadProblem(problem));
     return console != nullptr && problem.empty();
 }
