@@ -26,7 +26,7 @@ namespace {
 using cvhost::Descriptor;
 
 /// The descriptor of a connection to `end`, or of its terminal, made raw.
-Descriptor openPlainly(const FarEnd& end) {
+Descriptor openPlainly(const ConsoleStub& end) {
     if (end.port() == 0) {
         Descriptor tty(::open(end.name().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
         termios line{};
@@ -228,7 +228,7 @@ void Mailbox::note() noexcept {
 }
 
 Contender::Contender(std::string whose, LineKind line)
-    : name(std::move(whose)), m_mailboxFile(::memfd_create("mailbox", 0)), m_end(std::make_unique<FarEnd>(line)) {
+    : name(std::move(whose)), m_mailboxFile(::memfd_create("mailbox", 0)), m_end(std::make_unique<ConsoleStub>(line)) {
     void* const memory = ::ftruncate(m_mailboxFile.get(), sizeof(Mailbox)) == 0
                              ? ::mmap(nullptr, sizeof(Mailbox), PROT_READ | PROT_WRITE, MAP_SHARED, mailboxFile(), 0)
                              : MAP_FAILED;

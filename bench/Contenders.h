@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/FarEnd.h"
+#include "bench/ConsoleStub.h"
 
 namespace bench {
 
@@ -38,7 +38,7 @@ public:
     std::uint64_t measure(std::string_view bytes);
 
 protected:
-    FarEnd& end() { return *m_end; }
+    ConsoleStub& end() { return *m_end; }
     Mailbox& mailbox() { return *m_mailbox; }
     int mailboxFile() const { return m_mailboxFile.get(); }
     /// Ends the line, so that whoever waits on it returns.
@@ -47,7 +47,7 @@ protected:
 private:
     cvhost::Descriptor m_mailboxFile;
     Mailbox* m_mailbox;
-    std::unique_ptr<FarEnd> m_end;
+    std::unique_ptr<ConsoleStub> m_end;
 };
 
 using Contenders = std::vector<std::unique_ptr<Contender>>;

@@ -25,7 +25,7 @@ Driver::~Driver() {
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
 }
 
-void Driver::start(FarEnd& end) {
+void Driver::start(ConsoleStub& end) {
     console().init();
     const auto settling = [] { return std::ranges::count(threadNames(), "ConsInit") != 0; };
     if (!end.waitForText("K W F2 X ")) throw std::runtime_error("the console was not brought up");

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/FarEnd.h"
+#include "bench/ConsoleStub.h"
 #include "host/api/ConsoleInput.h"
 #include "host/linux/PluginLibrary.h"
 
@@ -37,7 +37,7 @@ public:
 
     iConsoleResource& console() const { return *m_library.console(); }
     /// init(), and until start-up has sent its last command. Throws when it does not get there.
-    void start(FarEnd& end);
+    void start(ConsoleStub& end);
     /// Has `handler` run for `code`.
     void handle(int code, ConsoleHandler& handler) { m_table.set(code, &handler); }
 

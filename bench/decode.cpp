@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bench/BareHost.h"
+#include "bench/NullHost.h"
 #include "bench/reference.h"
 #include "host/core/KeyQueue.h"
 

@@ -38,7 +38,7 @@ bool waitUntil(Done done) {
 }
 
 /// Sends cycles at the pace of `rate` packets a second, without a pause when it is behind. How many it has sent.
-std::uint64_t sendCycles(bench::FarEnd& end, int rate, int seconds, std::vector<long>& resident) {
+std::uint64_t sendCycles(bench::ConsoleStub& end, int rate, int seconds, std::vector<long>& resident) {
     constexpr std::chrono::milliseconds tick{1};
     const int cyclesInTick = std::max(1, rate / packetsInCycle / 1000);
     std::string burst;
@@ -54,7 +54,7 @@ std::uint64_t sendCycles(bench::FarEnd& end, int rate, int seconds, std::vector<
 }
 
 nlohmann::json flood(int rate, int seconds) {
-    bench::FarEnd end(bench::LineKind::pty);
+    bench::ConsoleStub end(bench::LineKind::pty);
     bench::Driver driver(end.name());
     iConsoleResource& console = driver.console();
     std::atomic<std::uint64_t> runs{0};

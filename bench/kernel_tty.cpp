@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "bench/Turns.h"
+#include "bench/LatencyRounds.h"
 #include "tests/kernel/Guest.h"
 
 int main(int count, char** arguments) {

@@ -4,7 +4,7 @@
 #include <exception>
 #include <string_view>
 
-#include "bench/Turns.h"
+#include "bench/LatencyRounds.h"
 
 int main(int count, char** arguments) {
     using bench::LineKind, bench::Unit;

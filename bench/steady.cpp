@@ -52,7 +52,7 @@ struct Counts {
 };
 
 nlohmann::json measure(int packets, int idleSeconds) {
-    bench::FarEnd end(bench::LineKind::pty);
+    bench::ConsoleStub end(bench::LineKind::pty);
     bench::Driver driver(end.name());
     if (::dl_iterate_phdr(findPlugin, nullptr) != 1) throw std::runtime_error("where is the plug-in?");
     std::atomic<int> handled{0};

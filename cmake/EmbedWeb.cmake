@@ -23,7 +23,7 @@ foreach(name IN LISTS FILES)
 endforeach()
 file(WRITE ${OUT} "#include \"apps/cvhost/web/WebFiles.h\"
 
-namespace cvhost {
+namespace cvhost::web {
 namespace {
 
 ${arrays}
@@ -34,5 +34,5 @@ ${rows}};
 
 std::span<const WebFile> webFiles() { return files; }
 
-}  // namespace cvhost
+}  // namespace cvhost::web
 ")

@@ -39,7 +39,7 @@ void Desk::setRts(bool high, Time now) {
     }
     ++m_resets;
     stop();
-    tell(m_watcher, {.what = Happening::What::resetHeld});
+    tell(m_watcher, {.kind = DeskEvent::Kind::resetHeld});
 }
 
 void Desk::dropInput(Time now) {
@@ -123,13 +123,13 @@ void Desk::finishTimer() {
     }
     m_phase = Phase::monitor;
     m_monitor.restart();
-    tell(m_watcher, {.what = Happening::What::prompted});
+    tell(m_watcher, {.kind = DeskEvent::Kind::prompted});
     send(prompt);
 }
 
 void Desk::startProgram() {
     m_phase = Phase::program;
-    tell(m_watcher, {.what = Happening::What::programStarted});
+    tell(m_watcher, {.kind = DeskEvent::Kind::programStarted});
     for (const char byte : std::exchange(m_held, {})) {
         std::string out;
         if (!m_program.take(byte, m_watcher, out)) ++m_unknownCommands;
@@ -141,7 +141,7 @@ void Desk::startBoot() {
     clearInput();
     m_phase = Phase::booting;
     m_timer = m_now + m_options.bootTime;
-    tell(m_watcher, {.what = Happening::What::booting});
+    tell(m_watcher, {.kind = DeskEvent::Kind::booting});
 }
 
 // What has left already stays to be taken; the rest never leaves.
@@ -164,7 +164,7 @@ void Desk::clearInput() {
 void Desk::tellLoss() {
     const std::uint64_t lost = m_lostInput - std::exchange(m_lostTold, m_lostInput);
     constexpr std::uint64_t most = std::numeric_limits<int>::max();
-    if (lost != 0) tell(m_watcher, {.what = Happening::What::inputLost, .number = static_cast<int>(std::min(lost, most))});
+    if (lost != 0) tell(m_watcher, {.kind = DeskEvent::Kind::inputLost, .number = static_cast<int>(std::min(lost, most))});
 }
 
 void Desk::send(std::string_view bytes) {

@@ -62,12 +62,12 @@ bool Monitor::carryOut(Model model, const Memory& memory, const Watcher& watcher
     constexpr std::string_view checkHead = "C 0100 0 ";
     if (m_line == "H ") {
         out += model == Model::V4 ? identityV4 : identityOther;
-        tell(watcher, {.what = Happening::What::identified});
+        tell(watcher, {.kind = DeskEvent::Kind::identified});
         return false;
     }
     if (m_line == "J 0100 0") {
         out += "\r\n";
-        tell(watcher, {.what = Happening::What::jumped});
+        tell(watcher, {.kind = DeskEvent::Kind::jumped});
         return true;
     }
     if (m_line.starts_with(checkHead)) {
@@ -75,13 +75,13 @@ bool Monitor::carryOut(Model model, const Memory& memory, const Watcher& watcher
             const std::uint16_t crc = memory.check(*length);
             out += "\r\nCRC = " + hex(crc, 4);
             out += prompt;
-            tell(watcher, {.what = Happening::What::checkValue, .number = crc});
+            tell(watcher, {.kind = DeskEvent::Kind::checkValue, .number = crc});
             return false;
         }
     }
     out += "\r\n?";
     out += prompt;
-    tell(watcher, {.what = Happening::What::refused, .text = std::string_view(m_line).substr(0, lineLimit)});
+    tell(watcher, {.kind = DeskEvent::Kind::refused, .text = std::string_view(m_line).substr(0, lineLimit)});
     return false;
 }
 

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "desk/Happening.h"
+#include "desk/DeskEvent.h"
 
 namespace desk {
 

@@ -34,7 +34,7 @@ bool Program::take(char byte, const Watcher& watcher, std::string& out) {
         return true;
     }
     const bool understood = m_command.empty() || carryOut(watcher, out);
-    if (!understood) tell(watcher, {.what = Happening::What::ignored, .text = m_command});
+    if (!understood) tell(watcher, {.kind = DeskEvent::Kind::ignored, .text = m_command});
     m_command.clear();
     return understood;
 }
@@ -45,7 +45,7 @@ bool Program::carryOut(const Watcher& watcher, std::string& out) {
         case '?':
             out += 'V' + hex(m_version, 3) + ' ';
             m_versionAsked = true;
-            tell(watcher, {.what = Happening::What::versionAsked, .number = static_cast<int>(m_version)});
+            tell(watcher, {.kind = DeskEvent::Kind::versionAsked, .number = static_cast<int>(m_version)});
             return true;
         case 'W':
         case 'X':
@@ -63,13 +63,13 @@ bool Program::setLamp(const Watcher& watcher) {
     const auto number = lampNumber(std::string_view(m_command).substr(1));
     if (!number || std::string_view("OFHB").find(state) == std::string_view::npos) return false;
     char& lamp = m_lamps[static_cast<std::size_t>(*number - 1)];
-    if (lamp != state) tell(watcher, {.what = Happening::What::lampSet, .number = *number, .letter = state});
+    if (lamp != state) tell(watcher, {.kind = DeskEvent::Kind::lampSet, .number = *number, .letter = state});
     lamp = state;
     return true;
 }
 
 void Program::setWheel(bool on, const Watcher& watcher) {
-    if (m_wheelOn != on) tell(watcher, {.what = Happening::What::wheelSet, .number = on ? 1 : 0});
+    if (m_wheelOn != on) tell(watcher, {.kind = DeskEvent::Kind::wheelSet, .number = on ? 1 : 0});
     m_wheelOn = on;
 }
 

@@ -15,7 +15,7 @@
 #include <cstdint>
 #include <string>
 
-#include "desk/Happening.h"
+#include "desk/DeskEvent.h"
 
 namespace desk {
 

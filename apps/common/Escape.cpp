@@ -4,7 +4,7 @@
 
 #include "host/core/Text.h"
 
-namespace cvhost {
+namespace common {
 namespace {
 
 constexpr std::string_view hexDigits = "0123456789abcdef";
@@ -15,7 +15,7 @@ bool isPrintableAscii(unsigned code) { return code >= 0x20 && code < 0x7F; }
 
 /// The length of the printable character at `index`, 0 when there is a control character or no UTF-8.
 std::size_t printableLength(std::string_view text, std::size_t index) {
-    const std::size_t length = utf8Length(text.substr(index));
+    const std::size_t length = cvhost::utf8Length(text.substr(index));
     const bool control = length == 1 ? !isPrintableAscii(byteAt(text, index))
                                      : byteAt(text, index) == 0xC2 && length == 2 && byteAt(text, index + 1) < 0xA0;
     return control ? 0 : length;
@@ -112,4 +112,4 @@ std::string plainBytes(std::span<const unsigned char> bytes) {
     return out;
 }
 
-}  // namespace cvhost
+}  // namespace common

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace cvhost {
+namespace common {
 
 /// `text` as a JSON string with its quotes. What is not printable, and every byte that is not UTF-8, becomes an escape.
 std::string jsonText(std::string_view text);
@@ -21,4 +21,4 @@ std::string plainText(std::string_view text);
 /// `bytes` for a terminal: other than printable ASCII becomes "\r", "\n" or "\xNN".
 std::string plainBytes(std::span<const unsigned char> bytes);
 
-}  // namespace cvhost
+}  // namespace common

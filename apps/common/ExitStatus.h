@@ -1,7 +1,7 @@
 // What cvhost answers its caller.
 #pragma once
 
-namespace cvhost::exitStatus {
+namespace common::exitStatus {
 
 /// A console became active.
 inline constexpr int active = 0;
@@ -10,4 +10,4 @@ inline constexpr int none = 1;
 /// The command line is wrong, or what it names is not what it has to be.
 inline constexpr int usage = 2;
 
-}  // namespace cvhost::exitStatus
+}  // namespace common::exitStatus

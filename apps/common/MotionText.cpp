@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace cvhost {
+namespace common {
 namespace {
 
 template <class... Values>
@@ -43,4 +43,4 @@ std::string jogText(double counts) {
     return text;
 }
 
-}  // namespace cvhost
+}  // namespace common

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace cvhost {
+namespace common {
 
 /// A speed in words: "×1.46 forward".
 std::string speedWords(int speed);
@@ -14,4 +14,4 @@ std::string speedText(int speed);
 /// A jog movement in counts: "+2", "-1.5".
 std::string jogText(double counts);
 
-}  // namespace cvhost
+}  // namespace common

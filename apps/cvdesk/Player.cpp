@@ -22,15 +22,15 @@ using Verdict = std::optional<int>;
 
 class Player {
 public:
-    Player(lines::DeskServer& server, cvhost::Wake& wake) : m_server(server), m_wake(wake) {}
+    Player(lines::DeskServer& server, common::MainLoop& wake) : m_server(server), m_wake(wake) {}
 
     Verdict play(const Step& step) {
         m_line = step.line;
-        return std::visit([this](const auto& what) { return play(what); }, step.what);
+        return std::visit([this](const auto& what) { return play(what); }, step.action);
     }
     /// Serves until told to end.
     void serve() {
-        while (m_wake.wait(std::chrono::hours(1)) != cvhost::Wake::Cause::end) {
+        while (m_wake.wait(std::chrono::hours(1)) != common::MainLoop::Cause::end) {
         }
     }
 
@@ -45,7 +45,7 @@ private:
             if (condition()) return Outcome::holds;
             const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
             if (left <= milliseconds::zero()) return Outcome::late;
-            if (m_wake.wait(std::min(left, interval)) == cvhost::Wake::Cause::end) return Outcome::end;
+            if (m_wake.wait(std::min(left, interval)) == common::MainLoop::Cause::end) return Outcome::end;
         }
     }
 
@@ -92,13 +92,13 @@ private:
     }
 
     lines::DeskServer& m_server;
-    cvhost::Wake& m_wake;
+    common::MainLoop& m_wake;
     int m_line = 0;
 };
 
 }  // namespace
 
-int play(const std::vector<Step>& steps, lines::DeskServer& server, cvhost::Wake& wake) {
+int play(const std::vector<Step>& steps, lines::DeskServer& server, common::MainLoop& wake) {
     Player player(server, wake);
     for (const Step& step : steps)
         if (const Verdict verdict = player.play(step)) return *verdict;

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "apps/common/Wake.h"
+#include "apps/common/MainLoop.h"
 #include "apps/cvdesk/Script.h"
 #include "lines/DeskServer.h"
 
@@ -11,6 +11,6 @@ namespace cvdesk {
 
 /// Returns the status to exit with. `wake` is signalled whenever anything happens on the desk; a signal to end ends the
 /// script wherever it stands. Says on standard error what was not met.
-int play(const std::vector<Step>& steps, lines::DeskServer& server, cvhost::Wake& wake);
+int play(const std::vector<Step>& steps, lines::DeskServer& server, common::MainLoop& wake);
 
 }  // namespace cvdesk

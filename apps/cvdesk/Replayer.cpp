@@ -12,7 +12,7 @@ constexpr std::chrono::milliseconds look(20);
 
 }  // namespace
 
-int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
+int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, common::MainLoop& wake,
            const std::function<void(const std::string&)>& tell, lines::MachineServer::Failed failed) {
     auto machine = std::make_unique<desk::Replay>(std::move(steps), lines::present());
     const desk::Replay& played = *machine;
@@ -21,7 +21,7 @@ int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, cvhost:
     std::size_t count = 0;
     std::size_t missing = 0;
     for (bool done = false; !done;) {
-        done = wake.wait(look) == cvhost::Wake::Cause::end;
+        done = wake.wait(look) == common::MainLoop::Cause::end;
         const std::size_t told = differences.size();
         server.locked([&](desk::Time) {
             differences = played.differences();

@@ -7,14 +7,14 @@
 #include <memory>
 #include <string>
 
-#include "apps/common/Wake.h"
+#include "apps/common/MainLoop.h"
 #include "desk/Replay.h"
 #include "lines/MachineServer.h"
 
 namespace cvdesk {
 
 /// Plays the steps behind `line` and tells each difference when it is noticed, a line with its end. The status to exit with.
-int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, cvhost::Wake& wake,
+int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, common::MainLoop& wake,
            const std::function<void(const std::string&)>& tell, lines::MachineServer::Failed failed);
 
 }  // namespace cvdesk

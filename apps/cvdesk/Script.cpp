@@ -8,7 +8,7 @@
 namespace cvdesk {
 namespace {
 
-using What = decltype(Step::what);
+using Action = decltype(Step::action);
 using Words = std::vector<std::string_view>;
 
 constexpr std::string_view blanks = " \t\r\v\f";
@@ -40,7 +40,7 @@ Words split(std::string_view text) {
 
 // Each of these takes what follows the command's name; nothing: that is not how it is written.
 
-std::optional<What> sleep(std::string_view rest) {
+std::optional<Action> sleep(std::string_view rest) {
     const bool inMilliseconds = rest.ends_with("ms");
     if (!rest.ends_with('s')) return std::nullopt;
     rest.remove_suffix(inMilliseconds ? 2 : 1);
@@ -52,18 +52,18 @@ std::optional<What> sleep(std::string_view rest) {
 using KeyOperation = void (desk::Desk::*)(char, desk::Time);
 
 template <KeyOperation operation>
-std::optional<What> key(std::string_view rest) {
+std::optional<Action> key(std::string_view rest) {
     if (rest.size() != 1 || rest.front() <= ' ' || rest.front() > '~') return std::nullopt;
     return Act{[key = rest.front()](desk::Desk& desk, desk::Time now) { (desk.*operation)(key, now); }};
 }
 
-std::optional<What> shuttle(std::string_view rest) {
+std::optional<Action> shuttle(std::string_view rest) {
     const auto position = number<unsigned char>(rest);
     if (!position) return std::nullopt;
     return Act{[position = *position](desk::Desk& desk, desk::Time now) { desk.shuttle(position, now); }};
 }
 
-std::optional<What> jog(std::string_view rest) {
+std::optional<Action> jog(std::string_view rest) {
     const Words words = split(rest);
     if (words.empty() || words.size() > 2) return std::nullopt;
     const auto counts = number<std::int8_t>(words[0]);
@@ -79,7 +79,7 @@ std::optional<char> hexByte(std::string_view digits) {
     return static_cast<char>(byte);
 }
 
-std::optional<What> raw(std::string_view rest) {
+std::optional<Action> raw(std::string_view rest) {
     std::string bytes;
     while (!rest.empty()) {
         std::size_t taken = 1;
@@ -102,12 +102,12 @@ std::optional<What> raw(std::string_view rest) {
     return Act{[bytes](desk::Desk& desk, desk::Time now) { desk.raw(bytes, now); }};
 }
 
-std::optional<What> powerCycle(std::string_view rest) {
+std::optional<Action> powerCycle(std::string_view rest) {
     if (!rest.empty()) return std::nullopt;
     return Act{[](desk::Desk& desk, desk::Time now) { desk.powerCycle(now); }};
 }
 
-std::optional<What> wait(std::string_view rest) {
+std::optional<Action> wait(std::string_view rest) {
     if (rest != "active") return std::nullopt;
     return WaitActive{};
 }
@@ -116,7 +116,7 @@ std::string lampText(int lamp, char state) { return "lamp " + std::to_string(lam
 
 std::string wheelText(bool on) { return on ? "wheel on" : "wheel off"; }
 
-std::optional<What> expect(std::string_view rest) {
+std::optional<Action> expect(std::string_view rest) {
     const Words words = split(rest);
     if (words.size() == 3 && words[0] == "lamp") {
         const auto lamp = number<int>(words[1], 1, desk::Program::lampCount);
@@ -130,7 +130,7 @@ std::optional<What> expect(std::string_view rest) {
     return std::nullopt;
 }
 
-std::optional<What> quit(std::string_view rest) {
+std::optional<Action> quit(std::string_view rest) {
     if (!rest.empty()) return std::nullopt;
     return Quit{};
 }
@@ -138,7 +138,7 @@ std::optional<What> quit(std::string_view rest) {
 struct Command {
     std::string_view name;
     std::string_view form;
-    std::optional<What> (*read)(std::string_view rest);
+    std::optional<Action> (*read)(std::string_view rest);
 };
 
 constexpr Command commands[] = {
@@ -156,7 +156,7 @@ constexpr Command commands[] = {
     {"quit", "quit", quit},
 };
 
-What readCommand(std::string_view line) {
+Action readCommand(std::string_view line) {
     const std::string_view name = line.substr(0, line.find_first_of(blanks));
     for (const Command& command : commands) {
         if (command.name != name) continue;

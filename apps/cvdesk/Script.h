@@ -30,7 +30,7 @@ struct Quit {};
 
 struct Step {
     int line;  ///< in the script, from 1
-    std::variant<Sleep, Act, WaitActive, Expect, Quit> what;
+    std::variant<Sleep, Act, WaitActive, Expect, Quit> action;
 };
 
 /// What is wrong with a script, with its line: no full stop.

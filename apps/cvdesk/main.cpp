@@ -10,15 +10,15 @@
 #include <iostream>
 #include <optional>
 
-#include "apps/common/Output.h"
-#include "apps/common/StartTime.h"
-#include "apps/common/Wake.h"
+#include "apps/common/LineWriter.h"
+#include "apps/common/MainLoop.h"
+#include "apps/common/RunClock.h"
+#include "apps/cvdesk/DeskLog.h"
 #include "apps/cvdesk/ExitStatus.h"
 #include "apps/cvdesk/Options.h"
 #include "apps/cvdesk/Player.h"
 #include "apps/cvdesk/Replayer.h"
 #include "apps/cvdesk/Script.h"
-#include "apps/cvdesk/Telling.h"
 #include "apps/recording/Steps.h"
 #include "desk/CheckDesk.h"
 #include "lines/DeskServer.h"
@@ -68,19 +68,19 @@ Place makePlace(const Options& options, lines::SettingsWatcher watcher) {
 }
 
 /// Waits until there is a serial port for what has been plugged in; empty when the program is told to end before.
-std::string awaitSerialPort(int plug, cvhost::Wake& wake) {
+std::string awaitSerialPort(int plug, common::MainLoop& wake) {
     const auto deadline = std::chrono::steady_clock::now() + driverPatience;
     for (;;) {
         if (std::string port = lines::serialPortAt(plug); !port.empty()) return port;
         if (std::chrono::steady_clock::now() > deadline)
             throw std::runtime_error("the kernel makes no serial port of the adapter (as root: modprobe ftdi_sio)");
-        if (wake.wait(10ms) == cvhost::Wake::Cause::end) return {};
+        if (wake.wait(10ms) == common::MainLoop::Cause::end) return {};
     }
 }
 
 desk::Replay::Steps loadReplay(const Options& options) {
     if (options.replayFile.empty()) return {};
-    const auto isLoss = [](const recording::Event& event) { return event.what == recording::Event::What::lost; };
+    const auto isLoss = [](const recording::Event& event) { return event.kind == recording::Event::Kind::lost; };
     const bool hasRts = !std::holds_alternative<std::string>(options.line);
     ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);  // large buffers go back to the system: a long recording needs several in turn
     const std::string text = recording::textOf(options.replayFile);
@@ -90,7 +90,7 @@ desk::Replay::Steps loadReplay(const Options& options) {
 /// Has a failed thread reported and the run ended.
 class Failure {
 public:
-    explicit Failure(cvhost::Wake& wake) : m_wake(wake) {}
+    explicit Failure(common::MainLoop& wake) : m_wake(wake) {}
 
     /// For the handler of an exception, on any thread.
     void take() noexcept {
@@ -111,28 +111,28 @@ private:
         std::fprintf(stderr, "cvdesk: a thread has failed: %s; see whether the system is short of memory.\n", reason);
     }
 
-    cvhost::Wake& m_wake;
+    common::MainLoop& m_wake;
     std::atomic<bool> m_taken = false;
 };
 
-void tellLossInAll(lines::DeskServer& server, cvhost::Output& output) {
+void tellLossInAll(lines::DeskServer& server, common::LineWriter& output) {
     std::uint64_t lost = 0;
     server.operate([&](const desk::Desk& desk, desk::Time) { lost = desk.lostInput(); });
     if (lost != 0) output.put("Lost " + std::to_string(lost) + " bytes of input in all\n");
 }
 
 int serve(const Options& options, const std::vector<Step>& steps, desk::Replay::Steps recorded) {
-    cvhost::Wake wake;
+    common::MainLoop wake;
     Failure failure(wake);
     const auto failed = [&failure] { failure.take(); };
-    const cvhost::StartTime start;
-    const bool colour = cvhost::wantsColour();
-    cvhost::Output output(STDOUT_FILENO, {.missing =
-                                              [](std::size_t count) {
-                                                  return std::to_string(count) +
-                                                         " lines are missing here: they were not read in time\n";
-                                              },
-                                          .broken = [] {}});
+    const common::RunClock start;
+    const bool colour = common::wantsColour();
+    common::LineWriter output(STDOUT_FILENO, {.missing =
+                                                  [](std::size_t count) {
+                                                      return std::to_string(count) +
+                                                             " lines are missing here: they were not read in time\n";
+                                                  },
+                                              .broken = [] {}});
     const auto tell = [&](const auto& news) { output.put(lineFor(news, start.seconds(), colour)); };
     Place place = makePlace(options, tell);
     output.put(place.where + '\n');
@@ -144,11 +144,11 @@ int serve(const Options& options, const std::vector<Step>& steps, desk::Replay::
         const bool hasRts = !std::holds_alternative<std::string>(options.line);
         const lines::MachineServer server(std::make_unique<desk::CheckDesk>(hasRts), std::move(place.line), failed);
         if (place.plug) output.put("Listening on " + awaitSerialPort(*place.plug, wake) + '\n');
-        while (wake.wait(std::chrono::hours(1)) != cvhost::Wake::Cause::end) {
+        while (wake.wait(std::chrono::hours(1)) != common::MainLoop::Cause::end) {
         }
         return failure.statusOr(exitStatus::ended);
     }
-    const auto watcher = [&](const desk::Happening& happening) {
+    const auto watcher = [&](const desk::DeskEvent& happening) {
         tell(happening);
         wake.signal();
     };
@@ -191,7 +191,7 @@ int run(int argc, const char* const* argv) {
 }  // namespace cvdesk
 
 int main(int argc, char** argv) {
-    cvhost::letWritesFail();
+    common::letWritesFail();
     try {
         return cvdesk::run(argc, argv);
     } catch (const std::exception& error) {

@@ -99,18 +99,18 @@ bool truth(const std::string& text, const char* option) {
 
 /// A setting whose value the driver would ignore is refused. One that is unknown may be another plug-in's.
 void refuseUnusable(const std::string& key, const std::string& text) {
-    using Kind = SettingProblem::Kind;
+    using Kind = ports::SettingProblem::Kind;
     Settings scratch;
     scratch.setFromText(key, text);
-    const auto problem = judgeSetting(key, *scratch.find(key));
+    const auto problem = ports::judgeSetting(key, *scratch.find(key));
     if (problem && (problem->kind == Kind::wrongType || problem->kind == Kind::noPort)) {
         throw CLI::ValidationError("--set", problem->text);
     }
 }
 
-Options::Events events(const std::string& text) {
-    if (text == "text") return Options::Events::text;
-    if (text == "json") return Options::Events::json;
+run::Options::Events events(const std::string& text) {
+    if (text == "text") return run::Options::Events::text;
+    if (text == "json") return run::Options::Events::json;
     throw CLI::ValidationError("--events", "\"" + text + "\" is neither text nor json");
 }
 
@@ -124,14 +124,14 @@ std::chrono::duration<double> seconds(const std::string& text) {
     return std::chrono::duration<double>(value);
 }
 
-WebAddress web(const std::string& text) {
-    if (const auto address = webAddress(text)) return *address;
+web::WebAddress addressOf(const std::string& text) {
+    if (const auto address = web::webAddress(text)) return *address;
     throw CLI::ValidationError("--web", "\"" + text + "\" is not a port, or ADDR:PORT with brackets around an IPv6 address");
 }
 
 /// Other machines reach the page only by both an address of theirs and the option for it.
-void checkOpen(std::optional<WebAddress>& address, bool open) {
-    const bool loopback = !address || isLoopback(address->host);
+void checkOpen(std::optional<web::WebAddress>& address, bool open) {
+    const bool loopback = !address || web::isLoopback(address->host);
     if (open && loopback) throw CLI::ValidationError("--web-open", "name the address too, such as --web 0.0.0.0:8080");
     if (!open && !loopback) {
         throw CLI::ValidationError("--web", "at " + address->host + " everyone on the network could press keys; add " +
@@ -140,7 +140,7 @@ void checkOpen(std::optional<WebAddress>& address, bool open) {
     if (address) address->open = open;
 }
 
-transport::Clip clip(const std::string& text) {
+transport::Clip clipOf(const std::string& text) {
     if (const auto clip = transport::clip(text)) return *clip;
     throw CLI::ValidationError("--clip", "\"" + text + "\" is not FRAMES@RATE, such as 15000@25 or 1800@30000/1001");
 }
@@ -151,25 +151,25 @@ CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
     return app
         .add_option("--port", port, "Look for the console on the port of this name alone: a device, or rfc2217://HOST:PORT")
         ->check(whyNoName)
-        ->check(portNameProblem)
+        ->check(ports::portNameProblem)
         ->type_name("NAME");
 }
 
 void addClip(CLI::App& run, transport::Clip& result) {
     run.add_option_function<std::string>(
-           "--clip", [&result](const std::string& text) { result = clip(text); },
+           "--clip", [&result](const std::string& text) { result = clipOf(text); },
            "What keys, ring and wheel play: so many frames at so many a second; 15000@25, ten minutes, unless given")
         ->type_name("FRAMES@RATE");
 }
 
-CLI::App& addPorts(CLI::App& app, PortsOptions& options) {
+CLI::App& addPorts(CLI::App& app, ports::PortsOptions& options) {
     CLI::App& ports = *app.add_subcommand("ports", "Show this machine's serial ports and which one the driver will choose.");
     ports.footer(portsFooter);
     ports.add_flag("--json", options.json, "Print one JSON object");
     return ports;
 }
 
-CLI::App& addDoctor(CLI::App& app, DoctorOptions& options) {
+CLI::App& addDoctor(CLI::App& app, doctor::DoctorOptions& options) {
     CLI::App& doctor = *app.add_subcommand("doctor", "Find out what keeps a console from working.");
     doctor.footer(doctorFooter);
     addPort(doctor, options.port);
@@ -181,7 +181,7 @@ CLI::App& addDoctor(CLI::App& app, DoctorOptions& options) {
     return doctor;
 }
 
-CLI::App& addTimeline(CLI::App& app, TimelineOptions& options) {
+CLI::App& addTimeline(CLI::App& app, timeline::TimelineOptions& options) {
     CLI::App& timeline = *app.add_subcommand("timeline", "Show what a recording says of the line, with times and meanings.");
     timeline.footer(timelineFooter);
     timeline.add_option("FILE", options.file, "The recording, as \"cvhost run --record FILE\" makes it")
@@ -191,7 +191,7 @@ CLI::App& addTimeline(CLI::App& app, TimelineOptions& options) {
     return timeline;
 }
 
-CLI::App& addCheckHost(CLI::App& app, CheckHostOptions& options) {
+CLI::App& addCheckHost(CLI::App& app, checkhost::CheckHostOptions& options) {
     CLI::App& check = *app.add_subcommand("check-host", "Check whether this host keeps its promises to the driver.");
     check.footer(checkHostFooter);
     check.add_option("--plugin", options.plugin, "Load this plug-in, in place of the installed CorvaneHostCheck.so")
@@ -203,7 +203,7 @@ CLI::App& addCheckHost(CLI::App& app, CheckHostOptions& options) {
             "Use the port of this name, with \"cvdesk --check\" or a loop-back plug behind it, in place of a far end "
             "inside this program")
         ->check(whyNoName)
-        ->check(portNameProblem)
+        ->check(ports::portNameProblem)
         ->type_name("NAME");
     check
         .add_option("--level", options.level,
@@ -230,18 +230,19 @@ int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const ch
     const std::string subcommand = subcommands.empty() ? "" : subcommands.front()->get_name() + ' ';
     std::cerr << "cvhost: " << common::usageProblem(app, error, arguments) << "; \"cvhost " << subcommand
               << "--help\" shows what it takes.\n";
-    return exitStatus::usage;
+    return common::exitStatus::usage;
 }
 
 }  // namespace
 
-std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, CheckHostOptions, int> parseCommandLine(
-    int argc, const char* const* argv) {
-    Options options;
-    PortsOptions portsOptions;
-    DoctorOptions doctorOptions;
-    TimelineOptions timelineOptions;
-    CheckHostOptions checkHostOptions;
+std::variant<run::Options, ports::PortsOptions, doctor::DoctorOptions, timeline::TimelineOptions,
+             checkhost::CheckHostOptions, int>
+parseCommandLine(int argc, const char* const* argv) {
+    run::Options options;
+    ports::PortsOptions portsOptions;
+    doctor::DoctorOptions doctorOptions;
+    timeline::TimelineOptions timelineOptions;
+    checkhost::CheckHostOptions checkHostOptions;
     std::vector<std::string> settings;
     std::vector<std::string> preferences;
     bool webOpen = false;
@@ -272,7 +273,7 @@ std::variant<Options, PortsOptions, DoctorOptions, TimelineOptions, CheckHostOpt
         ->check(whyNoName)
         ->type_name("FILE");
     run.add_option_function<std::string>(
-           "--web", [&](const std::string& text) { options.web = web(text); },
+           "--web", [&](const std::string& text) { options.web = addressOf(text); },
            "Serve a page with the console on it, to this machine alone unless --web-open is given; port 0: any free one")
         ->type_name("[ADDR:]PORT");
     run.add_flag("--web-open", webOpen,

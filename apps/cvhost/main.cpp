@@ -8,9 +8,9 @@
 #include <variant>
 
 #include "apps/common/ExitStatus.h"
-#include "apps/common/Output.h"
-#include "apps/common/StartTime.h"
-#include "apps/common/Wake.h"
+#include "apps/common/LineWriter.h"
+#include "apps/common/MainLoop.h"
+#include "apps/common/RunClock.h"
 #include "apps/cvhost/Options.h"
 #include "apps/cvhost/checkhost/CheckHost.h"
 #include "apps/cvhost/doctor/Doctor.h"
@@ -30,15 +30,18 @@ bool occupyStandardFiles() {
     return true;
 }
 
-int run(int argc, char** argv, cvhost::StartTime start) {
+int run(int argc, char** argv, common::RunClock start) {
     const auto parsed = cvhost::parseCommandLine(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
-    if (const auto* ports = std::get_if<cvhost::PortsOptions>(&parsed)) return cvhost::showPorts(*ports);
-    if (const auto* timeline = std::get_if<cvhost::TimelineOptions>(&parsed)) return cvhost::showTimeline(*timeline);
-    cvhost::Wake wake;
-    if (const auto* check = std::get_if<cvhost::CheckHostOptions>(&parsed)) return cvhost::checkHost(*check, wake);
-    if (const auto* doctor = std::get_if<cvhost::DoctorOptions>(&parsed)) return cvhost::Doctor(*doctor, wake).run();
-    return cvhost::Session(std::get<cvhost::Options>(parsed), start, wake).run();
+    if (const auto* ports = std::get_if<cvhost::ports::PortsOptions>(&parsed)) return cvhost::ports::showPorts(*ports);
+    if (const auto* timeline = std::get_if<cvhost::timeline::TimelineOptions>(&parsed))
+        return cvhost::timeline::showTimeline(*timeline);
+    common::MainLoop wake;
+    if (const auto* check = std::get_if<cvhost::checkhost::CheckHostOptions>(&parsed))
+        return cvhost::checkhost::checkHost(*check, wake);
+    if (const auto* doctor = std::get_if<cvhost::doctor::DoctorOptions>(&parsed))
+        return cvhost::doctor::Doctor(*doctor, wake).run();
+    return cvhost::run::Session(std::get<cvhost::run::Options>(parsed), start, wake).run();
 }
 
 constexpr const char* shortage = "; see whether the system is short of memory, threads or ports.\n";
@@ -46,20 +49,20 @@ constexpr const char* shortage = "; see whether the system is short of memory, t
 }  // namespace
 
 int main(int argc, char** argv) {
-    const cvhost::StartTime start;
-    if (!occupyStandardFiles()) return cvhost::exitStatus::none;
-    cvhost::letWritesFail();
+    const common::RunClock start;
+    if (!occupyStandardFiles()) return common::exitStatus::none;
+    common::letWritesFail();
     try {
         const int status = run(argc, argv, start);
         const auto failure = cvhost::takeFailure();
         if (!failure) return status;
         std::cerr << "cvhost: a thread has failed: " << *failure << shortage;
-        return cvhost::exitStatus::none;
-    } catch (const cvhost::WebFailure& error) {
+        return common::exitStatus::none;
+    } catch (const cvhost::web::WebFailure& error) {
         std::cerr << "cvhost: " << error.what() << ".\n";
-        return cvhost::exitStatus::none;
+        return common::exitStatus::none;
     } catch (const std::exception& error) {
         std::cerr << "cvhost: " << error.what() << shortage;
-        return cvhost::exitStatus::none;
+        return common::exitStatus::none;
     }
 }

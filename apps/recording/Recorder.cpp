@@ -97,35 +97,35 @@ void Recorder::removeFile() const {
 }
 
 void Recorder::call(std::string_view name, std::initializer_list<int> arguments) {
-    add({.what = Event::What::call, .text = std::string(name), .arguments = arguments});
+    add({.kind = Event::Kind::call, .text = std::string(name), .arguments = arguments});
 }
 
 void Recorder::port(std::string_view name, cvhost::PortState state) {
-    const auto what = state == cvhost::PortState::open     ? Event::What::open
-                      : state == cvhost::PortState::closed ? Event::What::closed
-                                                           : Event::What::lost;
-    add({.what = what, .port = std::string(name)});
+    const auto what = state == cvhost::PortState::open     ? Event::Kind::open
+                      : state == cvhost::PortState::closed ? Event::Kind::closed
+                                                           : Event::Kind::lost;
+    add({.kind = what, .port = std::string(name)});
 }
 
-void Recorder::key(int code, bool, int) { add({.what = Event::What::key, .number = code}); }
+void Recorder::key(int code, bool, int) { add({.kind = Event::Kind::key, .number = code}); }
 
 void Recorder::wire(cvhost::Direction direction, std::span<const unsigned char> bytes) {
-    add({.what = direction == cvhost::Direction::transmit ? Event::What::tx : Event::What::rx,
+    add({.kind = direction == cvhost::Direction::transmit ? Event::Kind::tx : Event::Kind::rx,
          .text = {bytes.begin(), bytes.end()}});
 }
 
-void Recorder::rts(int level) { add({.what = Event::What::rts, .number = level}); }
+void Recorder::rts(int level) { add({.kind = Event::Kind::rts, .number = level}); }
 
 void Recorder::opening(std::string_view name, const cvhost::LineSettings& settings) {
-    add({.what = Event::What::opening, .port = std::string(name), .line = settings});
+    add({.kind = Event::Kind::opening, .port = std::string(name), .line = settings});
 }
 
 void Recorder::added(std::span<const unsigned char> bytes) {
-    add({.what = Event::What::added, .text = {bytes.begin(), bytes.end()}});
+    add({.kind = Event::Kind::added, .text = {bytes.begin(), bytes.end()}});
 }
 
 void Recorder::trouble(std::string_view name, std::string_view reason) {
-    add({.what = Event::What::trouble, .port = std::string(name), .text = std::string(reason)});
+    add({.kind = Event::Kind::trouble, .port = std::string(name), .text = std::string(reason)});
 }
 
 void Recorder::add(Event event) {

@@ -14,32 +14,32 @@ namespace recording {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using What = Event::What;
+using Kind = Event::Kind;
 
 constexpr std::string_view formatName = "cvhost serial recording";
 constexpr std::size_t largestFile = 1UL << 30;
 constexpr std::int64_t longestTime = std::chrono::microseconds(std::chrono::years(10)).count();
 
 struct Name {
-    What what;
+    Kind kind;
     std::string_view name;
 };
 constexpr std::array names{
-    Name{What::opening, "opening"}, Name{What::open, "open"}, Name{What::trouble, "trouble"}, Name{What::closed, "closed"},
-    Name{What::lost, "lost"},       Name{What::tx, "tx"},     Name{What::rx, "rx"},           Name{What::rts, "rts"},
-    Name{What::added, "added"},     Name{What::call, "call"}, Name{What::key, "key"},
+    Name{Kind::opening, "opening"}, Name{Kind::open, "open"}, Name{Kind::trouble, "trouble"}, Name{Kind::closed, "closed"},
+    Name{Kind::lost, "lost"},       Name{Kind::tx, "tx"},     Name{Kind::rx, "rx"},           Name{Kind::rts, "rts"},
+    Name{Kind::added, "added"},     Name{Kind::call, "call"}, Name{Kind::key, "key"},
 };
 
-std::string_view nameOf(What what) {
+std::string_view nameOf(Kind kind) {
     for (const Name& entry : names) {
-        if (entry.what == what) return entry.name;
+        if (entry.kind == kind) return entry.name;
     }
     return {};
 }
 
-std::optional<What> whatOf(std::string_view name) {
+std::optional<Kind> whatOf(std::string_view name) {
     for (const Name& entry : names) {
-        if (entry.name == name) return entry.what;
+        if (entry.name == name) return entry.kind;
     }
     return std::nullopt;
 }
@@ -78,36 +78,36 @@ std::optional<std::string> bytesOfText(const std::string& text) {
 std::string dumped(const Json& line) { return line.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n'; }
 
 void addMembers(const Event& event, Json& line) {
-    switch (event.what) {
-        case What::opening:
+    switch (event.kind) {
+        case Kind::opening:
             line["port"] = event.port;
             line["baud"] = event.line.baud;
             line["data_bits"] = event.line.dataBits;
             line["parity"] = std::string(1, event.line.parity);
             line["stop_bits"] = event.line.stopBits;
             break;
-        case What::open:
-        case What::closed:
-        case What::lost:
+        case Kind::open:
+        case Kind::closed:
+        case Kind::lost:
             line["port"] = event.port;
             break;
-        case What::trouble:
+        case Kind::trouble:
             line["port"] = event.port;
             line["text"] = event.text;
             break;
-        case What::tx:
-        case What::rx:
-        case What::added:
+        case Kind::tx:
+        case Kind::rx:
+        case Kind::added:
             line["bytes"] = textOfBytes(event.text);
             break;
-        case What::rts:
+        case Kind::rts:
             line["level"] = event.number;
             break;
-        case What::call:
+        case Kind::call:
             line["name"] = event.text;
             line["arguments"] = event.arguments;
             break;
-        case What::key:
+        case Kind::key:
             line["code"] = event.number;
             break;
     }
@@ -131,34 +131,34 @@ std::string bytesOf(Line& line) {
     return std::move(bytes).value_or("");
 }
 
-Event eventOf(What what, Line& line) {
-    Event event{.at = std::chrono::microseconds(line.number(Member::t, 0, longestTime)), .what = what};
-    switch (what) {
-        case What::opening:
+Event eventOf(Kind kind, Line& line) {
+    Event event{.at = std::chrono::microseconds(line.number(Member::t, 0, longestTime)), .kind = kind};
+    switch (kind) {
+        case Kind::opening:
             event.line = settingsOf(line);
             [[fallthrough]];
-        case What::open:
-        case What::closed:
-        case What::lost:
+        case Kind::open:
+        case Kind::closed:
+        case Kind::lost:
             event.port = line.text(Member::port);
             break;
-        case What::trouble:
+        case Kind::trouble:
             event.port = line.text(Member::port);
             event.text = line.text(Member::text);
             break;
-        case What::tx:
-        case What::rx:
-        case What::added:
+        case Kind::tx:
+        case Kind::rx:
+        case Kind::added:
             event.text = bytesOf(line);
             break;
-        case What::rts:
+        case Kind::rts:
             event.number = smallNumber(line, Member::level, 0, 1);
             break;
-        case What::call:
+        case Kind::call:
             event.text = line.text(Member::name);
             event.arguments = line.arguments();
             break;
-        case What::key:
+        case Kind::key:
             event.number = smallNumber(line, Member::code, INT32_MIN, INT32_MAX);
             break;
     }
@@ -283,7 +283,7 @@ Recording read(std::string_view text) {
 Recording readFile(const std::string& path) { return read(textOf(path)); }
 
 std::string lineFor(const Event& event) {
-    Json line{{"t", event.at.count()}, {"event", nameOf(event.what)}};
+    Json line{{"t", event.at.count()}, {"event", nameOf(event.kind)}};
     addMembers(event, line);
     return dumped(line);
 }

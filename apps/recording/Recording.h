@@ -19,7 +19,7 @@ namespace recording {
 inline constexpr int formatVersion = 1;
 
 struct Event {
-    enum class What {
+    enum class Kind {
         opening,  ///< `port` is about to be opened with `line`
         open,     ///< `port` is open
         trouble,  ///< `text`: what is wrong with `port`
@@ -34,7 +34,7 @@ struct Event {
     };
 
     std::chrono::microseconds at{};  ///< since the recording began
-    What what{};
+    Kind kind{};
     std::string port{};
     std::string text{};
     int number = 0;

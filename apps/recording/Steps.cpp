@@ -8,11 +8,11 @@ desk::Replay::Steps stepsOf(Reader reader, const std::function<bool(const Event&
     desk::Replay::Steps steps;
     int level = 1;
     for (std::size_t i = 0; const auto event = nextGood(reader); ++i) {
-        if (event->what == Event::What::tx) {
+        if (event->kind == Event::Kind::tx) {
             steps.hostSends(event->at, event->text);
-        } else if (event->what == Event::What::rx) {
+        } else if (event->kind == Event::Kind::rx) {
             steps.consoleSends(event->at, event->text);
-        } else if (event->what == Event::What::rts) {
+        } else if (event->kind == Event::Kind::rts) {
             if (std::exchange(level, event->number) == event->number || !rts) continue;
             steps.hostDrivesRts(event->at, event->number != 0);
         } else if (isMark(*event)) {

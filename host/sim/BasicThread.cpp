@@ -6,7 +6,7 @@
 
 #include "host/sim/World.h"
 
-using sim::What;
+using sim::Kind;
 using sim::World;
 
 struct BasicThread::Running {
@@ -19,15 +19,15 @@ BasicThread::~BasicThread() { endThread(); }
 
 bool BasicThread::beginThread(const char* name, iThread::ePriority priority) {
     World& world = *World::current();
-    world.record(What::call, "beginThread(\"" + std::string(name) + "\", " + std::to_string(int{priority}) + ")");
+    world.record(Kind::call, "beginThread(\"" + std::string(name) + "\", " + std::to_string(int{priority}) + ")");
     world.scheduler().point("beginThread");
     if (m_running != nullptr && !sim::Scheduler::ended(*m_running->thread)) return false;
     if (!world.threadsToBeHad) return false;
     m_keepRunning.store(true, std::memory_order_relaxed);
     sim::ThreadHandle thread = world.scheduler().start(name, [this, &world] {
-        world.record(What::thread, "started");
+        world.record(Kind::thread, "started");
         threadFn();
-        world.record(What::thread, "ended");
+        world.record(Kind::thread, "ended");
     });
     if (thread == nullptr) return false;
     delete std::exchange(m_running, new Running{std::move(thread)});
@@ -37,7 +37,7 @@ bool BasicThread::beginThread(const char* name, iThread::ePriority priority) {
 void BasicThread::endThread() {
     m_keepRunning.store(false, std::memory_order_relaxed);
     if (World* world = World::current()) {
-        world->record(What::call, "endThread()");
+        world->record(Kind::call, "endThread()");
         world->scheduler().point("endThread");
         if (m_running != nullptr) {
             const sim::ThreadHandle thread = m_running->thread;

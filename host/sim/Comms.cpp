@@ -10,8 +10,8 @@
 
 namespace {
 
+using sim::Kind;
 using sim::Port;
-using sim::What;
 using sim::World;
 
 Port* portOf(const Cv::Ptr<CommsPort>& handle) { return static_cast<Port*>(handle.get()); }
@@ -24,7 +24,7 @@ World& enter(const char* function) {
 }
 
 World& enter(const char* function, const std::string& call) {
-    World::current()->record(What::call, call);
+    World::current()->record(Kind::call, call);
     return enter(function);
 }
 

@@ -50,7 +50,7 @@ bool Line::send(std::span<const unsigned char> bytes) {
     if (fails) bytes = bytes.first(m_random.below(bytes.size() + 1));
     const Time now = m_world.now();
     if (!bytes.empty()) {
-        m_world.record(What::sent, std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+        m_world.record(Kind::sent, std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     }
     if (m_peer != nullptr) {
         m_sendingEnds = std::max(m_sendingEnds, now) + m_peer->byteTime() * static_cast<Time::rep>(bytes.size());
@@ -62,7 +62,7 @@ bool Line::send(std::span<const unsigned char> bytes) {
 }
 
 void Line::setRts(int level) {
-    m_world.record(What::rts, std::to_string(level));
+    m_world.record(Kind::rts, std::to_string(level));
     if (m_peer != nullptr && !rtsStuck) m_peer->setRts(level != 0, m_world.now());
 }
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-using sim::What;
+using sim::Kind;
 using sim::World;
 using std::chrono::milliseconds;
 
@@ -25,13 +25,13 @@ public:
 
     int wait(unsigned timeoutMs) override {
         World& world = *World::current();
-        world.record(What::call, "wait(" + std::to_string(timeoutMs) + ")");
+        world.record(Kind::call, "wait(" + std::to_string(timeoutMs) + ")");
         const sim::Time deadline = world.now() + milliseconds(timeoutMs);
         world.scheduler().point("iThreadEvent::wait");
         while (!m_signalled && world.now() < deadline) world.scheduler().wait(this, deadline, "iThreadEvent::wait");
         const bool timedOut = !m_signalled;
         if (!m_manualReset) m_signalled = false;
-        world.record(What::result, timedOut ? "wait = 1" : "wait = 0");
+        world.record(Kind::result, timedOut ? "wait = 1" : "wait = 0");
         return timedOut ? 1 : 0;
     }
     void signal() override {
@@ -47,7 +47,7 @@ public:
 private:
     static void note(const char* what) {
         World& world = *World::current();
-        world.record(What::call, std::string(what) + "()");
+        world.record(Kind::call, std::string(what) + "()");
         world.scheduler().point(what);
     }
 
@@ -83,7 +83,7 @@ public:
 private:
     Cv::Ptr<iThreadEvent> createThreadEvent(int manualReset, int initiallySignalled, int flags) override {
         World& world = *World::current();
-        world.record(What::call, "createThreadEvent(" + std::to_string(manualReset) + ", " +
+        world.record(Kind::call, "createThreadEvent(" + std::to_string(manualReset) + ", " +
                                      std::to_string(initiallySignalled) + ", " + std::to_string(flags) + ")");
         world.scheduler().point("createThreadEvent");
         return {new Event(manualReset != 0, initiallySignalled != 0)};
@@ -91,13 +91,13 @@ private:
 
     void sleep(unsigned timeMs) override {
         World& world = *World::current();
-        world.record(What::call, "sleep(" + std::to_string(timeMs) + ")");
+        world.record(Kind::call, "sleep(" + std::to_string(timeMs) + ")");
         world.scheduler().sleep(milliseconds(timeMs));
     }
 
     void list(SerialPortList& ports) override {
         World& world = *World::current();
-        world.record(What::call, "list()");
+        world.record(Kind::call, "list()");
         world.scheduler().point("list");
         for (const auto& line : world.ports()) {
             if (!line->listed || !line->present()) continue;
@@ -109,7 +109,7 @@ private:
     Cv::Ptr<iFile> open(const LightweightString<wchar_t>& path, unsigned flags) override {
         World& world = *World::current();
         const std::string name = cvhost::narrow(path.view());
-        world.record(What::call, "open(\"" + name + "\", " + std::to_string(flags) + ")");
+        world.record(Kind::call, "open(\"" + name + "\", " + std::to_string(flags) + ")");
         world.scheduler().point("open");
         const auto found = world.files.find(name);
         if (found == world.files.end()) return {};

@@ -7,16 +7,16 @@ namespace sim {
 namespace {
 
 constexpr std::array s_kinds = {"call", "result", "log", "key", "sent", "arrived", "rts", "port", "thread", "note"};
-static_assert(s_kinds.size() == static_cast<std::size_t>(What::note) + 1);
+static_assert(s_kinds.size() == static_cast<std::size_t>(Kind::note) + 1);
 
 }  // namespace
 
-const char* nameOf(What what) { return s_kinds[static_cast<std::size_t>(what)]; }
+const char* nameOf(Kind kind) { return s_kinds[static_cast<std::size_t>(kind)]; }
 
-std::vector<std::string> textsOf(const Recording& recording, What what) {
+std::vector<std::string> textsOf(const Recording& recording, Kind kind) {
     std::vector<std::string> texts;
     for (const Entry& entry : recording) {
-        if (entry.what == what) texts.push_back(entry.text);
+        if (entry.kind == kind) texts.push_back(entry.text);
     }
     return texts;
 }
@@ -47,7 +47,7 @@ std::string describe(const Recording& recording) {
     for (const Entry& entry : recording) {
         std::array<char, 64> head{};
         std::snprintf(head.data(), head.size(), "%13.6f  %-10.16s %-8s", static_cast<double>(entry.at.count()) / 1e6,
-                      entry.thread.c_str(), nameOf(entry.what));
+                      entry.thread.c_str(), nameOf(entry.kind));
         lines += head.data() + escaped(entry.text) + "\n";
     }
     return lines;

@@ -9,7 +9,7 @@
 
 namespace sim {
 
-enum class What {
+enum class Kind {
     call,     ///< the driver called the host: the call as it would be written, without handles
     result,   ///< what a call that waits has returned
     log,      ///< LogBoth: the text, and its format as it was passed
@@ -25,7 +25,7 @@ enum class What {
 struct Entry {
     std::chrono::nanoseconds at;
     std::string thread;  ///< in which it happened; "line" for what came by itself
-    What what;
+    Kind kind;
     std::string text;
     std::string format;  ///< What::log only
 
@@ -35,9 +35,9 @@ struct Entry {
 using Recording = std::vector<Entry>;
 
 /// "call", "result" and so on.
-const char* nameOf(What what);
+const char* nameOf(Kind kind);
 /// The texts of all entries of one kind.
-std::vector<std::string> textsOf(const Recording& recording, What what);
+std::vector<std::string> textsOf(const Recording& recording, Kind kind);
 /// One line an entry: time in milliseconds, thread, kind, text with escapes for what does not print.
 std::string describe(const Recording& recording);
 /// `bytes` with \r, \n, \xNN and so on for what does not print.

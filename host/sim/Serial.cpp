@@ -14,7 +14,7 @@ std::string lastPart(const std::string& path) { return path.substr(path.rfind('/
 
 void Port::clearReceiveQueue() noexcept {
     if (World* world = World::current()) {
-        world->record(What::call, "clearReceiveQueue()");
+        world->record(Kind::call, "clearReceiveQueue()");
         world->scheduler().point("clearReceiveQueue");
     }
     queue.clear();
@@ -40,7 +40,7 @@ Cv::Ptr<Port> SerialLibrary::open(std::string_view name) {
         port->receiver = m_world.scheduler().start("rx " + lastPart(line->name), [this, &object] { receive(object); }, true);
         if (port->receiver == nullptr) return {};
         line->connect(port.get());
-        m_world.record(What::port, "open " + line->name);
+        m_world.record(Kind::port, "open " + line->name);
     }
     m_open.push_back(port);
     return port;
@@ -50,7 +50,7 @@ void SerialLibrary::close(const Cv::Ptr<Port>& port) {
     if (std::erase_if(m_open, [&](const auto& other) { return other.get() == port.get(); }) == 0) return;
     m_closed.push_back(port);
     if (port->error == 0) {
-        m_world.record(What::port, "closed " + port->line.name);
+        m_world.record(Kind::port, "closed " + port->line.name);
         port->error = EBADF;
         port->line.connect(nullptr);
     }
@@ -69,14 +69,14 @@ void SerialLibrary::closeAll() {
 
 void SerialLibrary::lose(Port& port) {
     if (port.error != 0) return;
-    m_world.recordFor("line", What::port, "lost " + port.line.name);
+    m_world.recordFor("line", Kind::port, "lost " + port.line.name);
     port.error = EIO;
     port.line.connect(nullptr);
     m_world.scheduler().wake(&port);
 }
 
 void SerialLibrary::deliver(Port& port, std::string_view bytes) {
-    m_world.recordFor("line", What::arrived, std::string(bytes));
+    m_world.recordFor("line", Kind::arrived, std::string(bytes));
     const std::size_t room = queueLimit - std::min(queueLimit, port.queue.size());
     port.queue.insert(port.queue.end(), bytes.begin(),
                       bytes.begin() + static_cast<std::ptrdiff_t>(std::min(room, bytes.size())));

@@ -52,8 +52,8 @@ Line* World::findPort(std::string_view name) const {
     return found == m_lines.end() ? nullptr : found->get();
 }
 
-void World::recordFor(std::string_view thread, What what, std::string text, std::string format) {
-    m_recording.push_back({now(), std::string(thread), what, std::move(text), std::move(format)});
+void World::recordFor(std::string_view thread, Kind kind, std::string text, std::string format) {
+    m_recording.push_back({now(), std::string(thread), kind, std::move(text), std::move(format)});
     if (watch) watch(m_recording.back());
 }
 
@@ -66,17 +66,17 @@ void World::schedulingHook(const char* function, std::string_view key) {
     // These two have entries of their own kind.
     const std::string_view name = function;
     if (name != "LogBoth" && name != "addToKeyPressQueue") {
-        world.record(What::call, std::string(name) + "(" + std::string(key) + ")");
+        world.record(Kind::call, std::string(name) + "(" + std::string(key) + ")");
     }
     world.m_scheduler.point(function);
 }
 
 void World::key(int code, bool handled, int flags) {
-    record(What::key, std::to_string(code) + (handled ? " 1 " : " 0 ") + std::to_string(flags));
+    record(Kind::key, std::to_string(code) + (handled ? " 1 " : " 0 ") + std::to_string(flags));
 }
 
 }  // namespace sim
 
 void cvhost::writeLog(const char* format, std::string_view text) {
-    if (sim::World* world = sim::World::current()) world->record(sim::What::log, std::string(text), format);
+    if (sim::World* world = sim::World::current()) world->record(sim::Kind::log, std::string(text), format);
 }

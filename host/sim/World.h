@@ -72,10 +72,10 @@ public:
     void forgetRecording() { m_recording.clear(); }
     /// Hears every entry as it is made; must not wait.
     std::function<void(const Entry&)> watch;
-    void record(What what, std::string text, std::string format = {}) {
-        recordFor(m_scheduler.currentName(), what, std::move(text), std::move(format));
+    void record(Kind kind, std::string text, std::string format = {}) {
+        recordFor(m_scheduler.currentName(), kind, std::move(text), std::move(format));
     }
-    void recordFor(std::string_view thread, What what, std::string text, std::string format = {});
+    void recordFor(std::string_view thread, Kind kind, std::string text, std::string format = {});
 
     /// The host's memory that is in use now and was not when the world began.
     std::ptrdiff_t liveBlocks() const noexcept;

@@ -69,7 +69,7 @@ void ScriptedConsole::hangUp() {
 }
 
 void ScriptedConsole::serve() {
-    const serialtest::FarEnd host = m_peer.accept();
+    const serialtest::ConsoleStub host = m_peer.accept();
     rfc2217::Bytes out;
     Attached attached(m_script, out);
     rfc2217::ServerPort port(attached, out);

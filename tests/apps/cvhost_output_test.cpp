@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "apps/common/Output.h"
+#include "apps/common/LineWriter.h"
 #include "tests/apps/CvhostRig.h"
 
 namespace apps_test {
@@ -149,7 +149,8 @@ TEST(Output, Put_ReaderKeepsUp_WritesEveryLineInOrder) {
     ASSERT_EQ(::pipe(ends.data()), 0);
     std::string expected;
     {
-        cvhost::Output output(ends[1], {.missing = [](std::size_t) { return std::string("missing\n"); }, .broken = [] {}});
+        common::LineWriter output(ends[1],
+                                  {.missing = [](std::size_t) { return std::string("missing\n"); }, .broken = [] {}});
         for (int line = 0; line < 100; ++line) {
             output.put(std::to_string(line) + '\n');
             expected += std::to_string(line) + '\n';
@@ -168,7 +169,7 @@ TEST(Output, Put_NobodyReads_NeverWaitsAndSaysHowManyAreMissing) {
     std::string text;
     std::thread reader;
     {
-        cvhost::Output output(
+        common::LineWriter output(
             ends[1],
             {.missing = [](std::size_t missing) { return std::to_string(missing) + " missing\n"; }, .broken = [] {}});
         for (std::size_t i = 0; i < count; ++i) output.put(line);
@@ -201,7 +202,8 @@ TEST(Output, Put_ReaderGone_TellsBrokenOnce) {
     int broken = 0;
     int error = 0;
     {
-        cvhost::Output output(ends[1], {.missing = [](std::size_t) { return std::string(); }, .broken = [&] { ++broken; }});
+        common::LineWriter output(ends[1],
+                                  {.missing = [](std::size_t) { return std::string(); }, .broken = [&] { ++broken; }});
         output.put("lost\n");
         while ((error = output.error()) == 0) std::this_thread::yield();
         output.put("lost too\n");

@@ -15,7 +15,7 @@ using recording::Event;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using What = Event::What;
+using Kind = Event::Kind;
 
 class CvhostRecord : public CvhostTest {
 protected:
@@ -24,19 +24,19 @@ protected:
     Process::Setup recorded() const { return cvhost({"--desk", "--events", "json", "--wire", "--record", file()}); }
 };
 
-std::string bytesOf(const recording::Recording& recording, What what) {
+std::string bytesOf(const recording::Recording& recording, Kind kind) {
     std::string bytes;
     for (const Event& event : recording.events) {
-        if (event.what == what) bytes += event.text;
+        if (event.kind == kind) bytes += event.text;
     }
     return bytes;
 }
 
 /// What there is of `whats` in the recording, in order.
-std::vector<What> order(const recording::Recording& recording, const std::vector<What>& whats) {
-    std::vector<What> found;
+std::vector<Kind> order(const recording::Recording& recording, const std::vector<Kind>& whats) {
+    std::vector<Kind> found;
     for (const Event& event : recording.events) {
-        if (std::ranges::find(whats, event.what) != whats.end()) found.push_back(event.what);
+        if (std::ranges::find(whats, event.kind) != whats.end()) found.push_back(event.kind);
     }
     return found;
 }
@@ -50,13 +50,13 @@ TEST_F(CvhostRecord, Run_Ended_HasEverythingThatWentOverTheWire) {
     const recording::Recording recorded = recording::readFile(file());
     EXPECT_FALSE(recorded.cutShort);
     EXPECT_THAT(recorded.program, HasSubstr("cvhost"));
-    EXPECT_EQ(bytesOf(recorded, What::tx), wire(host, "tx"));
-    EXPECT_EQ(bytesOf(recorded, What::rx), wire(host, "rx"));
-    EXPECT_EQ(order(recorded, {What::opening, What::open, What::lost, What::closed}),
-              (std::vector{What::opening, What::open, What::closed}));
-    EXPECT_EQ(order(recorded, {What::rts}).size(), events(host, {{"event", "rts"}}).size());
+    EXPECT_EQ(bytesOf(recorded, Kind::tx), wire(host, "tx"));
+    EXPECT_EQ(bytesOf(recorded, Kind::rx), wire(host, "rx"));
+    EXPECT_EQ(order(recorded, {Kind::opening, Kind::open, Kind::lost, Kind::closed}),
+              (std::vector{Kind::opening, Kind::open, Kind::closed}));
+    EXPECT_EQ(order(recorded, {Kind::rts}).size(), events(host, {{"event", "rts"}}).size());
     ASSERT_FALSE(recorded.events.empty());
-    const auto opening = std::ranges::find(recorded.events, What::opening, &Event::what);
+    const auto opening = std::ranges::find(recorded.events, Kind::opening, &Event::kind);
     EXPECT_THAT(opening->port, HasSubstr("rfc2217://"));
     EXPECT_EQ(opening->line.baud, 9600);
     EXPECT_EQ(opening->line.parity, 'N');
@@ -70,8 +70,8 @@ TEST_F(CvhostRecord, Run_Killed_LeavesAllThatHadHappened) {
 
     const recording::Recording recorded = recording::readFile(file());
     EXPECT_FALSE(recorded.cutShort);
-    EXPECT_THAT(bytesOf(recorded, What::rx), EndsWith("V007 "));
-    EXPECT_THAT(bytesOf(recorded, What::tx), EndsWith("X "));
+    EXPECT_THAT(bytesOf(recorded, Kind::rx), EndsWith("V007 "));
+    EXPECT_THAT(bytesOf(recorded, Kind::tx), EndsWith("X "));
 }
 
 TEST_F(CvhostRecord, Run_KilledAtAnyMoment_LeavesWholeLines) {
@@ -87,7 +87,7 @@ TEST_F(CvhostRecord, Run_KilledAtAnyMoment_LeavesWholeLines) {
         ASSERT_EQ(host.wait(), 128 + SIGKILL);
         const recording::Recording recorded = recording::readFile(file());
         EXPECT_FALSE(recorded.cutShort);
-        EXPECT_GE(order(recorded, {What::tx, What::rx}).size(), static_cast<std::size_t>(seen));
+        EXPECT_GE(order(recorded, {Kind::tx, Kind::rx}).size(), static_cast<std::size_t>(seen));
     }
 }
 
@@ -98,7 +98,7 @@ TEST_F(CvhostRecord, Run_PortMissing_SaysWhatWasTriedAndWhy) {
     EXPECT_EQ(host.wait(), 1);
     const recording::Recording recorded = recording::readFile(file());
     ASSERT_GE(recorded.events.size(), 2U);
-    const auto trouble = std::ranges::find(recorded.events, What::trouble, &Event::what);
+    const auto trouble = std::ranges::find(recorded.events, Kind::trouble, &Event::kind);
     ASSERT_NE(trouble, recorded.events.end());
     EXPECT_EQ(trouble->port, "/dev/no-such-port");
     EXPECT_EQ(trouble->text, "cannot be opened: no such file or directory");
@@ -129,7 +129,7 @@ TEST_F(CvhostRecord, FileOfAnotherRun_IsRefusedAndThatRunGoesOn) {
     EXPECT_EQ(second.wait(), 2);
     first.signal(SIGINT);
     EXPECT_EQ(first.wait(), 0) << first.errors();
-    EXPECT_EQ(bytesOf(recording::readFile(file()), What::tx), wire(first, "tx"));
+    EXPECT_EQ(bytesOf(recording::readFile(file()), Kind::tx), wire(first, "tx"));
 }
 
 TEST_F(CvhostRecord, Folder_GetsAFileWhoseNameIsSaid) {
@@ -141,7 +141,7 @@ TEST_F(CvhostRecord, Folder_GetsAFileWhoseNameIsSaid) {
     EXPECT_EQ(host.wait(), 0);
     const auto made = std::filesystem::directory_iterator(folder)->path();
     EXPECT_THAT(host.errors(), HasSubstr("cvhost: the recording is " + made.string() + "\n"));
-    EXPECT_THAT(bytesOf(recording::readFile(made), What::rx), HasSubstr("V007 "));
+    EXPECT_THAT(bytesOf(recording::readFile(made), Kind::rx), HasSubstr("V007 "));
 }
 
 TEST_F(CvhostRecord, RunThatFailsAtOnce_LeavesNoFileInTheWayOfTheNext) {

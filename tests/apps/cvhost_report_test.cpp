@@ -40,9 +40,9 @@ struct Escaped {
 class Escape : public testing::TestWithParam<Escaped> {};
 
 TEST_P(Escape, Text_OfAnyBytes_IsSafeToShow) {
-    EXPECT_EQ(cvhost::jsonText(GetParam().text), GetParam().json);
-    EXPECT_EQ(cvhost::plainText(GetParam().text), GetParam().plain);
-    EXPECT_TRUE(nlohmann::json::accept(cvhost::jsonText(GetParam().text)));
+    EXPECT_EQ(common::jsonText(GetParam().text), GetParam().json);
+    EXPECT_EQ(common::plainText(GetParam().text), GetParam().plain);
+    EXPECT_TRUE(nlohmann::json::accept(common::jsonText(GetParam().text)));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -60,7 +60,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(EscapeBytes, Json_EveryByte_IsOneCharacterAgain) {
     Bytes all;
     for (int byte = 0; byte < 256; ++byte) all.push_back(static_cast<unsigned char>(byte));
-    const std::string json = cvhost::jsonBytes(all);
+    const std::string json = common::jsonBytes(all);
     const std::string decoded = nlohmann::json::parse(json);
     std::string expected;
     for (unsigned byte = 0; byte < 256; ++byte) {
@@ -77,7 +77,7 @@ std::string printed(ReportOf reportOf) {
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0) return "no pipe";
     {
-        cvhost::Output output(ends[1], {.missing = [](std::size_t) { return std::string(); }, .broken = [] {}});
+        common::LineWriter output(ends[1], {.missing = [](std::size_t) { return std::string(); }, .broken = [] {}});
         reportOf(output);
     }
     ::close(ends[1]);
@@ -99,9 +99,9 @@ std::string withoutTime(const std::string& text, std::size_t column) {
     return result;
 }
 
-std::string json(bool wire, const std::function<void(cvhost::Report&)>& tell) {
-    const std::string text = printed([&](cvhost::Output& output) {
-        cvhost::JsonReport report(output, {}, wire);
+std::string json(bool wire, const std::function<void(cvhost::report::Report&)>& tell) {
+    const std::string text = printed([&](common::LineWriter& output) {
+        cvhost::report::JsonReport report(output, {}, wire);
         tell(report);
     });
     const std::string head = "{\"t\":0.";
@@ -111,7 +111,7 @@ std::string json(bool wire, const std::function<void(cvhost::Report&)>& tell) {
 
 TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
     EXPECT_EQ(json(true,
-                   [](cvhost::Report& report) {
+                   [](cvhost::report::Report& report) {
                        report.log("text\n");
                        report.port("/dev/ttyUSB0", PortState::open);
                        report.port("/dev/ttyUSB0", PortState::closed);
@@ -152,7 +152,7 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
 
 TEST(JsonReport, WireAndRts_NotAskedFor_AreNotTold) {
     EXPECT_EQ(json(false,
-                   [](cvhost::Report& report) {
+                   [](cvhost::report::Report& report) {
                        report.wire(Direction::receive, Bytes{'E', ' '});
                        report.rts(1);
                        report.active(6);
@@ -161,29 +161,29 @@ TEST(JsonReport, WireAndRts_NotAskedFor_AreNotTold) {
 }
 
 TEST(JsonReport, Handler_ExactJogNoNumber_IsNull) {
-    const std::string line = json(false, [](cvhost::Report& report) {
+    const std::string line = json(false, [](cvhost::report::Report& report) {
         report.handler({.code = 47, .speed = 0, .jog = 0, .jogExact = std::nan(""), .wheelEnabled = true});
     });
     EXPECT_EQ(line, ",\"event\":\"handler\",\"code\":47,\"ispeed\":0,\"jog\":0,\"jog_exact\":null}\n");
 }
 
-std::string text(cvhost::TextReport::Style style, const std::function<void(cvhost::Report&)>& tell) {
-    return withoutTime(printed([&](cvhost::Output& output) {
-                           cvhost::TextReport report(output, {}, style);
+std::string text(cvhost::report::TextReport::Style style, const std::function<void(cvhost::report::Report&)>& tell) {
+    return withoutTime(printed([&](common::LineWriter& output) {
+                           cvhost::report::TextReport report(output, {}, style);
                            tell(report);
                        }),
                        std::string("   0.000  ").size());
 }
 
 TEST(TextReport, StartUpTriedAgain_IsToldOnce) {
-    const auto attempt = [](cvhost::Report& report) {
+    const auto attempt = [](cvhost::report::Report& report) {
         report.log("Looking for console on port /dev/ttyUSB0\n");
         report.port("/dev/ttyUSB0", PortState::open);
         report.rts(0);
         report.rts(1);
     };
     EXPECT_EQ(text({.colour = false, .wire = false},
-                   [&](cvhost::Report& report) {
+                   [&](cvhost::report::Report& report) {
                        attempt(report);
                        attempt(report);
                        report.active(7);
@@ -201,7 +201,7 @@ TEST(TextReport, StartUpTriedAgain_IsToldOnce) {
 
 TEST(TextReport, KeysAndWheel_Told_ReadAsWords) {
     EXPECT_EQ(text({.colour = false, .wire = false},
-                   [](cvhost::Report& report) {
+                   [](cvhost::report::Report& report) {
                        report.handler({.code = 0, .speed = -1495, .jog = 0, .jogExact = 0, .wheelEnabled = false});
                        report.handler({.code = 28, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
                        report.key(28, true, 1536);
@@ -223,7 +223,7 @@ TEST(TextReport, KeysAndWheel_Told_ReadAsWords) {
 
 TEST(TextReport, TrimmingKey_QueuedUnderAnothersCode_HasItsOwnLetter) {
     EXPECT_EQ(text({.colour = false, .wire = false},
-                   [](cvhost::Report& report) {
+                   [](cvhost::report::Report& report) {
                        for (const int code : {31, 39, 40}) report.key(code, false, 1536);
                        report.released(31);
                    }),
@@ -235,7 +235,7 @@ TEST(TextReport, TrimmingKey_QueuedUnderAnothersCode_HasItsOwnLetter) {
 
 TEST(TextReport, Wire_ByteByByte_IsToldByCommand) {
     EXPECT_EQ(text({.colour = false, .wire = true},
-                   [](cvhost::Report& report) {
+                   [](cvhost::report::Report& report) {
                        for (const unsigned char byte : Bytes{'V', '0', '0', '7', ' ', 'E'}) {
                            report.wire(Direction::receive, Bytes{byte});
                        }
@@ -250,7 +250,7 @@ TEST(TextReport, Wire_ByteByByte_IsToldByCommand) {
 }
 
 TEST(TextReport, LineNoise_WithoutEnd_IsToldInPieces) {
-    const std::string told = text({.colour = false, .wire = true}, [](cvhost::Report& report) {
+    const std::string told = text({.colour = false, .wire = true}, [](cvhost::report::Report& report) {
         report.wire(Direction::receive, Bytes(5'000, 0xFF));
         report.idle();
     });
@@ -261,14 +261,14 @@ TEST(TextReport, LineNoise_WithoutEnd_IsToldInPieces) {
 }
 
 TEST(TextReport, Lamps_Told_ShowTheirStates) {
-    EXPECT_EQ(
-        text({.colour = false, .wire = false}, [](cvhost::Report& report) { report.desk({'B', 'O', 'H', 'F', true}); }),
-        "lamps    ◉ reverse   ○ stop   ◐ forward   ● jog   wheel on\n");
+    EXPECT_EQ(text({.colour = false, .wire = false},
+                   [](cvhost::report::Report& report) { report.desk({'B', 'O', 'H', 'F', true}); }),
+              "lamps    ◉ reverse   ○ stop   ◐ forward   ● jog   wheel on\n");
 }
 
 TEST(TextReport, Playhead_Told_ShowsTimecodeSpeedAndTheMarksThatAreSet) {
     const auto told = [](std::optional<std::int64_t> in, std::optional<std::int64_t> out, int speed) {
-        return text({.colour = false, .wire = false}, [=](cvhost::Report& report) {
+        return text({.colour = false, .wire = false}, [=](cvhost::report::Report& report) {
             report.playhead(
                 {.frame = 7524, .place = 7524, .speed = speed, .markIn = in, .markOut = out, .framesPerSecond = 25});
         });
@@ -279,23 +279,23 @@ TEST(TextReport, Playhead_Told_ShowsTimecodeSpeedAndTheMarksThatAreSet) {
 }
 
 TEST(TextReport, Speed_AnyValue_StaysOnTheScale) {
-    EXPECT_EQ(cvhost::speedText(0), "────────────●────────────  stopped");
-    EXPECT_EQ(cvhost::speedText(1024), "────────────┼─────●──────  ×1.00 forward");
-    EXPECT_EQ(cvhost::speedText(11994), "────────────┼───────────●  ×11.71 forward");
-    EXPECT_EQ(cvhost::speedText(std::numeric_limits<int>::min()), "●───────────┼────────────  ×2097152.00 reverse");
+    EXPECT_EQ(common::speedText(0), "────────────●────────────  stopped");
+    EXPECT_EQ(common::speedText(1024), "────────────┼─────●──────  ×1.00 forward");
+    EXPECT_EQ(common::speedText(11994), "────────────┼───────────●  ×11.71 forward");
+    EXPECT_EQ(common::speedText(std::numeric_limits<int>::min()), "●───────────┼────────────  ×2097152.00 reverse");
 }
 
 TEST(TextReport, Jog_AnyCount_ShowsItsFinePart) {
-    EXPECT_EQ(cvhost::jogText(2), "+2");
-    EXPECT_EQ(cvhost::jogText(-1.5), "-1.5");
-    EXPECT_EQ(cvhost::jogText(10), "+10");
-    EXPECT_EQ(cvhost::jogText(0.0001), "+0.0001");
+    EXPECT_EQ(common::jogText(2), "+2");
+    EXPECT_EQ(common::jogText(-1.5), "-1.5");
+    EXPECT_EQ(common::jogText(10), "+10");
+    EXPECT_EQ(common::jogText(0.0001), "+0.0001");
 }
 
 struct Reason {
     std::string name;
-    cvhost::Heard heard;
-    cvhost::Circumstances circumstances;
+    cvhost::run::RunState heard;
+    cvhost::run::Circumstances circumstances;
     std::string words;
 };
 
@@ -304,13 +304,13 @@ void PrintTo(const Reason& reason, std::ostream* out) { *out << reason.name; }
 class Advice : public testing::TestWithParam<Reason> {};
 
 TEST_P(Advice, NoConsole_ForThisReason_SaysItAndWhatToDo) {
-    const std::string advice = cvhost::whyNoConsole(GetParam().heard, GetParam().circumstances).text;
+    const std::string advice = cvhost::run::whyNoConsole(GetParam().heard, GetParam().circumstances).text;
     EXPECT_NE(advice.find(GetParam().words), advice.npos) << advice;
     EXPECT_NE(advice.find("; "), advice.npos) << "what to do: " << advice;
 }
 
-cvhost::Heard port(const std::string& name, const std::string& failure, bool open = false, bool lost = false) {
-    cvhost::Heard heard;
+cvhost::run::RunState port(const std::string& name, const std::string& failure, bool open = false, bool lost = false) {
+    cvhost::run::RunState heard;
     heard.triedPort = name;
     heard.openFailure = failure;
     heard.portOpen = open;
@@ -344,7 +344,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
     const auto lost = [](const std::string& name) {
-        return cvhost::whyNoConsole(port(name, "", false, true), {.preferred = true, .waited = true}).text;
+        return cvhost::run::whyNoConsole(port(name, "", false, true), {.preferred = true, .waited = true}).text;
     };
     cvhost::settings().set("console_port", "/dev/ttyUSB0");
     EXPECT_EQ(
@@ -358,25 +358,28 @@ TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
 
 // The driver opens a silent port anew from time to time, and then start-up has its time before it again.
 TEST(BetterDiagnosis, TooEarly_WhatStillHoldsIsKept) {
-    using Why = cvhost::Diagnosis::Reason;
-    const cvhost::Diagnosis early{Why::tooEarly, "too early"};
+    using Why = cvhost::run::Diagnosis::Reason;
+    const cvhost::run::Diagnosis early{Why::tooEarly, "too early"};
     for (const Why reason : {Why::silent, Why::portLost}) {
-        EXPECT_EQ(cvhost::better(cvhost::Diagnosis{reason, "known"}, early).text, "known");
+        EXPECT_EQ(cvhost::run::better(cvhost::run::Diagnosis{reason, "known"}, early).text, "known");
     }
     for (const Why reason : {Why::portMissing, Why::portHeld, Why::portForbidden}) {
-        EXPECT_EQ(cvhost::better(cvhost::Diagnosis{reason, "known"}, early).text, "too early") << "the port is open now";
+        EXPECT_EQ(cvhost::run::better(cvhost::run::Diagnosis{reason, "known"}, early).text, "too early")
+            << "the port is open now";
     }
-    EXPECT_EQ(cvhost::better({}, early).text, "too early");
-    EXPECT_EQ(cvhost::better(cvhost::Diagnosis{Why::silent, "known"}, {Why::portLost, "lost"}).text, "lost");
+    EXPECT_EQ(cvhost::run::better({}, early).text, "too early");
+    EXPECT_EQ(cvhost::run::better(cvhost::run::Diagnosis{Why::silent, "known"}, {Why::portLost, "lost"}).text, "lost");
 }
 
 TEST(HowToBeAllowed, AnyRights_OneWayFitsThem) {
     cvhost::PortAccess access{.owner = "root", .group = "dialout", .mode = 0660, .user = "ann"};
-    EXPECT_EQ(cvhost::howToBeAllowed(access, "/dev/ttyUSB0"), "sudo chown ann /dev/ttyUSB0 helps until it is unplugged");
+    EXPECT_EQ(cvhost::ports::howToBeAllowed(access, "/dev/ttyUSB0"),
+              "sudo chown ann /dev/ttyUSB0 helps until it is unplugged");
     access.groupHelps = true;
-    EXPECT_EQ(cvhost::howToBeAllowed(access, "/dev/ttyUSB0"), "sudo usermod -aG dialout ann, then log out and in again");
+    EXPECT_EQ(cvhost::ports::howToBeAllowed(access, "/dev/ttyUSB0"),
+              "sudo usermod -aG dialout ann, then log out and in again");
     access.inGroupLater = true;
-    EXPECT_EQ(cvhost::howToBeAllowed(access, "/dev/ttyUSB0"),
+    EXPECT_EQ(cvhost::ports::howToBeAllowed(access, "/dev/ttyUSB0"),
               "ann is in the group dialout, but not in this session: log out and in again");
 }
 
@@ -389,9 +392,10 @@ TEST(HowToBeAllowed, PortNotAllowed_AdviceTakesTheSameWay) {
     const auto tell = [&] {
         if (::geteuid() == 0 && ::setuid(65534) != 0) std::exit(2);
         const auto access = cvhost::accessTo(file);
-        const std::string advice = cvhost::whyNoConsole(port(file, ""), {.preferred = true, .waited = true}).text;
-        std::exit(access && advice == file + " may not be used by this user; " + cvhost::howToBeAllowed(*access, file) ? 0
-                                                                                                                       : 1);
+        const std::string advice = cvhost::run::whyNoConsole(port(file, ""), {.preferred = true, .waited = true}).text;
+        std::exit(access && advice == file + " may not be used by this user; " + cvhost::ports::howToBeAllowed(*access, file)
+                      ? 0
+                      : 1);
     };
     EXPECT_EXIT(tell(), testing::ExitedWithCode(0), "");
 }

@@ -31,7 +31,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
-using What = Event::What;
+using Kind = Event::Kind;
 using Lines = std::vector<std::string>;
 
 /// Where a line's heading begins, and where its text does: behind the time and the gap.
@@ -47,7 +47,8 @@ Lines linesOf(const std::string& text) {
 
 Lines linesFor(const std::string& recordingText, bool colour = false) {
     std::string text;
-    ::cvhost::writeTimeline(recording::Reader(recordingText), colour, [&](std::string_view line) { text += line; });
+    ::cvhost::timeline::writeTimeline(recording::Reader(recordingText), colour,
+                                      [&](std::string_view line) { text += line; });
     return linesOf(text);
 }
 
@@ -62,12 +63,12 @@ Lines shown(const std::vector<Event>& events, bool colour = false) {
     return lines;
 }
 
-std::string bytesOf(const Recording& recording, What what) {
+std::string bytesOf(const Recording& recording, Kind kind) {
     std::string bytes;
     for (const Event& event : recording.events) {
-        if (event.what == what) bytes += event.text;
+        if (event.kind == kind) bytes += event.text;
     }
-    return ::cvhost::plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
+    return ::common::plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
 }
 
 /// All bytes that the lines with this heading show.
@@ -116,90 +117,90 @@ class TimelineLine : public testing::TestWithParam<Told> {};
 
 TEST_P(TimelineLine, Event_WithAConsoleActive_IsToldInOneLine) {
     const std::string version = GetParam().name == "WheelOfVersion8" ? "V008 " : "V007 ";
-    EXPECT_THAT(shown({{.what = What::rx, .text = version}, GetParam().event}).at(1), GetParam().line);
+    EXPECT_THAT(shown({{.kind = Kind::rx, .text = version}, GetParam().event}).at(1), GetParam().line);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Events, TimelineLine,
     testing::Values(
         Told{"Opening",
-             {.what = What::opening, .port = "/dev/ttyUSB0", .line = {9600, 8, 'N', 1}},
+             {.kind = Kind::opening, .port = "/dev/ttyUSB0", .line = {9600, 8, 'N', 1}},
              "    0.000             port      /dev/ttyUSB0 opens: 9600 baud, 8N1"},
         Told{"OpeningOtherwise",
-             {.what = What::opening, .port = "/dev/ttyS1", .line = {38400, 7, 'E', 2}},
+             {.kind = Kind::opening, .port = "/dev/ttyS1", .line = {38400, 7, 'E', 2}},
              "    0.000             port      /dev/ttyS1 opens: 38400 baud, 7E2"},
         Told{"Open",
-             {.at = 12345678us, .what = What::open, .port = "/dev/ttyS1"},
+             {.at = 12345678us, .kind = Kind::open, .port = "/dev/ttyS1"},
              "   12.346  +12.346 s  port      /dev/ttyS1 is open"},
-        Told{"Closed", {.what = What::closed, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is closed"},
-        Told{"Lost", {.what = What::lost, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is lost"},
+        Told{"Closed", {.kind = Kind::closed, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is closed"},
+        Told{"Lost", {.kind = Kind::lost, .port = "/dev/ttyS1"}, "    0.000             port      /dev/ttyS1 is lost"},
         Told{"Trouble",
-             {.what = What::trouble, .port = "/dev/ttyS1", .text = "cannot be opened: no such file"},
+             {.kind = Kind::trouble, .port = "/dev/ttyS1", .text = "cannot be opened: no such file"},
              "    0.000             trouble   /dev/ttyS1 cannot be opened: no such file"},
         Told{"RtsLow",
-             {.what = What::rts, .number = 0},
+             {.kind = Kind::rts, .number = 0},
              "    0.000             reset     RTS low, the console is held in reset"},
-        Told{"RtsHigh", {.what = What::rts, .number = 1}, "    0.000             reset     RTS high, the console starts"},
-        Told{"Lamp", {.what = What::tx, .text = "F12 "}, "    0.000             sent      \"F12 \"          lamp 12 on"},
+        Told{"RtsHigh", {.kind = Kind::rts, .number = 1}, "    0.000             reset     RTS high, the console starts"},
+        Told{"Lamp", {.kind = Kind::tx, .text = "F12 "}, "    0.000             sent      \"F12 \"          lamp 12 on"},
         Told{"Key",
-             {.what = What::rx, .text = "E "},
+             {.kind = Kind::rx, .text = "E "},
              "    0.000             received  \"E \"            key E (code 5) pressed"},
-        Told{"Version", {.what = What::rx, .text = "V007 "}, "    0.000             received  \"V007 \"         version 7"},
+        Told{"Version", {.kind = Kind::rx, .text = "V007 "}, "    0.000             received  \"V007 \"         version 7"},
         Told{"Wheel",
-             {.what = What::rx, .text = "\\540309C4 "},
+             {.kind = Kind::rx, .text = "\\540309C4 "},
              "    0.000             received  \"\\540309C4 \"    ring -43 (×0.63 reverse), wheel +3.25"},
         Told{"WheelOfVersion8",
-             {.what = What::rx, .text = "L7F000000 "},
+             {.kind = Kind::rx, .text = "L7F000000 "},
              "    0.000             received  \"L7F000000 \"    ring 0 (stopped), wheel +0"},
         Told{
-            "Unfinished", {.what = What::rx, .text = "V00"}, "    0.000             received  \"V00\"           unfinished"},
+            "Unfinished", {.kind = Kind::rx, .text = "V00"}, "    0.000             received  \"V00\"           unfinished"},
         Told{"Added",
-             {.what = What::added, .text = "\x18 "},
+             {.kind = Kind::added, .text = "\x18 "},
              "    0.000             added     \"\\x18 \"  by the host, to end what the loss has cut off"},
         Told{"Call",
-             {.what = What::call, .text = "lamp_set", .arguments = {12, -1}},
+             {.kind = Kind::call, .text = "lamp_set", .arguments = {12, -1}},
              "    0.000             host      lamp_set(12, -1)"},
-        Told{"QueuedKey", {.what = What::key, .number = 5}, "    0.000             driver    key E (code 5) queued"},
+        Told{"QueuedKey", {.kind = Kind::key, .number = 5}, "    0.000             driver    key E (code 5) queued"},
         // The driver queues these three under one another's codes.
-        Told{"QueuedAs31", {.what = What::key, .number = 31}, "    0.000             driver    key g (code 39) queued"},
-        Told{"QueuedAs39", {.what = What::key, .number = 39}, "    0.000             driver    key h (code 40) queued"},
-        Told{"QueuedAs40", {.what = What::key, .number = 40}, "    0.000             driver    key _ (code 31) queued"},
-        Told{"QueuedAsNoKey", {.what = What::key, .number = -5}, "    0.000             driver    key (code -5) queued"}),
+        Told{"QueuedAs31", {.kind = Kind::key, .number = 31}, "    0.000             driver    key g (code 39) queued"},
+        Told{"QueuedAs39", {.kind = Kind::key, .number = 39}, "    0.000             driver    key h (code 40) queued"},
+        Told{"QueuedAs40", {.kind = Kind::key, .number = 40}, "    0.000             driver    key _ (code 31) queued"},
+        Told{"QueuedAsNoKey", {.kind = Kind::key, .number = -5}, "    0.000             driver    key (code -5) queued"}),
     [](const auto& row) { return row.param.name; });
 
 TEST(Timeline, Gap_LongerThanAPacketTakes_IsTold) {
-    EXPECT_THAT(shown({{.at = 1ms, .what = What::rts},
-                       {.at = 1ms + 14999us, .what = What::rts},
-                       {.at = 31ms, .what = What::rts},
-                       {.at = 31ms + 999ms, .what = What::rts},
-                       {.at = 2280ms, .what = What::rts}}),
+    EXPECT_THAT(shown({{.at = 1ms, .kind = Kind::rts},
+                       {.at = 1ms + 14999us, .kind = Kind::rts},
+                       {.at = 31ms, .kind = Kind::rts},
+                       {.at = 31ms + 999ms, .kind = Kind::rts},
+                       {.at = 2280ms, .kind = Kind::rts}}),
                 ElementsAre(StartsWith("    0.001             reset "), StartsWith("    0.016             reset "),
                             StartsWith("    0.031     +15 ms  reset "), StartsWith("    1.030    +999 ms  reset "),
                             StartsWith("    2.280   +1.250 s  reset ")));
 }
 
 TEST(Timeline, Packet_InPieces_HasTheTimeOfItsLastByte) {
-    EXPECT_THAT(shown({{.at = 1ms, .what = What::rx, .text = "V0"},
-                       {.at = 2ms, .what = What::tx, .text = "F2 "},
-                       {.at = 3ms, .what = What::rx, .text = "07 E"}}),
+    EXPECT_THAT(shown({{.at = 1ms, .kind = Kind::rx, .text = "V0"},
+                       {.at = 2ms, .kind = Kind::tx, .text = "F2 "},
+                       {.at = 3ms, .kind = Kind::rx, .text = "07 E"}}),
                 ElementsAre("    0.002             sent      \"F2 \"           lamp 2 (stop) on",
                             "    0.003             received  \"V007 \"         version 7",
                             "    0.003             received  \"E\"             unfinished"));
 }
 
 TEST(Timeline, Message_LeftUnfinished_StandsWhereItsLastByteCame) {
-    EXPECT_THAT(shown({{.at = 1ms, .what = What::rx, .text = "V0"},
-                       {.at = 2ms, .what = What::tx, .text = "F2 "},
-                       {.at = 3ms, .what = What::rts}}),
+    EXPECT_THAT(shown({{.at = 1ms, .kind = Kind::rx, .text = "V0"},
+                       {.at = 2ms, .kind = Kind::tx, .text = "F2 "},
+                       {.at = 3ms, .kind = Kind::rts}}),
                 ElementsAre("    0.001             received  \"V0\"            unfinished",
                             "    0.002             sent      \"F2 \"           lamp 2 (stop) on", HasSubstr("RTS low")));
 }
 
 TEST(Timeline, BootMonitor_AfterAReset_IsReadAsText) {
-    EXPECT_THAT(shown({{.what = What::rts, .number = 0},
-                       {.what = What::rx, .text = "\r\nEPROM>"},
-                       {.what = What::tx, .text = "H "},
-                       {.what = What::rx, .text = "V4 monitor 1.0\r\n"}}),
+    EXPECT_THAT(shown({{.kind = Kind::rts, .number = 0},
+                       {.kind = Kind::rx, .text = "\r\nEPROM>"},
+                       {.kind = Kind::tx, .text = "H "},
+                       {.kind = Kind::rx, .text = "V4 monitor 1.0\r\n"}}),
                 ElementsAre(HasSubstr("RTS low"), EndsWith("  received  \"\\r\\n\""),
                             EndsWith("  received  \"EPROM>\"        the boot monitor's prompt"),
                             EndsWith("  sent      \"H \"            which model?"),
@@ -213,12 +214,13 @@ TEST(Timeline, Text_OfSomebodyElse_CannotReachTheTerminal) {
     std::string text =
         "{\"format\":\"cvhost serial recording\",\"version\":1,\"program\":\"\\u001b]0;x\\u0007\\n\\u009b\","
         "\"started\":\"\\u001b\\n\"}\n";
-    for (const What what : {What::opening, What::open, What::trouble, What::tx, What::rx, What::added, What::call}) {
+    for (const Kind kind : {Kind::opening, Kind::open, Kind::trouble, Kind::tx, Kind::rx, Kind::added, Kind::call}) {
         text += recording::lineFor(
-            {.what = what, .port = nasty, .text = what == What::tx ? everyByte : nasty, .line = {9600, 8, 'N', 1}});
+            {.kind = kind, .port = nasty, .text = kind == Kind::tx ? everyByte : nasty, .line = {9600, 8, 'N', 1}});
     }
     std::string shownText;
-    ::cvhost::writeTimeline(recording::Reader(text + "{"), false, [&](std::string_view line) { shownText += line; });
+    ::cvhost::timeline::writeTimeline(recording::Reader(text + "{"), false,
+                                      [&](std::string_view line) { shownText += line; });
     text = shownText;
     for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7f)) << static_cast<int>(c);
     EXPECT_THAT(linesOf(text),
@@ -240,8 +242,8 @@ TEST_F(CvhostTimeline, Recordings_Kept_ShowEveryByteInOrderOfTime) {
         ++count;
         const Lines lines = printed(entry.path());
         const Recording recording = recording::readFile(entry.path());
-        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, What::tx));
-        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, What::rx));
+        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, Kind::tx));
+        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, Kind::rx));
         EXPECT_THAT(lines.back(), EndsWith(" is closed"));
         double last = 0;
         for (auto line = lines.begin() + 1; line != lines.end(); ++line) {
@@ -330,8 +332,8 @@ TEST_F(CvhostTimeline, File_CutOffAnywhere_IsShownAsFarAsItIsWhole) {
         const Recording recording = recording::read(part);
         EXPECT_EQ(recording.cutShort, whole[size - 1] != '\n');
         const Lines lines = linesFor(part);
-        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, What::tx)) << size;
-        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, What::rx)) << size;
+        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, Kind::tx)) << size;
+        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, Kind::rx)) << size;
         EXPECT_EQ(std::ranges::count(lines, "The recording is cut off within a line, which is left out"),
                   recording.cutShort ? 1 : 0);
     }
@@ -384,11 +386,11 @@ TEST_F(CvhostTimeline, File_WithDamagedLines_ShowsAllElseAndNamesThem) {
 }
 
 TEST(Timeline, Version7After8_StatusThatTheDriverIgnores_IsCalledSo) {
-    const Lines lines = shown({{.what = What::rx, .text = "V008 L80000000 "},
-                               {.what = What::lost, .port = "x"},
-                               {.what = What::open, .port = "x"},
-                               {.what = What::tx, .text = "? "},
-                               {.what = What::rx, .text = "V007 \\C8000000 E "}});
+    const Lines lines = shown({{.kind = Kind::rx, .text = "V008 L80000000 "},
+                               {.kind = Kind::lost, .port = "x"},
+                               {.kind = Kind::open, .port = "x"},
+                               {.kind = Kind::tx, .text = "? "},
+                               {.kind = Kind::rx, .text = "V007 \\C8000000 E "}});
     EXPECT_THAT(lines, Contains(EndsWith("ring +1 (stopped), wheel +0")));
     EXPECT_THAT(lines,
                 Contains(EndsWith(

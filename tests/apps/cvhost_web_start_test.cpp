@@ -19,12 +19,12 @@ using testing::EndsWith;
 using testing::HasSubstr;
 
 TEST(WebHost, PortEighty_NeedNotBeSaid) {
-    const cvhost::WebAddress eighty{.host = "127.0.0.1", .port = 80};
+    const cvhost::web::WebAddress eighty{.host = "127.0.0.1", .port = 80};
     for (const char* host : {"127.0.0.1", "127.0.0.1:80", "localhost", "[::1]", "[::1]:80"})
-        EXPECT_TRUE(cvhost::hostIsOurs(host, eighty)) << host;
+        EXPECT_TRUE(cvhost::web::hostIsOurs(host, eighty)) << host;
     for (const char* host : {"", "desk.example", "127.0.0.1:81", "[::1", "::1", "80", ":80"})
-        EXPECT_FALSE(cvhost::hostIsOurs(host, eighty)) << host;
-    EXPECT_FALSE(cvhost::hostIsOurs("127.0.0.1", {.host = "127.0.0.1", .port = 8080}));
+        EXPECT_FALSE(cvhost::web::hostIsOurs(host, eighty)) << host;
+    EXPECT_FALSE(cvhost::web::hostIsOurs("127.0.0.1", {.host = "127.0.0.1", .port = 8080}));
 }
 
 class WebStart : public CvhostTest {
@@ -98,19 +98,21 @@ TEST_F(WebStart, Open_AddressOfAnother_WarnsNothingAndGivesTheReason) {
 }
 
 TEST(WebInterfaces, Reachable_EveryAddress_IsOneOfTheMachine) {
-    using ::cvhost::reachable;
     const std::vector<std::string> own{"192.0.2.7", "2001:db8::7"};
-    EXPECT_EQ(webUrl(reachable({.host = "0.0.0.0", .port = 8080}, own)), "http://192.0.2.7:8080/");
-    EXPECT_EQ(webUrl(reachable({.host = "::", .port = 8080}, own)), "http://192.0.2.7:8080/");
-    EXPECT_EQ(webUrl(reachable({.host = "::", .port = 8080}, std::span(own).last(1))), "http://[2001:db8::7]:8080/");
-    EXPECT_EQ(webUrl(reachable({.host = "0.0.0.0", .port = 8080}, std::span(own).last(1))), "http://127.0.0.1:8080/");
-    EXPECT_EQ(webUrl(reachable({.host = "desk.example", .port = 8080}, own)), "http://desk.example:8080/");
+    EXPECT_EQ(cvhost::web::webUrl(cvhost::web::reachable({.host = "0.0.0.0", .port = 8080}, own)), "http://192.0.2.7:8080/");
+    EXPECT_EQ(cvhost::web::webUrl(cvhost::web::reachable({.host = "::", .port = 8080}, own)), "http://192.0.2.7:8080/");
+    EXPECT_EQ(cvhost::web::webUrl(cvhost::web::reachable({.host = "::", .port = 8080}, std::span(own).last(1))),
+              "http://[2001:db8::7]:8080/");
+    EXPECT_EQ(cvhost::web::webUrl(cvhost::web::reachable({.host = "0.0.0.0", .port = 8080}, std::span(own).last(1))),
+              "http://127.0.0.1:8080/");
+    EXPECT_EQ(cvhost::web::webUrl(cvhost::web::reachable({.host = "desk.example", .port = 8080}, own)),
+              "http://desk.example:8080/");
 }
 
 TEST(WebInterfaces, MachineAddresses_OfThisMachine_AreForOthers) {
-    for (const std::string& address : ::cvhost::machineAddresses()) {
-        EXPECT_FALSE(::cvhost::isLoopback(address)) << address;
-        EXPECT_TRUE(::cvhost::webAddress((address.find(':') != address.npos ? "[" + address + "]" : address) + ":80"))
+    for (const std::string& address : ::cvhost::web::machineAddresses()) {
+        EXPECT_FALSE(::cvhost::web::isLoopback(address)) << address;
+        EXPECT_TRUE(::cvhost::web::webAddress((address.find(':') != address.npos ? "[" + address + "]" : address) + ":80"))
             << address;
     }
 }

@@ -254,7 +254,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(WebTest, Listeners_TooMany_OneMoreIsRefusedUntilOneLeaves) {
     std::list<WebClient> listeners;
-    for (int i = 0; i < ::cvhost::WebServer::mostListeners; ++i) {
+    for (int i = 0; i < ::cvhost::web::WebServer::mostListeners; ++i) {
         listeners.push_back(listener());
         listeners.back().news();
     }
@@ -308,7 +308,7 @@ TEST_F(WebTest, Connections_MoreThanAreKept_TheOldestMakesRoom) {
     WebClient oldest(m_port);
     oldest.send("GET / HT");
     std::list<WebClient> later;
-    for (std::size_t i = 0; i < ::cvhost::WebServer::mostConnections; ++i) later.emplace_back(m_port);
+    for (std::size_t i = 0; i < ::cvhost::web::WebServer::mostConnections; ++i) later.emplace_back(m_port);
     EXPECT_EQ(oldest.answer().status, 0) << "closed without an answer";
     EXPECT_EQ(WebClient::ask(m_port, WebClient::get(m_port, "/")).status, 200);
     ASSERT_EQ(act({{"do", "ring"}, {"position", 200}}).status, 204);
@@ -428,12 +428,12 @@ TEST_F(WebTest, Web_PortTaken_EndsWithTheReason) {
                          "port.\n"));
 }
 
-class WebLaw : public WebTest, public testing::WithParamInterface<std::string> {
+class WebShuttleLaw : public WebTest, public testing::WithParamInterface<std::string> {
 protected:
-    WebLaw() : WebTest({"--set", "BeyondPlayMultiplier=" + GetParam()}) {}
+    WebShuttleLaw() : WebTest({"--set", "BeyondPlayMultiplier=" + GetParam()}) {}
 };
 
-TEST_P(WebLaw, Law_EveryPositionOfTheRing_IsWhatTheDriverReports) {
+TEST_P(WebShuttleLaw, Law_EveryPositionOfTheRing_IsWhatTheDriverReports) {
     const Json law = listener().news().at("law");
     std::vector<int> expected;
     for (int position = 0; position <= 255; position += 16) {
@@ -452,7 +452,7 @@ TEST_P(WebLaw, Law_EveryPositionOfTheRing_IsWhatTheDriverReports) {
     EXPECT_EQ(expected.size() > 100, true);
 }
 
-INSTANTIATE_TEST_SUITE_P(Multipliers, WebLaw, testing::Values("1", "2.0", "0.5", "-3"), [](const auto& row) {
+INSTANTIATE_TEST_SUITE_P(Multipliers, WebShuttleLaw, testing::Values("1", "2.0", "0.5", "-3"), [](const auto& row) {
     std::string name = "Times" + row.param;
     for (char& letter : name) letter = letter == '.' || letter == '-' ? '_' : letter;
     return name;

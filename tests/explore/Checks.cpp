@@ -9,7 +9,7 @@
 namespace explore {
 namespace {
 
-using sim::What;
+using sim::Kind;
 
 constexpr int jogKey = 28;  // the host may press it by itself when the wheel moves
 constexpr int firstBase = 0x40;
@@ -71,7 +71,7 @@ void Checks::fail(std::string what) {
 void Checks::begin(const Cv::Console& console) { m_behindKeyDown = ConsoleTestAccess::behindKeyDown(console); }
 
 void Checks::watch(const sim::Entry& entry, Cv::Console* console) {
-    if (entry.what != What::sent || m_plan.has(fault::writes)) return;  // a write that fails may send any part of its text
+    if (entry.kind != Kind::sent || m_plan.has(fault::writes)) return;  // a write that fails may send any part of its text
     const auto complain = [&](const char* why) { fail(entry.thread + why + "\"" + sim::escaped(entry.text) + "\""); };
     if (entry.thread == "ConsInit") {
         if (!isStartUpText(entry.text)) complain(" sent what start-up does not send: ");
@@ -100,7 +100,7 @@ void Checks::afterPacket(Cv::Console& console) {
 
 unsigned Checks::keys() const {
     return static_cast<unsigned>(
-        std::ranges::count_if(m_recording, [](const sim::Entry& entry) { return entry.what == What::key; }));
+        std::ranges::count_if(m_recording, [](const sim::Entry& entry) { return entry.kind == Kind::key; }));
 }
 
 std::vector<int> Checks::expectedKeys() const {
@@ -113,7 +113,7 @@ std::vector<int> Checks::expectedKeys() const {
 std::vector<int> Checks::arrivedKeys() const {
     std::vector<int> codes;
     for (const sim::Entry& entry : m_recording) {
-        if (entry.what == What::key && entry.thread.starts_with("rx")) codes.push_back(std::stoi(entry.text));
+        if (entry.kind == Kind::key && entry.thread.starts_with("rx")) codes.push_back(std::stoi(entry.text));
     }
     return codes;
 }
@@ -131,7 +131,7 @@ void Checks::keysInOrder() {
         fail("keys pressed:" + listOf(sent) + "; keys in the host:" + listOf(arrived));
     }
     for (const sim::Entry& entry : m_recording) {
-        if (entry.what == What::key && !entry.thread.starts_with("rx") && entry.text != "12 0 1536") {
+        if (entry.kind == Kind::key && !entry.thread.starts_with("rx") && entry.text != "12 0 1536") {
             fail("a host thread queued " + entry.text);
         }
     }

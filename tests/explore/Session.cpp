@@ -300,7 +300,7 @@ void Session::editor() {
 }
 
 bool Session::execute(int code) {
-    m_world.record(sim::What::note, "handler " + std::to_string(code));
+    m_world.record(sim::Kind::note, "handler " + std::to_string(code));
     m_world.scheduler().point("handler");
     if (m_inHandler) return false;
     m_inHandler = true;

@@ -87,7 +87,7 @@ void Rig::receives_at_once(std::string_view bytes) {
 }
 
 bool Rig::Handler::execute(int code) {
-    m_world.record(What::note, std::string(handlerNote) + std::to_string(code));
+    m_world.record(Kind::note, std::string(handlerNote) + std::to_string(code));
     return !m_action || m_action(code);
 }
 
@@ -100,7 +100,7 @@ void Rig::handle(int code, std::function<bool(int)> action) {
 
 Codes Rig::handled() const {
     Codes codes;
-    for (const std::string& note : textsOf(world.recording(), What::note)) {
+    for (const std::string& note : textsOf(world.recording(), Kind::note)) {
         if (note.starts_with(handlerNote)) codes.push_back(std::stoi(note.substr(handlerNote.size())));
     }
     return codes;
@@ -108,7 +108,7 @@ Codes Rig::handled() const {
 
 Keys Rig::keys() const {
     Keys keys;
-    for (const std::string& text : textsOf(world.recording(), What::key)) {
+    for (const std::string& text : textsOf(world.recording(), Kind::key)) {
         int code = 0;
         int handled = 0;
         int flags = 0;
@@ -127,7 +127,7 @@ std::string Rig::sent() const {
 Texts Rig::log_formats() const {
     Texts formats;
     for (const sim::Entry& entry : world.recording()) {
-        if (entry.what == What::log) formats.push_back(entry.format);
+        if (entry.kind == Kind::log) formats.push_back(entry.format);
     }
     return formats;
 }
@@ -138,22 +138,22 @@ Texts Rig::calls(std::string_view start) const {
     return found;
 }
 
-Texts Rig::transcript(std::initializer_list<What> kinds) const {
+Texts Rig::transcript(std::initializer_list<Kind> kinds) const {
     Texts lines;
     for (const sim::Entry& entry : world.recording()) {
-        if (std::ranges::find(kinds, entry.what) == kinds.end()) continue;
+        if (std::ranges::find(kinds, entry.kind) == kinds.end()) continue;
         std::array<char, 48> head{};
         std::snprintf(head.data(), head.size(), "%.3f %s ", static_cast<double>(entry.at.count()) / 1e6,
-                      sim::nameOf(entry.what));
+                      sim::nameOf(entry.kind));
         lines.push_back(head.data() + sim::escaped(entry.text));
     }
     return lines;
 }
 
-std::vector<Time> Rig::times(What what, std::string_view text) const {
+std::vector<Time> Rig::times(Kind kind, std::string_view text) const {
     std::vector<Time> found;
     for (const sim::Entry& entry : world.recording()) {
-        if (entry.what == what && entry.text == text) found.push_back(entry.at);
+        if (entry.kind == kind && entry.text == text) found.push_back(entry.at);
     }
     return found;
 }

@@ -42,8 +42,8 @@ inline void PrintTo(const KeyPress& press, std::ostream* out) {
 namespace support {
 
 using namespace std::chrono_literals;
+using sim::Kind;
 using sim::Time;
-using sim::What;
 
 using Keys = std::vector<cvhost::KeyPress>;
 using Texts = std::vector<std::string>;
@@ -153,18 +153,18 @@ public:
     /// All bytes handed to the port.
     std::string sent() const;
     /// The bytes of each write.
-    Texts writes() const { return textsOf(world.recording(), What::sent); }
-    Texts log() const { return textsOf(world.recording(), What::log); }
+    Texts writes() const { return textsOf(world.recording(), Kind::sent); }
+    Texts log() const { return textsOf(world.recording(), Kind::log); }
     /// The formats as LogBoth got them.
     Texts log_formats() const;
     /// Calls of the driver into the host, in order: "sleep(200)", "wait(100)", "getPreference(HardwareConsoleEnabled)".
-    Texts calls() const { return textsOf(world.recording(), What::call); }
+    Texts calls() const { return textsOf(world.recording(), Kind::call); }
     /// Those that begin with `start`.
     Texts calls(std::string_view start) const;
     /// One line for each entry of these kinds: "220.000 sent F2 ", milliseconds first, bytes escaped.
-    Texts transcript(std::initializer_list<What> kinds) const;
+    Texts transcript(std::initializer_list<Kind> kinds) const;
     /// When entries of this kind and text happened.
-    std::vector<Time> times(What what, std::string_view text) const;
+    std::vector<Time> times(Kind kind, std::string_view text) const;
 
     sim::World world;
     sim::Line& port;

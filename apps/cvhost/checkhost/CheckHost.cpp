@@ -27,7 +27,7 @@
 #include "lines/MachineServer.h"
 #include "lines/Rfc2217Server.h"
 
-namespace cvhost {
+namespace cvhost::checkhost {
 namespace {
 
 using namespace std::chrono_literals;
@@ -51,7 +51,7 @@ public:
 };
 
 struct Pressed final : ConsoleHandler {
-    explicit Pressed(Wake& toWake) : wake(toWake) {}
+    explicit Pressed(common::MainLoop& toWake) : wake(toWake) {}
     bool execute(int) override {
         done = true;
         wake.signal();
@@ -59,7 +59,7 @@ struct Pressed final : ConsoleHandler {
     }
 
     std::atomic<bool> done = false;
-    Wake& wake;
+    common::MainLoop& wake;
 };
 
 /// A file of our own for the results when the user wants none.
@@ -119,13 +119,13 @@ bool hasFailures(const nlohmann::json& results) {
 
 /// Loads the plug-in and unloads it when it has done what it does; `last`: it also wants a handler table. False when it is
 /// no use.
-bool visit(const std::string& path, bool last, const std::string& results, Wake& wake) {
+bool visit(const std::string& path, bool last, const std::string& results, common::MainLoop& wake) {
     Pressed pressed(wake);
     ConsoleHandlerTable table;
     table.set(handlerCode, &pressed);
     PluginLibrary plugin;
     if (const std::string problem = plugin.load(path); !problem.empty()) {
-        complain(loadProblem(problem));
+        complain(driver::loadProblem(problem));
         return false;
     }
     if (last && resultsIn(results).is_null()) {
@@ -135,12 +135,12 @@ bool visit(const std::string& path, bool last, const std::string& results, Wake&
     iConsoleResource* const console = plugin.console();
     if (console != nullptr) {
         console->init();
-        while (!console->active() && !hasFailed() && wake.wait(20ms) != Wake::Cause::end) {
+        while (!console->active() && !hasFailed() && wake.wait(20ms) != common::MainLoop::Cause::end) {
         }
         ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&table);
         const auto end = Clock::now() + handlerLimit;
         while (last && console->active() && !pressed.done && Clock::now() < end) {
-            if (wake.wait(20ms) == Wake::Cause::end) break;
+            if (wake.wait(20ms) == common::MainLoop::Cause::end) break;
         }
     } else {
         complain(path + " registers no console");
@@ -148,13 +148,13 @@ bool visit(const std::string& path, bool last, const std::string& results, Wake&
     const std::string problem = plugin.unload();
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     keyQueue().clear();
-    if (!problem.empty()) complain(loadProblem(problem));
+    if (!problem.empty()) complain(driver::loadProblem(problem));
     return console != nullptr && problem.empty();
 }
 
 }  // namespace
 
-int checkHost(const CheckHostOptions& options, Wake& wake) {
+int checkHost(const CheckHostOptions& options, common::MainLoop& wake) {
     const ResultFile results(options.json);
     prepareEnvironment(options, results.path());
     LogPrinter printer;
@@ -175,7 +175,7 @@ int checkHost(const CheckHostOptions& options, Wake& wake) {
     for (int load = 1; load <= loads && useful; ++load)
         useful = visit(path, load == loads && !options.list, results.path(), wake);
     setEventSink(nullptr);
-    return useful && !hasFailures(resultsIn(results.path())) ? exitStatus::active : exitStatus::none;
+    return useful && !hasFailures(resultsIn(results.path())) ? common::exitStatus::active : common::exitStatus::none;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::checkhost

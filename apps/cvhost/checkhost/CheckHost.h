@@ -3,13 +3,13 @@
 // Threads: the main thread; the host's log is printed on the thread that writes to it.
 #pragma once
 
-#include "apps/common/Wake.h"
+#include "apps/common/MainLoop.h"
 #include "apps/cvhost/checkhost/Options.h"
 
-namespace cvhost {
+namespace cvhost::checkhost {
 
 /// Loads the plug-in, has it try the host's promises, and prints what it logs. The exit status: 0 nothing failed; 1
 /// something did, or nothing could be tried.
-int checkHost(const CheckHostOptions& options, Wake& wake);
+int checkHost(const CheckHostOptions& options, common::MainLoop& wake);
 
-}  // namespace cvhost
+}  // namespace cvhost::checkhost

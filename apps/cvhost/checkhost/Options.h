@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace cvhost {
+namespace cvhost::checkhost {
 
 /// Of `cvhost check-host`.
 struct CheckHostOptions {
@@ -18,4 +18,4 @@ struct CheckHostOptions {
     bool list = false;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::checkhost

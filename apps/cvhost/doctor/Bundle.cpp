@@ -14,7 +14,7 @@
 #include <system_error>
 #include <utility>
 
-namespace cvhost {
+namespace cvhost::doctor {
 namespace {
 
 constexpr off_t largestFile = 1 << 20;
@@ -85,4 +85,4 @@ std::string Bundle::finish() {
     return m_problem;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

@@ -9,7 +9,7 @@
 
 struct archive;
 
-namespace cvhost {
+namespace cvhost::doctor {
 
 /// A new gzipped tar archive that its owner alone may read. Nothing that stands at its path is overwritten and no link is
 /// followed.
@@ -43,4 +43,4 @@ private:
     bool m_finished = false;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

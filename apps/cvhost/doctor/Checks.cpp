@@ -5,7 +5,7 @@
 
 #include "apps/common/Escape.h"
 
-namespace cvhost {
+namespace cvhost::doctor {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -62,8 +62,8 @@ std::string checkText(const Check& check, bool colour) {
     if (colour) line += "\x1b[0m";
     std::string id(nameOf(check.id));
     id.resize(std::max(id.size() + 1, idWidth), ' ');
-    line.append("  ").append(id).append(plainText(check.text)).append("\n");
-    if (!check.next.empty()) line.append(6, ' ').append("-> ").append(plainText(check.next)).append("\n");
+    line.append("  ").append(id).append(common::plainText(check.text)).append("\n");
+    if (!check.next.empty()) line.append(6, ' ').append("-> ").append(common::plainText(check.next)).append("\n");
     return line;
 }
 
@@ -83,4 +83,4 @@ Check::Result worst(std::span<const Check> checks) {
     return found == checks.end() ? Check::Result::pass : std::max(found->result, Check::Result::pass);
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace cvhost {
+namespace cvhost::doctor {
 
 enum class CheckId : std::size_t {
     driverLoad,
@@ -75,4 +75,4 @@ std::string checksJson(std::string_view port, std::span<const Check> checks);
 /// The worst of them; pass when there are none.
 Check::Result worst(std::span<const Check> checks);
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

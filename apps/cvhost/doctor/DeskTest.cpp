@@ -10,7 +10,7 @@
 #include "apps/common/KeyCodes.h"
 #include "host/core/KeyQueue.h"
 
-namespace cvhost {
+namespace cvhost::doctor {
 namespace {
 
 using namespace std::chrono_literals;
@@ -35,17 +35,17 @@ std::string keysText(const std::array<unsigned, ConsoleHandlerTable::codes>& key
     std::string text;
     for (std::size_t code = 0; code < keys.size(); ++code) {
         if (keys[code] == 0) continue;
-        text += formatted(" %c", static_cast<char>(keyOf(static_cast<int>(code)) + 0x40));
+        text += formatted(" %c", static_cast<char>(common::keyOf(static_cast<int>(code)) + 0x40));
         if (keys[code] > 1) text += formatted(" (%u times)", keys[code]);
     }
     return text.empty() ? "" : "keys" + text;
 }
 
 /// How many lamps were told to light up.
-int lampsSent(std::span<const Seen> seen) {
+int lampsSent(std::span<const LoggedEvent> seen) {
     std::string sent(1, ' ');
-    for (const Seen& each : seen) {
-        if (each.what == Seen::What::transmit) sent += each.text;
+    for (const LoggedEvent& each : seen) {
+        if (each.kind == LoggedEvent::Kind::transmit) sent += each.text;
     }
     int count = 0;
     for (int lamp = 1; lamp <= lampCount; ++lamp) {
@@ -70,7 +70,7 @@ DeskTest::DeskTest(Setting setting) : m_setting(std::move(setting)) {
 DeskTest::~DeskTest() { ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr); }
 
 Check DeskTest::lamps() {
-    const std::size_t before = m_setting.witness.seen().size();
+    const std::size_t before = m_setting.events.seen().size();
     for (int lamp = 1; lamp <= lampCount; ++lamp) {
         m_setting.progress(formatted("lamp %d of %d", lamp, lampCount));
         m_setting.console.lamp_set(lamp, 'O');  // the driver does not send what it takes a lamp to be already
@@ -82,7 +82,7 @@ Check DeskTest::lamps() {
         }
         m_setting.console.lamp_set(lamp, 'O');
     }
-    const std::vector<Seen> seen = m_setting.witness.seen();
+    const std::vector<LoggedEvent> seen = m_setting.events.seen();
     const int sent = lampsSent(std::span(seen).subspan(before));
     if (sent < lampCount) {
         return {CheckId::lampTest, Check::Result::fail, formatted("%d of %d lamp commands went out", sent, lampCount),
@@ -141,7 +141,7 @@ DeskTest::Wheel DeskTest::wheel() const {
 }
 
 std::string DeskTest::arrived() const {
-    std::string text = keysText(m_setting.witness.keys());
+    std::string text = keysText(m_setting.events.keys());
     const Wheel all = wheel();
     if (all.shuttleMoves != 0) {
         append(text,
@@ -152,9 +152,9 @@ std::string DeskTest::arrived() const {
 }
 
 unsigned DeskTest::count() const {
-    const auto keys = m_setting.witness.keys();
+    const auto keys = m_setting.events.keys();
     const Wheel all = wheel();
     return std::accumulate(keys.begin(), keys.end(), 0U) + all.shuttleMoves + all.jogMoves;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

@@ -11,17 +11,17 @@
 #include <string_view>
 
 #include "apps/cvhost/doctor/Checks.h"
-#include "apps/cvhost/doctor/Witness.h"
+#include "apps/cvhost/doctor/EventLog.h"
 #include "host/api/ConsoleInput.h"
 #include "host/api/ConsoleResource.h"
 
-namespace cvhost {
+namespace cvhost::doctor {
 
 class DeskTest final : ConsoleHandler {
 public:
     struct Setting {
         iConsoleResource& console;
-        const Witness& witness;
+        const EventLog& events;
         /// Waits for an event, but at most so long; true when the program is to end.
         std::function<bool(std::chrono::milliseconds)> wait;
         /// Shows how far it has come, in place of what was shown before.
@@ -59,4 +59,4 @@ private:
     Wheel m_wheel;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "apps/common/ExitStatus.h"
-#include "apps/cvhost/doctor/StartupJudge.h"
+#include "apps/cvhost/doctor/StartupChecks.h"
 #include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/ports/KnownSettings.h"
 #include "apps/cvhost/ports/PortName.h"
@@ -25,7 +25,7 @@
 #include "host/linux/machine/PortUse.h"
 #include "host/linux/machine/UserFiles.h"
 
-namespace cvhost {
+namespace cvhost::doctor {
 namespace {
 
 using namespace std::chrono_literals;
@@ -39,18 +39,18 @@ constexpr auto settlingLimit = 5s;
 
 void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
 
-std::size_t sentPieces(const std::vector<Seen>& seen) {
-    return static_cast<std::size_t>(std::ranges::count(seen, Seen::What::transmit, &Seen::what));
+std::size_t sentPieces(const std::vector<LoggedEvent>& seen) {
+    return static_cast<std::size_t>(std::ranges::count(seen, LoggedEvent::Kind::transmit, &LoggedEvent::kind));
 }
 
-bool isLost(const std::vector<Seen>& seen) {
-    return std::ranges::any_of(seen, [](const Seen& each) { return each.what == Seen::What::lost; });
+bool isLost(const std::vector<LoggedEvent>& seen) {
+    return std::ranges::any_of(seen, [](const LoggedEvent& each) { return each.kind == LoggedEvent::Kind::lost; });
 }
 
-std::string logText(const std::vector<Seen>& seen) {
+std::string logText(const std::vector<LoggedEvent>& seen) {
     std::string text;
-    for (const Seen& each : seen) {
-        if (each.what == Seen::What::log) text += each.text;
+    for (const LoggedEvent& each : seen) {
+        if (each.kind == LoggedEvent::Kind::log) text += each.text;
     }
     return text;
 }
@@ -69,15 +69,15 @@ std::unique_ptr<recording::Recorder> makeRecorder(const Descriptor& file) {
 
 }  // namespace
 
-Doctor::Doctor(DoctorOptions options, Wake& wake)
+Doctor::Doctor(DoctorOptions options, common::MainLoop& wake)
     : m_options(std::move(options)),
       m_wake(wake),
       m_output(STDOUT_FILENO, {.missing = [](std::size_t) { return std::string(); }, .broken = [&wake] { wake.signal(); }}),
-      m_colour(wantsColour()),
+      m_colour(common::wantsColour()),
       m_live(!m_options.json && ::isatty(STDOUT_FILENO) == 1),
       m_recording(m_options.bundle ? ::memfd_create("recording", MFD_CLOEXEC) : -1),
       m_recorder(makeRecorder(m_recording)),
-      m_witness([&wake] { wake.signal(); }, m_recorder.get()) {}
+      m_events([&wake] { wake.signal(); }, m_recorder.get()) {}
 
 Doctor::~Doctor() {
     guarded([this] { stopDriver(); });
@@ -85,7 +85,7 @@ Doctor::~Doctor() {
 }
 
 int Doctor::run() {
-    if (!openBundle()) return exitStatus::usage;
+    if (!openBundle()) return common::exitStatus::usage;
     prepareHost();
     if (examineMachine() && examineStartup()) {
         if (!m_ended && m_options.quick) skipTests();
@@ -100,8 +100,8 @@ int Doctor::run() {
     tellEnd();
     const bool complete = !m_bundle || writeBundle();
     const int unwritable = m_output.finish();
-    if (unwritable != 0 && unwritable != EPIPE) complain(unwritableText(unwritable));
-    return anyFailed() || !complete || unwritable != 0 ? exitStatus::none : exitStatus::active;
+    if (unwritable != 0 && unwritable != EPIPE) complain(common::unwritableText(unwritable));
+    return anyFailed() || !complete || unwritable != 0 ? common::exitStatus::none : common::exitStatus::active;
 }
 
 bool Doctor::openBundle() {
@@ -116,23 +116,23 @@ bool Doctor::openBundle() {
 
 void Doctor::prepareHost() {
     setLogDestinations({.standardError = false, .file = true});
-    settings().setPreferenceDefault(consoleEnabled, true);
+    settings().setPreferenceDefault(driver::consoleEnabled, true);
     if (const std::string problem = loadSettingsFile(); !problem.empty()) {
         add({CheckId::settingsFile, Check::Result::warn, "the settings file " + settingsPath() + " is ignored: " + problem,
              "correct it, or move it away"});
     }
-    for (const SettingProblem& problem : judgeSettings(settings())) {
-        const bool unknown = problem.kind == SettingProblem::Kind::unknown;
+    for (const ports::SettingProblem& problem : ports::judgeSettings(settings())) {
+        const bool unknown = problem.kind == ports::SettingProblem::Kind::unknown;
         add({unknown ? CheckId::settingUnknown : CheckId::settingInvalid, Check::Result::warn, problem.text,
              (unknown ? "leave it as it is if another plug-in uses it; otherwise correct it in " : "correct it in ") +
                  settingsPath()});
     }
-    if (settings().findPreference(consoleEnabled) == false) {
+    if (settings().findPreference(driver::consoleEnabled) == false) {
         add({CheckId::preferenceOff, Check::Result::warn,
-             std::string("the preference ") + consoleEnabled +
+             std::string("the preference ") + driver::consoleEnabled +
                  " is off, so that no console is looked for; this once it is on",
-             "set " + std::string(consoleEnabled) + " = true in " + settingsPath()});
-        settings().setPreference(consoleEnabled, true);
+             "set " + std::string(driver::consoleEnabled) + " = true in " + settingsPath()});
+        settings().setPreference(driver::consoleEnabled, true);
     }
     settings().set("console_debug", std::int64_t{1});
     if (m_options.port) {
@@ -142,14 +142,16 @@ void Doctor::prepareHost() {
 }
 
 bool Doctor::examineMachine() {
-    PortChoice choice = m_options.port ? PortChoice{.why = PortChoice::Why::asked, .name = *m_options.port} : askDriver();
+    ports::PortChoice choice = m_options.port
+                                   ? ports::PortChoice{.why = ports::PortChoice::Why::asked, .name = *m_options.port}
+                                   : ports::askDriver();
     m_circumstances = {.choice = choice,
-                       .port = surveyPort(choice.name),
-                       .nameProblem = portNameProblem(choice.name),
+                       .port = ports::surveyPort(choice.name),
+                       .nameProblem = ports::portNameProblem(choice.name),
                        .modemManager = runningProgram("ModemManager"),
                        .brltty = runningProgram("brltty")};
     for (const MachinePort& port : machinePorts()) m_circumstances.machinePorts.push_back(port.node);
-    std::string intro = choiceText(choice, m_circumstances.port.machine.product.value_or("")) + ".\n";
+    std::string intro = ports::choiceText(choice, m_circumstances.port.machine.product.value_or("")) + ".\n";
     intro.front() = intro.front() == 't' ? 'T' : 'W';
     if (!choice.name.empty()) {
         intro += "The doctor opens that port, resets the console through RTS and starts its program";
@@ -157,17 +159,17 @@ bool Doctor::examineMachine() {
     }
     say(intro);
     if (m_options.json) writeStandardError(intro);
-    for (Check& check : judgePort(m_circumstances)) add(std::move(check));
+    for (Check& check : checkPort(m_circumstances)) add(std::move(check));
     return !anyFailed();
 }
 
 bool Doctor::examineStartup() {
-    setEventSink(&m_witness);
-    const std::string problem = m_plugin.load(driverPath());
+    setEventSink(&m_events);
+    const std::string problem = m_plugin.load(driver::driverPath());
     iConsoleResource* console = problem.empty() ? m_plugin.console() : nullptr;
     if (console == nullptr) {
         add({CheckId::driverLoad, Check::Result::fail,
-             problem.empty() ? "the driver registers no console" : loadProblem(problem),
+             problem.empty() ? "the driver registers no console" : driver::loadProblem(problem),
              "install the driver beside this program, from the same package"});
         return false;
     }
@@ -175,17 +177,17 @@ bool Doctor::examineStartup() {
     m_driver = text(m_plugin.plugin()->displayName()) + ' ' + text(m_plugin.plugin()->version());
     const auto limit = Clock::now() + startupLimit;
     console->init();
-    while (startupState(m_witness.seen()) == Startup::underWay && Clock::now() < limit) {
+    while (startupState(m_events.seen()) == Startup::underWay && Clock::now() < limit) {
         progress("the console is being started");
         if (wait(200ms)) break;
     }
-    const bool active = startupState(m_witness.seen()) == Startup::active;
+    const bool active = startupState(m_events.seen()) == Startup::active;
     if (m_ended && !active) {
         add({CheckId::interrupted, Check::Result::fail, "the doctor was ended before start-up was done",
              "run it again and let it come to its end"});
         return false;
     }
-    for (Check& check : judgeStartup(m_circumstances.choice.name, m_witness.seen())) add(std::move(check));
+    for (Check& check : checkStartup(m_circumstances.choice.name, m_events.seen())) add(std::move(check));
     if (active) waitUntilSettled();
     return active;
 }
@@ -196,7 +198,7 @@ void Doctor::waitUntilSettled() {
     std::size_t pieces = 0;
     while (Clock::now() - lastSent < settled && Clock::now() < limit) {
         if (wait(100ms)) return;
-        if (const std::size_t now = sentPieces(m_witness.seen()); std::exchange(pieces, now) != now) lastSent = Clock::now();
+        if (const std::size_t now = sentPieces(m_events.seen()); std::exchange(pieces, now) != now) lastSent = Clock::now();
     }
 }
 
@@ -208,7 +210,7 @@ void Doctor::skipTests() {
 
 void Doctor::examineDesk() {
     m_deskTest.emplace(DeskTest::Setting{.console = *m_plugin.console(),
-                                         .witness = m_witness,
+                                         .events = m_events,
                                          .wait = [this](std::chrono::milliseconds timeout) { return wait(timeout); },
                                          .progress = [this](std::string_view text) { progress(text); }});
     add(m_deskTest->lamps());
@@ -220,7 +222,7 @@ void Doctor::examineDesk() {
         askForKeys();
         add(m_deskTest->keys());
     }
-    if (isLost(m_witness.seen())) {
+    if (isLost(m_events.seen())) {
         add({CheckId::portLost, Check::Result::fail, m_circumstances.choice.name + " was lost while the console was tested",
              "check the adapter and its cable"});
     }
@@ -236,7 +238,7 @@ void Doctor::askForKeys() {
 
 void Doctor::stopDriver() {
     if (m_plugin.plugin() == nullptr) return;
-    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
+    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(driver::loadProblem(problem));
     m_deskTest.reset();
 }
 
@@ -254,8 +256,8 @@ void Doctor::tellEnd() {
 bool Doctor::writeBundle() {
     m_bundle->add("report.txt", m_report);
     m_bundle->add("report.json", checksJson(m_circumstances.choice.name, m_checks));
-    m_bundle->add("ports.json", portsJson(surveyPorts(), m_circumstances.choice));
-    m_bundle->add("log.txt", logText(m_witness.seen()));
+    m_bundle->add("ports.json", ports::portsJson(ports::surveyPorts(), m_circumstances.choice));
+    m_bundle->add("log.txt", logText(m_events.seen()));
     m_bundle->add("versions.txt", versionsText(m_driver));
     m_bundle->addOpen("recording.jsonl", m_recording.get());
     m_bundle->addFile("cvhost.log", logPath());
@@ -267,7 +269,7 @@ bool Doctor::writeBundle() {
 }
 
 bool Doctor::wait(std::chrono::milliseconds timeout) {
-    if (m_wake.wait(timeout) == Wake::Cause::end || m_output.error() != 0 || hasFailed()) m_ended = true;
+    if (m_wake.wait(timeout) == common::MainLoop::Cause::end || m_output.error() != 0 || hasFailed()) m_ended = true;
     return m_ended;
 }
 
@@ -288,4 +290,4 @@ void Doctor::progress(std::string_view text) {
     if (m_live) m_output.put("\r\x1b[K" + std::string(text));
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

@@ -10,23 +10,23 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/common/Output.h"
-#include "apps/common/Wake.h"
+#include "apps/common/LineWriter.h"
+#include "apps/common/MainLoop.h"
 #include "apps/cvhost/doctor/Bundle.h"
 #include "apps/cvhost/doctor/Checks.h"
 #include "apps/cvhost/doctor/DeskTest.h"
+#include "apps/cvhost/doctor/EventLog.h"
 #include "apps/cvhost/doctor/Options.h"
-#include "apps/cvhost/doctor/PortJudge.h"
-#include "apps/cvhost/doctor/Witness.h"
+#include "apps/cvhost/doctor/PortChecks.h"
 #include "apps/recording/Recorder.h"
 #include "host/linux/PluginLibrary.h"
 #include "host/linux/serial/SerialTransport.h"
 
-namespace cvhost {
+namespace cvhost::doctor {
 
 class Doctor {
 public:
-    Doctor(DoctorOptions options, Wake& wake);
+    Doctor(DoctorOptions options, common::MainLoop& wake);
     Doctor(const Doctor&) = delete;
     Doctor& operator=(const Doctor&) = delete;
     ~Doctor();
@@ -61,14 +61,14 @@ private:
     bool anyFailed() const { return worst(m_checks) == Check::Result::fail; }
 
     const DoctorOptions m_options;
-    Wake& m_wake;
-    Output m_output;
+    common::MainLoop& m_wake;
+    common::LineWriter m_output;
     const bool m_colour;
     const bool m_live;  ///< progress can be shown
     std::optional<Bundle> m_bundle;
     Descriptor m_recording;  ///< a file in memory, for the bundle
     std::unique_ptr<recording::Recorder> m_recorder;
-    Witness m_witness;
+    EventLog m_events;
     PortCircumstances m_circumstances{};
     PluginLibrary m_plugin;
     std::optional<DeskTest> m_deskTest;  ///< the driver may call its handlers until it is unloaded
@@ -78,4 +78,4 @@ private:
     bool m_ended = false;  ///< by a signal
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace cvhost {
+namespace cvhost::doctor {
 
 /// Of `cvhost doctor`.
 struct DoctorOptions {
@@ -14,4 +14,4 @@ struct DoctorOptions {
     std::optional<std::string> bundle;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::doctor

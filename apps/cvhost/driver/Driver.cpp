@@ -2,7 +2,7 @@
 
 #include "host/linux/PluginLibrary.h"
 
-namespace cvhost {
+namespace cvhost::driver {
 
 std::string driverPath() { return pluginPath("CorvaneConsole.so"); }
 
@@ -13,4 +13,4 @@ std::string loadProblem(std::string sentence) {
     return sentence;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::driver

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace cvhost {
+namespace cvhost::driver {
 
 /// The preference that lets the console be used.
 inline constexpr const char* consoleEnabled = "HardwareConsoleEnabled";
@@ -16,4 +16,4 @@ std::string driverPath();
 /// What the plug-in's loader says, to follow the program's name and without a full stop, and what to do if it does not say.
 std::string loadProblem(std::string sentence);
 
-}  // namespace cvhost
+}  // namespace cvhost::driver

@@ -9,7 +9,7 @@
 #include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/ports/PortName.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 namespace {
 
 using Type = KnownSetting::Type;
@@ -25,7 +25,7 @@ constexpr std::array<KnownSetting, 7> table{{
     {.key = "AutomaticJogTurnOnTriggerLevel", .type = Type::whole,      .initial = "6", .least = 1, .most = 999},
     {.key = "jog_wheel_gearing",              .type = Type::number,     .initial = "0.001"},
     {.key = "BeyondPlayMultiplier",           .type = Type::number,     .initial = "1.0"},
-    {.key = consoleEnabled,                   .type = Type::preference, .initial = "true"},
+    {.key = driver::consoleEnabled,           .type = Type::preference, .initial = "true"},
 }};
 // clang-format on
 
@@ -34,7 +34,9 @@ const KnownSetting* find(const std::string& key) {
     return found == table.end() ? nullptr : &*found;
 }
 
-std::string named(const char* kind, const std::string& key) { return std::string(kind) + " \"" + plainText(key) + '"'; }
+std::string named(const char* kind, const std::string& key) {
+    return std::string(kind) + " \"" + common::plainText(key) + '"';
+}
 
 SettingProblem unknown(const char* kind, const std::string& key) {
     std::vector<std::string> keys;
@@ -117,4 +119,4 @@ std::vector<SettingProblem> judgeSettings(const Settings& settings) {
     return problems;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

@@ -13,7 +13,7 @@
 
 #include "host/core/Settings.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 
 struct KnownSetting {
     enum class Type { whole, number, text, preference };
@@ -48,4 +48,4 @@ std::optional<SettingProblem> judgePreference(const std::string& key);
 /// All that is wrong with what has been set, in the order of the keys, settings first.
 std::vector<SettingProblem> judgeSettings(const Settings& settings);
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

@@ -1,11 +1,11 @@
 // What the command line says to `cvhost ports`.
 #pragma once
 
-namespace cvhost {
+namespace cvhost::ports {
 
 /// Of `cvhost ports`.
 struct PortsOptions {
     bool json = false;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

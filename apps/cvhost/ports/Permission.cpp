@@ -1,6 +1,6 @@
 #include "apps/cvhost/ports/Permission.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 
 std::string howToBeAllowed(const PortAccess& access, const std::string& port) {
     if (access.inGroupLater) {
@@ -17,4 +17,4 @@ std::string howToEnd(const PortHolder& holder, const std::string& port) {
     return "close it, or: kill " + std::to_string(holder.process);
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

@@ -7,7 +7,7 @@
 
 #include "host/linux/machine/PortUse.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 
 /// What the user does to be allowed to use `port`, whose rights are these; half a sentence.
 std::string howToBeAllowed(const PortAccess& access, const std::string& port);
@@ -15,4 +15,4 @@ std::string howToBeAllowed(const PortAccess& access, const std::string& port);
 /// What ends `holder`'s use of `port`, as a command or half a sentence.
 std::string howToEnd(const PortHolder& holder, const std::string& port);
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

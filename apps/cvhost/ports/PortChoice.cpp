@@ -16,7 +16,7 @@
 #include "host/linux/machine/PortList.h"
 #include "host/linux/serial/SerialPorts.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 namespace {
 
 using namespace std::chrono_literals;
@@ -80,7 +80,7 @@ PortChoice askDriver() {
     showOnlyPorts(std::move(shown));
     keepPortsShut(true);
     PluginLibrary plugin;
-    const std::string problem = plugin.load(driverPath());
+    const std::string problem = plugin.load(driver::driverPath());
     PortChoice choice = problem.empty() ? askLoaded(plugin) : PortChoice{.problem = problem};
     if (const std::string trouble = plugin.unload(); !trouble.empty()) choice.problem = trouble;
     keepPortsShut(false);
@@ -89,10 +89,10 @@ PortChoice askDriver() {
 }
 
 std::string choiceText(const PortChoice& choice, std::string_view description) {
-    const std::string head = "the driver will look for the console on " + plainText(choice.name);
+    const std::string head = "the driver will look for the console on " + common::plainText(choice.name);
     switch (choice.why) {
         case PortChoice::Why::description:
-            return head + ", because of its description \"" + plainText(description) + '"';
+            return head + ", because of its description \"" + common::plainText(description) + '"';
         case PortChoice::Why::setting:
             return head + ", because no port's description fits and the setting console_port names it";
         case PortChoice::Why::builtIn:
@@ -107,7 +107,7 @@ std::string choiceText(const PortChoice& choice, std::string_view description) {
         case PortChoice::Why::unknown:
             break;
     }
-    return "which port the driver will choose is not known: " + loadProblem(plainText(choice.problem));
+    return "which port the driver will choose is not known: " + driver::loadProblem(common::plainText(choice.problem));
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace cvhost {
+namespace cvhost::ports {
 
 struct PortChoice {
     enum class Why {
@@ -30,4 +30,4 @@ PortChoice askDriver();
 /// `choice` in one sentence without a full stop; `description` is the port's.
 std::string choiceText(const PortChoice& choice, std::string_view description);
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

@@ -10,7 +10,7 @@
 #include "host/linux/machine/PortList.h"
 #include "host/linux/serial/Rfc2217.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 namespace {
 
 constexpr std::string_view deviceFolder = "/dev/";
@@ -40,9 +40,9 @@ std::string portNameProblem(const std::string& name) {
     if (name.empty() || isPortName(name)) return {};
     std::vector<std::string> ports;
     for (const MachinePort& port : machinePorts()) ports.push_back(port.node);
-    return '"' + plainText(name) +
+    return '"' + common::plainText(name) +
            "\" is not a port: name a device such as /dev/ttyUSB0, or rfc2217://HOST:PORT with a port from 1 to 65535" +
-           common::didYouMean(plainText(similarPort(name, ports)));
+           common::didYouMean(common::plainText(similarPort(name, ports)));
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace cvhost {
+namespace cvhost::ports {
 
 /// A path, a file in the current folder, or "rfc2217://HOST:PORT". The port need not exist.
 bool isPortName(const std::string& name);
@@ -19,4 +19,4 @@ std::string similarPort(const std::string& name, std::span<const std::string> po
 /// empty for a port's name, and for an empty text, which stands for no port.
 std::string portNameProblem(const std::string& name);
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

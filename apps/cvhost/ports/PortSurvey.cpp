@@ -14,7 +14,7 @@
 
 #include "apps/common/Escape.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -42,7 +42,7 @@ void addRow(std::string& text, std::string_view heading, const std::string& valu
     if (value.empty()) return;
     std::string head(heading);
     head.resize(12, ' ');
-    text.append(4, ' ').append(head).append(plainText(value)).append("\n");
+    text.append(4, ' ').append(head).append(common::plainText(value)).append("\n");
 }
 
 std::string usbText(const MachinePort& port) {
@@ -174,7 +174,8 @@ std::string portsText(const std::vector<SurveyedPort>& ports, const PortChoice& 
     std::string text;
     for (const SurveyedPort& port : ports) {
         const MachinePort& machine = port.machine;
-        text += plainText(machine.node) + (machine.product ? "  \"" + plainText(*machine.product) + '"' : "") + '\n';
+        text += common::plainText(machine.node) +
+                (machine.product ? "  \"" + common::plainText(*machine.product) + '"' : "") + '\n';
         addRow(text, "usb", usbText(machine));
         addRow(text, "by path", machine.byPath);
         addRow(text, "driver", driverText(machine));
@@ -196,4 +197,4 @@ std::string portsJson(const std::vector<SurveyedPort>& ports, const PortChoice& 
     return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

@@ -12,7 +12,7 @@
 #include "host/linux/machine/PortList.h"
 #include "host/linux/machine/PortUse.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 
 struct SurveyedPort {
     MachinePort machine;
@@ -42,4 +42,4 @@ std::string rightsText(const PortAccess& access);
 std::string portsText(const std::vector<SurveyedPort>& ports, const PortChoice& choice);
 std::string portsJson(const std::vector<SurveyedPort>& ports, const PortChoice& choice);
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

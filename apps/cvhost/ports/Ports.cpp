@@ -15,28 +15,29 @@
 #include "host/linux/SettingsFile.h"
 #include "host/linux/machine/UserFiles.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 
 int showPorts(const PortsOptions& options) {
     setLogDestinations({.standardError = false, .file = false});
-    settings().setPreferenceDefault(consoleEnabled, true);
+    settings().setPreferenceDefault(driver::consoleEnabled, true);
     const std::string problem = loadSettingsFile();
     const std::vector<SettingProblem> problems = judgeSettings(settings());
-    const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
-    settings().setPreference(consoleEnabled, true);
+    const bool preferred = settings().findPreference(driver::consoleEnabled).value_or(false);
+    settings().setPreference(driver::consoleEnabled, true);
     const PortChoice choice = askDriver();
     const std::vector<SurveyedPort> ports = surveyPorts();
     std::cout << (options.json ? portsJson(ports, choice) : portsText(ports, choice)) << std::flush;
     if (!problem.empty()) {
-        std::cerr << "cvhost: the settings file " << settingsPath() << " is ignored: " << plainText(problem)
+        std::cerr << "cvhost: the settings file " << settingsPath() << " is ignored: " << common::plainText(problem)
                   << "; correct it, or move it away.\n";
     }
     for (const SettingProblem& each : problems) std::cerr << "cvhost: " << settingsPath() << ": " << each.text << ".\n";
     if (!preferred) {
-        std::cerr << "cvhost: the preference " << consoleEnabled << " is off, so the driver looks for no console at all.\n";
+        std::cerr << "cvhost: the preference " << driver::consoleEnabled
+                  << " is off, so the driver looks for no console at all.\n";
     }
     if (!std::cout) std::cerr << "cvhost: cannot write to standard output; give it a terminal, a file or /dev/null.\n";
-    return choice.why == PortChoice::Why::unknown || !std::cout ? exitStatus::none : exitStatus::active;
+    return choice.why == PortChoice::Why::unknown || !std::cout ? common::exitStatus::none : common::exitStatus::active;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

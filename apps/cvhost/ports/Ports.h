@@ -5,9 +5,9 @@
 
 #include "apps/cvhost/ports/Options.h"
 
-namespace cvhost {
+namespace cvhost::ports {
 
 /// The program's exit status: 0, or 1 when the driver could not be asked.
 int showPorts(const PortsOptions& options);
 
-}  // namespace cvhost
+}  // namespace cvhost::ports

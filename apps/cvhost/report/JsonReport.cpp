@@ -8,7 +8,7 @@
 #include "apps/common/Escape.h"
 #include "apps/common/Timecode.h"
 
-namespace cvhost {
+namespace cvhost::report {
 namespace {
 
 /// As JSON has it: the shortest digits that give the same number again, null for what is no number.
@@ -39,7 +39,7 @@ std::string member(std::string_view name, std::optional<std::int64_t> value) {
     return value ? member(name, *value) : member(name, "null");
 }
 
-std::string line(StartTime start, std::string_view event, std::string_view members) {
+std::string line(common::RunClock start, std::string_view event, std::string_view members) {
     std::string text = "{\"t\":" + secondsText(start.seconds()) + ",\"event\":\"";
     text += event;
     text += '"';
@@ -61,8 +61,8 @@ std::string_view nameOf(PortState state) {
 
 }  // namespace
 
-std::string JsonReport::logLine(StartTime start, std::string_view text) {
-    return line(start, "log", member("text", jsonText(text)));
+std::string JsonReport::logLine(common::RunClock start, std::string_view text) {
+    return line(start, "log", member("text", common::jsonText(text)));
 }
 
 void JsonReport::put(std::string_view event, std::string_view members) { m_output.put(line(m_start, event, members)); }
@@ -70,7 +70,7 @@ void JsonReport::put(std::string_view event, std::string_view members) { m_outpu
 void JsonReport::log(std::string_view text) { m_output.put(logLine(m_start, text)); }
 
 void JsonReport::port(std::string_view name, PortState state) {
-    put("port", member("name", jsonText(name)) + member("state", nameOf(state)));
+    put("port", member("name", common::jsonText(name)) + member("state", nameOf(state)));
 }
 
 void JsonReport::key(int code, bool handled, int flags) {
@@ -80,7 +80,7 @@ void JsonReport::key(int code, bool handled, int flags) {
 void JsonReport::wire(Direction direction, std::span<const unsigned char> bytes) {
     if (!m_wire) return;
     const char* name = direction == Direction::transmit ? "\"tx\"" : "\"rx\"";
-    put("wire", member("dir", name) + member("bytes", jsonBytes(bytes)));
+    put("wire", member("dir", name) + member("bytes", common::jsonBytes(bytes)));
 }
 
 void JsonReport::rts(int level) {
@@ -96,7 +96,7 @@ void JsonReport::released(int code) { put("released", member("code", code)); }
 
 void JsonReport::playhead(const PlayheadChange& change) {
     put("playhead", member("frame", change.frame) +
-                        member("timecode", jsonText(common::timecode(change.frame, change.framesPerSecond))) +
+                        member("timecode", common::jsonText(common::timecode(change.frame, change.framesPerSecond))) +
                         member("speed", change.speed) + member("in", change.markIn) + member("out", change.markOut));
 }
 
@@ -104,4 +104,4 @@ void JsonReport::active(int version) {
     put("active", member("version", version) + member("input_ignored", ignoresInput(version) ? "true" : "false"));
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::report

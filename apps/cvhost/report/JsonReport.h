@@ -3,19 +3,20 @@
 
 #include <string>
 
-#include "apps/common/Output.h"
-#include "apps/common/StartTime.h"
+#include "apps/common/LineWriter.h"
+#include "apps/common/RunClock.h"
 #include "apps/cvhost/report/Report.h"
 
-namespace cvhost {
+namespace cvhost::report {
 
 class JsonReport final : public Report {
 public:
     /// `wire`: bytes and RTS levels are told as well.
-    JsonReport(Output& output, StartTime start, bool wire) : m_output(output), m_start(start), m_wire(wire) {}
+    JsonReport(common::LineWriter& output, common::RunClock start, bool wire)
+        : m_output(output), m_start(start), m_wire(wire) {}
 
     /// The line for a `log` event at this moment, with its end.
-    static std::string logLine(StartTime start, std::string_view text);
+    static std::string logLine(common::RunClock start, std::string_view text);
 
     void log(std::string_view text) override;
     void port(std::string_view name, PortState state) override;
@@ -33,9 +34,9 @@ public:
 private:
     void put(std::string_view event, std::string_view members);
 
-    Output& m_output;
-    const StartTime m_start;
+    common::LineWriter& m_output;
+    const common::RunClock m_start;
     const bool m_wire;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::report

@@ -7,7 +7,7 @@
 
 #include "host/core/Events.h"
 
-namespace cvhost {
+namespace cvhost::report {
 
 /// The driver lights the lamps of a console with an older version, and ignores its keys and wheel.
 inline constexpr int oldestVersionWithInput = 7;
@@ -61,4 +61,4 @@ public:
     virtual void idle() = 0;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::report

@@ -6,7 +6,7 @@
 
 #include "apps/cvhost/report/Report.h"
 
-namespace cvhost {
+namespace cvhost::report {
 
 class Tee final : public Report {
 public:
@@ -66,4 +66,4 @@ private:
     Report& m_second;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::report

@@ -12,7 +12,7 @@
 #include "apps/common/Timecode.h"
 #include "host/api/ConsoleInput.h"
 
-namespace cvhost {
+namespace cvhost::report {
 namespace {
 
 constexpr std::size_t mostToldLines = 64;
@@ -27,7 +27,7 @@ std::string formatted(const char* format, Values... values) {
 
 /// The letter on the key that was pressed, and the code under which the press is queued.
 std::string keyName(int code) {
-    const char letter = static_cast<char>(keyOf(code) + 0x40);
+    const char letter = static_cast<char>(common::keyOf(code) + 0x40);
     std::string name = formatted(code >= 0 && code < 0x3F ? "%c" : "?", letter) + formatted("  (code %d)", code);
     if (code == 12) name += ", stop";
     if (code == 28) name += ", jog";
@@ -53,30 +53,31 @@ std::string TextReport::missingLine(std::size_t count) {
     return formatted("         ...      %zu lines are missing here: they were not read in time\n", count);
 }
 
-void TextReport::put(Tint tint, std::string_view heading, std::string_view text) {
+void TextReport::put(common::Colour tint, std::string_view heading, std::string_view text) {
     endWireLine();
     std::string name(heading);
     name.resize(std::max<std::size_t>(name.size(), 8), ' ');
-    const Tint body = tint == Tint::dim ? Tint::dim : Tint::plain;
-    m_output.put(painted(Tint::dim, formatted("%8.3f", m_start.seconds())) + "  " + painted(tint, name) + " " +
+    const common::Colour body = tint == common::Colour::dim ? common::Colour::dim : common::Colour::plain;
+    m_output.put(painted(common::Colour::dim, formatted("%8.3f", m_start.seconds())) + "  " + painted(tint, name) + " " +
                  painted(body, text) + "\n");
 }
 
 void TextReport::log(std::string_view text) {
     if (text.ends_with('\n')) text.remove_suffix(1);
-    say("log", plainText(text));
+    say("log", common::plainText(text));
 }
 
 void TextReport::port(std::string_view name, PortState state) {
     switch (state) {
         case PortState::open:
-            return say("port", plainText(name) + " is open");
+            return say("port", common::plainText(name) + " is open");
         case PortState::closed:
-            return say("port", plainText(name) + " is closed");
+            return say("port", common::plainText(name) + " is closed");
         case PortState::lost:
             m_active = false;
             m_told.clear();
-            return put(Tint::red, "port", plainText(name) + " is lost: unplugged, switched off, or closed at its far end");
+            return put(common::Colour::red, "port",
+                       common::plainText(name) + " is lost: unplugged, switched off, or closed at its far end");
     }
 }
 
@@ -89,32 +90,36 @@ void TextReport::say(std::string_view heading, std::string_view text) {
         std::string line(heading);
         if (!m_told.insert(line.append(1, ' ').append(text)).second) return;
     }
-    const Tint tint = heading == "log" ? Tint::dim : heading == "help" ? Tint::yellow : Tint::blue;
+    const common::Colour tint = heading == "log"    ? common::Colour::dim
+                                : heading == "help" ? common::Colour::yellow
+                                                    : common::Colour::blue;
     put(tint, heading, text);
 }
 
 void TextReport::active(int version) {
     m_active = true;
     m_told.clear();
-    put(Tint::green, "active", formatted("console version %d", version));
+    put(common::Colour::green, "active", formatted("console version %d", version));
     if (ignoresInput(version)) {
-        put(Tint::yellow, "help",
+        put(common::Colour::yellow, "help",
             formatted("a console of version %d lights its lamps, but its keys and wheel are not understood", version));
     }
 }
 
-void TextReport::released(int code) { put(Tint::cyan, "key", keyName(code) + ", released with the console"); }
+void TextReport::released(int code) { put(common::Colour::cyan, "key", keyName(code) + ", released with the console"); }
 
-void TextReport::key(int code, bool handled, int) { put(Tint::cyan, "key", keyName(code) + (handled ? "" : ", queued")); }
+void TextReport::key(int code, bool handled, int) {
+    put(common::Colour::cyan, "key", keyName(code) + (handled ? "" : ", queued"));
+}
 
 void TextReport::handler(const HandlerRun& run) {
     switch (run.code) {
         case 0:
-            return put(Tint::magenta, "shuttle", speedText(run.speed));
+            return put(common::Colour::magenta, "shuttle", common::speedText(run.speed));
         case 28:
-            return put(Tint::yellow, "wheel", run.wheelEnabled ? "on" : "off");
+            return put(common::Colour::yellow, "wheel", run.wheelEnabled ? "on" : "off");
         case 47:
-            if (run.jogExact < 0 || run.jogExact > 0) put(Tint::yellow, "jog", jogText(run.jogExact));
+            if (run.jogExact < 0 || run.jogExact > 0) put(common::Colour::yellow, "jog", common::jogText(run.jogExact));
             return;
         default:
             return;  // its key is told with the queue
@@ -123,22 +128,22 @@ void TextReport::handler(const HandlerRun& run) {
 
 void TextReport::desk(const DeskView& view) {
     std::string text;
-    const auto lamp = [&](const char* name, char state, Tint lit) {
-        text += painted(state == 'O' ? Tint::dim : lit, std::string(lampSign(state)) + " " + name) + "   ";
+    const auto lamp = [&](const char* name, char state, common::Colour lit) {
+        text += painted(state == 'O' ? common::Colour::dim : lit, std::string(lampSign(state)) + " " + name) + "   ";
     };
-    lamp("reverse", view.reverse, Tint::green);
-    lamp("stop", view.stop, Tint::red);
-    lamp("forward", view.forward, Tint::green);
-    lamp("jog", view.jog, Tint::yellow);
-    put(Tint::blue, "lamps", text + (view.wheel ? "wheel on" : "wheel off"));
+    lamp("reverse", view.reverse, common::Colour::green);
+    lamp("stop", view.stop, common::Colour::red);
+    lamp("forward", view.forward, common::Colour::green);
+    lamp("jog", view.jog, common::Colour::yellow);
+    put(common::Colour::blue, "lamps", text + (view.wheel ? "wheel on" : "wheel off"));
 }
 
 void TextReport::playhead(const PlayheadChange& change) {
     const auto at = [&](std::int64_t frame) { return common::timecode(frame, change.framesPerSecond); };
-    std::string text = at(change.frame) + "  " + speedWords(change.speed);
+    std::string text = at(change.frame) + "  " + common::speedWords(change.speed);
     if (change.markIn) text += "  in " + at(*change.markIn);
     if (change.markOut) text += "  out " + at(*change.markOut);
-    put(Tint::green, "playhead", text);
+    put(common::Colour::green, "playhead", text);
 }
 
 void TextReport::wire(Direction direction, std::span<const unsigned char> bytes) {
@@ -146,7 +151,7 @@ void TextReport::wire(Direction direction, std::span<const unsigned char> bytes)
     if (direction != m_wireDirection) endWireLine();
     m_wireDirection = direction;
     for (const unsigned char byte : bytes) {
-        m_wireLine += plainBytes({&byte, 1});
+        m_wireLine += common::plainBytes({&byte, 1});
         if (byte == ' ' || byte == '\n' || m_wireLine.size() >= longestWireLine) endWireLine();
     }
 }
@@ -155,7 +160,7 @@ void TextReport::endWireLine() {
     if (m_wireLine.empty()) return;
     const std::string line = '"' + m_wireLine + '"';
     m_wireLine.clear();
-    put(Tint::dim, m_wireDirection == Direction::transmit ? "sent" : "received", line);
+    put(common::Colour::dim, m_wireDirection == Direction::transmit ? "sent" : "received", line);
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::report

@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "apps/common/Output.h"
-#include "apps/common/StartTime.h"
-#include "apps/common/Tint.h"
+#include "apps/common/Colour.h"
+#include "apps/common/LineWriter.h"
+#include "apps/common/RunClock.h"
 #include "apps/cvhost/report/Report.h"
 
-namespace cvhost {
+namespace cvhost::report {
 
 class TextReport final : public Report {
 public:
@@ -23,7 +23,8 @@ public:
         bool wire;
     };
 
-    TextReport(Output& output, StartTime start, Style style) : m_output(output), m_start(start), m_style(style) {}
+    TextReport(common::LineWriter& output, common::RunClock start, Style style)
+        : m_output(output), m_start(start), m_style(style) {}
 
     /// The line that says how many lines are missing here, with its end.
     static std::string missingLine(std::size_t count);
@@ -42,12 +43,14 @@ public:
     void idle() override { endWireLine(); }
 
 private:
-    void put(Tint tint, std::string_view heading, std::string_view text);
+    void put(common::Colour tint, std::string_view heading, std::string_view text);
     void endWireLine();
-    std::string painted(Tint tint, std::string_view text) const { return cvhost::painted(tint, text, m_style.colour); }
+    std::string painted(common::Colour tint, std::string_view text) const {
+        return common::painted(tint, text, m_style.colour);
+    }
 
-    Output& m_output;
-    const StartTime m_start;
+    common::LineWriter& m_output;
+    const common::RunClock m_start;
     const Style m_style;
 
     bool m_active = false;
@@ -56,4 +59,4 @@ private:
     std::string m_wireLine;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::report

@@ -13,7 +13,7 @@
 #include "host/core/Settings.h"
 #include "host/linux/serial/Rfc2217.h"
 
-namespace cvhost {
+namespace cvhost::run {
 namespace {
 
 /// A device that is looked for by this name alone. One that is chosen by its description is found under any.
@@ -27,64 +27,66 @@ bool isFixed(const std::string& port) {
 std::string holderAdvice(const std::string& port) {
     const std::vector<PortHolder> holders = holdersOf(port);
     if (holders.empty()) return {};
-    return "process " + plainText(holderText(holders.front())) + "; " + howToEnd(holders.front(), plainText(port));
+    return "process " + common::plainText(ports::holderText(holders.front())) + "; " +
+           ports::howToEnd(holders.front(), common::plainText(port));
 }
 
-Diagnosis whyNotOpen(const Heard& heard) {
+Diagnosis whyNotOpen(const RunState& state) {
     using Reason = Diagnosis::Reason;
-    const std::string name = plainText(heard.triedPort);
-    const std::string failure = "cannot open " + (heard.openFailure.empty() ? name : plainText(heard.openFailure));
-    if (const std::string problem = portNameProblem(heard.triedPort); !problem.empty()) {
+    const std::string name = common::plainText(state.triedPort);
+    const std::string failure = "cannot open " + (state.openFailure.empty() ? name : common::plainText(state.openFailure));
+    if (const std::string problem = ports::portNameProblem(state.triedPort); !problem.empty()) {
         return {Reason::portBad, problem + "; correct the setting console_port"};
     }
-    if (heard.triedPort.starts_with(rfc2217Prefix)) {
+    if (state.triedPort.starts_with(rfc2217Prefix)) {
         return {Reason::portNotOpen, failure + "; check the name, and that whatever serves the port there is running"};
     }
-    if (::access(heard.triedPort.c_str(), F_OK) != 0 && errno == ENOENT) {
+    if (::access(state.triedPort.c_str(), F_OK) != 0 && errno == ENOENT) {
         return {Reason::portMissing,
                 "there is no " + name +
                     "; plug the console's serial adapter in, check its cable, or name another port with --port"};
     }
-    if (const auto access = accessTo(heard.triedPort); access && !access->allowed) {
-        return {Reason::portForbidden, name + " may not be used by this user; " + howToBeAllowed(*access, name)};
+    if (const auto access = accessTo(state.triedPort); access && !access->allowed) {
+        return {Reason::portForbidden, name + " may not be used by this user; " + ports::howToBeAllowed(*access, name)};
     }
-    if (!mayBeTerminal(heard.triedPort)) return {Reason::portNotOpen, failure + "; name another port with --port"};
-    if (const std::string holder = holderAdvice(heard.triedPort); !holder.empty()) {
+    if (!ports::mayBeTerminal(state.triedPort)) return {Reason::portNotOpen, failure + "; name another port with --port"};
+    if (const std::string holder = holderAdvice(state.triedPort); !holder.empty()) {
         return {Reason::portHeld, name + " is in use: " + holder};
     }
     return {Reason::portNotOpen, failure + "; \"sudo cvhost ports\" shows whether another program uses it"};
 }
 
-Diagnosis silent(const Heard& heard) {
-    const std::string holder = holderAdvice(heard.triedPort);
+Diagnosis silent(const RunState& state) {
+    const std::string holder = holderAdvice(state.triedPort);
     return {Diagnosis::Reason::silent,
-            plainText(heard.triedPort) + " is open, but after " + (heard.rtsMissing ? "" : "a reset through RTS and ") +
+            common::plainText(state.triedPort) + " is open, but after " +
+                (state.rtsMissing ? "" : "a reset through RTS and ") +
                 "six requests for its version no console has answered; " +
                 (holder.empty() ? "" : "it is also in use: " + holder + "; ") + "check that it is switched on, that its " +
-                (heard.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
+                (state.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
                 ", and that this is its port"};
 }
 
 }  // namespace
 
-Diagnosis whyNoConsole(const Heard& heard, Circumstances circumstances) {
+Diagnosis whyNoConsole(const RunState& state, Circumstances circumstances) {
     using Reason = Diagnosis::Reason;
     if (!circumstances.preferred) {
         return {Reason::preferenceOff,
                 "the preference HardwareConsoleEnabled is off, so none is looked for; run with --prefer "
                 "HardwareConsoleEnabled=true"};
     }
-    if (heard.portLost) {
+    if (state.portLost) {
         return {Reason::portLost,
-                plainText(heard.triedPort) + " was lost; check the adapter and its cable" +
-                    (isFixed(heard.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "")};
+                common::plainText(state.triedPort) + " was lost; check the adapter and its cable" +
+                    (isFixed(state.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "")};
     }
-    if (!heard.portOpen && !heard.openFailure.empty()) return whyNotOpen(heard);
+    if (!state.portOpen && !state.openFailure.empty()) return whyNotOpen(state);
     if (!circumstances.waited) {
         return {Reason::tooEarly, "the program ended before start-up was done; let it run a few seconds longer"};
     }
-    if (heard.triedPort.empty()) return {Reason::noPort, "no port is named to look on; name one with --port"};
-    return heard.portOpen ? silent(heard) : whyNotOpen(heard);
+    if (state.triedPort.empty()) return {Reason::noPort, "no port is named to look on; name one with --port"};
+    return state.portOpen ? silent(state) : whyNotOpen(state);
 }
 
 Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now) {
@@ -93,4 +95,4 @@ Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now) {
     return now.reason == Reason::tooEarly && stillHolds ? *known : now;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::run

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "apps/cvhost/run/Hearing.h"
+#include "apps/cvhost/run/RunMonitor.h"
 
-namespace cvhost {
+namespace cvhost::run {
 
 struct Circumstances {
     /// The preference that lets the console be used.
@@ -35,10 +35,10 @@ struct Diagnosis {
     std::string text;
 };
 
-Diagnosis whyNoConsole(const Heard& heard, Circumstances circumstances);
+Diagnosis whyNoConsole(const RunState& state, Circumstances circumstances);
 
 /// The better of what was known and what is known now: that it is too early to say replaces nothing that still holds while
 /// a port is open.
 Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now);
 
-}  // namespace cvhost
+}  // namespace cvhost::run

@@ -6,16 +6,16 @@
 // Threads: the handlers run on whatever thread calls them.
 #pragma once
 
-#include "apps/cvhost/run/Hearing.h"
+#include "apps/cvhost/run/RunMonitor.h"
 #include "apps/cvhost/transport/ConsoleTransport.h"
 #include "host/api/ConsoleInput.h"
 #include "host/api/ConsoleResource.h"
 
-namespace cvhost {
+namespace cvhost::run {
 
 class Handlers final : public ConsoleHandler {
 public:
-    Handlers(iConsoleResource& console, transport::ConsoleTransport& transport, Hearing& hearing);
+    Handlers(iConsoleResource& console, transport::ConsoleTransport& transport, RunMonitor& monitor);
 
     /// Empty entries for every code that has no handler.
     ConsoleHandlerTable& table() { return m_table; }
@@ -25,8 +25,8 @@ public:
 private:
     iConsoleResource& m_console;
     transport::ConsoleTransport& m_transport;
-    Hearing& m_hearing;
+    RunMonitor& m_monitor;
     ConsoleHandlerTable m_table;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::run

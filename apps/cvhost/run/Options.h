@@ -10,7 +10,7 @@
 #include "apps/cvhost/transport/Clip.h"
 #include "apps/cvhost/web/WebGuard.h"
 
-namespace cvhost {
+namespace cvhost::run {
 
 /// Of `cvhost run`.
 struct Options {
@@ -26,11 +26,11 @@ struct Options {
     /// Where everything at the serial port is recorded; empty: nowhere.
     std::string record;
     /// Where the page is served; nothing: nowhere.
-    std::optional<WebAddress> web;
+    std::optional<web::WebAddress> web;
     /// How long to run; without it, until a signal.
     std::optional<std::chrono::duration<double>> time;
     std::vector<std::pair<std::string, std::string>> settings;
     std::vector<std::pair<std::string, bool>> preferences;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::run

@@ -30,7 +30,7 @@
 #include "host/linux/serial/SerialPorts.h"
 #include "lines/Rfc2217Server.h"
 
-namespace cvhost {
+namespace cvhost::run {
 namespace {
 
 using namespace std::chrono_literals;
@@ -48,7 +48,7 @@ constexpr auto lastCommandsLimit = 2s;
 constexpr int shuttleCode = 0;
 /// A packet that a loss has cut off is brought to more than this length, which makes it none.
 constexpr std::size_t longestPacket = 12;
-constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
+constexpr report::DeskView deskAtRest{'O', 'O', 'O', 'O', false};
 
 bool outputsAreOne() {
     struct stat out{};
@@ -63,15 +63,17 @@ bool logsToStandardError(Options::Events events) {
     return !outputsAreOne() && !seenTwice;
 }
 
-std::unique_ptr<Report> makePrinted(const Options& options, Output& output, StartTime start) {
-    if (options.events == Options::Events::json) return std::make_unique<JsonReport>(output, start, options.wire);
-    return std::make_unique<TextReport>(output, start, TextReport::Style{.colour = wantsColour(), .wire = options.wire});
+std::unique_ptr<report::Report> makePrinted(const Options& options, common::LineWriter& output, common::RunClock start) {
+    if (options.events == Options::Events::json) return std::make_unique<report::JsonReport>(output, start, options.wire);
+    return std::make_unique<report::TextReport>(
+        output, start, report::TextReport::Style{.colour = common::wantsColour(), .wire = options.wire});
 }
 
-std::unique_ptr<Report> makeReport(const Options& options, Output& output, StartTime start, WebBoard* board) {
+std::unique_ptr<report::Report> makeReport(const Options& options, common::LineWriter& output, common::RunClock start,
+                                           web::PageState* page) {
     auto printed = makePrinted(options, output, start);
-    if (board == nullptr) return printed;
-    return std::make_unique<Tee>(std::move(printed), *board);
+    if (page == nullptr) return printed;
+    return std::make_unique<report::Tee>(std::move(printed), *page);
 }
 
 /// What the shuttle does beyond play, as the driver will read it.
@@ -83,9 +85,9 @@ double beyondPlay() {
     return exact != nullptr ? *exact : 1.0;
 }
 
-std::string missingLine(Options::Events events, StartTime start, std::size_t count) {
-    if (events == Options::Events::text) return TextReport::missingLine(count);
-    return JsonReport::logLine(
+std::string missingLine(Options::Events events, common::RunClock start, std::size_t count) {
+    if (events == Options::Events::text) return report::TextReport::missingLine(count);
+    return report::JsonReport::logLine(
         start, "cvhost: " + std::to_string(count) + " events are missing here: they were not read in time\n");
 }
 
@@ -93,16 +95,16 @@ void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::
 
 }  // namespace
 
-Session::Session(Options options, StartTime start, Wake& wake)
+Session::Session(Options options, common::RunClock start, common::MainLoop& wake)
     : m_options(std::move(options)),
       m_start(start),
       m_wake(wake),
       m_output(STDOUT_FILENO, {.missing = [events = m_options.events,
                                            start](std::size_t count) { return missingLine(events, start, count); },
                                .broken = [&wake] { wake.signal(); }}),
-      m_board(m_options.web ? std::make_unique<WebBoard>(start, m_options.desk) : nullptr),
-      m_report(makeReport(m_options, m_output, start, m_board.get())),
-      m_hearing(*m_report, [&wake] { wake.signal(); }),
+      m_page(m_options.web ? std::make_unique<web::PageState>(start, m_options.desk) : nullptr),
+      m_report(makeReport(m_options, m_output, start, m_page.get())),
+      m_monitor(*m_report, [&wake] { wake.signal(); }),
       m_transport(m_options.clip, [] { return Clock::now().time_since_epoch(); }),
       m_playheadNews(m_transport.state()) {}
 
@@ -112,11 +114,11 @@ Session::~Session() {
 }
 
 int Session::run() {
-    if (!startRecording()) return exitStatus::usage;
+    if (!startRecording()) return common::exitStatus::usage;
     prepareHost();
-    if (!startConsole()) return exitStatus::none;
+    if (!startConsole()) return common::exitStatus::none;
     live();
-    const std::string why = better(m_diagnosis, diagnosis(m_hearing.heard())).text;  // before the port is closed
+    const std::string why = better(m_diagnosis, diagnosis(m_monitor.state())).text;  // before the port is closed
     stop();
     tellEnd();
     if (m_recorder) m_recorder->finish();
@@ -137,14 +139,15 @@ bool Session::startRecording() {
 
 void Session::prepareHost() {
     setLogDestinations({.standardError = logsToStandardError(m_options.events), .file = true});
-    setEventSink(&m_hearing);
+    setEventSink(&m_monitor);
     say("start", "cvhost " CVHOST_VERSION ", a host for the console driver; Ctrl-C ends it");
     if (m_recorder && m_recorder->path() != m_options.record)
         tellAddress("record", "the recording is " + m_recorder->path());
 
-    settings().setPreferenceDefault(consoleEnabled, true);
+    settings().setPreferenceDefault(driver::consoleEnabled, true);
     loadSettingsFile();
-    for (const SettingProblem& problem : judgeSettings(settings())) complain(settingsPath() + ": " + problem.text);
+    for (const ports::SettingProblem& problem : ports::judgeSettings(settings()))
+        complain(settingsPath() + ": " + problem.text);
     applyOptions();
     choosePorts();
 }
@@ -152,11 +155,11 @@ void Session::prepareHost() {
 void Session::applyOptions() {
     for (const auto& [key, value] : m_options.settings) {
         settings().setFromText(key, value);
-        if (const auto problem = judgeSetting(key, *settings().find(key))) complain("--set: " + problem->text);
+        if (const auto problem = ports::judgeSetting(key, *settings().find(key))) complain("--set: " + problem->text);
     }
     for (const auto& [key, value] : m_options.preferences) {
         settings().setPreference(key, value);
-        if (const auto problem = judgePreference(key)) complain("--prefer: " + problem->text);
+        if (const auto problem = ports::judgePreference(key)) complain("--prefer: " + problem->text);
     }
 }
 
@@ -180,14 +183,14 @@ void Session::startDesk() {
     });
     m_line = line.get();
     desk::Watcher watcher;
-    if (m_board) watcher = [this](const desk::Happening& happening) { m_board->deskHappened(happening); };
+    if (m_page) watcher = [this](const desk::DeskEvent& event) { m_page->deskEvent(event); };
     m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::move(line), std::move(watcher), keepFailure);
 }
 
 bool Session::startConsole() {
-    const std::string path = driverPath();
+    const std::string path = driver::driverPath();
     if (const std::string problem = m_plugin.load(path); !problem.empty()) {
-        complain(loadProblem(problem));
+        complain(driver::loadProblem(problem));
         return false;
     }
     iConsoleResource* console = m_plugin.console();
@@ -195,9 +198,9 @@ bool Session::startConsole() {
         complain(path + " registers no console; build it and cvhost from the same sources");
         return false;
     }
-    m_console = std::make_unique<KeptConsole>(
-        *console, [this](std::string_view name, std::initializer_list<int> arguments) { m_hearing.call(name, arguments); });
-    m_handlers = std::make_unique<Handlers>(*m_console, m_transport, m_hearing);
+    m_console = std::make_unique<RestoringConsole>(
+        *console, [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor.call(name, arguments); });
+    m_handlers = std::make_unique<Handlers>(*m_console, m_transport, m_monitor);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
         m_show.emplace(Show::Stage{.console = *m_console,
@@ -205,18 +208,18 @@ bool Session::startConsole() {
                                    .say = [this](std::string_view text) { say("show", text); }});
     }
     if (m_options.web) startWeb();
-    if (m_recorder) m_hearing.recordTo(*m_recorder);
+    if (m_recorder) m_monitor.recordTo(*m_recorder);
     m_consoleStarted = Clock::now();
     m_console->init();
     return true;
 }
 
 void Session::startWeb() {
-    m_board->setLaw({.beyondPlay = beyondPlay()});
-    m_board->setClip(m_options.clip, m_transport.state());
-    m_web = std::make_unique<WebServer>(
-        *m_options.web, *m_board,
-        WebActions({.board = *m_board, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
+    m_page->setLaw({.beyondPlay = beyondPlay()});
+    m_page->setClip(m_options.clip, m_transport.state());
+    m_web = std::make_unique<web::WebServer>(
+        *m_options.web, *m_page,
+        web::WebActions({.page = *m_page, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
     tellAddress("web", "the console is on the screen at " + m_web->url());
     if (m_options.web->open) complain("warning: everyone on the network can press keys on this page");
 }
@@ -227,19 +230,19 @@ void Session::live() {
         const std::chrono::duration<double> left = limit - std::chrono::duration<double>(m_start.seconds());
         if (left <= left.zero()) return;
         const auto timeout = std::min<std::chrono::duration<double>>(left, tick);
-        const Wake::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
-        if (cause == Wake::Cause::end || hasFailed()) return;
+        const common::MainLoop::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
+        if (cause == common::MainLoop::Cause::end || hasFailed()) return;
 
         takeKeys();
-        const Heard heard = m_hearing.heard();
-        noticeLoss(heard);
-        noticeReturn(heard);
-        advise(heard);
+        const RunState state = m_monitor.state();
+        noticeLoss(state);
+        noticeReturn(state);
+        advise(state);
         moveTransport();
         showDesk();
         noticeRecordingEnd();
-        if (m_show && heard.version) m_show->advance(Clock::now(), heard);
-        if (cause == Wake::Cause::time) m_hearing.tell([](Report& report) { report.idle(); });
+        if (m_show && state.version) m_show->advance(Clock::now(), state);
+        if (cause == common::MainLoop::Cause::time) m_monitor.tell([](report::Report& report) { report.idle(); });
     }
 }
 
@@ -251,20 +254,20 @@ void Session::takeKeys() {
 }
 
 /// The driver is told that its console has gone, whoever listens is told what that means, and the driver looks for it again.
-void Session::noticeLoss(const Heard& heard) {
-    if (heard.powerCycled) {
+void Session::noticeLoss(const RunState& state) {
+    if (state.powerCycled) {
         say("lost", "the console has been switched off and on");
-        losePort(heard.triedPort, ECONNRESET);  // rather than tell the console's monitor to switch lamps off
+        losePort(state.triedPort, ECONNRESET);  // rather than tell the console's monitor to switch lamps off
         return;
     }
-    if (std::exchange(m_losses, heard.losses) == heard.losses) return;
+    if (std::exchange(m_losses, state.losses) == state.losses) return;
     setLastWords({});
     say("lost", "the driver looks for its console again");
-    releaseKeys(heard);
+    releaseKeys(state);
     m_console->set_ispeed(0);
     console_call_handler(shuttleCode);
     m_advice.clear();
-    m_diagnosis = diagnosis(heard);
+    m_diagnosis = diagnosis(state);
     restartConsole();
 }
 
@@ -275,32 +278,32 @@ void Session::restartConsole() {
 }
 
 /// The driver has no word for it: to the driver, a key is down until the console says otherwise.
-void Session::releaseKeys(const Heard& heard) {
+void Session::releaseKeys(const RunState& state) {
     for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
         const auto index = static_cast<std::size_t>(code);
-        const bool pressed = std::exchange(m_keysBeforeLoss.at(index), heard.keys.at(index)) != heard.keys.at(index);
-        if (pressed && m_console->key_is_down(keyOf(code))) m_hearing.released(code);
+        const bool pressed = std::exchange(m_keysBeforeLoss.at(index), state.keys.at(index)) != state.keys.at(index);
+        if (pressed && m_console->key_is_down(common::keyOf(code))) m_monitor.released(code);
     }
 }
 
 /// A driver that knows a version from before asks for it once in each attempt, and hears no answer that comes together with
 /// what is left of the boot monitor's: only its first attempt on a port keeps the two apart.
-void Session::noticeReturn(const Heard& heard) {
-    const bool late = Clock::now() - std::max(m_consoleStarted, heard.portChanged) >= firstAttemptPatience;
-    if (heard.version && !heard.active && heard.portOpen && late) restartConsole();
-    if (std::exchange(m_starts, heard.starts) == heard.starts) return;
+void Session::noticeReturn(const RunState& state) {
+    const bool late = Clock::now() - std::max(m_consoleStarted, state.portChanged) >= firstAttemptPatience;
+    if (state.version && !state.active && state.portOpen && late) restartConsole();
+    if (std::exchange(m_starts, state.starts) == state.starts) return;
     setLastWords(std::string(longestPacket, '\x18') + ' ');
     m_console->restore();
 }
 
-void Session::advise(const Heard& heard) {
-    if (heard.active) {
+void Session::advise(const RunState& state) {
+    if (state.active) {
         m_diagnosis.reset();
         return;
     }
-    if (!waited(heard) || Clock::now() < m_nextDiagnosis) return;
+    if (!waited(state) || Clock::now() < m_nextDiagnosis) return;
     m_nextDiagnosis = Clock::now() + diagnosisInterval;
-    m_diagnosis = diagnosis(heard);
+    m_diagnosis = diagnosis(state);
     if (m_diagnosis->text == m_advice) return;
     m_advice = m_diagnosis->text;
     say("help", "no console yet: " + m_advice);
@@ -308,10 +311,10 @@ void Session::advise(const Heard& heard) {
 
 void Session::moveTransport() {
     const transport::View view = m_transport.advance(*m_console);
-    if (m_board) m_board->setWheel(view.wheel);
+    if (m_page) m_page->setWheel(view.wheel);
     const transport::State& state = view.state;
     if (!m_playheadNews.take(state, Clock::now().time_since_epoch())) return;
-    m_hearing.tell([&](Report& report) {
+    m_monitor.tell([&](report::Report& report) {
         report.playhead({.frame = state.frame,
                          .place = view.place,
                          .speed = state.speed,
@@ -323,9 +326,9 @@ void Session::moveTransport() {
 
 void Session::showDesk() {
     if (!m_desk || m_options.events != Options::Events::text) return;
-    const DeskView view = deskView();
+    const report::DeskView view = deskView();
     if (std::exchange(m_deskView, view) == view) return;
-    m_hearing.tell([&](Report& report) { report.desk(view); });
+    m_monitor.tell([&](report::Report& report) { report.desk(view); });
 }
 
 void Session::stop() {
@@ -334,12 +337,12 @@ void Session::stop() {
     m_plugin.endStartup();
     const bool active = m_plugin.console() != nullptr && m_plugin.console()->active();
     if (m_console) m_console->exit();
-    const Heard heard = m_hearing.heard();
-    m_switchedOff = active && !heard.portLost && !heard.portStuck;
-    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(loadProblem(problem));
+    const RunState state = m_monitor.state();
+    m_switchedOff = active && !state.portLost && !state.portStuck;
+    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(driver::loadProblem(problem));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded"
-               : active && heard.portStuck
+               : active && state.portStuck
                    ? "the driver is unloaded; the console may be lit still: its port took nothing more"
                    : "the driver is unloaded");
 }
@@ -358,19 +361,19 @@ void Session::tellEnd() {
 }
 
 int Session::result(const std::string& whyNoConsole) {
-    const Heard heard = m_hearing.heard();
+    const RunState state = m_monitor.state();
     if (const int error = m_output.error(); error != 0) {
-        if (error == EPIPE) return heard.version ? exitStatus::active : exitStatus::none;
-        complain(unwritableText(error));
-        return exitStatus::none;
-    } else if (!heard.version) {
+        if (error == EPIPE) return state.version ? common::exitStatus::active : common::exitStatus::none;
+        complain(common::unwritableText(error));
+        return common::exitStatus::none;
+    } else if (!state.version) {
         complain("no console became active: " + whyNoConsole);
     }
-    return heard.version && !m_recordingEnded ? exitStatus::active : exitStatus::none;
+    return state.version && !m_recordingEnded ? common::exitStatus::active : common::exitStatus::none;
 }
 
 void Session::say(std::string_view heading, std::string_view text) {
-    m_hearing.tell([&](Report& report) { report.say(heading, text); });
+    m_monitor.tell([&](report::Report& report) { report.say(heading, text); });
 }
 
 void Session::tellAddress(std::string_view heading, const std::string& sentence) {
@@ -378,18 +381,18 @@ void Session::tellAddress(std::string_view heading, const std::string& sentence)
     if (m_options.events == Options::Events::json) writeStandardError("cvhost: " + sentence + '\n');
 }
 
-bool Session::waited(const Heard& heard) const {
-    const Clock::duration needed = heard.portOpen ? Clock::duration(silentConsolePatience) : missingPortPatience;
-    return Clock::now() - std::max(m_consoleStarted, heard.portChanged) >= needed;
+bool Session::waited(const RunState& state) const {
+    const Clock::duration needed = state.portOpen ? Clock::duration(silentConsolePatience) : missingPortPatience;
+    return Clock::now() - std::max(m_consoleStarted, state.portChanged) >= needed;
 }
 
-Diagnosis Session::diagnosis(const Heard& heard) const {
-    const bool preferred = settings().findPreference(consoleEnabled).value_or(false);
-    return whyNoConsole(heard, {.preferred = preferred, .waited = waited(heard)});
+Diagnosis Session::diagnosis(const RunState& state) const {
+    const bool preferred = settings().findPreference(driver::consoleEnabled).value_or(false);
+    return whyNoConsole(state, {.preferred = preferred, .waited = waited(state)});
 }
 
-DeskView Session::deskView() {
-    DeskView view = deskAtRest;
+report::DeskView Session::deskView() {
+    report::DeskView view = deskAtRest;
     m_desk->operate([&](desk::Desk& desk, desk::Time) {
         view = {.reverse = desk.lamp(3),
                 .stop = desk.lamp(2),
@@ -400,4 +403,4 @@ DeskView Session::deskView() {
     return view;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::run

@@ -9,29 +9,29 @@
 #include <optional>
 #include <string>
 
-#include "apps/common/Output.h"
-#include "apps/common/StartTime.h"
-#include "apps/common/Wake.h"
+#include "apps/common/LineWriter.h"
+#include "apps/common/MainLoop.h"
+#include "apps/common/RunClock.h"
 #include "apps/cvhost/report/Report.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Handlers.h"
-#include "apps/cvhost/run/Hearing.h"
-#include "apps/cvhost/run/KeptConsole.h"
 #include "apps/cvhost/run/Options.h"
+#include "apps/cvhost/run/RestoringConsole.h"
+#include "apps/cvhost/run/RunMonitor.h"
 #include "apps/cvhost/run/Show.h"
 #include "apps/cvhost/transport/ConsoleTransport.h"
 #include "apps/cvhost/transport/PlayheadNews.h"
-#include "apps/cvhost/web/WebBoard.h"
+#include "apps/cvhost/web/PageState.h"
 #include "apps/cvhost/web/WebServer.h"
 #include "host/linux/PluginLibrary.h"
 #include "lines/DeskServer.h"
 #include "lines/FaultyLine.h"
 
-namespace cvhost {
+namespace cvhost::run {
 
 class Session {
 public:
-    Session(Options options, StartTime start, Wake& wake);
+    Session(Options options, common::RunClock start, common::MainLoop& wake);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session();
@@ -51,11 +51,11 @@ private:
     void startWeb();
     void live();
     void takeKeys();
-    void noticeLoss(const Heard& heard);
-    void noticeReturn(const Heard& heard);
+    void noticeLoss(const RunState& state);
+    void noticeReturn(const RunState& state);
     void restartConsole();
-    void releaseKeys(const Heard& heard);
-    void advise(const Heard& heard);
+    void releaseKeys(const RunState& state);
+    void advise(const RunState& state);
     void moveTransport();
     void showDesk();
     void stop();
@@ -67,27 +67,27 @@ private:
     /// Says where something is that this run has made; with JSON, on standard error.
     void tellAddress(std::string_view heading, const std::string& sentence);
     /// Whether start-up has had its time with the port as it is.
-    bool waited(const Heard& heard) const;
-    Diagnosis diagnosis(const Heard& heard) const;
-    DeskView deskView();
+    bool waited(const RunState& state) const;
+    Diagnosis diagnosis(const RunState& state) const;
+    report::DeskView deskView();
 
     const Options m_options;
-    const StartTime m_start;
-    Wake& m_wake;
-    Output m_output;
-    const std::unique_ptr<WebBoard> m_board;  ///< null without a page
-    const std::unique_ptr<Report> m_report;
+    const common::RunClock m_start;
+    common::MainLoop& m_wake;
+    common::LineWriter m_output;
+    const std::unique_ptr<web::PageState> m_page;  ///< null without a page
+    const std::unique_ptr<report::Report> m_report;
     std::optional<recording::Recorder> m_recorder;
-    Hearing m_hearing;
+    RunMonitor m_monitor;
     lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
     std::unique_ptr<lines::DeskServer> m_desk;
     transport::ConsoleTransport m_transport;
     transport::PlayheadNews m_playheadNews;
-    std::unique_ptr<KeptConsole> m_console;
+    std::unique_ptr<RestoringConsole> m_console;
     std::unique_ptr<Handlers> m_handlers;
     PluginLibrary m_plugin;
     std::optional<Show> m_show;
-    std::unique_ptr<WebServer> m_web;
+    std::unique_ptr<web::WebServer> m_web;
 
     Clock::time_point m_consoleStarted{};
     unsigned m_losses = 0;
@@ -98,7 +98,7 @@ private:
     std::optional<Diagnosis> m_diagnosis;  ///< the last one
     Clock::time_point m_nextDiagnosis{};
     std::string m_advice;  ///< the last that was said
-    DeskView m_deskView{'O', 'O', 'O', 'O', false};
+    report::DeskView m_deskView{'O', 'O', 'O', 'O', false};
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::run

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <utility>
 
-namespace cvhost {
+namespace cvhost::run {
 namespace {
 
 using namespace std::chrono_literals;
@@ -26,7 +26,7 @@ void Show::addKeys() {
     for (const char key : {'A', 'C', 'E', 'P', 'T'}) {
         m_steps.push_back({.pause = 180ms,
                            .desk = [key](desk::Desk& desk, desk::Time now) { desk.tap(key, now); },
-                           .awaited = Awaited{Awaited::What::key, key - 0x40}});
+                           .awaited = Awaited{Awaited::Kind::key, key - 0x40}});
     }
 }
 
@@ -37,7 +37,7 @@ void Show::addShuttle() {
     for (const unsigned char position : positions) {
         m_steps.push_back({.pause = 120ms,
                            .desk = [position](desk::Desk& desk, desk::Time now) { desk.shuttle(position, now); },
-                           .awaited = Awaited{Awaited::What::handler, 0}});
+                           .awaited = Awaited{Awaited::Kind::handler, 0}});
     }
 }
 
@@ -46,9 +46,9 @@ void Show::addJog() {
     const auto turn = [this](std::int8_t counts, std::int16_t fine) {
         m_steps.push_back({.pause = 150ms,
                            .desk = [=](desk::Desk& desk, desk::Time now) { desk.jog(counts, fine, now); },
-                           .awaited = Awaited{Awaited::What::handler, 47}});
+                           .awaited = Awaited{Awaited::Kind::handler, 47}});
     };
-    const Awaited jogKey{Awaited::What::handler, 28};
+    const Awaited jogKey{Awaited::Kind::handler, 28};
 
     m_steps.push_back(
         {.pause = 600ms, .say = "jog: the jog key switches the wheel on and off", .desk = key, .awaited = jogKey});
@@ -73,20 +73,20 @@ void Show::addLamps() {
 
 void Show::addEnd() { m_steps.push_back({.pause = 600ms, .say = "that was the show; Ctrl-C ends the program"}); }
 
-unsigned Show::count(const Heard& heard, Awaited awaited) {
+unsigned Show::count(const RunState& state, Awaited awaited) {
     const auto code = static_cast<std::size_t>(awaited.code);
-    return awaited.what == Awaited::What::key ? heard.keys.at(code) : heard.handlers.at(code);
+    return awaited.kind == Awaited::Kind::key ? state.keys.at(code) : state.handlers.at(code);
 }
 
-void Show::advance(Clock::time_point now, const Heard& heard) {
+void Show::advance(Clock::time_point now, const RunState& state) {
     while (m_next < m_steps.size()) {
         const Step& step = m_steps[m_next];
         if (!m_waiting) {
             if (m_due == Clock::time_point{}) m_due = now + step.pause;
             if (now < m_due) return;
-            perform(step, now, heard);
+            perform(step, now, state);
         }
-        if (step.awaited && count(heard, *step.awaited) == m_countBefore) {
+        if (step.awaited && count(state, *step.awaited) == m_countBefore) {
             if (now < m_patience) return;
             m_stage.say("the host has not received this step; the show goes on");
         }
@@ -96,13 +96,13 @@ void Show::advance(Clock::time_point now, const Heard& heard) {
     }
 }
 
-void Show::perform(const Step& step, Clock::time_point now, const Heard& heard) {
+void Show::perform(const Step& step, Clock::time_point now, const RunState& state) {
     if (!step.say.empty()) m_stage.say(step.say);
-    if (step.awaited) m_countBefore = count(heard, *step.awaited);
+    if (step.awaited) m_countBefore = count(state, *step.awaited);
     if (step.desk) m_stage.operate(step.desk);
     if (step.host) step.host(m_stage.console);
     m_waiting = true;
     m_patience = now + patience;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::run

@@ -11,11 +11,11 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/cvhost/run/Hearing.h"
+#include "apps/cvhost/run/RunMonitor.h"
 #include "desk/Desk.h"
 #include "host/api/ConsoleResource.h"
 
-namespace cvhost {
+namespace cvhost::run {
 
 class Show {
 public:
@@ -32,12 +32,12 @@ public:
     explicit Show(Stage stage);
 
     /// Goes on as far as `heard` and the pauses between steps allow.
-    void advance(Clock::time_point now, const Heard& heard);
+    void advance(Clock::time_point now, const RunState& state);
 
 private:
     /// A count that must rise before the next step.
     struct Awaited {
-        enum class What { key, handler } what;
+        enum class Kind { key, handler } kind;
         int code;
     };
     struct Step {
@@ -53,8 +53,8 @@ private:
     void addJog();
     void addLamps();
     void addEnd();
-    void perform(const Step& step, Clock::time_point now, const Heard& heard);
-    static unsigned count(const Heard& heard, Awaited awaited);
+    void perform(const Step& step, Clock::time_point now, const RunState& state);
+    static unsigned count(const RunState& state, Awaited awaited);
 
     const Stage m_stage;
     std::vector<Step> m_steps;
@@ -66,4 +66,4 @@ private:
     Clock::time_point m_patience{};
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::run

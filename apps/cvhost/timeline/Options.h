@@ -3,11 +3,11 @@
 
 #include <string>
 
-namespace cvhost {
+namespace cvhost::timeline {
 
 /// Of `cvhost timeline`.
 struct TimelineOptions {
     std::string file;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::timeline

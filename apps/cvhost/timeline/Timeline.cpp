@@ -14,17 +14,17 @@
 #include <variant>
 #include <vector>
 
+#include "apps/common/Colour.h"
 #include "apps/common/Escape.h"
 #include "apps/common/ExitStatus.h"
 #include "apps/common/KeyCodes.h"
+#include "apps/common/LineWriter.h"
 #include "apps/common/MotionText.h"
-#include "apps/common/Output.h"
-#include "apps/common/Tint.h"
 #include "apps/cvhost/report/TextReport.h"
-#include "apps/cvhost/wire/WebLaw.h"
+#include "apps/cvhost/wire/ShuttleLaw.h"
 #include "apps/cvhost/wire/WireReader.h"
 
-namespace cvhost {
+namespace cvhost::timeline {
 namespace {
 
 using namespace std::chrono_literals;
@@ -60,22 +60,22 @@ std::span<const unsigned char> bytesOf(const Event& event) {
 }
 
 /// What comes before the event gets no more bytes.
-bool endsMessages(Event::What what) {
-    using enum Event::What;
-    return what == opening || what == open || what == closed || what == lost || what == rts || what == added;
+bool endsMessages(Event::Kind kind) {
+    using enum Event::Kind;
+    return kind == opening || kind == open || kind == closed || kind == lost || kind == rts || kind == added;
 }
 
 /// What becomes of the line, for the events that are not about bytes.
-void followLine(WireReader& reader, const Event& event) {
-    using enum Event::What;
-    if (event.what == rts && event.number == 0) reader.reset();
-    if (event.what == open || event.what == closed || event.what == lost) reader.forget();
+void followLine(wire::WireReader& reader, const Event& event) {
+    using enum Event::Kind;
+    if (event.kind == rts && event.number == 0) reader.reset();
+    if (event.kind == open || event.kind == closed || event.kind == lost) reader.forget();
 }
 
 /// The press that the driver has queued, by the key that it stands for.
 std::string queuedText(int queuedCode) {
-    const int code = keyOf(queuedCode);
-    const bool hasLetter = code >= 0 && code < ConsoleLook::keys;
+    const int code = common::keyOf(queuedCode);
+    const bool hasLetter = code >= 0 && code < wire::ConsoleLook::keys;
     return "key " + (hasLetter ? std::string(1, static_cast<char>('@' + code)) + ' ' : std::string()) + "(code " +
            std::to_string(code) + ") queued";
 }
@@ -83,13 +83,14 @@ std::string queuedText(int queuedCode) {
 std::string callText(const Event& event) {
     std::string list;
     for (const int argument : event.arguments) list += (list.empty() ? "" : ", ") + std::to_string(argument);
-    return plainText(event.text) + '(' + list + ')';
+    return common::plainText(event.text) + '(' + list + ')';
 }
 
 /// With the speed that the ring's position stands for, as long as the settings leave the law as it is.
-std::string meaningOf(const WireMessage& message) {
+std::string meaningOf(const wire::WireMessage& message) {
     std::string meaning = message.meaning;
-    if (message.ring) meaning.insert(meaning.find(','), " (" + speedWords(ShuttleLaw{}.speed(*message.ring)) + ')');
+    if (message.ring)
+        meaning.insert(meaning.find(','), " (" + common::speedWords(wire::ShuttleLaw{}.speed(*message.ring)) + ')');
     return meaning;
 }
 
@@ -112,23 +113,23 @@ public:
 
 private:
     void take(const Event& event) {
-        const bool sent = event.what == Event::What::tx;
-        if (sent || event.what == Event::What::rx) {
+        const bool sent = event.kind == Event::Kind::tx;
+        if (sent || event.kind == Event::Kind::rx) {
             m_last[sent ? 0 : 1] = m_number;
             m_reader.read(sent ? Direction::transmit : Direction::receive, bytesOf(event), {});
-        } else if (endsMessages(event.what)) {
+        } else if (endsMessages(event.kind)) {
             flush();
             followLine(m_reader, event);
         }
         ++m_number;
     }
     void flush() {
-        m_reader.flush([this](const WireMessage& message) {
+        m_reader.flush([this](const wire::WireMessage& message) {
             m_unfinished.of(message.direction).push_back(m_last[message.direction == Direction::transmit ? 0 : 1]);
         });
     }
 
-    WireReader m_reader;
+    wire::WireReader m_reader;
     std::size_t m_number = 0;
     std::array<std::size_t, 2> m_last{};
     Unfinished m_unfinished;
@@ -150,13 +151,13 @@ public:
 private:
     void tellPort(const Event& event);
     void tellBytes(Direction direction, const Event& event);
-    void tellMessage(const WireMessage& message);
-    void add(Tint tint, std::string_view heading, std::string_view text);
+    void tellMessage(const wire::WireMessage& message);
+    void add(common::Colour tint, std::string_view heading, std::string_view text);
 
-    WireReader m_reader;
+    wire::WireReader m_reader;
     Unfinished m_unfinished;
     std::array<std::size_t, 2> m_nextUnfinished{};
-    const WireReader::Take m_take = [this](const WireMessage& message) { tellMessage(message); };
+    const wire::WireReader::Take m_take = [this](const wire::WireMessage& message) { tellMessage(message); };
     std::size_t m_number = 0;              ///< of the event
     microseconds m_at{};                   ///< the event's time
     std::optional<microseconds> m_before;  ///< the time of the last line
@@ -168,43 +169,45 @@ private:
     const TimelineSink& m_put;
 };
 
-void Teller::add(Tint tint, std::string_view heading, std::string_view text) {
+void Teller::add(common::Colour tint, std::string_view heading, std::string_view text) {
     if (m_before != m_at || m_hasGap) {
         const std::string gap = m_before ? gapText(m_at - *m_before) : "";
         m_hasGap = !gap.empty();
-        m_time = painted(Tint::dim, formatted("%9.3f %10s", secondsOf(m_at), gap.c_str()), m_colour) + "  ";
+        m_time =
+            common::painted(common::Colour::dim, formatted("%9.3f %10s", secondsOf(m_at), gap.c_str()), m_colour) + "  ";
     }
     m_before = m_at;
     m_line = m_time;
-    m_line += painted(tint, heading, m_colour);
+    m_line += common::painted(tint, heading, m_colour);
     m_line.append(10 - std::min<std::size_t>(heading.size(), 8), ' ');
-    m_line += painted(tint == Tint::dim ? Tint::dim : Tint::plain, text, m_colour);
+    m_line += common::painted(tint == common::Colour::dim ? common::Colour::dim : common::Colour::plain, text, m_colour);
     m_line += '\n';
     m_put(m_line);
 }
 
 void Teller::tell(const Damage& damage) {
     m_reader.missed();
-    add(Tint::red, "damaged", damage.text());
+    add(common::Colour::red, "damaged", damage.text());
 }
 
 void Teller::tell(const Event& event) {
-    using enum Event::What;
+    using enum Event::Kind;
     m_at = event.at;
-    if (event.what == tx || event.what == rx) {
-        tellBytes(event.what == tx ? Direction::transmit : Direction::receive, event);
-    } else if (event.what == added) {
-        add(Tint::red, "added", '"' + plainBytes(bytesOf(event)) + "\"  by the host, to end what the loss has cut off");
-    } else if (event.what == trouble) {
-        add(Tint::red, "trouble", plainText(event.port) + ' ' + plainText(event.text));
-    } else if (event.what == rts) {
+    if (event.kind == tx || event.kind == rx) {
+        tellBytes(event.kind == tx ? Direction::transmit : Direction::receive, event);
+    } else if (event.kind == added) {
+        add(common::Colour::red, "added",
+            '"' + common::plainBytes(bytesOf(event)) + "\"  by the host, to end what the loss has cut off");
+    } else if (event.kind == trouble) {
+        add(common::Colour::red, "trouble", common::plainText(event.port) + ' ' + common::plainText(event.text));
+    } else if (event.kind == rts) {
         followLine(m_reader, event);
-        add(Tint::yellow, "reset",
+        add(common::Colour::yellow, "reset",
             event.number == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
-    } else if (event.what == call) {
-        add(Tint::dim, "host", callText(event));
-    } else if (event.what == key) {
-        add(Tint::dim, "driver", queuedText(event.number));
+    } else if (event.kind == call) {
+        add(common::Colour::dim, "host", callText(event));
+    } else if (event.kind == key) {
+        add(common::Colour::dim, "driver", queuedText(event.number));
     } else {
         tellPort(event);
     }
@@ -212,12 +215,13 @@ void Teller::tell(const Event& event) {
 }
 
 void Teller::tellPort(const Event& event) {
-    const std::string name = plainText(event.port);
-    if (event.what == Event::What::opening) return add(Tint::blue, "port", name + " opens: " + settingsText(event.line));
+    const std::string name = common::plainText(event.port);
+    if (event.kind == Event::Kind::opening)
+        return add(common::Colour::blue, "port", name + " opens: " + settingsText(event.line));
     followLine(m_reader, event);
-    m_open = event.what == Event::What::open ? name : "";
-    if (event.what == Event::What::lost) return add(Tint::red, "port", name + " is lost");
-    add(Tint::blue, "port", name + (event.what == Event::What::open ? " is open" : " is closed"));
+    m_open = event.kind == Event::Kind::open ? name : "";
+    if (event.kind == Event::Kind::lost) return add(common::Colour::red, "port", name + " is lost");
+    add(common::Colour::blue, "port", name + (event.kind == Event::Kind::open ? " is open" : " is closed"));
 }
 
 void Teller::tellBytes(Direction direction, const Event& event) {
@@ -229,7 +233,7 @@ void Teller::tellBytes(Direction direction, const Event& event) {
     m_reader.flush(direction, m_take);
 }
 
-void Teller::tellMessage(const WireMessage& message) {
+void Teller::tellMessage(const wire::WireMessage& message) {
     constexpr std::size_t column = 14;
     const bool sent = message.direction == Direction::transmit;
     std::string text = '"' + message.bytes + '"';
@@ -237,7 +241,7 @@ void Teller::tellMessage(const WireMessage& message) {
         text.resize(std::max(text.size(), column), ' ');
         text += "  " + meaningOf(message);
     }
-    add(sent ? Tint::cyan : Tint::green, sent ? "sent" : "received", text);
+    add(sent ? common::Colour::cyan : common::Colour::green, sent ? "sent" : "received", text);
 }
 
 bool written(std::string_view text) { return std::fwrite(text.data(), 1, text.size(), stdout) == text.size(); }
@@ -253,14 +257,14 @@ void addLines(std::string& list, const Damage& damage, std::size_t count) {
 }
 
 void complainOfFile(const std::string& file, std::string_view problem) {
-    std::cerr << "cvhost: recording " << plainText(file) << ", " << problem << ".\n";
+    std::cerr << "cvhost: recording " << common::plainText(file) << ", " << problem << ".\n";
 }
 
 }  // namespace
 
 std::string writeTimeline(Reader reader, bool colour, const TimelineSink& put) {
     Teller teller(UnfinishedFinder(reader).take(), colour, put);
-    const auto orUnknown = [](const std::string& text) { return text.empty() ? "(unknown)" : plainText(text); };
+    const auto orUnknown = [](const std::string& text) { return text.empty() ? "(unknown)" : common::plainText(text); };
     put("Recorded by " + orUnknown(reader.program()) + ", begun " + orUnknown(reader.started()) + '\n');
     std::string damaged;
     std::size_t count = 0;
@@ -269,9 +273,11 @@ std::string writeTimeline(Reader reader, bool colour, const TimelineSink& put) {
         if (const auto* damage = std::get_if<Damage>(&*item)) addLines(damaged, *damage, count++);
     }
     if (reader.cutShort())
-        put(painted(Tint::yellow, "The recording is cut off within a line, which is left out", colour) + '\n');
+        put(common::painted(common::Colour::yellow, "The recording is cut off within a line, which is left out", colour) +
+            '\n');
     if (!teller.open().empty())
-        put(painted(Tint::yellow, "The recording ends while " + teller.open() + " is open", colour) + '\n');
+        put(common::painted(common::Colour::yellow, "The recording ends while " + teller.open() + " is open", colour) +
+            '\n');
     return damaged;
 }
 
@@ -280,23 +286,23 @@ int showTimeline(const TimelineOptions& options) {
     int unwritable = 0;
     try {
         const std::string text = recording::textOf(options.file);
-        damaged = writeTimeline(Reader(text), wantsColour(), [&](std::string_view line) {
+        damaged = writeTimeline(Reader(text), common::wantsColour(), [&](std::string_view line) {
             if (unwritable == 0 && !written(line)) unwritable = errno;
         });
     } catch (const recording::Error& error) {
-        const std::string reason = plainText(error.what());
+        const std::string reason = common::plainText(error.what());
         const bool advises = reason.find("; ") != reason.npos;
         complainOfFile(options.file, reason + (advises ? "" : "; name a file that \"cvhost run --record FILE\" has made"));
-        return exitStatus::usage;
+        return common::exitStatus::usage;
     }
     if (unwritable == 0 && std::fflush(stdout) != 0) unwritable = errno;
     if (unwritable != 0 && unwritable != EPIPE) {
-        std::cerr << "cvhost: " << unwritableText(unwritable) << ".\n";
-        return exitStatus::none;
+        std::cerr << "cvhost: " << common::unwritableText(unwritable) << ".\n";
+        return common::exitStatus::none;
     }
-    if (damaged.empty()) return exitStatus::active;
+    if (damaged.empty()) return common::exitStatus::active;
     complainOfFile(options.file, "damaged lines: " + damaged + "; all else is shown");
-    return exitStatus::none;
+    return common::exitStatus::none;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::timeline

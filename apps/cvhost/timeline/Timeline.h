@@ -10,7 +10,7 @@
 #include "apps/cvhost/timeline/Options.h"
 #include "apps/recording/Recording.h"
 
-namespace cvhost {
+namespace cvhost::timeline {
 
 /// Takes one line, with its end.
 using TimelineSink = std::function<void(std::string_view)>;
@@ -22,4 +22,4 @@ std::string writeTimeline(recording::Reader reader, bool colour, const TimelineS
 /// The program's exit status: 0; 1 when the lines cannot be written or some are damaged, 2 when the file is no recording.
 int showTimeline(const TimelineOptions& options);
 
-}  // namespace cvhost
+}  // namespace cvhost::timeline

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-namespace cvhost {
+namespace cvhost::web {
 namespace {
 
 using Json = nlohmann::json;
@@ -56,17 +56,17 @@ void operate(const Stage& stage, const std::function<void(desk::Desk&, desk::Tim
 /// Puts the faults as `alter` leaves them on the line and on the board.
 void changeFaults(const Stage& stage, const std::function<void(DeskFaults&)>& alter) {
     operate(stage, [&](desk::Desk&, desk::Time) {
-        DeskFaults faults = stage.board.faults();
+        DeskFaults faults = stage.page.faults();
         alter(faults);
         stage.line->setPlugged(faults.plugged);
         stage.line->setNoisy(faults.noisy);
         stage.line->setSilent(faults.silent);
-        stage.board.setFaults(faults);
+        stage.page.setFaults(faults);
     });
 }
 
 void key(const Stage& stage, const Json& action) {
-    const char key = static_cast<char>('@' + number(action, "key", 0, ConsoleLook::keys - 1));
+    const char key = static_cast<char>('@' + number(action, "key", 0, wire::ConsoleLook::keys - 1));
     const bool press = member(action, "do") == "press";
     operate(stage, [=](desk::Desk& desk, desk::Time now) { press ? desk.press(key, now) : desk.release(key, now); });
 }
@@ -119,14 +119,14 @@ void be(const Stage& stage, const Json& action) {
         options.model = model;
         const bool rts = desk.rts();
         desk = desk::Desk(options, now);
-        desk.watch([&board = stage.board](const desk::Happening& happening) { board.deskHappened(happening); });
+        desk.watch([&page = stage.page](const desk::DeskEvent& event) { page.deskEvent(event); });
         desk.setRts(rts, now);
-        stage.board.deskHappened({.what = desk::Happening::What::booting});
+        stage.page.deskEvent({.kind = desk::DeskEvent::Kind::booting});
     });
 }
 
 void lamp(const Stage& stage, const Json& action) {
-    const int lamp = number(action, "lamp", 1, ConsoleLook::lamps);
+    const int lamp = number(action, "lamp", 1, wire::ConsoleLook::lamps);
     const std::string state = word(action, "state", {"O", "F", "H", "B"});
     if (!stage.console.active()) throw WebRefusal(409, "The console is not active yet");
     stage.console.lamp_set(lamp, state.front());
@@ -161,4 +161,4 @@ void WebActions::perform(std::string_view text) const {
     for (const Json& action : json) performOne(m_stage, action);
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::web

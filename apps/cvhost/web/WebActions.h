@@ -15,12 +15,12 @@
 #include <string>
 #include <string_view>
 
-#include "apps/cvhost/web/WebBoard.h"
+#include "apps/cvhost/web/PageState.h"
 #include "host/api/ConsoleResource.h"
 #include "lines/DeskServer.h"
 #include "lines/FaultyLine.h"
 
-namespace cvhost {
+namespace cvhost::web {
 
 /// Why something is not done, in a sentence without its full stop.
 struct WebRefusal : std::runtime_error {
@@ -31,7 +31,7 @@ struct WebRefusal : std::runtime_error {
 class WebActions {
 public:
     struct Stage {
-        WebBoard& board;
+        PageState& page;
         iConsoleResource& console;
         lines::DeskServer* desk;  ///< null: a real console, which nobody can work from here
         lines::FaultyLine* line;  ///< the desk's
@@ -47,4 +47,4 @@ private:
     const Stage m_stage;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::web

@@ -12,7 +12,7 @@
 #include "apps/cvhost/web/WebFiles.h"
 #include "apps/cvhost/web/WebRules.h"
 
-namespace cvhost {
+namespace cvhost::web {
 namespace {
 
 using namespace std::chrono_literals;
@@ -31,8 +31,8 @@ constexpr const char* plain = "text/plain; charset=utf-8";
 }  // namespace
 
 WebConnection::WebConnection(tcp::socket socket, WebService& service)
-    : m_stream(std::move(socket)), m_service(service), m_buffer(webRules::longestHead), m_timer(m_stream.get_executor()) {
-    m_parser.header_limit(webRules::longestHead);
+    : m_stream(std::move(socket)), m_service(service), m_buffer(longestHead), m_timer(m_stream.get_executor()) {
+    m_parser.header_limit(longestHead);
     // webRules looks at the body's length, once the rest of the head is in order.
     m_parser.body_limit(std::numeric_limits<std::uint64_t>::max());
 }
@@ -77,13 +77,13 @@ void WebConnection::headRead(Error error) {
     if (error == http::error::header_limit || error == http::error::buffer_overflow) {
         const std::string_view head(static_cast<const char*>(m_buffer.data().data()), m_buffer.size());
         if (m_parser.get().target().empty() && head.find('\n') == head.npos) return refuse(413, "The request is too large");
-        return refuse(400, webRules::notUnderstood);
+        return refuse(400, notUnderstood);
     }
     const bool left = error == http::error::end_of_stream || error == http::error::partial_message;
     if (error && !left && error.category() == make_error_code(http::error::end_of_stream).category())
-        return refuse(400, webRules::notUnderstood);
+        return refuse(400, notUnderstood);
     if (error) return close();
-    if (const auto found = webRules::objection(m_parser, m_service.served)) return refuse(found->status, found->sentence);
+    if (const auto found = objection(m_parser, m_service.served)) return refuse(found->status, found->sentence);
     m_parser.get().method() == http::verb::post ? readBody() : route();
 }
 
@@ -139,7 +139,7 @@ void WebConnection::refuse(unsigned status, std::string sentence) {
 
 void WebConnection::answer(unsigned status, std::string_view type, std::string_view content) {
     m_answer.result(status);
-    webRules::addHeaders(m_answer.base(), type);
+    addHeaders(m_answer.base(), type);
     m_answer.body() = {content.data(), content.size()};
     m_answer.prepare_payload();
     if (m_parser.get().method() == http::verb::head) m_answer.body() = {};
@@ -163,7 +163,7 @@ void WebConnection::listen() {
     if (!head && m_service.listeners >= m_service.mostListeners)
         return refuse(503, "Too many pages are open already; close one of them");
     m_answer.result(200);
-    webRules::addHeaders(m_answer.base(), "text/event-stream");
+    addHeaders(m_answer.base(), "text/event-stream");
     m_stream.expires_after(phaseTime);
     if (head) return http::async_write(m_stream, m_answer, then([](WebConnection& self) { self.linger(); }));
     m_listens = true;
@@ -186,7 +186,7 @@ void WebConnection::wake() {
 
 void WebConnection::look() {
     m_idle = false;
-    if (m_service.board.hasNews(m_seen)) return say("data: " + m_service.board.news(m_seen) + "\n\n");
+    if (m_service.page.hasNews(m_position)) return say("data: " + m_service.page.news(m_position) + "\n\n");
     m_idle = true;
     m_timer.expires_after(heartbeat);
     m_timer.async_wait([self = shared_from_this()](Error error) {
@@ -205,4 +205,4 @@ void WebConnection::rest() {
     m_timer.async_wait(then([](WebConnection& self) { self.look(); }));
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::web

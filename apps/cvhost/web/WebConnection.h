@@ -16,16 +16,16 @@
 #include <string>
 #include <string_view>
 
+#include "apps/cvhost/web/PageState.h"
 #include "apps/cvhost/web/WebActions.h"
-#include "apps/cvhost/web/WebBoard.h"
 #include "apps/cvhost/web/WebGuard.h"
 
-namespace cvhost {
+namespace cvhost::web {
 
 /// What the connections share.
 struct WebService {
     const WebAddress& served;
-    WebBoard& board;
+    PageState& page;
     const WebActions& actions;
     boost::asio::io_context& workers;
     const int mostListeners;
@@ -77,7 +77,7 @@ private:
     bool m_listens = false;
     bool m_idle = false;  ///< a listener that has all news
     boost::asio::steady_timer m_timer;
-    WebBoard::Seen m_seen;
+    PageState::Position m_position;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::web

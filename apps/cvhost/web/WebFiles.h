@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-namespace cvhost {
+namespace cvhost::web {
 
 struct WebFile {
     std::string_view path;  ///< as a request names it
@@ -16,4 +16,4 @@ struct WebFile {
 
 std::span<const WebFile> webFiles();
 
-}  // namespace cvhost
+}  // namespace cvhost::web

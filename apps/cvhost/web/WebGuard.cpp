@@ -4,7 +4,7 @@
 
 #include <charconv>
 
-namespace cvhost {
+namespace cvhost::web {
 namespace {
 
 bool isNumeric(const std::string& host) {
@@ -73,4 +73,4 @@ bool originIsOurs(std::string_view origin, std::string_view host) {
     return origin.starts_with(scheme) && sameName(origin.substr(scheme.size()), host);
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::web

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace cvhost {
+namespace cvhost::web {
 
 struct WebAddress {
     std::string host = "127.0.0.1";  ///< a numeric address without brackets, or a name
@@ -35,4 +35,4 @@ bool hostIsOurs(std::string_view header, const WebAddress& served);
 /// Whether an Origin header is that of a page from the server that `host`, a Host header that is ours, names.
 bool originIsOurs(std::string_view origin, std::string_view host);
 
-}  // namespace cvhost
+}  // namespace cvhost::web

@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-namespace cvhost {
+namespace cvhost::web {
 namespace {
 
 bool isIpv6(const std::string& address) { return address.find(':') != address.npos; }
@@ -53,4 +53,4 @@ WebAddress reachable(const WebAddress& served, std::span<const std::string> own)
     return {.host = found == own.end() ? "127.0.0.1" : *found, .port = served.port};
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::web

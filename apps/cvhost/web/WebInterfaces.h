@@ -9,7 +9,7 @@
 
 #include "apps/cvhost/web/WebGuard.h"
 
-namespace cvhost {
+namespace cvhost::web {
 
 /// The numeric addresses of the network interfaces that are up, without loopback and link-local ones; IPv4 first.
 std::vector<std::string> machineAddresses();
@@ -17,4 +17,4 @@ std::vector<std::string> machineAddresses();
 /// `served`, or if that stands for all addresses, the first of `own` that it stands for; 127.0.0.1 if there is none.
 WebAddress reachable(const WebAddress& served, std::span<const std::string> own);
 
-}  // namespace cvhost
+}  // namespace cvhost::web

@@ -3,7 +3,7 @@
 #include <iterator>
 #include <utility>
 
-namespace cvhost::webRules {
+namespace cvhost::web {
 namespace {
 
 namespace http = boost::beast::http;
@@ -60,4 +60,4 @@ void addHeaders(http::response_header<>& answer, std::string_view type) {
     if (!type.empty()) answer.set(http::field::content_type, {type.data(), type.size()});
 }
 
-}  // namespace cvhost::webRules
+}  // namespace cvhost::web

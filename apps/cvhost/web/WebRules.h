@@ -10,7 +10,7 @@
 
 #include "apps/cvhost/web/WebGuard.h"
 
-namespace cvhost::webRules {
+namespace cvhost::web {
 
 constexpr std::size_t longestHead = 16 * 1024;
 constexpr std::size_t longestBody = 4096;
@@ -30,4 +30,4 @@ std::optional<Objection> objection(const Parser& request, const WebAddress& serv
 /// What every answer says. Without a `type` there is no content.
 void addHeaders(boost::beast::http::response_header<>& answer, std::string_view type);
 
-}  // namespace cvhost::webRules
+}  // namespace cvhost::web

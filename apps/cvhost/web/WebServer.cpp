@@ -21,7 +21,7 @@
 #include "apps/cvhost/web/WebConnection.h"
 #include "apps/cvhost/web/WebInterfaces.h"
 
-namespace cvhost {
+namespace cvhost::web {
 namespace {
 
 using namespace std::chrono_literals;
@@ -74,13 +74,13 @@ std::string cannotStart(const std::string& why) {
 
 class WebServer::Loop {
 public:
-    Loop(const WebAddress& address, WebBoard& board, const WebActions& actions)
+    Loop(const WebAddress& address, PageState& page, const WebActions& actions)
         : m_address(address),
           m_actions(actions),
           m_acceptor(m_context),
           m_pause(m_context),
-          m_changes(m_context, ::dup(board.changes())),
-          m_service{m_address, board, m_actions, m_work, mostListeners} {
+          m_changes(m_context, ::dup(page.changes())),
+          m_service{m_address, page, m_actions, m_work, mostListeners} {
         openAddress();
     }
     Loop(const Loop&) = delete;
@@ -181,8 +181,8 @@ private:
     std::vector<std::thread> m_threads;
 };
 
-WebServer::WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions) try
-    : m_loop(std::make_unique<Loop>(address, board, actions)) {
+WebServer::WebServer(const WebAddress& address, PageState& page, const WebActions& actions) try
+    : m_loop(std::make_unique<Loop>(address, page, actions)) {
     m_loop->start();
 } catch (const boost::system::system_error& error) {
     throw WebFailure(cannotStart(error.code().message()));
@@ -196,4 +196,4 @@ WebServer::~WebServer() = default;
 
 std::string WebServer::url() const { return webUrl(reachable(m_loop->address(), machineAddresses())); }
 
-}  // namespace cvhost
+}  // namespace cvhost::web

@@ -12,11 +12,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "apps/cvhost/web/PageState.h"
 #include "apps/cvhost/web/WebActions.h"
-#include "apps/cvhost/web/WebBoard.h"
 #include "apps/cvhost/web/WebGuard.h"
 
-namespace cvhost {
+namespace cvhost::web {
 
 /// Why the page cannot be served, and what to do, in a sentence without its full stop.
 struct WebFailure : std::runtime_error {
@@ -31,7 +31,7 @@ public:
     static constexpr std::size_t mostConnections = 512;
 
     /// Listens at once. Throws WebFailure if it cannot.
-    WebServer(const WebAddress& address, WebBoard& board, const WebActions& actions);
+    WebServer(const WebAddress& address, PageState& page, const WebActions& actions);
     WebServer(const WebServer&) = delete;
     WebServer& operator=(const WebServer&) = delete;
     ~WebServer();
@@ -45,4 +45,4 @@ private:
     std::unique_ptr<Loop> m_loop;
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::web

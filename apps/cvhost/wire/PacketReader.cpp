@@ -4,7 +4,7 @@
 
 #include "host/api/ConsoleInput.h"
 
-namespace cvhost {
+namespace cvhost::wire {
 namespace {
 
 constexpr std::size_t longestText = 11;
@@ -85,4 +85,4 @@ Packet PacketReader::decode(std::string_view text) {
     return packet;
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::wire

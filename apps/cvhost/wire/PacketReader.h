@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace cvhost {
+namespace cvhost::wire {
 
 struct Packet {
     enum class Kind { empty, version, ignored, status, press, release, unknown };
@@ -54,4 +54,4 @@ private:
     char m_lead = '\\';  ///< how a status begins; 0: not known. Kept from port to port, as the driver keeps it.
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::wire

@@ -7,7 +7,7 @@
 #include "apps/common/Escape.h"
 #include "apps/common/MotionText.h"
 
-namespace cvhost {
+namespace cvhost::wire {
 namespace {
 
 constexpr std::string_view prompt = "EPROM>";
@@ -106,7 +106,7 @@ void WireReader::finish(Way& way, const Take& take, const std::optional<Packet>&
     const std::string bytes = std::exchange(way.message, {});
     if (!take) return;
     take({.direction = way.direction,
-          .bytes = plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}),
+          .bytes = common::plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}),
           .meaning = std::move(text),
           .ring = ring});
 }
@@ -189,7 +189,7 @@ std::string WireReader::packetText(const Packet& packet, std::string_view text) 
         case status: {
             const int deflection = packet.ring - 127;
             return head + "ring " + (deflection > 0 ? "+" : "") + std::to_string(deflection) + ", wheel " +
-                   jogText(packet.turned) + std::string(whyIgnored(packet));
+                   common::jogText(packet.turned) + std::string(whyIgnored(packet));
         }
         case unknown:
             return packet.forwarded ? from : "not a packet";
@@ -205,4 +205,4 @@ std::string_view WireReader::whyIgnored(const Packet& packet) const {
     return "; ignored: the driver knows another first letter, from the version told before";
 }
 
-}  // namespace cvhost
+}  // namespace cvhost::wire

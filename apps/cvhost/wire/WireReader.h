@@ -17,7 +17,7 @@
 #include "apps/cvhost/wire/PacketReader.h"
 #include "host/core/Events.h"
 
-namespace cvhost {
+namespace cvhost::wire {
 
 /// The console as it must look from what has passed on its line.
 struct ConsoleLook {
@@ -89,4 +89,4 @@ private:
     bool m_jumping = false;  ///< the jump has been typed, its return not yet
 };
 
-}  // namespace cvhost
+}  // namespace cvhost::wire

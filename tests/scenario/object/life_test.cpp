@@ -106,7 +106,7 @@ TEST(Exit, Active_LampsOffThenWheelOffThenPortClosed) {
     Texts expected = lampsOff();
     expected.push_back("X ");
     EXPECT_EQ(rig.writes(), expected);
-    const Texts order = rig.transcript({What::call, What::sent});
+    const Texts order = rig.transcript({Kind::call, Kind::sent});
     EXPECT_LT(indexOf(order, "0.000 sent X "), indexOf(order, "0.000 call commsDeregisterHandler()"));
     EXPECT_LT(indexOf(order, "0.000 call commsDeregisterHandler()"), indexOf(order, "0.000 call comms_port_close()"));
     EXPECT_FALSE(rig.console().wheel_enabled());
@@ -167,7 +167,7 @@ TEST(Exit, StartUpThreadWaiting_EndsItBeforeThePortIsClosed) {
     rig.init();
     rig.run_for(100ms);
     rig.console().exit();
-    const Texts order = rig.transcript({What::call, What::thread});
+    const Texts order = rig.transcript({Kind::call, Kind::thread});
     const auto ended =
         std::find_if(order.begin(), order.end(), [](const std::string& line) { return line.ends_with(" ended"); });
     const auto closed = std::find_if(order.begin(), order.end(),

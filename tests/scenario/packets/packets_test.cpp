@@ -13,7 +13,7 @@
 namespace {
 
 using namespace support;
-using cvhost::Packet;
+using cvhost::wire::Packet;
 
 /// The driver, and what follows from the packets that the reader accepts.
 class Pair {
@@ -48,18 +48,18 @@ public:
 
 private:
     void open() { m_rig.console().open_port(); }
-    void follow(const Packet& packet) {
+    void follow(const cvhost::wire::Packet& packet) {
         if (!packet.accepted) return;
         ++m_accepted;
-        if (packet.kind == Packet::Kind::press || packet.kind == Packet::Kind::release)
-            m_held.at(static_cast<std::size_t>(packet.number)) = packet.kind == Packet::Kind::press;
-        if (packet.kind != Packet::Kind::status) return;
+        if (packet.kind == cvhost::wire::Packet::Kind::press || packet.kind == cvhost::wire::Packet::Kind::release)
+            m_held.at(static_cast<std::size_t>(packet.number)) = packet.kind == cvhost::wire::Packet::Kind::press;
+        if (packet.kind != cvhost::wire::Packet::Kind::status) return;
         m_offset = packet.ring - 127;
         m_turned = packet.turned;
     }
 
     Rig m_rig{Rig::Scripted{}};
-    cvhost::PacketReader m_reader;
+    cvhost::wire::PacketReader m_reader;
     std::array<bool, ConsoleHandlerTable::codes> m_held{};
     int m_offset = 0;
     double m_turned = 0;

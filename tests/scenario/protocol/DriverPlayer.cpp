@@ -85,8 +85,8 @@ private:
     std::string sent() const {
         std::string all;
         for (const sim::Entry& entry : m_rig.world.recording()) {
-            if (entry.what == What::sent) all += entry.text;
-            if (entry.what == What::rts) all += entry.text == "0" ? "rts low" : "rts high";
+            if (entry.kind == Kind::sent) all += entry.text;
+            if (entry.kind == Kind::rts) all += entry.text == "0" ? "rts low" : "rts high";
         }
         return all;
     }

@@ -69,7 +69,7 @@ public:
 
     void play() {
         // A recording without the host's calls: the console is brought up, and that is all.
-        if (std::ranges::none_of(m_recording.events, [](const Event& event) { return event.what == Event::What::call; }))
+        if (std::ranges::none_of(m_recording.events, [](const Event& event) { return event.kind == Event::Kind::call; }))
             m_rig.init();
         const Time limit = m_recording.events.back().at + 60s;
         const auto halted = [this] { return m_replay.done() || m_replay.markDue(m_rig.now()); };
@@ -89,13 +89,13 @@ public:
 
 private:
     static bool isMark(const Event& event) {
-        return event.what == Event::What::call || event.what == Event::What::lost || event.what == Event::What::added;
+        return event.kind == Event::Kind::call || event.kind == Event::Kind::lost || event.kind == Event::Kind::added;
     }
 
     void perform(std::size_t index) {
         const Event& event = m_recording.events[index];
-        if (event.what == Event::What::call) return call(m_rig.console(), event.text, event.arguments);
-        if (event.what == Event::What::added) return m_rig.receives_at_once(event.text);
+        if (event.kind == Event::Kind::call) return call(m_rig.console(), event.text, event.arguments);
+        if (event.kind == Event::Kind::added) return m_rig.receives_at_once(event.text);
         m_rig.port.vanish();
         preparePort(index + 1);
     }
@@ -105,8 +105,8 @@ private:
         unsigned failures = 0;
         for (std::size_t i = from; i < m_recording.events.size(); ++i) {
             const Event& event = m_recording.events[i];
-            if (event.what == Event::What::trouble && event.text.starts_with("cannot be opened")) ++failures;
-            if (event.what != Event::What::open) continue;
+            if (event.kind == Event::Kind::trouble && event.text.starts_with("cannot be opened")) ++failures;
+            if (event.kind != Event::Kind::open) continue;
             m_rig.port.failingOpens = failures;
             m_rig.port.appear();
             return;
@@ -142,7 +142,7 @@ TEST_P(Recordings, Played_DriverSendsAndQueuesTheSame) {
     EXPECT_TRUE(player.replay().done());
     Codes keys;
     for (const Event& event : player.recording().events) {
-        if (event.what == Event::What::key) keys.push_back(event.number);
+        if (event.kind == Event::Kind::key) keys.push_back(event.number);
     }
     EXPECT_EQ(player.keys(), keys);
 }

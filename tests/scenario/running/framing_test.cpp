@@ -240,10 +240,10 @@ TEST_F(Framing, PacketsAtTheLinesPace_AreDispatchedWhenTheirBlankHasArrived) {
     const Time begin = rig.now();
     rig.peer_sends("A AU ");
     rig.run_for(1s);
-    EXPECT_EQ(rig.times(What::key, "1 0 1536"), std::vector<Time>{begin + 2 * desk::byteTime});
-    EXPECT_EQ(rig.times(What::log, "AU"), std::vector<Time>{begin + 5 * desk::byteTime});
+    EXPECT_EQ(rig.times(Kind::key, "1 0 1536"), std::vector<Time>{begin + 2 * desk::byteTime});
+    EXPECT_EQ(rig.times(Kind::log, "AU"), std::vector<Time>{begin + 5 * desk::byteTime});
     for (const sim::Entry& entry : rig.world.recording()) {
-        if (entry.what == What::key) {
+        if (entry.kind == Kind::key) {
             EXPECT_EQ(entry.thread, "rx ttyUSB0");
         }
     }

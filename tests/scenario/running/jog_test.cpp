@@ -153,7 +153,7 @@ TEST_F(Jog, ParsePacket_TurnOnAndHandlerEnablesWheel_Handler47RunsForThisMovemen
     rig.handle(47);
     rig.receives(status(6) + " ");
     EXPECT_EQ(
-        rig.transcript({What::note, What::key, What::sent}),
+        rig.transcript({Kind::note, Kind::key, Kind::sent}),
         (Texts{"0.000 note handler 28", "0.000 sent W ", "0.000 sent F4 ", "0.000 key 28 1 1536", "0.000 note handler 47"}));
     EXPECT_EQ(last_button_index, 28);
     rig.forget();

@@ -145,7 +145,7 @@ TEST_F(Key, ParsePacket_Handler_RunsBeforeTheKeyIsQueuedAndSeesItHeld) {
         return true;
     });
     rig.receives("A ");
-    EXPECT_EQ(rig.transcript({What::note, What::key}), (Texts{"0.000 note handler 1", "0.000 key 1 1 1536"}));
+    EXPECT_EQ(rig.transcript({Kind::note, Kind::key}), (Texts{"0.000 note handler 1", "0.000 key 1 1 1536"}));
     EXPECT_TRUE(held);
     EXPECT_EQ(lastButton, noButton) << "the last button changes when all is done";
     EXPECT_EQ(last_button_index, 1);

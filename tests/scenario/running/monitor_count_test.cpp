@@ -80,7 +80,7 @@ TEST_F(MonitorCount, RxInterruptChar_Debug_LogsTheWaitingByteAndThenTheCountBefo
     rig.debug(true);
     ConsoleTestAccess::rxExpected() = 2;
     rig.receives("ab");
-    EXPECT_EQ(rig.transcript({What::log, What::call}),
+    EXPECT_EQ(rig.transcript({Kind::log, Kind::call}),
               (Texts{"0.000 log CON:   rx: char \"a\"\\n", "0.000 log CON:   rx: char \"a\"\\n", "0.000 log CON:   rx: 2\\n",
                      "0.000 call signal()"}));
     EXPECT_EQ(rig.log_formats().back(), "CON:   rx: %d\n");

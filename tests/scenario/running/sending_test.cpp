@@ -37,7 +37,7 @@ TEST_F(Sending, ConsolePuts_LongText_SentWhole) {
 TEST_F(Sending, ConsolePuts_Debug_LogsWithStrayQuote) {
     rig.debug(true);
     console().console_puts("%d ");
-    EXPECT_EQ(rig.transcript({What::log, What::sent}), (Texts{"0.000 log CON:   tx: %d \"\\n", "0.000 sent %d "}));
+    EXPECT_EQ(rig.transcript({Kind::log, Kind::sent}), (Texts{"0.000 log CON:   tx: %d \"\\n", "0.000 sent %d "}));
     EXPECT_EQ(rig.log_formats(), Texts{"CON:   tx: %s\"\n"});
 }
 

@@ -35,7 +35,7 @@ protected:
     void refuseWrite(int number) {
         hooks().refuseWrite = [left = number](const std::string&) mutable { return left-- == 0; };
     }
-    Texts transcript() const { return rig.transcript({What::sent, What::rts, What::log}); }
+    Texts transcript() const { return rig.transcript({Kind::sent, Kind::rts, Kind::log}); }
 
     Rig rig{Rig::Scripted{}};
     Cv::Console& console = rig.console();

@@ -49,10 +49,10 @@ TEST_P(NoiseTest, PortActive_NoiseBeforeTheReset_FirstPromptIsCutShort) {
     const Time begin = rig.now();
     const bool found = console.PortActive();
     const int missing = std::max(1, 8 - GetParam());
-    EXPECT_EQ(rig.times(What::call, "signal()").front() - begin, 200ms + 20ms + onTheLine(missing));
+    EXPECT_EQ(rig.times(Kind::call, "signal()").front() - begin, 200ms + 20ms + onTheLine(missing));
     // What the first prompt leaves behind is counted, too, so the second is cut at the same place.
     EXPECT_EQ(found, GetParam() == 0);
-    EXPECT_EQ(rig.times(What::rts, "0").size(), GetParam() == 0 ? 1u : 2u);
+    EXPECT_EQ(rig.times(Kind::rts, "0").size(), GetParam() == 0 ? 1u : 2u);
 }
 
 TEST_P(NoiseTest, OpenDriver_NoiseBehindTheJump_FirstVersionIsLost) {
@@ -84,7 +84,7 @@ TEST_F(ByteCountTest, RunProgram_IdentificationShort_ItsEchoIsCut) {
     rig.forget();
     const Time begin = rig.now();
     EXPECT_FALSE(console.RunProgram());
-    EXPECT_EQ(rig.times(What::call, "signal()").front() - begin, onTheLine(8) + onTheLine(1)) << "at the echo's first byte";
+    EXPECT_EQ(rig.times(Kind::call, "signal()").front() - begin, onTheLine(8) + onTheLine(1)) << "at the echo's first byte";
 }
 
 TEST_F(ByteCountTest, Purge_BytesCounted_StayCounted) {
@@ -100,7 +100,7 @@ TEST_F(ByteCountTest, Reset_SignalAndBytes_AreGoneAndTheCountIsNot) {
     rig.peer().answerReset("\r\nEPROM>", 20ms);
     const Time begin = rig.now();
     EXPECT_FALSE(console.PortActive());
-    EXPECT_EQ(rig.times(What::call, "signal()")[1] - begin, 200ms + 20ms + onTheLine(3)) << "the test's own is the first";
+    EXPECT_EQ(rig.times(Kind::call, "signal()")[1] - begin, 200ms + 20ms + onTheLine(3)) << "the test's own is the first";
 }
 
 TEST_F(ByteCountTest, Noise_WithinAReply_PushesItsEndIntoTheNext) {
@@ -109,7 +109,7 @@ TEST_F(ByteCountTest, Noise_WithinAReply_PushesItsEndIntoTheNext) {
     rig.run_for(50ms);
     rig.peer_sends(prompt);
     EXPECT_FALSE(console.GetConsolePrompt());
-    EXPECT_EQ(rig.times(What::call, "signal()").size(), 2u);
+    EXPECT_EQ(rig.times(Kind::call, "signal()").size(), 2u);
 }
 
 TEST(ByteCountOfASession, Start_HalfAPacketBeforeExit_NeedsASecondReset) {
@@ -122,7 +122,7 @@ TEST(ByteCountOfASession, Start_HalfAPacketBeforeExit_NeedsASecondReset) {
     rig.forget();
     ASSERT_TRUE(rig.start());
     EXPECT_TRUE(rig.console().active());
-    EXPECT_EQ(rig.times(What::rts, "0").size(), 2u) << "the first prompt is read two bytes too soon";
+    EXPECT_EQ(rig.times(Kind::rts, "0").size(), 2u) << "the first prompt is read two bytes too soon";
 }
 
 TEST(ByteCountOfASession, Start_WholePacketsBeforeExit_FindsThePromptAtOnce) {
@@ -134,7 +134,7 @@ TEST(ByteCountOfASession, Start_WholePacketsBeforeExit_FindsThePromptAtOnce) {
     rig.run_for(1s);
     rig.forget();
     ASSERT_TRUE(rig.start());
-    EXPECT_EQ(rig.times(What::rts, "0").size(), 1u);
+    EXPECT_EQ(rig.times(Kind::rts, "0").size(), 1u);
 }
 
 }  // namespace

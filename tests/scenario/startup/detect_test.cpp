@@ -39,26 +39,26 @@ using OpenDriverTest = DetectTest;
 TEST_F(PortActiveTest, PortActive_PromptAtTheFirstReset_ExactSequence) {
     monitor();
     EXPECT_TRUE(console.PortActive());
-    EXPECT_EQ(rig.transcript({What::rts, What::sent, What::call}),
+    EXPECT_EQ(rig.transcript({Kind::rts, Kind::sent, Kind::call}),
               (Texts{"0.000 rts 0", "0.000 call sleep(200)", "200.000 call clearReceiveQueue()", "200.000 call reset()",
                      "200.000 rts 1", "200.000 call wait(100)", "228.333 call signal()", "228.333 call clearReceiveQueue()",
                      "228.333 sent H ", "228.333 call wait(100)", "232.500 call signal()", "232.500 sent \\r",
                      "232.500 call wait(100)", "234.583 call signal()", "234.583 call wait(100)"}));
     // the reply is shorter than thirty characters, so the whole 100 ms pass
-    EXPECT_EQ(rig.now(), rig.times(What::call, "wait(100)").back() + 100ms);
+    EXPECT_EQ(rig.now(), rig.times(Kind::call, "wait(100)").back() + 100ms);
 }
 
 TEST_F(PortActiveTest, PortActive_PromptAtTheSecondReset_ExactTimes) {
     at(310ms, [this] { monitor(); });
     EXPECT_TRUE(console.PortActive());
-    EXPECT_EQ(rig.transcript({What::rts}), (Texts{"0.000 rts 0", "200.000 rts 1", "300.000 rts 0", "500.000 rts 1"}));
+    EXPECT_EQ(rig.transcript({Kind::rts}), (Texts{"0.000 rts 0", "200.000 rts 1", "300.000 rts 0", "500.000 rts 1"}));
     EXPECT_EQ(rig.writes(), (Texts{"H ", "\r"}));
     EXPECT_EQ(imageName(), L"TorCons.ram");
 }
 
 TEST_F(PortActiveTest, PortActive_NoPrompt_TwoResetsAndNothingSent) {
     EXPECT_FALSE(console.PortActive());
-    EXPECT_EQ(rig.transcript({What::rts}), (Texts{"0.000 rts 0", "200.000 rts 1", "300.000 rts 0", "500.000 rts 1"}));
+    EXPECT_EQ(rig.transcript({Kind::rts}), (Texts{"0.000 rts 0", "200.000 rts 1", "300.000 rts 0", "500.000 rts 1"}));
     EXPECT_EQ(rig.now(), 600ms);
     EXPECT_EQ(rig.sent(), "");
     EXPECT_EQ(rig.log(), Texts{});
@@ -74,7 +74,7 @@ TEST_F(PortActiveTest, PortActive_StaleBytesAndSignal_GoneBeforeRtsRises) {
     ConsoleTestAccess::rxCount() = 0;
     ConsoleTestAccess::rxEvent(console)->signal();
     EXPECT_TRUE(console.PortActive());
-    EXPECT_EQ(rig.times(What::rts, "0").size(), 1u);
+    EXPECT_EQ(rig.times(Kind::rts, "0").size(), 1u);
 }
 
 struct IdentityRow {
@@ -169,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(Requests, VersionAfterTest, testing::Range(1, 7));
 
 TEST_F(AskVersionTest, AskVersion_Silence_SixRequestsIn1500Ms) {
     console.ask_version();
-    EXPECT_EQ(rig.transcript({What::sent}), (Texts{"0.000 sent      ", "0.000 sent ? ", "250.000 sent ? ", "500.000 sent ? ",
+    EXPECT_EQ(rig.transcript({Kind::sent}), (Texts{"0.000 sent      ", "0.000 sent ? ", "250.000 sent ? ", "500.000 sent ? ",
                                                    "750.000 sent ? ", "1000.000 sent ? ", "1250.000 sent ? "}));
     EXPECT_EQ(rig.now(), 1500ms);
 }
@@ -220,7 +220,7 @@ TEST_F(OpenDriverTest, OpenDriver_MonitorMode_ClearedBetweenJumpAndFirstCommand)
 TEST_F(OpenDriverTest, OpenDriver_NoPrompt_StillStartsProgramAndAsksVersion) {
     rig.peer().answer("? ", "V007 ");
     EXPECT_TRUE(console.open_driver());
-    EXPECT_EQ(rig.times(What::rts, "0").size(), 2u);
+    EXPECT_EQ(rig.times(Kind::rts, "0").size(), 2u);
     EXPECT_EQ(rig.writes(), (Texts{"J 0100 0", "\r", "F2 ", "     ", "? "}));
     EXPECT_TRUE(m_pgmName.isNull());
     EXPECT_EQ(ShuttlePacketSize, 0);

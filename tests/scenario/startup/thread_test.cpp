@@ -74,7 +74,7 @@ TEST_F(ThreadTest, Startup_NoPort_TriesOnceASecondUntilThePreferenceIsOff) {
     rig.port.failingOpens = 1000;
     rig.init();
     rig.run_for(3500ms);
-    EXPECT_EQ(rig.transcript({What::log}), (Texts{"0.000 log Looking for console on port /dev/ttyUSB0\\n",
+    EXPECT_EQ(rig.transcript({Kind::log}), (Texts{"0.000 log Looking for console on port /dev/ttyUSB0\\n",
                                                   "1000.000 log Looking for console on port /dev/ttyUSB0\\n",
                                                   "2000.000 log Looking for console on port /dev/ttyUSB0\\n",
                                                   "3000.000 log Looking for console on port /dev/ttyUSB0\\n"}));
@@ -149,7 +149,7 @@ TEST_F(ThreadTest, Startup_PreferenceOffAfterOpening_EndsWithoutAnAttempt) {
     EXPECT_TRUE(rig.start());
     EXPECT_EQ(openings(rig), 1u);
     EXPECT_EQ(rig.calls("getPreference").size(), 0u);
-    EXPECT_EQ(rig.transcript({What::rts, What::sent}), Texts{});
+    EXPECT_EQ(rig.transcript({Kind::rts, Kind::sent}), Texts{});
     EXPECT_EQ(rig.now(), 0ms);
 }
 
@@ -201,7 +201,7 @@ TEST_F(ThreadTest, Startup_EndedDuringTheOpening_MakesNoAttempt) {
     };
     EXPECT_TRUE(rig.start());
     EXPECT_EQ(rig.calls("getPreference").size(), 1u);
-    EXPECT_EQ(rig.transcript({What::rts}), Texts{});
+    EXPECT_EQ(rig.transcript({Kind::rts}), Texts{});
     EXPECT_TRUE(ConsoleTestAccess::monitorMode(rig.console()));
 }
 

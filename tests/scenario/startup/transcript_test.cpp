@@ -43,7 +43,7 @@ TEST_P(WholeStartupTest, Startup_ConsoleInItsMonitor_ExactBytesAndTimes) {
         "278.333 sent ? ",
     };
     addSettling(expected, "528.333", GetParam().options.firmware == 6 ? 6 : 7);
-    EXPECT_EQ(rig.transcript({What::log, What::rts, What::sent}), expected);
+    EXPECT_EQ(rig.transcript({Kind::log, Kind::rts, Kind::sent}), expected);
     EXPECT_EQ(m_pgmName, LightweightString<wchar_t>(GetParam().image));
     EXPECT_EQ(ShuttlePacketSize, GetParam().packetSize);
 }
@@ -78,7 +78,7 @@ TEST_F(WholeStartupKindsTest, Startup_ProgramRunningWithoutMonitor_ExactBytesAnd
         "900.000 sent ? ",
     };
     addSettling(expected, "1150.000", 7);
-    EXPECT_EQ(rig.transcript({What::log, What::rts, What::sent}), expected);
+    EXPECT_EQ(rig.transcript({Kind::log, Kind::rts, Kind::sent}), expected);
     EXPECT_TRUE(m_pgmName.isNull());
     EXPECT_EQ(ShuttlePacketSize, 0);
 }
@@ -92,7 +92,7 @@ TEST_F(WholeStartupKindsTest, Startup_SilentConsole_ExactTimesOfEveryReset) {
         expected.push_back(attempt * 2400ms);
         expected.push_back(attempt * 2400ms + 300ms);
     }
-    EXPECT_EQ(rig.times(What::rts, "0"), expected);
+    EXPECT_EQ(rig.times(Kind::rts, "0"), expected);
     EXPECT_EQ(rig.calls("comms_port_open").size(), 2u);
     EXPECT_FALSE(rig.console().active());
 }

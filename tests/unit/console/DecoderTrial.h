@@ -10,8 +10,8 @@
 
 #include "host/core/KeyQueue.h"
 #include "tests/support/ConsoleTestAccess.h"
-#include "tests/unit/console/BareHost.h"
 #include "tests/unit/console/Framing.h"
+#include "tests/unit/console/NullHost.h"
 #include "tests/unit/console/ProtocolModel.h"
 
 namespace exhaustive {

@@ -9,7 +9,7 @@
 
 #include "monitor/RamImage.h"
 #include "tests/support/ConsoleTestAccess.h"
-#include "tests/unit/console/BareHost.h"
+#include "tests/unit/console/NullHost.h"
 
 namespace exhaustive {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "tests/support/ConsoleTestAccess.h"
-#include "tests/unit/console/BareHost.h"
+#include "tests/unit/console/NullHost.h"
 
 namespace exhaustive {
 namespace {

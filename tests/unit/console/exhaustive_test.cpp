@@ -6,10 +6,10 @@
 #include <thread>
 
 #include "host/core/Settings.h"
-#include "tests/unit/console/BareHost.h"
 #include "tests/unit/console/Decoding.h"
 #include "tests/unit/console/Dialogue.h"
 #include "tests/unit/console/Framing.h"
+#include "tests/unit/console/NullHost.h"
 
 using namespace exhaustive;
 

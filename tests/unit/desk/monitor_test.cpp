@@ -9,7 +9,7 @@
 namespace {
 
 using namespace desk_test;
-using desk::Happening;
+using desk::DeskEvent;
 
 constexpr std::string_view promptText = "\r\nEPROM>";
 
@@ -111,8 +111,8 @@ TEST_P(DeskMonitorRefusal, Line_IsAnsweredWithAnErrorAndANewPrompt) {
     DeskRig rig;
     rig.run(1s);
     std::string refused;
-    rig.desk.watch([&](const Happening& happening) {
-        if (happening.what == Happening::What::refused) refused = happening.text;
+    rig.desk.watch([&](const DeskEvent& happening) {
+        if (happening.kind == DeskEvent::Kind::refused) refused = happening.text;
     });
     EXPECT_EQ(rig.ask(GetParam() + '\r'), answer(GetParam(), "\r\n?\r\nEPROM>"));
     EXPECT_EQ(refused, GetParam().substr(0, 64));
@@ -128,8 +128,8 @@ INSTANTIATE_TEST_SUITE_P(Lines, DeskMonitorRefusal,
 
 TEST_F(DeskMonitor, Watcher_HearsTheCheckValue) {
     int value = -1;
-    rig.desk.watch([&](const Happening& happening) {
-        if (happening.what == Happening::What::checkValue) value = happening.number;
+    rig.desk.watch([&](const DeskEvent& happening) {
+        if (happening.kind == DeskEvent::Kind::checkValue) value = happening.number;
     });
     const std::vector<unsigned char> image{1, 0, 0};
     rig.desk.load(image);

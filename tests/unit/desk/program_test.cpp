@@ -7,7 +7,7 @@
 namespace {
 
 using namespace desk_test;
-using desk::Happening;
+using desk::DeskEvent;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -78,8 +78,8 @@ class DeskUnknownCommand : public testing::TestWithParam<std::string> {};
 TEST_P(DeskUnknownCommand, Is_IgnoredAndCounted) {
     DeskRig rig({.running = true});
     std::string ignored;
-    rig.desk.watch([&](const Happening& happening) {
-        ASSERT_EQ(happening.what, Happening::What::ignored);
+    rig.desk.watch([&](const DeskEvent& happening) {
+        ASSERT_EQ(happening.kind, DeskEvent::Kind::ignored);
         ignored = happening.text;
     });
     EXPECT_EQ(rig.ask(GetParam() + ' '), "");
@@ -105,10 +105,10 @@ TEST_F(DeskProgram, UnknownCommands_AreCountedThroughResets) {
 
 TEST_F(DeskProgram, Watcher_HearsChangesOnly) {
     std::vector<std::string> heard;
-    rig.desk.watch([&](const Happening& happening) {
-        if (happening.what == Happening::What::lampSet)
+    rig.desk.watch([&](const DeskEvent& happening) {
+        if (happening.kind == DeskEvent::Kind::lampSet)
             heard.push_back(happening.letter + std::to_string(happening.number));
-        else if (happening.what == Happening::What::wheelSet)
+        else if (happening.kind == DeskEvent::Kind::wheelSet)
             heard.push_back(happening.number != 0 ? "on" : "off");
         else
             heard.push_back("version " + std::to_string(happening.number));

@@ -7,7 +7,7 @@
 namespace {
 
 using namespace desk_test;
-using desk::Happening;
+using desk::DeskEvent;
 using testing::ElementsAre;
 
 TEST(DeskReset, PowerOn_ShowsThePromptAfterTheBootTime) {
@@ -242,16 +242,16 @@ TEST(DeskReset, BootAndStartTimes_AreTheOptions) {
 
 TEST(DeskReset, Watcher_HearsTheWholeWay) {
     DeskRig rig;
-    std::vector<Happening::What> heard;
-    rig.desk.watch([&](const Happening& happening) { heard.push_back(happening.what); });
+    std::vector<DeskEvent::Kind> heard;
+    rig.desk.watch([&](const DeskEvent& happening) { heard.push_back(happening.kind); });
     rig.reset();
     rig.run(1s);
     rig.ask("H \r");
     rig.ask("J 0100 0\r");
     rig.ask("? ");
-    using What = Happening::What;
-    EXPECT_THAT(heard, ElementsAre(What::resetHeld, What::booting, What::prompted, What::identified, What::jumped,
-                                   What::programStarted, What::versionAsked));
+    using Kind = DeskEvent::Kind;
+    EXPECT_THAT(heard, ElementsAre(Kind::resetHeld, Kind::booting, Kind::prompted, Kind::identified, Kind::jumped,
+                                   Kind::programStarted, Kind::versionAsked));
 }
 
 }  // namespace

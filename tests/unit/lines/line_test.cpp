@@ -80,8 +80,8 @@ TEST(DeskLine, AnswersNobodyTakes_AreBounded) {
 TEST(DeskLine, BytesWaitingToArrive_AreBounded) {
     Desk desk({.running = true});
     std::vector<int> losses;
-    desk.watch([&](const desk::Happening& happening) {
-        if (happening.what == desk::Happening::What::inputLost) losses.push_back(happening.number);
+    desk.watch([&](const desk::DeskEvent& happening) {
+        if (happening.kind == desk::DeskEvent::Kind::inputLost) losses.push_back(happening.number);
     });
     for (int i = 0; i < 70'000; ++i) desk.receive('x', 0ms);
     EXPECT_EQ(desk.nextEvent(), byteTime);

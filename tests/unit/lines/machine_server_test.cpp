@@ -12,7 +12,7 @@
 
 TEST(MachineServer, MachineThrows_IsReportedAndTheProcessLivesOn) {
     std::promise<std::string> reported;
-    const auto throws = [](const desk::Happening&) { throw std::bad_alloc(); };
+    const auto throws = [](const desk::DeskEvent&) { throw std::bad_alloc(); };
     const auto failure = [&reported] {
         try {
             throw;

@@ -25,7 +25,7 @@ using recording::Event;
 using recording::Recording;
 using testing::HasSubstr;
 using testing::StartsWith;
-using What = Event::What;
+using Kind = Event::Kind;
 
 const std::string header = recording::headerLine("a program", std::chrono::system_clock::time_point(1'700'000'000s));
 
@@ -80,17 +80,17 @@ TEST(Recording, Header_Written_SaysWhatAndWhen) {
 
 TEST(Recording, EveryKindOfEvent_WrittenAndRead_IsTheSame) {
     const std::vector<Event> events{
-        {.at = 0us, .what = What::opening, .port = "/dev/x", .line = {9600, 8, 'N', 1}},
-        {.at = 1us, .what = What::trouble, .port = "/dev/x", .text = "cannot be opened: it is \"busy\""},
-        {.at = 2us, .what = What::open, .port = "/dev/x"},
-        {.at = 2us, .what = What::rts, .number = 1},
-        {.at = 3us, .what = What::tx, .text = "J 0100 0\r"},
-        {.at = 4us, .what = What::rx, .text = everyByte()},
-        {.at = 4us, .what = What::added, .text = "\x18 "},
-        {.at = 5us, .what = What::call, .text = "lamp_set", .arguments = {5, -1}},
-        {.at = 6us, .what = What::key, .number = 28},
-        {.at = 7us, .what = What::lost, .port = "/dev/x"},
-        {.at = 86'400s, .what = What::closed, .port = "/dev/x"},
+        {.at = 0us, .kind = Kind::opening, .port = "/dev/x", .line = {9600, 8, 'N', 1}},
+        {.at = 1us, .kind = Kind::trouble, .port = "/dev/x", .text = "cannot be opened: it is \"busy\""},
+        {.at = 2us, .kind = Kind::open, .port = "/dev/x"},
+        {.at = 2us, .kind = Kind::rts, .number = 1},
+        {.at = 3us, .kind = Kind::tx, .text = "J 0100 0\r"},
+        {.at = 4us, .kind = Kind::rx, .text = everyByte()},
+        {.at = 4us, .kind = Kind::added, .text = "\x18 "},
+        {.at = 5us, .kind = Kind::call, .text = "lamp_set", .arguments = {5, -1}},
+        {.at = 6us, .kind = Kind::key, .number = 28},
+        {.at = 7us, .kind = Kind::lost, .port = "/dev/x"},
+        {.at = 86'400s, .kind = Kind::closed, .port = "/dev/x"},
     };
     std::string text = header;
     for (const Event& event : events) text += recording::lineFor(event);
@@ -100,7 +100,7 @@ TEST(Recording, EveryKindOfEvent_WrittenAndRead_IsTheSame) {
         const Event& expected = events[i];
         const Event& found = read.events[i];
         EXPECT_EQ(found.at, expected.at) << i;
-        EXPECT_EQ(found.what, expected.what) << i;
+        EXPECT_EQ(found.kind, expected.kind) << i;
         EXPECT_EQ(found.port, expected.port) << i;
         EXPECT_EQ(found.text, expected.text) << i;
         EXPECT_EQ(found.number, expected.number) << i;
@@ -113,22 +113,22 @@ TEST(Recording, EveryKindOfEvent_WrittenAndRead_IsTheSame) {
 }
 
 TEST(Recording, Lines_AreAsTheDocumentationShowsThem) {
-    EXPECT_EQ(recording::lineFor({.at = 1234us, .what = What::rx, .text = "\r\nEPROM>\xFF"}),
+    EXPECT_EQ(recording::lineFor({.at = 1234us, .kind = Kind::rx, .text = "\r\nEPROM>\xFF"}),
               "{\"t\":1234,\"event\":\"rx\",\"bytes\":\"\\r\\nEPROM>\\u00ff\"}\n");
-    EXPECT_EQ(recording::lineFor({.at = 0us, .what = What::opening, .port = "/dev/ttyUSB0", .line = {9600, 8, 'N', 1}}),
+    EXPECT_EQ(recording::lineFor({.at = 0us, .kind = Kind::opening, .port = "/dev/ttyUSB0", .line = {9600, 8, 'N', 1}}),
               "{\"t\":0,\"event\":\"opening\",\"port\":\"/dev/ttyUSB0\",\"baud\":9600,\"data_bits\":8,\"parity\":\"N\","
               "\"stop_bits\":1}\n");
-    EXPECT_EQ(recording::lineFor({.at = 5us, .what = What::call, .text = "lamp_set", .arguments = {5, 70}}),
+    EXPECT_EQ(recording::lineFor({.at = 5us, .kind = Kind::call, .text = "lamp_set", .arguments = {5, 70}}),
               "{\"t\":5,\"event\":\"call\",\"name\":\"lamp_set\",\"arguments\":[5,70]}\n");
 }
 
 TEST(Recording, TextThatIsNotUtf8_IsWrittenAllTheSame) {
-    const std::string line = recording::lineFor({.at = 0us, .what = What::open, .port = "/dev/\xFF"});
+    const std::string line = recording::lineFor({.at = 0us, .kind = Kind::open, .port = "/dev/\xFF"});
     EXPECT_EQ(readText(header + line).events.size(), 1U);
 }
 
 TEST(Recording, EndWithinALine_IsLeftOutAndSaid) {
-    const std::string line = recording::lineFor({.at = 1us, .what = What::rx, .text = "E "});
+    const std::string line = recording::lineFor({.at = 1us, .kind = Kind::rx, .text = "E "});
     for (std::size_t length = 1; length < line.size(); ++length) {
         const Recording read = readText(header + line + line.substr(0, length));
         EXPECT_EQ(read.events.size(), 1U) << length;
@@ -141,7 +141,7 @@ TEST(Recording, LinesAndMembersOfLaterPrograms_AreSkipped) {
     const Recording read = readText(header + "{\"t\":1,\"event\":\"weather\"}\n" +
                                     "{\"t\":2,\"event\":\"rts\",\"level\":1,\"mood\":[[[1]]]}\n");
     ASSERT_EQ(read.events.size(), 1U);
-    EXPECT_EQ(read.events[0].what, What::rts);
+    EXPECT_EQ(read.events[0].kind, Kind::rts);
 }
 
 std::string zeros(int count) {
@@ -189,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(
                        "\"stop_bits\":1}\n",
               "line 2: \"parity\" must be"},
         Wrong{
-            header + recording::lineFor({.at = 2us, .what = What::rts}) + recording::lineFor({.at = 1us, .what = What::rts}),
+            header + recording::lineFor({.at = 2us, .kind = Kind::rts}) + recording::lineFor({.at = 1us, .kind = Kind::rts}),
             "line 3: time runs backwards"},
         Wrong{header + std::string(300 * 1024, '[') + "\n", "line 2: the line is too long"},
         Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":" + std::string(120'000, '[') +
@@ -214,7 +214,7 @@ std::vector<std::string> items(const std::string& text) {
     return found;
 }
 
-std::string rtsAt(int time) { return recording::lineFor({.at = std::chrono::microseconds(time), .what = What::rts}); }
+std::string rtsAt(int time) { return recording::lineFor({.at = std::chrono::microseconds(time), .kind = Kind::rts}); }
 
 TEST(RecordingReader, DamagedLines_AreNamedAndAllElseIsRead) {
     EXPECT_THAT(items(header + rtsAt(1) + "\n" + rtsAt(2) + "{\n{\n{}\n" + rtsAt(3) + "[\n"),
@@ -261,10 +261,10 @@ TEST(Recorder, Events_AreInTheFileAtOnce) {
     recorder.trouble("/dev/x", "is lost: input/output error");
     recorder.port("/dev/x", cvhost::PortState::lost);
     recorder.port("/dev/x", cvhost::PortState::closed);
-    std::vector<What> kinds;
-    for (const Event& event : recording::readFile(path.path()).events) kinds.push_back(event.what);
-    EXPECT_EQ(kinds, (std::vector{What::opening, What::open, What::rts, What::rx, What::tx, What::added, What::key,
-                                  What::call, What::trouble, What::lost, What::closed}));
+    std::vector<Kind> kinds;
+    for (const Event& event : recording::readFile(path.path()).events) kinds.push_back(event.kind);
+    EXPECT_EQ(kinds, (std::vector{Kind::opening, Kind::open, Kind::rts, Kind::rx, Kind::tx, Kind::added, Kind::key,
+                                  Kind::call, Kind::trouble, Kind::lost, Kind::closed}));
     EXPECT_EQ(recorder.error(), 0);
 }
 

@@ -18,37 +18,39 @@ TEST(CheckNames, Document_HasAnEntryForEachAndNoOther) {
         if (!line.starts_with("### ")) continue;
         EXPECT_TRUE(documented.insert(line.substr(4)).second) << line << " comes twice";
     }
-    EXPECT_EQ(documented, std::set<std::string>(checkNames.begin(), checkNames.end()));
+    EXPECT_EQ(documented, std::set<std::string>(doctor::checkNames.begin(), doctor::checkNames.end()));
 }
 
 TEST(CheckNames, Id_NamesItsOwn) {
-    EXPECT_EQ(nameOf(CheckId::driverLoad), "driver-load");
-    EXPECT_EQ(nameOf(CheckId::modemLines), "modem-lines");
-    EXPECT_EQ(nameOf(CheckId::versionOld), "version-old");
-    EXPECT_EQ(nameOf(CheckId::settingInvalid), "setting-invalid");
-    EXPECT_EQ(nameOf(CheckId::portName), "port-name");
-    EXPECT_EQ(nameOf(CheckId::lineSilent), "line-silent");
-    EXPECT_EQ(nameOf(CheckId::interrupted), "interrupted");
+    EXPECT_EQ(nameOf(doctor::CheckId::driverLoad), "driver-load");
+    EXPECT_EQ(nameOf(doctor::CheckId::modemLines), "modem-lines");
+    EXPECT_EQ(nameOf(doctor::CheckId::versionOld), "version-old");
+    EXPECT_EQ(nameOf(doctor::CheckId::settingInvalid), "setting-invalid");
+    EXPECT_EQ(nameOf(doctor::CheckId::portName), "port-name");
+    EXPECT_EQ(nameOf(doctor::CheckId::lineSilent), "line-silent");
+    EXPECT_EQ(nameOf(doctor::CheckId::interrupted), "interrupted");
 }
 
 TEST(Checks, Worst_OfSome_IsTheHighest) {
-    EXPECT_EQ(worst({}), Check::Result::pass);
-    const std::array<Check, 1> skipped{Check{CheckId::keyTest, Check::Result::skip, ""}};
-    EXPECT_EQ(worst(skipped), Check::Result::pass);
-    const std::array<Check, 2> warned{Check{CheckId::brltty, Check::Result::warn, ""},
-                                      Check{CheckId::consoleActive, Check::Result::pass, ""}};
-    EXPECT_EQ(worst(warned), Check::Result::warn);
+    EXPECT_EQ(doctor::worst({}), doctor::Check::Result::pass);
+    const std::array<doctor::Check, 1> skipped{doctor::Check{doctor::CheckId::keyTest, doctor::Check::Result::skip, ""}};
+    EXPECT_EQ(doctor::worst(skipped), doctor::Check::Result::pass);
+    const std::array<doctor::Check, 2> warned{
+        doctor::Check{doctor::CheckId::brltty, doctor::Check::Result::warn, ""},
+        doctor::Check{doctor::CheckId::consoleActive, doctor::Check::Result::pass, ""}};
+    EXPECT_EQ(doctor::worst(warned), doctor::Check::Result::warn);
 }
 
 TEST(Checks, Text_WithControlCharacters_ShowsThemAsText) {
-    const Check check{CheckId::lineNoise, Check::Result::fail, "a\x1b[2Jb", "c\nd"};
-    EXPECT_EQ(checkText(check, false), "FAIL  line-noise           a\\x1b[2Jb\n      -> c\\nd\n");
-    EXPECT_THAT(checkText(check, true), testing::StartsWith("\x1b[31mFAIL\x1b[0m  line-noise"));
+    const doctor::Check check{doctor::CheckId::lineNoise, doctor::Check::Result::fail, "a\x1b[2Jb", "c\nd"};
+    EXPECT_EQ(doctor::checkText(check, false), "FAIL  line-noise           a\\x1b[2Jb\n      -> c\\nd\n");
+    EXPECT_THAT(doctor::checkText(check, true), testing::StartsWith("\x1b[31mFAIL\x1b[0m  line-noise"));
 }
 
 TEST(Checks, Json_WithBytesThatAreNoUtf8_IsStillJson) {
-    const std::array<Check, 1> checks{Check{CheckId::lineNoise, Check::Result::fail, "\xff", ""}};
-    EXPECT_THAT(checksJson("\xfe", checks), testing::HasSubstr("\"result\": \"fail\""));
+    const std::array<doctor::Check, 1> checks{
+        doctor::Check{doctor::CheckId::lineNoise, doctor::Check::Result::fail, "\xff", ""}};
+    EXPECT_THAT(doctor::checksJson("\xfe", checks), testing::HasSubstr("\"result\": \"fail\""));
 }
 
 }  // namespace

@@ -13,25 +13,25 @@ namespace cvhost {
 namespace {
 
 using testing::HasSubstr;
-using Kind = SettingProblem::Kind;
+using Kind = ports::SettingProblem::Kind;
 
-Kind kindOf(const std::string& key, const Settings::Value& value) { return judgeSetting(key, value).value().kind; }
+Kind kindOf(const std::string& key, const Settings::Value& value) { return ports::judgeSetting(key, value).value().kind; }
 
 TEST(KnownSettings, Manual_NamesEach) {
     std::ifstream file(MANUAL);
     std::string manual(std::istreambuf_iterator<char>(file), {});
     std::erase(manual, '\\');
-    for (const KnownSetting& known : knownSettings()) EXPECT_THAT(manual, HasSubstr(known.key));
+    for (const ports::KnownSetting& known : ports::knownSettings()) EXPECT_THAT(manual, HasSubstr(known.key));
 }
 
 TEST(JudgeSetting, ValueThatTheDriverTakes_IsNoProblem) {
-    EXPECT_FALSE(judgeSetting("console_debug", std::int64_t{1}));
-    EXPECT_FALSE(judgeSetting("AutomaticJogTurnOnTriggerLevel", std::int64_t{999}));
-    EXPECT_FALSE(judgeSetting("jog_wheel_gearing", 0.5));
-    EXPECT_FALSE(judgeSetting("BeyondPlayMultiplier", std::int64_t{2})) << "a whole number is a number";
-    EXPECT_FALSE(judgeSetting("console_port", "/dev/ttyUSB7")) << "it may be plugged in later";
-    EXPECT_FALSE(judgeSetting("console_port", "")) << "no port at all";
-    EXPECT_FALSE(judgePreference("HardwareConsoleEnabled"));
+    EXPECT_FALSE(ports::judgeSetting("console_debug", std::int64_t{1}));
+    EXPECT_FALSE(ports::judgeSetting("AutomaticJogTurnOnTriggerLevel", std::int64_t{999}));
+    EXPECT_FALSE(ports::judgeSetting("jog_wheel_gearing", 0.5));
+    EXPECT_FALSE(ports::judgeSetting("BeyondPlayMultiplier", std::int64_t{2})) << "a whole number is a number";
+    EXPECT_FALSE(ports::judgeSetting("console_port", "/dev/ttyUSB7")) << "it may be plugged in later";
+    EXPECT_FALSE(ports::judgeSetting("console_port", "")) << "no port at all";
+    EXPECT_FALSE(ports::judgePreference("HardwareConsoleEnabled"));
 }
 
 TEST(JudgeSetting, Unusable_IsToldByKind) {
@@ -44,34 +44,34 @@ TEST(JudgeSetting, Unusable_IsToldByKind) {
     EXPECT_EQ(kindOf("console_port", std::int64_t{5}), Kind::wrongType);
     EXPECT_EQ(kindOf("AutomaticJogTurnOnTriggerLevel", std::int64_t{0}), Kind::outOfRange);
     EXPECT_EQ(kindOf("console_port", "COM3"), Kind::noPort);
-    EXPECT_EQ(judgePreference("HardwareConsoleEnabld").value().kind, Kind::unknown);
-    EXPECT_EQ(judgePreference("console_debug").value().kind, Kind::otherTable);
+    EXPECT_EQ(ports::judgePreference("HardwareConsoleEnabld").value().kind, Kind::unknown);
+    EXPECT_EQ(ports::judgePreference("console_debug").value().kind, Kind::otherTable);
 }
 
 TEST(JudgeSetting, KeyOfControlCharacters_IsSafeToShow) {
-    EXPECT_EQ(judgeSetting("a\x1b[2J", true).value().text, "unknown setting \"a\\x1b[2J\"");
+    EXPECT_EQ(ports::judgeSetting("a\x1b[2J", true).value().text, "unknown setting \"a\\x1b[2J\"");
 }
 
 TEST(PortName, FormOfPath_IsEnough) {
     for (const char* name : {"/dev/ttyUSB0", "./desk", "sub/desk", "rfc2217://host:1", "rfc2217://[::1]:65535"}) {
-        EXPECT_TRUE(isPortName(name)) << name;
+        EXPECT_TRUE(ports::isPortName(name)) << name;
     }
     for (const char* name :
          {"", "ttyUSB0", "COM3", "rfc2217://127.0.0.1", "rfc2217://host:99999", "rfc2217://host:0", "rfc2217://:1",
           "rfc2217://::1:80", "telnet://host:23", "rfc2217:/host:1", "RFC2217://host:1", "host:2217"}) {
-        EXPECT_FALSE(isPortName(name)) << name;
+        EXPECT_FALSE(ports::isPortName(name)) << name;
     }
 }
 
 TEST(SimilarPort, Name_WithoutItsBeginning_HasItAgain) {
     const std::vector<std::string> ports{"/dev/ttyS0", "/dev/ttyUSB0"};
-    EXPECT_EQ(similarPort("ttyUSB0", ports), "/dev/ttyUSB0");
-    EXPECT_EQ(similarPort("ttyUSB1", ports), "/dev/ttyUSB0");
-    EXPECT_EQ(similarPort("COM3", ports), "");
-    EXPECT_EQ(similarPort("host:2217", ports), "rfc2217://host:2217");
-    EXPECT_EQ(similarPort("RFC2217://host:2217", ports), "rfc2217://host:2217");
-    EXPECT_EQ(similarPort("rfc2217://host", ports), "");
-    EXPECT_EQ(similarPort("", ports), "");
+    EXPECT_EQ(ports::similarPort("ttyUSB0", ports), "/dev/ttyUSB0");
+    EXPECT_EQ(ports::similarPort("ttyUSB1", ports), "/dev/ttyUSB0");
+    EXPECT_EQ(ports::similarPort("COM3", ports), "");
+    EXPECT_EQ(ports::similarPort("host:2217", ports), "rfc2217://host:2217");
+    EXPECT_EQ(ports::similarPort("RFC2217://host:2217", ports), "rfc2217://host:2217");
+    EXPECT_EQ(ports::similarPort("rfc2217://host", ports), "");
+    EXPECT_EQ(ports::similarPort("", ports), "");
 }
 
 }  // namespace

@@ -5,26 +5,26 @@
 #include <string>
 #include <vector>
 
-#include "apps/cvhost/wire/StartupSteps.h"
+#include "apps/cvhost/wire/StartupTrace.h"
 #include "apps/cvhost/wire/WireReader.h"
 
 namespace apps_test {
 namespace {
 
 using ::cvhost::Direction;
-using ::cvhost::StartupSteps;
-using ::cvhost::WireMessage;
-using ::cvhost::WireReader;
+using ::cvhost::wire::StartupTrace;
+using ::cvhost::wire::WireMessage;
+using ::cvhost::wire::WireReader;
 using testing::ElementsAre;
 
 struct Reading {
-    WireReader reader;
-    StartupSteps steps;
+    cvhost::wire::WireReader reader;
+    cvhost::wire::StartupTrace steps;
     std::vector<std::string> meanings;
 
     void pass(Direction direction, const std::string& bytes) {
         reader.read(direction, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()},
-                    [this](const WireMessage& message) {
+                    [this](const cvhost::wire::WireMessage& message) {
                         meanings.push_back(message.meaning);
                         steps.message(message, 0);
                     });
@@ -35,8 +35,8 @@ struct Reading {
         if (level == 0) reader.reset();
         steps.rts(level, 0);
     }
-    std::vector<StartupSteps::State> states() const {
-        std::vector<StartupSteps::State> states;
+    std::vector<cvhost::wire::StartupTrace::State> states() const {
+        std::vector<cvhost::wire::StartupTrace::State> states;
         for (const auto& step : steps.steps()) states.push_back(step.state);
         return states;
     }
@@ -119,7 +119,7 @@ TEST(WireReader, Status_OfAnotherVersionAfter8_IsIgnored) {
 }
 
 TEST(WireReader, Startup_OfAConsole_ShowsEachStep) {
-    using enum StartupSteps::State;
+    using enum cvhost::wire::StartupTrace::State;
     Reading reading;
     reading.reader.forget();
     reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
@@ -151,7 +151,7 @@ TEST(WireReader, Startup_OfAConsole_ShowsEachStep) {
 }
 
 TEST(WireReader, Startup_SilentConsole_ShowsWhereItFailed) {
-    using enum StartupSteps::State;
+    using enum cvhost::wire::StartupTrace::State;
     Reading reading;
     reading.reader.forget();
     reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
@@ -167,7 +167,7 @@ TEST(WireReader, Startup_SilentConsole_ShowsWhereItFailed) {
 }
 
 TEST(WireReader, Startup_PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
-    using enum StartupSteps::State;
+    using enum cvhost::wire::StartupTrace::State;
     Reading reading;
     reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
     for (const int level : {0, 1, 0, 1}) reading.rts(level);

@@ -44,7 +44,7 @@ std::string Recorder::everything() {
     });
 }
 
-void FarEnd::send(std::string_view bytes) const {
+void ConsoleStub::send(std::string_view bytes) const {
     while (!bytes.empty()) {
         const ssize_t count = ::write(get(), bytes.data(), bytes.size());
         if (count <= 0) throw std::runtime_error("the far end cannot send");
@@ -52,7 +52,7 @@ void FarEnd::send(std::string_view bytes) const {
     }
 }
 
-std::string FarEnd::read(std::size_t count) const {
+std::string ConsoleStub::read(std::size_t count) const {
     const auto patienceMs = static_cast<int>(std::chrono::milliseconds(patience).count());
     std::string all(count, '\0');
     std::size_t length = 0;
@@ -65,7 +65,7 @@ std::string FarEnd::read(std::size_t count) const {
     return all;
 }
 
-Pty::Pty() : FarEnd(cvhost::Descriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))) {
+Pty::Pty() : ConsoleStub(cvhost::Descriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))) {
     char text[64] = "";
     termios line{};
     if (::grantpt(get()) != 0 || ::unlockpt(get()) != 0 || ::ptsname_r(get(), text, sizeof text) != 0 ||
@@ -92,8 +92,8 @@ Peer::Peer() : m_listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     m_port = ntohs(place.sin_port);
 }
 
-FarEnd Peer::accept() const {
-    return FarEnd(cvhost::Descriptor(::accept4(m_listening.get(), nullptr, nullptr, SOCK_CLOEXEC)));
+ConsoleStub Peer::accept() const {
+    return ConsoleStub(cvhost::Descriptor(::accept4(m_listening.get(), nullptr, nullptr, SOCK_CLOEXEC)));
 }
 
 bool Taker::callback(void* self) {

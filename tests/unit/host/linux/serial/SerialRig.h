@@ -74,9 +74,9 @@ private:
 };
 
 /// The far end of a line, on a descriptor.
-class FarEnd {
+class ConsoleStub {
 public:
-    explicit FarEnd(cvhost::Descriptor descriptor = cvhost::Descriptor()) : m_descriptor(std::move(descriptor)) {}
+    explicit ConsoleStub(cvhost::Descriptor descriptor = cvhost::Descriptor()) : m_descriptor(std::move(descriptor)) {}
     int get() const { return m_descriptor.get(); }
     void send(std::string_view bytes) const;
     /// The next `count` bytes; fewer when the line ended or patience did.
@@ -88,7 +88,7 @@ private:
 };
 
 /// A pty whose slave is a port to open.
-struct Pty : FarEnd {
+struct Pty : ConsoleStub {
     Pty();
     std::string path;
     LightweightString<wchar_t> name() const { return Cv::WStringFromAscii(path.c_str()); }
@@ -101,7 +101,7 @@ public:
     int port() const { return m_port; }
     std::string url() const { return "rfc2217://127.0.0.1:" + std::to_string(m_port); }
     LightweightString<wchar_t> name() const { return Cv::WStringFromAscii(url().c_str()); }
-    FarEnd accept() const;
+    ConsoleStub accept() const;
 
 private:
     cvhost::Descriptor m_listening;

@@ -26,7 +26,7 @@ const std::string refuses = "\xFF\xFE\x2C"s;  // DONT
 
 /// What `connect` gives while `peer` accepts and says `greeting`.
 template <class Connect>
-auto meet(const Peer& peer, FarEnd& far, std::string_view greeting, Connect connect) {
+auto meet(const Peer& peer, ConsoleStub& far, std::string_view greeting, Connect connect) {
     std::thread accepting([&] {
         far = peer.accept();
         far.send(greeting);
@@ -48,7 +48,7 @@ struct Connection {
     std::string readOpening() const { return far.read(offers + settings); }
 
     Peer peer;
-    FarEnd far;
+    ConsoleStub far;
     Cv::Ptr<CommsPort> port;
 };
 
@@ -68,7 +68,7 @@ TEST(NetworkPort, Open_OffersAndThenAsksForTheSettings) {
 
 TEST(NetworkPort, OpenWithOtherSettings_AsksForThose) {
     const Peer peer;
-    FarEnd far;
+    ConsoleStub far;
     const auto port = meet(peer, far, agrees, [&] { return comms_port_open(peer.name(), 115200, 7, 'E', 2); });
     ASSERT_TRUE(port);
     EXPECT_EQ(far.read(offers + settings).substr(offers),
@@ -168,7 +168,7 @@ class NetworkPortReset : public testing::TestWithParam<std::pair<const char*, st
 // A port that has hung up and gives nothing is taken for one that holds nothing.
 TEST_P(NetworkPortReset, CommandsBetweenItsData_AllDataIsRead) {
     const Peer peer;
-    FarEnd far;
+    ConsoleStub far;
     const auto opened = meet(peer, far, agrees, [&] { return cvhost::openRfc2217(peer.url(), {9600, 8, 'N', 1}); });
     ASSERT_TRUE(opened.transport);
     std::string commands;
@@ -260,7 +260,7 @@ TEST(NetworkPort, PeerThatOnlyAsks_IsGivenUp) {
 // Sent data is waited for as long as a serial line takes for it; answers to a peer that takes none are no such data.
 TEST(NetworkPort, PeerThatOnlyAsks_NobodyWaitsForTheAnswersAsForData) {
     const Peer peer;
-    FarEnd far;
+    ConsoleStub far;
     const auto opened = meet(peer, far, agrees, [&] { return cvhost::openRfc2217(peer.url(), {9600, 8, 'N', 1}); });
     ASSERT_TRUE(opened.transport);
     std::string asking;
@@ -337,7 +337,7 @@ TEST(NetworkPort, NobodyListening_IsNullAndSaysSo) {
 
 TEST(NetworkPort, AddressInBrackets_Connects) {
     const Peer peer;
-    FarEnd far;
+    ConsoleStub far;
     const auto port = meet(peer, far, agrees, [&] {
         return open(Cv::WStringFromAscii(("rfc2217://[127.0.0.1]:" + std::to_string(peer.port())).c_str()));
     });

@@ -1,0 +1,17 @@
+// When the program began.
+#pragma once
+
+#include <chrono>
+
+namespace common {
+
+/// A point in time that seconds are counted from.
+class RunClock {
+public:
+    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count(); }
+
+private:
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+};
+
+}  // namespace common

@@ -1,0 +1,322 @@
+#include "apps/cvhost/web/PageState.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "apps/common/Escape.h"
+#include "apps/common/KeyCodes.h"
+
+namespace cvhost::web {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::size_t longestText = 600;
+constexpr double sampleEvery = 1.0 / 30;
+
+/// Made safe to show, and short.
+std::string shown(std::string_view text) {
+    while (text.ends_with('\n')) text.remove_suffix(1);
+    if (text.size() <= longestText) return common::plainText(text);
+    return common::plainText(text.substr(0, longestText)) + " ...";
+}
+
+double rounded(double value, double places) { return std::isfinite(value) ? std::round(value * places) / places : 0; }
+
+std::string text(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+std::string_view nameOf(wire::StartupTrace::State state) {
+    switch (state) {
+        case wire::StartupTrace::State::waiting:
+            return "waiting";
+        case wire::StartupTrace::State::now:
+            return "now";
+        case wire::StartupTrace::State::done:
+            return "done";
+        case wire::StartupTrace::State::failed:
+            return "failed";
+    }
+    return "";
+}
+
+}  // namespace
+
+void WebList::add(std::string json) {
+    ++m_added;
+    m_entries.push_back(std::move(json));
+    if (m_entries.size() > m_limit) m_entries.pop_front();
+}
+
+std::string WebList::news(std::uint64_t& next) const {
+    const std::uint64_t first = m_added - m_entries.size();
+    std::string list = "[";
+    for (std::uint64_t number = std::max(next, first); number < m_added; ++number) {
+        if (list.size() > 1) list += ',';
+        list += m_entries[number - first];
+    }
+    next = m_added;
+    return list += ']';
+}
+
+PageState::PageState(common::RunClock start, bool embedded)
+    : m_start(start),
+      m_embedded(embedded),
+      m_run(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())),
+      m_changes(lines::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
+    m_desk.lamp.fill('O');
+}
+
+template <class Change>
+void PageState::change(Change change) {
+    {
+        const std::lock_guard lock(m_mutex);
+        change();
+        ++m_change;
+    }
+    const std::uint64_t one = 1;
+    // A full counter is readable as well.
+    if (::write(m_changes.get(), &one, sizeof one) < 0) return;
+}
+
+void PageState::setLaw(wire::ShuttleLaw law) {
+    change([&] { m_law = law; });
+}
+
+void PageState::setFaults(const DeskFaults& faults) {
+    change([&] { m_faults = faults; });
+}
+
+void PageState::setClip(const transport::Clip& clip, const transport::State& state) {
+    change([&] {
+        m_clip = clip;
+        m_playhead = {.frame = state.frame,
+                      .place = static_cast<double>(state.frame),
+                      .speed = state.speed,
+                      .markIn = state.markIn,
+                      .markOut = state.markOut,
+                      .framesPerSecond = clip.rate.nominal()};
+    });
+}
+
+void PageState::setWheel(bool on) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_wheel == on) return;
+    }
+    change([&] { m_wheel = on; });
+}
+
+void PageState::playhead(const report::PlayheadChange& moved) {
+    change([&] {
+        m_playhead = moved;
+        m_playheadAt = m_start.seconds();
+        addSample();
+    });
+}
+
+DeskFaults PageState::faults() const {
+    const std::lock_guard lock(m_mutex);
+    return m_faults;
+}
+
+void PageState::deskEvent(const desk::DeskEvent& event) {
+    using Kind = desk::DeskEvent::Kind;
+    change([&] {
+        switch (event.kind) {
+            case Kind::lampSet:
+                m_desk.lamp.at(static_cast<std::size_t>(event.number - 1)) = event.letter;
+                return;
+            case Kind::wheelSet:
+                m_desk.wheel = event.number != 0;
+                return;
+            case Kind::resetHeld:
+            case Kind::booting:
+                m_desk.lamp.fill('O');
+                m_desk.wheel = false;
+                return;
+            default:
+                return;
+        }
+    });
+}
+
+bool PageState::hasNews(const Position& position) const {
+    const std::lock_guard lock(m_mutex);
+    return m_change != position.change;
+}
+
+std::string PageState::news(Position& position) {
+    const std::lock_guard lock(m_mutex);
+    std::string out = "{\"state\":" + stateJson();
+    if (position.change == 0) out += ",\"law\":" + lawJson();
+    out += ",\"log\":" + m_log.news(position.log);
+    out += ",\"wire\":" + m_wire.news(position.wire);
+    out += ",\"keys\":" + m_keys.news(position.keys);
+    out += ",\"samples\":" + m_samples.news(position.samples);
+    position.change = m_change;
+    return out += '}';
+}
+
+void PageState::log(std::string_view text) {
+    change([&] { addLog("log", text); });
+}
+
+void PageState::say(std::string_view heading, std::string_view text) {
+    change([&] { addLog(heading, text); });
+}
+
+void PageState::addLog(std::string_view heading, std::string_view line) {
+    m_log.add(text({{"t", rounded(m_start.seconds(), 1000)}, {"heading", heading}, {"text", shown(line)}}));
+}
+
+void PageState::port(std::string_view name, PortState state) {
+    change([&] {
+        const double now = m_start.seconds();
+        m_port = shown(name);
+        m_link = state == PortState::open ? Link::starting : state == PortState::lost ? Link::lost : Link::looking;
+        m_steps.port(m_port, state, now);
+        m_reader.flush([&](const wire::WireMessage& message) { addMessage(message); });
+        m_reader.forget();
+        m_version = 0;
+        addLog("port", m_port + (state == PortState::open     ? " is open"
+                                 : state == PortState::closed ? " is closed"
+                                                              : " is lost"));
+    });
+}
+
+void PageState::rts(int level) {
+    change([&] {
+        m_reader.flush([&](const wire::WireMessage& message) { addMessage(message); });
+        if (level == 0) m_reader.reset();
+        m_steps.rts(level, m_start.seconds());
+        m_wire.add(text({{"t", rounded(m_start.seconds(), 1000)},
+                         {"dir", "rts"},
+                         {"bytes", level == 0 ? "RTS low" : "RTS high"},
+                         {"meaning", level == 0 ? "held in reset" : "released"}}));
+    });
+}
+
+void PageState::wire(Direction direction, std::span<const unsigned char> bytes) {
+    change([&] { m_reader.read(direction, bytes, [&](const wire::WireMessage& message) { addMessage(message); }); });
+}
+
+void PageState::addMessage(const wire::WireMessage& message) {
+    const double now = m_start.seconds();
+    m_steps.message(message, now);
+    m_wire.add(text({{"t", rounded(now, 1000)},
+                     {"dir", message.direction == Direction::transmit ? "tx" : "rx"},
+                     {"bytes", message.bytes},
+                     {"meaning", message.meaning}}));
+}
+
+void PageState::key(int code, bool handled, int) {
+    change([&] {
+        m_keys.add(text(
+            {{"t", rounded(m_start.seconds(), 1000)}, {"code", code}, {"key", common::keyOf(code)}, {"handled", handled}}));
+    });
+}
+
+void PageState::handler(const report::HandlerRun& run) {
+    change([&] {
+        m_wheel = run.wheelEnabled;
+        if (run.code == 47) {
+            m_jog = rounded(run.jogExact, 10000);
+            m_jogTotal += m_jog;
+        }
+        if (run.code == 47) addSample();
+    });
+}
+
+void PageState::addSample() {
+    const double now = m_start.seconds();
+    if (now - m_sampled < sampleEvery) return;
+    m_sampled = now;
+    m_samples.add(text({rounded(now, 1000), m_playhead.speed, rounded(m_jogTotal, 10000)}));
+}
+
+void PageState::active(int version) {
+    change([&] {
+        m_link = Link::active;
+        m_version = version;
+        m_steps.active(version, m_start.seconds());
+    });
+}
+
+std::string PageState::stateJson() const {
+    static constexpr std::array<std::string_view, 4> links{"looking", "starting", "active", "lost"};
+    const wire::ConsoleLook& look = m_reader.look();
+    const wire::ConsoleLook& lit = m_embedded ? m_desk : look;
+    Json held = Json::array();
+    for (int code = 0; code < wire::ConsoleLook::keys; ++code) {
+        if (look.held.at(static_cast<std::size_t>(code))) held.push_back(code);
+    }
+    Json state{{"run", m_run},
+               {"t", rounded(m_start.seconds(), 1000)},
+               {"link", links.at(static_cast<std::size_t>(m_link))},
+               {"port", m_port},
+               {"version", m_version},
+               {"inputIgnored", m_link == Link::active && report::ignoresInput(m_version)},
+               {"met8", m_reader.packets().onlyVersion8()},
+               {"wheelIgnored", m_reader.packets().statusIgnored()},
+               {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},
+               {"deskWheel", lit.wheel},
+               {"held", std::move(held)},
+               {"ring", look.ring},
+               {"turned", rounded(look.turned, 10000)},
+               {"speed", m_playhead.speed},
+               {"jog", m_jog},
+               {"jogTotal", rounded(m_jogTotal, 10000)},
+               {"wheel", m_wheel && m_link == Link::active},
+               {"embedded", m_embedded}};
+    if (m_embedded) {
+        state["faults"] = {{"plugged", m_faults.plugged},
+                           {"noise", m_faults.noisy},
+                           {"silent", m_faults.silent},
+                           {"firmware", m_faults.firmware},
+                           {"model", m_faults.model == desk::Model::V4 ? "V4" : "other"}};
+    }
+    std::string out = text(state);
+    out.pop_back();
+    out += ",\"transport\":" + transportJson();
+    return out += ",\"steps\":" + stepsJson() + '}';
+}
+
+std::string PageState::transportJson() const {
+    const auto mark = [](std::optional<std::int64_t> frame) { return frame ? Json(*frame) : Json(nullptr); };
+    return text({{"frames", m_clip.frames},
+                 {"rate", {m_clip.rate.numerator, m_clip.rate.denominator}},
+                 {"frame", m_playhead.frame},
+                 {"place", m_playhead.place},
+                 {"at", rounded(m_playheadAt, 1000)},
+                 {"speed", m_playhead.speed},
+                 {"in", mark(m_playhead.markIn)},
+                 {"out", mark(m_playhead.markOut)}});
+}
+
+std::string PageState::stepsJson() const {
+    Json steps = Json::array();
+    for (const wire::StartupTrace::Step& step : m_steps.steps()) {
+        steps.push_back(
+            {{"name", step.name}, {"state", nameOf(step.state)}, {"t", rounded(step.at, 1000)}, {"text", step.text}});
+    }
+    return text(steps);
+}
+
+std::string PageState::lawJson() const {
+    Json speeds = Json::array();
+    for (int position = 0; position <= 255; ++position) speeds.push_back(m_law.speed(position));
+    return text({{"multiplier", rounded(m_law.beyondPlay, 10000)},
+                 {"centre", wire::ShuttleLaw::centre},
+                 {"deadBand", wire::ShuttleLaw::deadBand},
+                 {"detentBegins", wire::ShuttleLaw::detentBegins},
+                 {"detentEnds", wire::ShuttleLaw::detentEnds},
+                 {"speeds", std::move(speeds)}});
+}
+
+}  // namespace cvhost::web

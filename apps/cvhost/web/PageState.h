@@ -1,0 +1,135 @@
+// What the page shows: one picture of the run, of bounded size, and for each listener the news since it last looked.
+//
+// Nothing here waits for a listener: it takes the picture as it is when it comes, and what has fallen off the picture's
+// lists in the meantime it has missed.
+//
+// Threads: any.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+
+#include "apps/common/RunClock.h"
+#include "apps/cvhost/report/Report.h"
+#include "apps/cvhost/transport/Transport.h"
+#include "apps/cvhost/wire/ShuttleLaw.h"
+#include "apps/cvhost/wire/StartupTrace.h"
+#include "apps/cvhost/wire/WireReader.h"
+#include "desk/DeskEvent.h"
+#include "desk/Monitor.h"
+#include "lines/FileDescriptor.h"
+
+namespace cvhost::web {
+
+/// The embedded desk's faults, and what it is.
+struct DeskFaults {
+    bool plugged = true;
+    bool noisy = false;
+    bool silent = false;
+    int firmware = 7;
+    desk::Model model = desk::Model::V4;
+};
+
+/// The newest `limit` entries of a list, each with its number.
+class WebList {
+public:
+    explicit WebList(std::size_t limit) : m_limit(limit) {}
+
+    void add(std::string json);
+    /// All entries from number `next` on as a JSON array; `next` moves behind the last.
+    std::string news(std::uint64_t& next) const;
+
+private:
+    const std::size_t m_limit;
+    std::deque<std::string> m_entries;
+    std::uint64_t m_added = 0;
+};
+
+class PageState final : public report::Report {
+public:
+    /// `embedded`: there is a simulated console, whose watcher tells deskEvent.
+    PageState(common::RunClock start, bool embedded);
+
+    void setLaw(wire::ShuttleLaw law);
+    void setFaults(const DeskFaults& faults);
+    DeskFaults faults() const;
+    void setClip(const transport::Clip& clip, const transport::State& state);
+    /// Whether the wheel is on, as the driver has it.
+    void setWheel(bool on);
+    /// For the desk's watcher.
+    void deskEvent(const desk::DeskEvent& event);
+
+    /// Where a listener stands.
+    struct Position {
+        std::uint64_t change = 0;
+        std::uint64_t log = 0;
+        std::uint64_t wire = 0;
+        std::uint64_t keys = 0;
+        std::uint64_t samples = 0;
+    };
+    /// An eventfd, readable from each change on until it is read.
+    int changes() const { return m_changes.get(); }
+    /// Whether there is something that `position` lacks.
+    bool hasNews(const Position& position) const;
+    /// One JSON object with all that `position` lacks.
+    std::string news(Position& position);
+
+    void log(std::string_view text) override;
+    void port(std::string_view name, PortState state) override;
+    void key(int code, bool handled, int flags) override;
+    void wire(Direction direction, std::span<const unsigned char> bytes) override;
+    void rts(int level) override;
+    void handler(const report::HandlerRun& run) override;
+    void released(int) override {}  // a lost line's keys are up already
+    void active(int version) override;
+    void say(std::string_view heading, std::string_view text) override;
+    void desk(const report::DeskView&) override {}
+    void playhead(const report::PlayheadChange& moved) override;
+    void idle() override {}
+
+private:
+    enum class Link { looking, starting, active, lost };
+
+    template <class Change>
+    void change(Change change);
+    void addLog(std::string_view heading, std::string_view line);
+    void addMessage(const wire::WireMessage& message);
+    void addSample();
+    std::string stateJson() const;
+    std::string stepsJson() const;
+    std::string lawJson() const;
+    std::string transportJson() const;
+
+    const common::RunClock m_start;
+    const bool m_embedded;
+    const std::string m_run;  ///< tells this run from others
+
+    mutable std::mutex m_mutex;
+    const lines::FileDescriptor m_changes;
+    std::uint64_t m_change = 1;
+
+    Link m_link = Link::looking;
+    std::string m_port;
+    int m_version = 0;
+    wire::StartupTrace m_steps;
+    wire::WireReader m_reader;
+    wire::ConsoleLook m_desk;  ///< of the embedded desk: its lamps and wheel alone
+    DeskFaults m_faults;
+    wire::ShuttleLaw m_law;
+    transport::Clip m_clip;
+    report::PlayheadChange m_playhead{};
+    double m_playheadAt = 0;  ///< when it was there
+    double m_jog = 0;         ///< the last movement
+    double m_jogTotal = 0;    ///< the sum of all
+    bool m_wheel = false;     ///< as the driver has it
+
+    WebList m_log{300};
+    WebList m_wire{400};
+    WebList m_keys{60};
+    WebList m_samples{900};
+    double m_sampled = 0;
+};
+
+}  // namespace cvhost::web

@@ -1,0 +1,197 @@
+// Start-up judged from what was seen on the line.
+#include <gmock/gmock.h>
+
+#include "apps/cvhost/doctor/StartupChecks.h"
+
+namespace cvhost {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Kind = doctor::LoggedEvent::Kind;
+
+const doctor::LoggedEvent opened{.kind = Kind::open, .at = 1s};
+const doctor::LoggedEvent prompt{.kind = Kind::receive, .text = "\r\nEPROM>"};
+const doctor::LoggedEvent over{.kind = Kind::log, .text = "CON:   console_init: no console found\n"};
+
+doctor::LoggedEvent sent(std::string text) { return {.kind = Kind::transmit, .text = std::move(text)}; }
+doctor::LoggedEvent came(std::string text) { return {.kind = Kind::receive, .text = std::move(text)}; }
+/// The driver's own line of what it took in one go.
+doctor::LoggedEvent read(const std::string& text) {
+    const std::string end = " (bytesRead: " + std::to_string(text.size()) + " timeout 0)\n";
+    return {.kind = Kind::log, .text = "CON:   ReadString: " + text + end};
+}
+doctor::LoggedEvent trouble(std::string text) { return {.kind = Kind::trouble, .text = std::move(text)}; }
+doctor::LoggedEvent active(int version) {
+    return {.kind = Kind::log, .at = 3s, .text = "CON:   console_init: console version " + std::to_string(version) + "\n"};
+}
+
+std::vector<std::string> found(const std::vector<doctor::LoggedEvent>& seen) {
+    std::vector<std::string> result;
+    for (const doctor::Check& check : doctor::checkStartup("/dev/ttyUSB0", seen)) {
+        result.push_back(std::string(nameOf(check.result)) + ' ' + std::string(nameOf(check.id)));
+    }
+    return result;
+}
+
+std::string lastText(const std::vector<doctor::LoggedEvent>& seen) {
+    return doctor::checkStartup("/dev/ttyUSB0", seen).back().text;
+}
+
+TEST(StartupState, Events_TellHowFarItIs) {
+    EXPECT_EQ(doctor::startupState({}), doctor::Startup::underWay);
+    EXPECT_EQ(doctor::startupState(std::vector{opened}), doctor::Startup::underWay);
+    EXPECT_EQ(doctor::startupState(std::vector{trouble("cannot be opened: busy")}), doctor::Startup::notOpen);
+    EXPECT_EQ(doctor::startupState(std::vector{opened, over}), doctor::Startup::silent);
+    EXPECT_EQ(doctor::startupState(std::vector{opened, trouble("does not take 2 bytes that are to be sent")}),
+              doctor::Startup::silent);
+    EXPECT_EQ(doctor::startupState(std::vector{opened, doctor::LoggedEvent{.kind = Kind::lost}}), doctor::Startup::lost);
+    EXPECT_EQ(doctor::startupState(std::vector{opened, active(7)}), doctor::Startup::active);
+}
+
+TEST(JudgeStartup, NeverOpened_IsPortOpenOrHeld) {
+    EXPECT_THAT(found({trouble("cannot be opened: device or resource busy")}), ElementsAre("FAIL port-held"));
+    EXPECT_THAT(found({trouble("cannot be opened: not a serial port")}), ElementsAre("FAIL port-open"));
+    EXPECT_EQ(lastText({trouble("cannot be opened: not a serial port")}), "cannot open /dev/ttyUSB0: not a serial port");
+    EXPECT_THAT(found({}), ElementsAre("FAIL port-open"));
+}
+
+/// What passes when the driver has read the prompt and asks which model it is, and what it reads of the reply.
+std::vector<doctor::LoggedEvent> identified(const std::string& reply) {
+    return {opened,     prompt,     read(prompt.text),  sent("H "), came("H "),
+            read("H "), sent("\r"), came('\r' + reply), read("\r"), read(reply)};
+}
+
+std::vector<doctor::LoggedEvent> operator+(std::vector<doctor::LoggedEvent> all,
+                                           const std::vector<doctor::LoggedEvent>& more) {
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
+TEST(JudgeStartup, Active_TimeIsFromTheOpening) {
+    const auto seen = identified("\r\nV4 X\r\nEPROM>") + std::vector{active(7)};
+    EXPECT_THAT(found(seen), ElementsAre("PASS console-active"));
+    EXPECT_EQ(lastText(seen), "the console answered: model \"V4 X\", version 7, active after 2.00 s");
+}
+
+TEST(JudgeStartup, ActiveWithoutIdentity_Warns) {
+    EXPECT_THAT(found(identified("") + std::vector{sent("J 0100 0"), active(7)}),
+                ElementsAre("WARN identification-none", "PASS console-active"));
+}
+
+// On a line without RTS the prompt comes when the line is opened, and is purged.
+TEST(JudgeStartup, PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
+    const std::vector<doctor::LoggedEvent> seen{opened, prompt, trouble("has no RTS line"), read(""), read("")};
+    const std::vector<doctor::LoggedEvent> working =
+        seen + std::vector{sent("J 0100 0"), came("J 0100 0"), read("J 0100 0"), active(7)};
+    EXPECT_THAT(found(working), ElementsAre("WARN modem-lines", "PASS console-active"));
+    EXPECT_THAT(lastText(working), HasSubstr("answered: model not asked, version 7"));
+    EXPECT_THAT(found(seen + std::vector{sent("J 0100 0"), over}), ElementsAre("WARN modem-lines", "FAIL version-none"));
+}
+
+TEST(JudgeStartup, ReplyThatTheDriverDidNotRead_IsNone) {
+    const std::vector<doctor::LoggedEvent> late{opened,          prompt,   sent("H "), read(""),
+                                                sent("\r"),      read(""), read(""),   came("H \r\r\nV4 X\r\nEPROM>"),
+                                                sent("J 0100 0")};
+    EXPECT_THAT(found(late + std::vector{active(7)}), ElementsAre("WARN identification-none", "PASS console-active"));
+    EXPECT_THAT(found(late + std::vector{over}), ElementsAre("FAIL identification-none"));
+}
+
+// The driver looks at the third and fourth of the characters that it reads, whatever came before.
+TEST(JudgeStartup, ReplyReadOutOfStep_IsTheModelThatTheDriverTakesItFor) {
+    EXPECT_THAT(found({opened, prompt, sent("H "), read(""), sent("\r"), came("H \r\r\nV4 X"), read("H"),
+                       read(" \r\r\nV4 X"), active(7)}),
+                ElementsAre("WARN model-unknown", "PASS console-active"));
+}
+
+TEST(JudgeStartup, ActiveThroughTheJumpAlone_NoMonitorIsMissed) {
+    EXPECT_THAT(found({opened, trouble("has no RTS line"), sent("J 0100 0"), came("J 0100 0"), active(8)}),
+                ElementsAre("WARN modem-lines", "PASS console-active"));
+}
+
+TEST(JudgeStartup, ReplyAfterTheJump_IsNoIdentity) {
+    EXPECT_THAT(found({opened, prompt, sent("H "), sent("J 0100 0"), came("\r\nV4"), read("\r\nV4"), over}),
+                ElementsAre("FAIL identification-none"));
+}
+
+TEST(JudgeStartup, ReplyOfOneCharacter_IsAnUnknownModel) {
+    EXPECT_THAT(found(identified("M") + std::vector{active(7)}), ElementsAre("WARN model-unknown", "PASS console-active"));
+}
+
+TEST(JudgeStartup, ReplyThatBeginsWithZero_IsAnUnknownModel) {
+    const doctor::LoggedEvent zeros{.kind = Kind::log, .text = "CON:   ReadString:  (bytesRead: 3 timeout 0)\n"};
+    EXPECT_THAT(found({opened, prompt, sent("H "), read("H "), sent("\r"), read("\r"), zeros, active(7)}),
+                ElementsAre("WARN model-unknown", "PASS console-active"));
+}
+
+TEST(JudgeStartup, ReadLineThatIsNone_IsPassedOver) {
+    for (const char* text :
+         {"CON:   ReadString: ", "CON:   ReadString: (bytesRead: 3", "CON:   ReadString: x (bytesRead: -1"}) {
+        EXPECT_THAT(found({opened, prompt, sent("H "), {.kind = Kind::log, .text = text}, active(7)}),
+                    ElementsAre("WARN identification-none", "PASS console-active"));
+    }
+}
+
+TEST(JudgeStartup, JumpNotConfirmed_IsSaid) {
+    const auto started =
+        identified("\r\nV4") + std::vector{sent("J 0100 0"), came("J 0100 0"), read("J 0100 0"), sent("\r")};
+    EXPECT_THAT(lastText(started + std::vector{came("\r?"), read("\r"), read("?"), over}),
+                testing::AllOf(HasSubstr("did not confirm"), HasSubstr("came 4A 20 30 31 30 30 20 30 0D 3F")));
+    EXPECT_THAT(lastText(started + std::vector{came("\r\r\n"), read("\r"), read("\r\n"), over}),
+                HasSubstr("the program was started, but"));
+    EXPECT_THAT(lastText(started + std::vector{came("\r\nEPROM>"), read("\r"), read("\nE"), over}),
+                HasSubstr("did not confirm"))
+        << "a prompt is no confirmation";
+}
+
+TEST(JudgeStartup, MuchNoise_IsCutShort) {
+    const std::string text = lastText({opened, came(std::string(1000, '\0')), over});
+    EXPECT_THAT(text, HasSubstr("1000 bytes came"));
+    EXPECT_TRUE(text.ends_with("00 00 ...")) << text;
+    EXPECT_LT(text.size(), 200u);
+}
+
+TEST(JudgeStartup, Lost_SaysWhy) {
+    EXPECT_THAT(found({opened, trouble("is lost: I/O error"), doctor::LoggedEvent{.kind = Kind::lost}}),
+                ElementsAre("FAIL port-lost"));
+    EXPECT_THAT(lastText({opened, trouble("is lost: I/O error"), doctor::LoggedEvent{.kind = Kind::lost}}),
+                HasSubstr(": I/O error"));
+}
+
+TEST(JudgeStartup, VersionSix_IsTooOld) {
+    EXPECT_THAT(found({opened, sent("J 0100 0"), came("V006 "), active(6)}),
+                ElementsAre("WARN program-running", "PASS console-active", "FAIL version-old"));
+}
+
+TEST(JudgeStartup, VersionOnTheLine_IsTheOneThatIsTold) {
+    const auto text = [](const char* line) {
+        return lastText({opened, sent("J 0100 0"), sent("? "), came(line), active(7)});
+    };
+    EXPECT_THAT(text("J 0100 0\r\nV0"), HasSubstr("version 7, active"));
+    EXPECT_THAT(text("J 0100 0\r\nV00x V0055 "), HasSubstr("version 7, active"));
+    EXPECT_THAT(text("\r\nV4 X V007 "), HasSubstr("version 7, active"));
+    EXPECT_THAT(text("\r\nV006 V00A "), HasSubstr("version 10, which the driver takes for 7, active"));
+    EXPECT_THAT(text("V005 "), HasSubstr("version 5, which"));
+    EXPECT_THAT(text("V-05 V"), HasSubstr("version 7, active"));
+    EXPECT_THAT(lastText({opened, sent("J 0100 0"), came("V005 "), sent("? "), came("V0"), active(7)}),
+                HasSubstr("version 7, active"))
+        << "what came before it was asked may have been read as an echo";
+}
+
+TEST(JudgeStartup, SilentWithoutRts_NoResetIsTalkedOf) {
+    EXPECT_THAT(lastText({opened, over}), HasSubstr(" after a reset and six requests"));
+    EXPECT_THAT(lastText({opened, trouble("has no RTS line"), over}), HasSubstr("/dev/ttyUSB0 after six requests"));
+}
+
+TEST(JudgeStartup, NetworkPortWithoutControl_HasNoModemLines) {
+    EXPECT_THAT(found({{.kind = Kind::log,
+                        .text = "x: the other end does not offer to control its serial port; RTS may have no "
+                                "effect\n"},
+                       opened,
+                       over}),
+                ElementsAre("WARN modem-lines", "FAIL line-silent"));
+}
+
+}  // namespace
+}  // namespace cvhost
