@@ -7,6 +7,8 @@ namespace {
 
 constexpr std::string_view monitorPrompt = "EPROM>";
 constexpr std::string_view shown = "shown";
+/// Behind the jump's echo: the return's echo and the monitor's answer.
+constexpr std::string_view jumpConfirmed = "\\r\\r\\n";
 
 /// A printable message without the line's end.
 std::string_view withoutReturns(std::string_view text) {
@@ -66,7 +68,7 @@ void StartupTrace::sent(const WireMessage& message, double now) {
         set(started, State::now, now, "told to start");
     }
     if (message.bytes == "? ") {
-        if (m_steps[started].state == State::now) set(started, State::done, now, "at 0100");
+        giveUp(started, "not confirmed", now);
         ++m_asked;
         set(version, State::now, now, m_asked == 1 ? "asked" : "asked " + std::to_string(m_asked) + " times");
     }
@@ -78,8 +80,14 @@ void StartupTrace::received(const WireMessage& message, double now) {
     const std::string_view line = withoutReturns(message.bytes);
     const bool answers = line.size() > 1 && !line.ends_with(monitorPrompt) && !line.starts_with("H ");
     if (m_steps[model].state == State::now && answers) set(model, State::done, now, std::string(line));
+    if (m_steps[started].state == State::now && message.bytes.ends_with(jumpConfirmed)) {
+        set(started, State::done, now, "at 0100");
+    }
 }
 
-void StartupTrace::active(int number, double now) { set(version, State::done, now, std::to_string(number)); }
+void StartupTrace::active(int number, double now) {
+    if (m_steps[started].state != State::done) set(started, State::done, now, "it answers");
+    set(version, State::done, now, std::to_string(number));
+}
 
 }  // namespace cvhost::wire

@@ -140,8 +140,12 @@ TEST(WireReader, Startup_OfAConsole_ShowsEachStep) {
     EXPECT_EQ(reading.steps.steps()[3].text, "V4 monitor");
     reading.sends("J 0100 0");
     reading.sends("\r");
-    reading.hears("J 0100 0\r\r\n");
     EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, now, waiting));
+    reading.hears("J 0100 0\r");
+    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, now, waiting));
+    reading.hears("\r\n");
+    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, done, waiting));
+    EXPECT_EQ(reading.steps.steps()[4].text, "at 0100");
     reading.sends("? ");
     EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, done, now));
     reading.hears("V007 ");
@@ -160,10 +164,26 @@ TEST(WireReader, Startup_SilentConsole_ShowsWhereItFailed) {
     reading.sends("\r");
     reading.sends("? ");
     reading.sends("? ");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, done, now));
+    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, failed, now));
     EXPECT_EQ(reading.steps.steps()[2].text, "no answer");
     EXPECT_EQ(reading.steps.steps()[3].text, "not asked");
+    EXPECT_EQ(reading.steps.steps()[4].text, "not confirmed");
     EXPECT_EQ(reading.steps.steps()[5].text, "asked 2 times");
+}
+
+TEST(WireReader, Startup_ProgramThatRunsAlready_HasStartedOnceItAnswers) {
+    using enum StartupTrace::State;
+    Reading reading;
+    reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
+    for (const int level : {0, 1, 0, 1}) reading.rts(level);
+    reading.sends("J 0100 0");
+    reading.sends("\r");
+    reading.sends("? ");
+    reading.hears("V007 ");
+    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, failed, now));
+    reading.steps.active(7, 0);
+    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, done, done));
+    EXPECT_EQ(reading.steps.steps()[4].text, "it answers");
 }
 
 TEST(WireReader, Startup_PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
