@@ -70,7 +70,7 @@ bool isLeftOver(const std::string& link, const std::string& device) {
     struct stat terminal{};
     if (::lstat(link.c_str(), &own) != 0) return false;
     if (::stat(link.c_str(), &terminal) != 0) return errno == ENOENT;
-    return target.starts_with("/dev/pts/") && isLater(terminal.st_ctim, own.st_ctim);
+    return target.starts_with("/dev/pts/") && isLater(terminal.st_ctim, own.st_mtim);
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -87,7 +89,8 @@ TEST_F(PtyLine, LinkWhoseTerminalsNumberIsAnothersNow_IsReplaced) {
         const std::string killed = ::ptsname(terminal.get());
         std::filesystem::create_symlink(killed, link);
         terminal.reset();
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // files' times go by the timer's tick
+        const std::array<timespec, 2> longAgo{timespec{.tv_sec = 1, .tv_nsec = 0}, {.tv_sec = 1, .tv_nsec = 0}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, link.c_str(), longAgo.data(), AT_SYMLINK_NOFOLLOW), 0);
         terminal = newTerminal();
     } while (std::filesystem::read_symlink(link) != ::ptsname(terminal.get()));
     const lines::Pty pty(link);
