@@ -10,6 +10,7 @@ import { engrave, setUpWheel, showWheel } from "./wheel.js";
 
 const $ = (id) => document.getElementById(id);
 const again = 1000; // milliseconds
+const longestSilence = 4000; // cvhost sends its state every second at least
 const links = {
   looking: "Looking for a console",
   starting: "Starting up",
@@ -62,6 +63,7 @@ function showState(state) {
 }
 
 function take(news) {
+  expectNews();
   if (news.law) { // the first news of a connection
     clearLists();
     setUpPlots(news.law);
@@ -75,37 +77,56 @@ function take(news) {
   showNews(news);
 }
 
-function connect() {
+function disconnect() {
   clearTimeout(connect.later);
-  source?.close();
-  source = new EventSource("/events");
-  source.onmessage = (event) => take(JSON.parse(event.data));
-  source.onerror = lose;
-}
-
-async function lose() {
+  clearTimeout(expectNews.late);
   source?.close();
   source = null;
   running = false;
+}
+
+function connect() {
+  disconnect();
+  source = new EventSource("/events");
+  source.onmessage = (event) => take(JSON.parse(event.data));
+  source.onerror = lose;
+  expectNews();
+}
+
+/// A process that is stopped keeps its connections and is silent.
+function expectNews() {
+  clearTimeout(expectNews.late);
+  expectNews.late = setTimeout(() => {
+    leave();
+    tellGone("cvhost does not answer. This page comes back by itself when it does.");
+  }, longestSilence);
+}
+
+function leave() {
+  disconnect();
   connect.later = setTimeout(connect, again);
   showState(unknown());
   showFilm(unknown());
   showValues(unknown());
-  const there = await fetch("/icon.svg").then((response) => response.ok, () => false);
-  if (running || document.hidden) return;
-  const sentence = there ? "Too many pages are open already; close one of them." :
-    "cvhost has stopped or cannot be reached. This page comes back by itself when cvhost runs again.";
+}
+
+function tellGone(sentence) {
   setText($("gone"), sentence);
   $("gone").hidden = false;
 }
 
+async function lose() {
+  leave();
+  const there = await fetch("/icon.svg").then((response) => response.ok, () => false);
+  if (running || document.hidden) return;
+  tellGone(there ? "Too many pages are open already; close one of them." :
+    "cvhost has stopped or cannot be reached. This page comes back by itself when cvhost runs again.");
+}
+
 // A browser has few connections to one place: a page that nobody sees gives its own back.
 document.addEventListener("visibilitychange", () => {
-  if (!document.hidden) return connect();
-  clearTimeout(connect.later);
-  source?.close();
-  source = null;
-  running = false;
+  if (document.hidden) disconnect();
+  else connect();
 });
 
 function frame() {

@@ -3,6 +3,8 @@
 import { expect, expectEqual, key, open, putRing, until } from "./rig.mjs";
 
 const text = (page, selector) => page.textContent(selector);
+const stepsAre = (page, state) => until(page, (wanted) =>
+  [...document.querySelectorAll("#steps li")].every((step) => step.dataset.state === wanted), state);
 
 export const warningTests = [
   ["Desk_OfFirmware6_IsWarnedOfBeforeAndAfter", async ({ browser, start }) => {
@@ -80,5 +82,29 @@ export const warningTests = [
     await host.until(() => host.sent("rx").includes("EU "), "the release");
     expectEqual(await page.getAttribute("#ring", "aria-valuetext"), "centre", "ring");
     page.complaints = []; // of the browser, about the connection
+  }],
+
+  ["Host_StandsStillAndGoesOn_PageSaysSoAndRecovers", async ({ browser, start }) => {
+    const host = await start();
+    const page = await open(browser, host);
+    await stepsAre(page, "done");
+    const dimmed = () => page.evaluate(() => getComputedStyle(document.getElementById("desk")).filter !== "none");
+    expect(!await dimmed(), "the desk is lit");
+    host.process.kill("SIGSTOP");
+    try {
+      await until(page, () => document.getElementById("gone").textContent.startsWith("cvhost does not answer"));
+      expect(await page.isVisible("#gone"), "the page says so");
+      await stepsAre(page, "unknown");
+      expectEqual(await page.textContent("#link"), "cvhost is away", "the link");
+      expect(await dimmed(), "the desk is dimmed");
+    } finally {
+      host.process.kill("SIGCONT");
+    }
+    await page.waitForSelector('#link[data-link="active"]');
+    await stepsAre(page, "done");
+    expect(await page.isHidden("#gone"), "and no longer says so");
+    expect(!await dimmed(), "the desk is lit again");
+    await page.click(key(2));
+    await host.event("key", { code: 2 });
   }],
 ];

@@ -21,9 +21,9 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 using asio::ip::tcp;
 
-constexpr auto phaseTime = 5s;      // for a request to arrive, an answer to be taken, the other side to close
-constexpr auto betweenNews = 34ms;  // not quite 30 a second
-constexpr auto heartbeat = 10s;
+constexpr auto phaseTime = 5s;         // for a request to arrive, an answer to be taken, the other side to close
+constexpr auto betweenNews = 34ms;     // not quite 30 a second
+constexpr auto heartbeat = 1s;         // web/app.js waits for it
 constexpr int sendBuffer = 64 * 1024;  // a reader that falls behind sees old news no longer than this lasts
 
 constexpr const char* plain = "text/plain; charset=utf-8";
@@ -176,22 +176,21 @@ void WebConnection::listen() {
 }
 
 void WebConnection::wake() {
-    if (!m_idle) return;
+    if (m_idle) look();
+}
+
+/// Sends what is new, or the state alone when nothing has been new for a while: so the page knows that the host still runs.
+void WebConnection::look(bool always) {
     try {
-        look();
+        m_idle = !always && !m_service.page.hasNews(m_position);
+        if (!m_idle) return say("data: " + m_service.page.news(m_position) + "\n\n");
+        m_timer.expires_after(heartbeat);
+        m_timer.async_wait([self = shared_from_this()](Error error) {
+            if (!error && self->m_idle) self->look(true);
+        });
     } catch (const std::exception&) {
         close();
     }
-}
-
-void WebConnection::look() {
-    m_idle = false;
-    if (m_service.page.hasNews(m_position)) return say("data: " + m_service.page.news(m_position) + "\n\n");
-    m_idle = true;
-    m_timer.expires_after(heartbeat);
-    m_timer.async_wait([self = shared_from_this()](Error error) {
-        if (!error && std::exchange(self->m_idle, false)) self->say(":\n\n");
-    });
 }
 
 void WebConnection::say(std::string text) {

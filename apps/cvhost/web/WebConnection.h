@@ -62,7 +62,7 @@ private:
     void discard();
 
     void listen();
-    void look();
+    void look(bool always = false);
     void say(std::string text);
     void rest();
 
