@@ -235,9 +235,7 @@ int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const ch
 
 }  // namespace
 
-std::variant<run::Options, ports::PortsOptions, doctor::DoctorOptions, timeline::TimelineOptions,
-             checkhost::CheckHostOptions, int>
-parseCommandLine(int argc, const char* const* argv) {
+CommandLine parseCommandLine(int argc, const char* const* argv) {
     run::Options options;
     ports::PortsOptions portsOptions;
     doctor::DoctorOptions doctorOptions;

@@ -12,8 +12,8 @@
 namespace cvhost {
 
 /// What the command line asks for, or the exit status of a program that has said all there is to say.
-std::variant<run::Options, ports::PortsOptions, doctor::DoctorOptions, timeline::TimelineOptions,
-             checkhost::CheckHostOptions, int>
-parseCommandLine(int argc, const char* const* argv);
+using CommandLine = std::variant<run::Options, ports::PortsOptions, doctor::DoctorOptions, timeline::TimelineOptions,
+                                 checkhost::CheckHostOptions, int>;
+CommandLine parseCommandLine(int argc, const char* const* argv);
 
 }  // namespace cvhost

@@ -25,7 +25,8 @@ COMMAND = re.compile(r"^( {4,}|\$ )?(sudo |build/bin/|\./dev|cvhost|cvdesk|\.ci/
 MARK = re.compile(r"# (hardware|root|by hand|until Ctrl-C|by \S+?)(?=[:.,;]? |[:.,;]?$)")
 SPAN = re.compile(r"`([^`]+)`")
 TEST = re.compile(r"^ *TEST(?:_[FP])?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
-NAMED = {".md": re.compile(r"`([A-Z]\w+\.[A-Z*][\w*]*_[\w*]*|[A-Z]\w+_\w+_\w+)`"), ".cpp": re.compile(r"// Test: (\w+)"), ".h": re.compile(r"// Test: (\w+)")}
+# A test's name; in capitals alone it is a variable's.
+NAMED = {".md": re.compile(r"`((?![A-Z_]+`)(?:[A-Z]\w+\.[A-Z*][\w*]*_[\w*]*|[A-Z]\w+_\w+_\w+))`"), ".cpp": re.compile(r"// Test: (\w+)"), ".h": re.compile(r"// Test: (\w+)")}
 WORKS = re.compile(r"\bactive\b|^Listening on ")
 
 
