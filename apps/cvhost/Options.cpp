@@ -2,8 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <filesystem>
 #include <span>
 #include <string_view>
+#include <system_error>
 
 #include "apps/common/ExitStatus.h"
 #include "apps/common/UsageProblem.h"
@@ -36,6 +38,17 @@ constexpr const char* runFooter =
     "  cvhost run --port /dev/ttyUSB0           the console on this serial adapter\n"
     "  cvhost run --port rfc2217://[::1]:2217   the console on a serial port of the network\n"
     "  cvhost run --record field.jsonl          what happens on the line, for \"cvhost timeline\" and for support";
+
+constexpr const char* playFooter =
+    "mpv opens FILE, paused. Transport keys, ring and wheel work it, and the lamps show what mpv does. The program ends "
+    "with\n"
+    "mpv, and mpv with the program.\n"
+    "\n"
+    "Exit status: 0 a console became active; 1 none did, or mpv cannot be started; 2 the command line is wrong.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost play film.mkv                     with the console on one of this machine's serial ports\n"
+    "  cvhost play --desk --web 8080 film.mkv   with a simulated console in a browser";
 
 constexpr const char* portsFooter =
     "Nothing is opened. What programs of other users have open is seen by root alone.\n"
@@ -221,6 +234,86 @@ CLI::App& addCheckHost(CLI::App& app, checkhost::CheckHostOptions& options) {
     return check;
 }
 
+/// What the command line says to `run` and `play`, in part as it stands there.
+struct RunArguments {
+    run::Options options;
+    std::vector<std::string> settings;
+    std::vector<std::string> preferences;
+    bool webOpen = false;
+};
+
+/// What `run` and `play` have in common. Returns the option --desk.
+CLI::Option* addRunOptions(CLI::App& app, RunArguments& arguments) {
+    run::Options& options = arguments.options;
+    CLI::Option* desk = app.add_flag("--desk", options.desk, "Run against a simulated console inside this program");
+    addPort(app, options.port)->excludes(desk);
+    app.add_option_function<std::string>(
+           "--events", [&options](const std::string& text) { options.events = events(text); },
+           "How to print what happens: as text for a person (the default), or as one JSON object a line")
+        ->type_name("text|json");
+    app.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
+    app.add_option(
+           "--record", options.record,
+           "Record everything at the serial port in this file, which must not exist yet, or in a new file in this folder")
+        ->check(whyNoName)
+        ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--web", [&options](const std::string& text) { options.web = addressOf(text); },
+           "Serve a page with the console on it, to this machine alone unless --web-open is given; port 0: any free one")
+        ->type_name("[ADDR:]PORT");
+    app.add_flag("--web-open", arguments.webOpen,
+                 "Let other machines reach the page at ADDR, where everyone on the network can press keys");
+    app.add_option_function<std::string>(
+           "--for", [&options](const std::string& text) { options.time = seconds(text); }, "End after this time")
+        ->type_name("SECONDS");
+    app.add_option("--set", arguments.settings, "A setting, over the settings file")
+        ->type_name("KEY=VALUE")
+        ->expected(1)
+        ->take_all();
+    app.add_option("--prefer", arguments.preferences, "A preference, over the settings file; BOOL is true or false")
+        ->type_name("KEY=BOOL")
+        ->expected(1)
+        ->take_all();
+    return desk;
+}
+
+void addRun(CLI::App& app, RunArguments& arguments) {
+    CLI::App& run = *app.add_subcommand("run", "Bring a console up and show its keys, wheel and lamps.");
+    run.footer(runFooter);
+    CLI::Option* desk = addRunOptions(run, arguments);
+    run.add_flag("--show", arguments.options.show, "Have the simulated console give a short show")->needs(desk);
+    addClip(run, arguments.options.clip);
+}
+
+std::string whyUnreadable(const std::string& path) {
+    std::error_code error;
+    if (std::filesystem::is_regular_file(path, error)) return "";
+    return "cannot read " + path + ": " + (error ? error.message() : "it is not a file");
+}
+
+CLI::App& addPlay(CLI::App& app, RunArguments& arguments) {
+    CLI::App& play = *app.add_subcommand("play", "Bring a console up and have it work a film in mpv.");
+    play.footer(playFooter);
+    addRunOptions(play, arguments);
+    play.add_option("FILE", arguments.options.film, "The film")->required()->check(whyUnreadable)->type_name("");
+    return play;
+}
+
+/// Throws CLI::ParseError for what only shows when all is read.
+run::Options complete(RunArguments& arguments) {
+    run::Options& options = arguments.options;
+    checkOpen(options.web, arguments.webOpen);
+    for (const std::string& text : arguments.settings) {
+        options.settings.push_back(assignment(text, "--set"));
+        refuseUnusable(options.settings.back().first, options.settings.back().second);
+    }
+    for (const std::string& text : arguments.preferences) {
+        const auto [key, value] = assignment(text, "--prefer");
+        options.preferences.emplace_back(key, truth(value, "--prefer"));
+    }
+    return options;
+}
+
 /// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
 int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const char* const> arguments) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -236,14 +329,12 @@ int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const ch
 }  // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
-    run::Options options;
+    RunArguments runArguments;
+    RunArguments playArguments;
     ports::PortsOptions portsOptions;
     doctor::DoctorOptions doctorOptions;
     timeline::TimelineOptions timelineOptions;
     checkhost::CheckHostOptions checkHostOptions;
-    std::vector<std::string> settings;
-    std::vector<std::string> preferences;
-    bool webOpen = false;
 
     CLI::App app("cvhost loads the console driver and shows what a console on a serial port says to it.", "cvhost");
     app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
@@ -253,37 +344,8 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
     const CLI::App& doctor = addDoctor(app, doctorOptions);
     const CLI::App& timeline = addTimeline(app, timelineOptions);
     const CLI::App& checkHost = addCheckHost(app, checkHostOptions);
-
-    CLI::App& run = *app.add_subcommand("run", "Bring a console up and show its keys, wheel and lamps.");
-    run.footer(runFooter);
-    CLI::Option* desk = run.add_flag("--desk", options.desk, "Run against a simulated console inside this program");
-    addPort(run, options.port)->excludes(desk);
-    run.add_option_function<std::string>(
-           "--events", [&](const std::string& text) { options.events = events(text); },
-           "How to print what happens: as text for a person (the default), or as one JSON object a line")
-        ->type_name("text|json");
-    run.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
-    run.add_flag("--show", options.show, "Have the simulated console give a short show")->needs(desk);
-    addClip(run, options.clip);
-    run.add_option(
-           "--record", options.record,
-           "Record everything at the serial port in this file, which must not exist yet, or in a new file in this folder")
-        ->check(whyNoName)
-        ->type_name("FILE");
-    run.add_option_function<std::string>(
-           "--web", [&](const std::string& text) { options.web = addressOf(text); },
-           "Serve a page with the console on it, to this machine alone unless --web-open is given; port 0: any free one")
-        ->type_name("[ADDR:]PORT");
-    run.add_flag("--web-open", webOpen,
-                 "Let other machines reach the page at ADDR, where everyone on the network can press keys");
-    run.add_option_function<std::string>(
-           "--for", [&](const std::string& text) { options.time = seconds(text); }, "End after this time")
-        ->type_name("SECONDS");
-    run.add_option("--set", settings, "A setting, over the settings file")->type_name("KEY=VALUE")->expected(1)->take_all();
-    run.add_option("--prefer", preferences, "A preference, over the settings file; BOOL is true or false")
-        ->type_name("KEY=BOOL")
-        ->expected(1)
-        ->take_all();
+    const CLI::App& play = addPlay(app, playArguments);
+    addRun(app, runArguments);
 
     try {
         app.parse(argc, argv);
@@ -291,19 +353,10 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
         if (doctor.parsed()) return doctorOptions;
         if (timeline.parsed()) return timelineOptions;
         if (checkHost.parsed()) return checkHostOptions;
-        checkOpen(options.web, webOpen);
-        for (const std::string& text : settings) {
-            options.settings.push_back(assignment(text, "--set"));
-            refuseUnusable(options.settings.back().first, options.settings.back().second);
-        }
-        for (const std::string& text : preferences) {
-            const auto [key, value] = assignment(text, "--prefer");
-            options.preferences.emplace_back(key, truth(value, "--prefer"));
-        }
+        return complete(play.parsed() ? playArguments : runArguments);
     } catch (const CLI::ParseError& error) {
         return answer(app, error, {argv, static_cast<std::size_t>(argc)});
     }
-    return options;
 }
 
 }  // namespace cvhost

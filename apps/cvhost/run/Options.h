@@ -12,7 +12,7 @@
 
 namespace cvhost::run {
 
-/// Of `cvhost run`.
+/// Of `cvhost run` and `cvhost play`.
 struct Options {
     enum class Events { text, json };
 
@@ -21,7 +21,9 @@ struct Options {
     Events events = Events::text;
     bool wire = false;
     bool show = false;
-    /// What the transport plays.
+    /// What the console works in mpv; empty: the built-in clip.
+    std::string film;
+    /// The built-in clip.
     transport::Clip clip;
     /// Where everything at the serial port is recorded; empty: nowhere.
     std::string record;

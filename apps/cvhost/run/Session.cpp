@@ -19,6 +19,7 @@
 #include "apps/cvhost/report/Tee.h"
 #include "apps/cvhost/report/TextReport.h"
 #include "apps/cvhost/run/Advice.h"
+#include "apps/cvhost/transport/ClipDeck.h"
 #include "host/core/Events.h"
 #include "host/core/Failure.h"
 #include "host/core/KeyQueue.h"
@@ -104,9 +105,7 @@ Session::Session(Options options, common::RunClock start, common::MainLoop& wake
                                .broken = [&wake] { wake.signal(); }}),
       m_page(m_options.web ? std::make_unique<web::PageState>(start, m_options.desk) : nullptr),
       m_report(makeReport(m_options, m_output, start, m_page.get())),
-      m_monitor(*m_report, [&wake] { wake.signal(); }),
-      m_transport(m_options.clip, [] { return Clock::now().time_since_epoch(); }),
-      m_playheadNews(m_transport.state()) {}
+      m_monitor(*m_report, [&wake] { wake.signal(); }) {}
 
 Session::~Session() {
     guarded([this] { stop(); });
@@ -116,7 +115,7 @@ Session::~Session() {
 int Session::run() {
     if (!startRecording()) return common::exitStatus::usage;
     prepareHost();
-    if (!startConsole()) return common::exitStatus::none;
+    if (!startDeck() || !startConsole()) return common::exitStatus::none;
     live();
     const std::string why = better(m_diagnosis, diagnosis(m_monitor.state())).text;  // before the port is closed
     stop();
@@ -187,6 +186,24 @@ void Session::startDesk() {
     m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::move(line), std::move(watcher), keepFailure);
 }
 
+bool Session::startDeck() {
+    try {
+        if (m_options.film.empty()) {
+            m_deck = std::make_unique<transport::ClipDeck>(m_options.clip, [] { return Clock::now().time_since_epoch(); });
+        } else {
+            auto mpv = std::make_unique<map::MpvDeck>(m_options.film, [this] { m_wake.signal(); });
+            m_mpv = mpv.get();
+            m_deck = std::move(mpv);
+        }
+    } catch (const map::MpvFailure& failure) {
+        complain(failure.what());
+        return false;
+    }
+    m_transport.emplace(*m_deck);
+    m_playheadNews.emplace(m_deck->view().state);
+    return true;
+}
+
 bool Session::startConsole() {
     const std::string path = driver::driverPath();
     if (const std::string problem = m_plugin.load(path); !problem.empty()) {
@@ -200,7 +217,7 @@ bool Session::startConsole() {
     }
     m_console = std::make_unique<RestoringConsole>(
         *console, [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor.call(name, arguments); });
-    m_handlers = std::make_unique<Handlers>(*m_console, m_transport, m_monitor);
+    m_handlers = std::make_unique<Handlers>(*m_console, *m_transport, m_monitor);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
         m_show.emplace(Show::Stage{.console = *m_console,
@@ -216,7 +233,6 @@ bool Session::startConsole() {
 
 void Session::startWeb() {
     m_page->setLaw({.beyondPlay = beyondPlay()});
-    m_page->setClip(m_options.clip, m_transport.state());
     m_web = std::make_unique<web::WebServer>(
         *m_options.web, *m_page,
         web::WebActions({.page = *m_page, .console = *m_console, .desk = m_desk.get(), .line = m_line}));
@@ -232,6 +248,7 @@ void Session::live() {
         const auto timeout = std::min<std::chrono::duration<double>>(left, tick);
         const common::MainLoop::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
         if (cause == common::MainLoop::Cause::end || hasFailed()) return;
+        if (m_mpv != nullptr && m_mpv->ended()) return say("film", "mpv has ended");
 
         takeKeys();
         const RunState state = m_monitor.state();
@@ -310,17 +327,21 @@ void Session::advise(const RunState& state) {
 }
 
 void Session::moveTransport() {
-    const transport::View view = m_transport.advance(*m_console);
-    if (m_page) m_page->setWheel(view.wheel);
+    const transport::View view = m_transport->advance(*m_console);
     const transport::State& state = view.state;
-    if (!m_playheadNews.take(state, Clock::now().time_since_epoch())) return;
+    if (m_page) {
+        m_page->setWheel(m_console->wheel_enabled());
+        if (m_shownClip != view.clip) m_page->setClip(view.clip, state);
+        m_shownClip = view.clip;
+    }
+    if (!m_playheadNews->take(state, Clock::now().time_since_epoch())) return;
     m_monitor.tell([&](report::Report& report) {
         report.playhead({.frame = state.frame,
                          .place = view.place,
                          .speed = state.speed,
                          .markIn = state.markIn,
                          .markOut = state.markOut,
-                         .framesPerSecond = m_transport.clip().rate.nominal()});
+                         .framesPerSecond = view.clip.rate.nominal()});
     });
 }
 

@@ -12,6 +12,7 @@
 #include "apps/common/LineWriter.h"
 #include "apps/common/MainLoop.h"
 #include "apps/common/RunClock.h"
+#include "apps/cvhost/map/MpvDeck.h"
 #include "apps/cvhost/report/Report.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Handlers.h"
@@ -47,6 +48,7 @@ private:
     void applyOptions();
     void choosePorts();
     void startDesk();
+    bool startDeck();
     bool startConsole();
     void startWeb();
     void live();
@@ -81,8 +83,11 @@ private:
     RunMonitor m_monitor;
     lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
     std::unique_ptr<lines::DeskServer> m_desk;
-    transport::ConsoleTransport m_transport;
-    transport::PlayheadNews m_playheadNews;
+    std::unique_ptr<transport::Deck> m_deck;
+    map::MpvDeck* m_mpv = nullptr;  ///< the deck, when it is a film
+    std::optional<transport::ConsoleTransport> m_transport;
+    std::optional<transport::PlayheadNews> m_playheadNews;
+    std::optional<transport::Clip> m_shownClip;  ///< on the page
     std::unique_ptr<RestoringConsole> m_console;
     std::unique_ptr<Handlers> m_handlers;
     PluginLibrary m_plugin;

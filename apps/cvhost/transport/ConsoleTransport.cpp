@@ -12,52 +12,36 @@ constexpr int jogCode = 47;
 /// What a count moves the host by, in the host's own unit: this host's is a thousand frames.
 constexpr double framesPerUnit = 1000;
 constexpr double mostFramesPerCount = 10'000;
+constexpr double mostCounts = 1000;
+/// The console reports its wheel in ten-thousandths of a count; a gearing counts as exactly.
+constexpr std::int64_t parts = 10'000;
+
+static_assert(parts * parts == Playhead::jogParts);
 
 /// To a ten-thousandth; not a number counts as 0.
 std::int64_t tenThousandths(double value, double most) {
-    return std::isnan(value) ? 0 : std::llround(std::clamp(value, -most, most) * 10'000);
+    return std::isnan(value) ? 0 : std::llround(std::clamp(value, -most, most) * parts);
 }
 
 }  // namespace
 
-ConsoleTransport::ConsoleTransport(const Clip& clip, std::function<Time()> clock)
-    : m_clip(clip), m_clock(std::move(clock)), m_transport(clip, clip.frames / 2) {}
-
 void ConsoleTransport::handle(int code, iConsoleResource& console) {
-    if (code == keys::jog) console.wheel_enabled() ? console.disable_wheel() : console.enable_wheel();
-    const bool wheel = console.wheel_enabled();
-    const int ring = console.get_ispeed();
-    const std::int64_t turned = tenThousandths(console.get_jog_delta_exact(), 1000);
-    const std::int64_t step = tenThousandths(console.get_jog_gearing() * framesPerUnit, mostFramesPerCount);
-
-    const std::lock_guard lock(m_mutex);
-    const Time now = m_clock();
     switch (code) {
         case ringCode:
-            return m_transport.shuttle(ring, now);
+            return m_deck.shuttle(console.get_ispeed());
         case jogCode:
-            m_transport.setJogStep(step);
-            return m_transport.jog(turned, now);
+            return m_deck.jog(tenThousandths(console.get_jog_delta_exact(), mostCounts) *
+                              tenThousandths(console.get_jog_gearing() * framesPerUnit, mostFramesPerCount));
         case keys::jog:
-            return m_transport.wheel(wheel, now);
+            console.wheel_enabled() ? console.disable_wheel() : console.enable_wheel();
+            return m_deck.wheel(console.wheel_enabled());
         default:
-            return m_transport.key(code, now);
+            return m_deck.key(code);
     }
-}
-
-State ConsoleTransport::state() {
-    const std::lock_guard lock(m_mutex);
-    return m_transport.state();
 }
 
 View ConsoleTransport::advance(iConsoleResource& console) {
-    View view;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_transport.advance(m_clock());
-        view = {.state = m_transport.state(), .place = m_transport.place()};
-    }
-    view.wheel = console.wheel_enabled();
+    const View view = m_deck.view();
     if (std::exchange(m_shown, view.state.speed) != view.state.speed) console.show_ispeed(view.state.speed);
     return view;
 }

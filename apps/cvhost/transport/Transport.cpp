@@ -4,8 +4,6 @@
 
 namespace cvhost::transport {
 
-static_assert(Transport::countParts * Transport::countParts == Playhead::jogParts);
-
 Transport::Transport(const Clip& clip, std::int64_t frame) : m_clip(clip), m_playhead(clip, frame) {}
 
 void Transport::key(int code, Time now) {
@@ -22,9 +20,9 @@ void Transport::key(int code, Time now) {
         case keys::reverse:
             return runByKey(-playSpeed);
         case keys::markIn:
-            return setMark(true);
+            return m_marks.set(true, m_playhead.frame());
         case keys::markOut:
-            return setMark(false);
+            return m_marks.set(false, m_playhead.frame());
         default:
             return;
     }
@@ -42,7 +40,7 @@ void Transport::jog(std::int64_t parts, Time now) {
     advance(now);
     if (parts == 0) return;
     stopKeys();
-    m_playhead.jog(parts * m_jogStep);
+    m_playhead.jog(parts);
 }
 
 void Transport::wheel(bool on, Time now) {
@@ -73,11 +71,9 @@ void Transport::setSpeed(int speed) {
     m_speed = m_playhead.atEnd(speed) ? 0 : std::clamp(speed, -fastestSpeed, fastestSpeed);
 }
 
-/// A mark on the wrong side of the other takes it away.
-void Transport::setMark(bool in) {
-    const std::int64_t frame = m_playhead.frame();
-    (in ? m_markIn : m_markOut) = frame;
-    if (m_markIn && m_markOut && *m_markIn > *m_markOut) (in ? m_markOut : m_markIn).reset();
+void Marks::set(bool isIn, std::int64_t frame) {
+    (isIn ? in : out) = frame;
+    if (in && out && *in > *out) (isIn ? out : in).reset();
 }
 
 }  // namespace cvhost::transport

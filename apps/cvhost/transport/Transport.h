@@ -37,30 +37,32 @@ struct State {
     bool operator==(const State&) const = default;
 };
 
+struct Marks {
+    std::optional<std::int64_t> in{};
+    std::optional<std::int64_t> out{};
+
+    /// Sets one of them. On the wrong side of the other, it takes that one away.
+    void set(bool isIn, std::int64_t frame);
+};
+
 class Transport {
 public:
-    /// What a count of the jog wheel is divided into: the console reports ten-thousandths.
-    static constexpr std::int64_t countParts = 10'000;
-
     /// Begins stopped, at `frame`.
     Transport(const Clip& clip, std::int64_t frame);
-
-    /// How many ten-thousandths of a frame a count of the jog wheel moves; a frame at first. Up to 10^8 either way.
-    void setJogStep(std::int64_t step) { m_jogStep = step; }
 
     /// A key goes down; one that is not among those above does nothing.
     void key(int code, Time now);
     /// The ring asks for a speed; what it asked for before is not asked again.
     void shuttle(int speed, Time now);
-    /// The jog wheel has turned by `parts` (see countParts). What a key has started stops, what the ring asks for goes on.
-    /// No turn, as with each report of the ring, does nothing.
+    /// The jog wheel has turned by `parts` of a frame (see Playhead::jogParts). What a key has started stops, what the ring
+    /// asks for goes on. No turn, as with each report of the ring, does nothing.
     void jog(std::int64_t parts, Time now);
     /// The jog wheel has been switched on or off; on, what a key has started stops.
     void wheel(bool on, Time now);
     void advance(Time now);
 
     const Clip& clip() const { return m_clip; }
-    State state() const { return {m_playhead.frame(), m_speed, m_markIn, m_markOut}; }
+    State state() const { return {m_playhead.frame(), m_speed, m_marks.in, m_marks.out}; }
     /// The playhead's place in frames; for pictures.
     double place() const { return m_playhead.place(); }
 
@@ -68,17 +70,14 @@ private:
     void setSpeed(int speed);
     void runByKey(int speed);
     void stopKeys();
-    void setMark(bool in);
 
     const Clip m_clip;
     Playhead m_playhead;
-    std::int64_t m_jogStep = countParts;
     Time m_now = Time::min();  ///< up to which time has passed
     int m_speed = 0;
     int m_ring = 0;         ///< the speed that the ring last asked for
     bool m_byRing = false;  ///< the speed is the ring's, not a key's
-    std::optional<std::int64_t> m_markIn;
-    std::optional<std::int64_t> m_markOut;
+    Marks m_marks;
 };
 
 }  // namespace cvhost::transport

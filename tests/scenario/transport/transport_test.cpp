@@ -1,10 +1,12 @@
 // Hands on the desk, through the driver, to the playhead, and back to the desk's lamps.
 #include <gtest/gtest.h>
 
+#include "apps/cvhost/transport/ClipDeck.h"
 #include "apps/cvhost/transport/ConsoleTransport.h"
 #include "tests/support/Rig.h"
 
 using cvhost::transport::Clip;
+using cvhost::transport::ClipDeck;
 using cvhost::transport::ConsoleTransport;
 using cvhost::transport::State;
 
@@ -64,7 +66,8 @@ protected:
     }
 
     Rig rig;
-    ConsoleTransport m_transport{Clip{.frames = 2 * hour + 3, .rate = {25, 1}}, [this] { return rig.now(); }};
+    ClipDeck m_deck{Clip{.frames = 2 * hour + 3, .rate = {25, 1}}, [this] { return rig.now(); }};
+    ConsoleTransport m_transport{m_deck};
     Time m_handledAt{};
 };
 

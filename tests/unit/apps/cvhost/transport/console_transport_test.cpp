@@ -8,7 +8,10 @@
 #include <limits>
 #include <vector>
 
+#include "apps/cvhost/transport/ClipDeck.h"
+
 using cvhost::transport::Clip;
+using cvhost::transport::ClipDeck;
 using cvhost::transport::ConsoleTransport;
 using cvhost::transport::Time;
 using testing::ElementsAre;
@@ -70,7 +73,8 @@ protected:
 
     ValueConsole m_console;
     Time m_now = 1s;
-    ConsoleTransport m_transport{Clip{}, [this] { return m_now; }};
+    ClipDeck m_deck{Clip{}, [this] { return m_now; }};
+    ConsoleTransport m_transport{m_deck};
 };
 
 }  // namespace
@@ -110,9 +114,7 @@ TEST_F(ConsoleTransportTest, Handle_JogKey_SwitchesTheWheelAndStops) {
     m_transport.handle(playKey, m_console);
     m_transport.handle(jogKey, m_console);
     EXPECT_TRUE(m_console.wheel);
-    const auto view = m_transport.advance(m_console);
-    EXPECT_TRUE(view.wheel);
-    EXPECT_EQ(view.state.speed, 0);
+    EXPECT_EQ(m_transport.advance(m_console).state.speed, 0);
     m_transport.handle(jogKey, m_console);
     EXPECT_FALSE(m_console.wheel);
 }

@@ -27,7 +27,7 @@ void PrintTo(const State& state, std::ostream* out) {
 
 namespace {
 
-constexpr std::int64_t count = Transport::countParts;
+constexpr std::int64_t count = cvhost::transport::Playhead::jogParts;  ///< a frame
 
 State at(std::int64_t frame, int speed) { return {.frame = frame, .speed = speed, .markIn = {}, .markOut = {}}; }
 
@@ -142,10 +142,10 @@ TEST_F(TransportTest, Jog_WhileTheRingIsTurned_MovesAndTheRingGoesOn) {
 }
 
 TEST_F(TransportTest, Jog_FineCounts_AddUp) {
-    for (int i = 0; i < 7; ++i) EXPECT_EQ(jog(1428).frame, 7500);
-    EXPECT_EQ(jog(4).frame, 7501);  // 7 * 0.1428 + 0.0004 = 1
-    EXPECT_EQ(jog(-9999).frame, 7501);
-    EXPECT_EQ(jog(-1).frame, 7500);
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(jog(count / 10'000 * 1428).frame, 7500);
+    EXPECT_EQ(jog(count / 10'000 * 4).frame, 7501);  // 7 * 0.1428 + 0.0004 = 1
+    EXPECT_EQ(jog(-count / 10'000 * 9999).frame, 7501);
+    EXPECT_EQ(jog(-count / 10'000).frame, 7500);
 }
 
 TEST_F(TransportTest, Jog_FourHundredCountsEachWay_IsWhereItBegan) {
@@ -161,17 +161,6 @@ TEST_F(TransportTest, Jog_BehindTheEnds_StopsThereAndTurnsBackAtOnce) {
     EXPECT_EQ(transport.state().frame, 1);
     for (int i = 0; i < 200; ++i) transport.jog(127 * count, m_now);
     EXPECT_EQ(transport.state().frame, 14'999);
-}
-
-TEST_F(TransportTest, SetJogStep_OtherThanAFrame_MovesSoMuchACount) {
-    m_transport.setJogStep(25'000);
-    EXPECT_EQ(jog(count).frame, 7502);
-    EXPECT_EQ(jog(count).frame, 7505);
-    m_transport.setJogStep(-5'000);
-    EXPECT_EQ(jog(count).frame, 7505);
-    EXPECT_EQ(jog(count).frame, 7504);
-    m_transport.setJogStep(0);
-    EXPECT_EQ(jog(100 * count).frame, 7504);
 }
 
 TEST_F(TransportTest, Wheel_SwitchedOn_StopsWhatRuns) {

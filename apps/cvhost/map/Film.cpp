@@ -1,0 +1,176 @@
+#include "apps/cvhost/map/Film.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace cvhost::map {
+namespace {
+
+using Json = nlohmann::json;
+namespace keys = transport::keys;
+
+constexpr std::array properties{"pause", "speed", "play-dir", "time-pos", "eof-reached", "duration", "container-fps"};
+constexpr int seekRequest = 1;
+constexpr double slowest = 0.01;  ///< that mpv plays
+constexpr double fastest = 100;
+
+std::string command(std::initializer_list<Json> words, int request = 0) {
+    return Json{{"command", Json::array_t(words)}, {"request_id", request}}.dump(-1, ' ', false,
+                                                                                 Json::error_handler_t::replace) +
+           '\n';
+}
+
+double number(const Json& value, double otherwise) { return value.is_number() ? value.get<double>() : otherwise; }
+
+}  // namespace
+
+std::optional<transport::Rate> rateOf(double framesPerSecond) {
+    if (!(framesPerSecond >= 1 && framesPerSecond <= 240)) return std::nullopt;
+    const auto whole = std::llround(framesPerSecond);
+    const auto ntsc = std::llround(framesPerSecond * 1.001);
+    const double offWhole = std::abs(framesPerSecond - static_cast<double>(whole));
+    const double offNtsc = std::abs(framesPerSecond - static_cast<double>(ntsc) / 1.001);
+    if (offWhole < 0.004 && offWhole <= offNtsc) return transport::Rate{whole, 1};
+    if (offNtsc < 0.004) return transport::Rate{ntsc * 1000, 1001};
+    return transport::rate(std::to_string(std::llround(framesPerSecond * 1000)) + "/1000");
+}
+
+void Film::key(int code) {
+    switch (code) {
+        case keys::fastForward:
+            return run(transport::fastSpeed);
+        case keys::fastReverse:
+            return run(-transport::fastSpeed);
+        case keys::play:
+            return run(transport::playSpeed);
+        case keys::stop:
+            return run(0);
+        case keys::reverse:
+            return run(-transport::playSpeed);
+        case keys::markIn:
+            return m_marks.set(true, m_playhead.frame());
+        case keys::markOut:
+            return m_marks.set(false, m_playhead.frame());
+        default:
+            return;
+    }
+}
+
+void Film::shuttle(int speed) {
+    if (speed == m_ring) return;
+    m_ring = speed;
+    run(speed);
+}
+
+void Film::run(int speed) { m_run = speed; }
+
+void Film::jog(std::int64_t parts) {
+    if (parts == 0 || m_duration <= 0) return;
+    if (m_run.value_or(speed()) != 0) run(0);
+    m_playhead.jog(parts);
+    m_seekDue = true;
+}
+
+void Film::wheel(bool on) {
+    if (on && m_run.value_or(speed()) != 0) run(0);
+}
+
+std::string Film::takeCommands() {
+    std::string text;
+    if (!std::exchange(m_greeted, true)) {
+        int id = 1;
+        for (const char* property : properties) text += command({"observe_property", id++, property});
+    }
+    if (m_run) {
+        const int speed = *std::exchange(m_run, std::nullopt);
+        if (speed == 0) text += command({"set_property", "pause", true});
+        const double times = speed == 0 ? 1.0 : std::abs(speed) / double{transport::playSpeed};
+        text += command({"set_property", "speed", std::clamp(times, slowest, fastest)});
+        if (std::exchange(m_sentBackward, speed < 0) != (speed < 0)) {
+            text += command({"set_property", "play-dir", speed < 0 ? "backward" : "forward"});
+            if (speed == 0) m_seekDue = true;  // turning round shows another frame
+        }
+        if (speed != 0) text += command({"set_property", "pause", false});
+    }
+    if (m_seekDue && !m_seekSent && m_duration > 0) {
+        m_seekDue = false;
+        m_seekSent = true;
+        m_seekAnswered = false;
+        text += command({"set_property", "time-pos", secondsOf(m_playhead.frame())}, seekRequest);
+    }
+    return text;
+}
+
+void Film::hear(std::string_view line) {
+    const Json message = Json::parse(line, nullptr, false);
+    if (!message.is_object()) return;
+    const auto member = [&](const char* name) {
+        const auto found = message.find(name);
+        return found == message.end() ? Json() : *found;
+    };
+    const Json event = member("event");
+    if (event == "property-change") {
+        const Json name = member("name");
+        if (name.is_string()) change(name.get_ref<const std::string&>(), member("data"));
+    } else if (event == "playback-restart") {
+        if (m_seekAnswered) m_seekSent = false;
+    } else if (event.is_null() && member("request_id") == seekRequest) {
+        m_seekAnswered = true;
+        if (member("error") != "success") m_seekSent = false;
+    }
+}
+
+void Film::change(std::string_view property, const Json& value) {
+    if (property == "pause") m_paused = value == true;
+    if (property == "eof-reached") m_atEnd = value == true;
+    if (property == "play-dir") m_backward = value == "backward";
+    if (property == "speed") m_speed = number(value, 1);
+    if (property == "duration") m_duration = std::max(number(value, 0), 0.0);
+    if (property == "container-fps") m_rate = number(value, 0);
+    if (property == "duration" || property == "container-fps") measure();
+    if (property == "time-pos" && value.is_number()) setTime(value.get<double>());
+}
+
+void Film::measure() {
+    transport::Clip clip;
+    clip.rate = rateOf(m_rate).value_or(transport::Rate{});
+    const double rate = static_cast<double>(clip.rate.numerator) / static_cast<double>(clip.rate.denominator);
+    const double frames = std::clamp(std::round(m_duration * rate), 1.0, static_cast<double>(transport::Clip::mostFrames));
+    clip.frames = static_cast<std::int64_t>(frames);
+    if (clip == m_clip) return;
+    m_clip = clip;
+    m_playhead = transport::Playhead(clip, m_playhead.frame());
+}
+
+/// A time that is not the target's, while no target is on its way, was chosen by somebody else or by time itself.
+void Film::setTime(double seconds) {
+    if (m_seekDue || m_seekSent) return;
+    const double frames =
+        seconds * static_cast<double>(m_clip.rate.numerator) / static_cast<double>(m_clip.rate.denominator);
+    const auto frame =
+        static_cast<std::int64_t>(std::clamp(std::round(frames), 0.0, static_cast<double>(m_clip.lastFrame())));
+    if (frame != m_playhead.frame()) m_playhead = transport::Playhead(m_clip, frame);
+}
+
+double Film::secondsOf(std::int64_t frame) const {
+    return static_cast<double>(frame * m_clip.rate.denominator) / static_cast<double>(m_clip.rate.numerator);
+}
+
+int Film::speed() const {
+    if (m_paused || m_atEnd || m_duration <= 0) return 0;
+    const double speed =
+        std::clamp(m_speed, 0.0, double{transport::fastestSpeed} / transport::playSpeed) * transport::playSpeed;
+    return static_cast<int>(std::lround(m_backward ? -speed : speed));
+}
+
+transport::View Film::view() const {
+    return {.clip = m_clip,
+            .state = {.frame = m_playhead.frame(), .speed = speed(), .markIn = m_marks.in, .markOut = m_marks.out},
+            .place = static_cast<double>(m_playhead.frame())};
+}
+
+}  // namespace cvhost::map

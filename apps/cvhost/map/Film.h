@@ -1,0 +1,70 @@
+// A film in mpv, as far as a console works it: what the hands do and what mpv says comes in, what mpv is asked to do goes
+// out. No I/O, no clock.
+//
+// What shows is mpv's own state, whoever changed it. A jog movement is an absolute target: the frame of the last target and
+// the counts since. One target at a time is on its way, and the newest one follows it; the others are never sent.
+//
+// Threads: one at a time.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "apps/cvhost/transport/Deck.h"
+
+namespace cvhost::map {
+
+class Film {
+public:
+    // The hands; see transport::Transport. A jog movement stops what the ring has started, too.
+
+    void key(int code);
+    void shuttle(int speed);
+    void jog(std::int64_t parts);
+    void wheel(bool on);
+
+    /// A line that mpv has sent; one that cannot be read, or says something else, changes nothing.
+    void hear(std::string_view line);
+    /// The commands that are due, a line each; they count as sent.
+    std::string takeCommands();
+
+    /// As mpv has last said.
+    transport::View view() const;
+
+private:
+    void run(int speed);
+    void change(std::string_view property, const nlohmann::json& value);
+    void measure();
+    void setTime(double seconds);
+    double secondsOf(std::int64_t frame) const;
+    int speed() const;
+
+    bool m_greeted = false;
+
+    // As mpv says.
+    bool m_paused = true;
+    bool m_atEnd = false;
+    bool m_backward = false;
+    double m_speed = 1;
+    double m_rate = 0;      ///< frames a second
+    double m_duration = 0;  ///< seconds; 0 until the film is open
+
+    // What mpv is to do.
+    std::optional<int> m_run;     ///< a speed that has not been sent
+    bool m_sentBackward = false;  ///< the direction that was sent last
+    bool m_seekDue = false;       ///< to the playhead's frame
+    bool m_seekSent = false;      ///< mpv has not finished the last one
+    bool m_seekAnswered = false;  ///< mpv has taken it
+    int m_ring = 0;               ///< the speed that the ring last asked for
+
+    transport::Clip m_clip;
+    transport::Playhead m_playhead{transport::Clip{}, 0};
+    transport::Marks m_marks;
+};
+
+/// The rate that a container's frames a second stand for: 23.976 is 24000/1001. Nothing if it is out of range.
+std::optional<transport::Rate> rateOf(double framesPerSecond);
+
+}  // namespace cvhost::map

@@ -1,0 +1,39 @@
+// mpv as a child process, with its JSON interface on a socket that nobody else can reach. It quits when the socket closes,
+// so also when this program is gone.
+//
+// Threads: one at a time.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <string>
+
+#include "lines/FileDescriptor.h"
+
+namespace cvhost::map {
+
+/// Why mpv does not run, in a sentence without its full stop.
+struct MpvFailure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class MpvProcess {
+public:
+    /// Opens the file `film` in mpv, paused at its first frame. Throws MpvFailure.
+    explicit MpvProcess(const std::string& film);
+    MpvProcess(const MpvProcess&) = delete;
+    MpvProcess& operator=(const MpvProcess&) = delete;
+    /// Closes the socket and waits for mpv's end; kills it if it does not end.
+    ~MpvProcess();
+
+    /// Non-blocking.
+    int socket() const { return m_socket.get(); }
+
+private:
+    lines::FileDescriptor m_socket;
+    pid_t m_process = -1;
+};
+
+}  // namespace cvhost::map
