@@ -56,19 +56,4 @@ private:
     std::atomic<bool> m_ended = false;
 };
 
-/// Whether `call()`, made on a thread of its own, returns within `limit`. A thread that does not is left alone, with all
-/// that belongs to it; `call` must own what it uses.
-template <class Call>
-bool returnsWithin(milliseconds limit, Call call) {
-    auto body = [call = std::move(call)](BasicThread&) mutable { call(); };
-    auto* const task = new Task<decltype(body)>(std::move(body));
-    if (!task->begin()) {
-        delete task;
-        return false;
-    }
-    if (!task->endsWithin(limit)) return false;
-    delete task;
-    return true;
-}
-
 }  // namespace hostcheck

@@ -44,7 +44,9 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
     World& world =
         enter("comms_port_open", "comms_port_open(\"" + wanted + "\", " + std::to_string(baud) + ", " +
                                      std::to_string(dataBits) + ", '" + parity + "', " + std::to_string(stopBits) + ")");
-    return {world.serial().open(wanted).get()};
+    const Cv::Ptr<Port> port = world.serial().open(wanted);
+    if (port) port->line.setLine({.baud = baud, .dataBits = dataBits, .parity = parity, .stopBits = stopBits});
+    return {port.get()};
 }
 
 void comms_port_close(Cv::Ptr<CommsPort> port) {

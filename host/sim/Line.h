@@ -73,6 +73,9 @@ public:
     /// False when the write fails.
     bool send(std::span<const unsigned char> bytes);
     void setRts(int level);
+    void setLine(const desk::LineSettings& settings) {
+        if (m_peer != nullptr) m_peer->setLine(settings);
+    }
     /// When the last byte sent has left.
     Time sendingEnds() const { return m_sendingEnds; }
 

@@ -22,6 +22,8 @@ public:
     virtual ~Peer() = default;
     virtual void receive(unsigned char byte, Time now) = 0;
     virtual void setRts(bool high, Time now) = 0;
+    /// The host has opened the port with these settings.
+    virtual void setLine(const desk::LineSettings& settings) { static_cast<void>(settings); }
     virtual std::optional<desk::TimedByte> takeOutput(Time now) = 0;
     virtual std::optional<Time> nextEvent() const = 0;
     /// How long a byte takes on the line towards the peer.
