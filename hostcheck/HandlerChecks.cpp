@@ -146,7 +146,7 @@ Outcome exitInHandler() {
     const Place place(handler);
     if (!place.found()) return noPlace();
     state.code = place.code();
-    sleepFor(milliseconds(60));
+    port.settle();
     port.setOnCall(
         [](Port&, void*) {
             if (state.begun.exchange(true)) return;

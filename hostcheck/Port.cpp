@@ -63,7 +63,13 @@ int Port::send(const char* text) { return send({reinterpret_cast<const unsigned 
 
 int Port::take() {
     unsigned char byte = 0;
-    return comms_getc(m_handle, &byte) == 0 ? byte : -1;
+    if (comms_getc(m_handle, &byte) != 0) return -1;
+    ++m_taken;
+    return byte;
+}
+
+void Port::settle() {
+    waitUntil([this] { return m_calls >= m_taken; }, atOnce);
 }
 
 bool Port::readLine(Text& line) {

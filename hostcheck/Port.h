@@ -54,6 +54,8 @@ public:
     /// Has bytes come in: 0, 1, ... 255, 0, ... `count` in all, at most 1024.
     void request(unsigned count);
 
+    /// Waits until each byte that was taken has had its call: the calls counted from now on are for bytes to come.
+    void settle();
     /// Calls of the receive callback so far.
     unsigned calls() const { return m_calls; }
     /// Has `onCall` called in each callback; null: nothing. Set it while nothing arrives.
@@ -74,6 +76,7 @@ private:
     FarEnd m_farEnd = FarEnd::none;
     bool m_rts = false;
     std::atomic<unsigned> m_calls = 0;
+    std::atomic<unsigned> m_taken = 0;
     std::atomic<OnCall> m_onCall = nullptr;
     std::atomic<void*> m_context = nullptr;
 };

@@ -50,14 +50,14 @@ Outcome endWaits() {
     Task task([&](auto& self) {
         running = true;
         waitUntil([&] { return !self.wanted(); }, atOnce);
-        sleepFor(milliseconds(100));
+        sleepFor(milliseconds(300));
     });
     if (!task.begin()) return notTried("no thread to be had");
     waitUntil([&] { return running.load(); }, atOnce);
     task.endThread();
     const bool waited = task.ended();
     task.endsWithin(2 * atOnce);
-    return waited ? pass() : fail("endThread returned 100 ms before the body did");
+    return waited ? pass() : fail("endThread returned 300 ms before the body did");
 }
 
 Outcome twice() {

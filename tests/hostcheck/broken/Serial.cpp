@@ -213,7 +213,7 @@ int comms_putchs(Port port, unsigned char* bytes, int count) {
     if (breaks("serial-writers")) {
         for (int i = 0; i < count; ++i) {
             if (realSend(port, data + i, 1) != 0) return -1;
-            std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
         }
         return 0;
     }
