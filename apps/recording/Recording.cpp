@@ -13,7 +13,7 @@
 namespace recording {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 using Kind = Event::Kind;
 
 constexpr std::string_view formatName = "cvhost serial recording";
@@ -75,40 +75,62 @@ std::optional<std::string> bytesOfText(const std::string& text) {
     return bytes;
 }
 
-std::string dumped(const Json& line) { return line.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n'; }
+/// A line as text: a tree's destructor asks for memory, and ends the program when there is none.
+class Writer {
+public:
+    /// `leaf`: a value without others in it.
+    void add(std::string_view name, const Json& leaf) {
+        addText(name, leaf.dump(-1, ' ', true, Json::error_handler_t::replace));
+    }
+    void add(std::string_view name, const std::vector<int>& numbers) {
+        std::string list;
+        for (const int number : numbers) list += (list.empty() ? "" : ",") + std::to_string(number);
+        addText(name, '[' + list + ']');
+    }
+    std::string line() const { return m_text + "}\n"; }
 
-void addMembers(const Event& event, Json& line) {
+private:
+    void addText(std::string_view name, const std::string& value) {
+        m_text += m_text.empty() ? "{\"" : ",\"";
+        m_text += name;
+        m_text += "\":" + value;
+    }
+
+    std::string m_text;
+};
+
+void addMembers(const Event& event, Writer& line) {
     switch (event.kind) {
         case Kind::opening:
-            line["port"] = event.port;
-            line["baud"] = event.line.baud;
-            line["data_bits"] = event.line.dataBits;
-            line["parity"] = std::string(1, event.line.parity);
-            line["stop_bits"] = event.line.stopBits;
+            line.add("port", event.port);
+            line.add("baud", event.line.baud);
+            line.add("data_bits", event.line.dataBits);
+            line.add("parity", std::string(1, event.line.parity));
+            line.add("stop_bits", event.line.stopBits);
             break;
         case Kind::open:
         case Kind::closed:
         case Kind::lost:
-            line["port"] = event.port;
+            line.add("port", event.port);
             break;
         case Kind::trouble:
-            line["port"] = event.port;
-            line["text"] = event.text;
+            line.add("port", event.port);
+            line.add("text", event.text);
             break;
         case Kind::tx:
         case Kind::rx:
         case Kind::added:
-            line["bytes"] = textOfBytes(event.text);
+            line.add("bytes", textOfBytes(event.text));
             break;
         case Kind::rts:
-            line["level"] = event.number;
+            line.add("level", event.number);
             break;
         case Kind::call:
-            line["name"] = event.text;
-            line["arguments"] = event.arguments;
+            line.add("name", event.text);
+            line.add("arguments", event.arguments);
             break;
         case Kind::key:
-            line["code"] = event.number;
+            line.add("code", event.number);
             break;
     }
 }
@@ -283,9 +305,11 @@ Recording read(std::string_view text) {
 Recording readFile(const std::string& path) { return read(textOf(path)); }
 
 std::string lineFor(const Event& event) {
-    Json line{{"t", event.at.count()}, {"event", nameOf(event.kind)}};
+    Writer line;
+    line.add("t", event.at.count());
+    line.add("event", nameOf(event.kind));
     addMembers(event, line);
-    return dumped(line);
+    return line.line();
 }
 
 std::string headerLine(const std::string& program, std::chrono::system_clock::time_point started) {
@@ -293,7 +317,12 @@ std::string headerLine(const std::string& program, std::chrono::system_clock::ti
     std::tm utc{};
     std::array<char, 32> time{};
     if (::gmtime_r(&seconds, &utc) != nullptr) std::strftime(time.data(), time.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return dumped(Json{{"format", formatName}, {"version", formatVersion}, {"program", program}, {"started", time.data()}});
+    Writer line;
+    line.add("format", formatName);
+    line.add("version", formatVersion);
+    line.add("program", program);
+    line.add("started", time.data());
+    return line.line();
 }
 
 }  // namespace recording

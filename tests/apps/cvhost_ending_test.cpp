@@ -332,6 +332,23 @@ TEST_F(CvhostTest, Run_NoMemoryOnTheReceiveThread_SaysSoAndLeavesTheConsoleDark)
     EXPECT_TRUE(becomes(desk.server, isDark));
 }
 
+/// The page's picture and a recording are made on the thread that something happens on.
+TEST_F(CvhostTest, Run_NoMemoryForThePageAndTheRecording_SaysSoAndLeavesTheConsoleDark) {
+    SeenDesk desk;
+    for (const std::string thread : {"ConsInit", "rx "}) {
+        const std::string when = m_folder.path() / thread;
+        Process host(starved(cvhost({"--events", "json", "--port", desk.name, "--web", "0", "--record", when + ".jsonl"}),
+                             thread, when));
+        if (thread == "rx ") waitFor(host, {{"event", "active"}});
+        waitFor(host, {{"event", "log"}});
+        m_folder.write(thread, "");
+        desk.server.operate([](desk::Desk& console, desk::Time now) { console.tap('E', now); });
+        EXPECT_EQ(host.wait(), 1) << thread;
+        EXPECT_THAT(host.errors(), HasSubstr("cvhost: a thread has failed: std::bad_alloc; see whether")) << thread;
+        EXPECT_TRUE(becomes(desk.server, isDark)) << thread;
+    }
+}
+
 TEST_F(CvhostTest, Run_NoMemoryOnTheMainThread_SaysSoAndLeavesTheConsoleDark) {
     SeenDesk desk;
     Process host(starved(cvhost({"--events", "json", "--port", desk.name}), "cvhost", m_folder.path() / "now"));

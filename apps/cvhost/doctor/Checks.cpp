@@ -1,14 +1,14 @@
 #include "apps/cvhost/doctor/Checks.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "apps/common/Escape.h"
+#include "apps/common/JsonText.h"
 
 namespace cvhost::doctor {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = common::JsonText;
 
 std::string_view jsonName(Check::Result result) {
     switch (result) {
@@ -68,14 +68,14 @@ std::string checkText(const Check& check, bool colour) {
 }
 
 std::string checksJson(std::string_view port, std::span<const Check> checks) {
-    Json list = Json::array();
+    std::vector<Json> list;
     for (const Check& check : checks) {
-        Json entry{{"id", nameOf(check.id)}, {"result", jsonName(check.result)}, {"text", check.text}};
-        if (!check.next.empty()) entry["next"] = check.next;
+        Json entry = Json::object({{"id", nameOf(check.id)}, {"result", jsonName(check.result)}, {"text", check.text}});
+        if (!check.next.empty()) entry.add("next", check.next);
         list.push_back(std::move(entry));
     }
-    const Json all{{"port", port}, {"checks", std::move(list)}, {"result", jsonName(worst(checks))}};
-    return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    const auto all = Json::object({{"port", port}, {"checks", Json::list(list)}, {"result", jsonName(worst(checks))}});
+    return all.indented() + "\n";
 }
 
 Check::Result worst(std::span<const Check> checks) {

@@ -9,15 +9,15 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "apps/common/Escape.h"
+#include "apps/common/JsonText.h"
 
 namespace cvhost::ports {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = common::JsonText;
 
 /// The file that `name` leads to; `name` itself when there is none.
 std::string resolved(const std::string& name) {
@@ -108,26 +108,27 @@ Json textOrNull(const std::string& text) { return text.empty() ? Json() : Json(t
 
 Json jsonOf(const SurveyedPort& port) {
     const MachinePort& machine = port.machine;
-    Json json{{"name", machine.node},
-              {"description", machine.product ? Json(*machine.product) : Json()},
-              {"usb_vendor", textOrNull(machine.vendorId)},
-              {"usb_product", textOrNull(machine.productId)},
-              {"serial_number", textOrNull(machine.serialNumber)},
-              {"by_path", textOrNull(machine.byPath)},
-              {"driver", textOrNull(machine.driver)},
-              {"latency_ms", machine.latencyMs ? Json(*machine.latencyMs) : Json()},
-              {"access", Json()},
-              {"held_by", Json::array()}};
+    Json rights;
     if (const auto& access = port.access) {
-        json["access"] = {{"owner", access->owner},
-                          {"group", access->group},
-                          {"mode", octal(access->mode)},
-                          {"user", access->user},
-                          {"allowed", access->allowed}};
+        rights = Json::object({{"owner", access->owner},
+                               {"group", access->group},
+                               {"mode", octal(access->mode)},
+                               {"user", access->user},
+                               {"allowed", access->allowed}});
     }
+    std::vector<Json> holders;
     for (const PortHolder& holder : port.holders)
-        json["held_by"].push_back({{"pid", holder.process}, {"program", holder.program}, {"how", holder.how}});
-    return json;
+        holders.push_back(Json::object({{"pid", holder.process}, {"program", holder.program}, {"how", holder.how}}));
+    return Json::object({{"name", machine.node},
+                         {"description", machine.product ? Json(*machine.product) : Json()},
+                         {"usb_vendor", textOrNull(machine.vendorId)},
+                         {"usb_product", textOrNull(machine.productId)},
+                         {"serial_number", textOrNull(machine.serialNumber)},
+                         {"by_path", textOrNull(machine.byPath)},
+                         {"driver", textOrNull(machine.driver)},
+                         {"latency_ms", machine.latencyMs ? Json(*machine.latencyMs) : Json()},
+                         {"access", rights},
+                         {"held_by", Json::list(holders)}});
 }
 
 }  // namespace
@@ -189,12 +190,11 @@ std::string portsText(const std::vector<SurveyedPort>& ports, const PortChoice& 
 }
 
 std::string portsJson(const std::vector<SurveyedPort>& ports, const PortChoice& choice) {
-    Json list = Json::array();
+    std::vector<Json> list;
     for (const SurveyedPort& port : ports) list.push_back(jsonOf(port));
-    const Json all{
-        {"ports", std::move(list)},
-        {"choice", {{"name", textOrNull(choice.name)}, {"why", jsonName(choice.why)}, {"text", conclusion(ports, choice)}}}};
-    return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    const auto chosen = Json::object(
+        {{"name", textOrNull(choice.name)}, {"why", jsonName(choice.why)}, {"text", conclusion(ports, choice)}});
+    return Json::object({{"ports", Json::list(list)}, {"choice", chosen}}).indented() + "\n";
 }
 
 }  // namespace cvhost::ports

@@ -6,16 +6,16 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "apps/common/Escape.h"
+#include "apps/common/JsonText.h"
 #include "apps/common/KeyCodes.h"
 
 namespace cvhost::web {
 namespace {
 
-using Json = nlohmann::json;
+using Json = common::JsonText;
 
 constexpr std::size_t longestText = 600;
 constexpr double sampleEvery = 1.0 / 30;
@@ -29,7 +29,7 @@ std::string shown(std::string_view text) {
 
 double rounded(double value, double places) { return std::isfinite(value) ? std::round(value * places) / places : 0; }
 
-std::string text(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+std::string text(std::initializer_list<Json::Member> members) { return Json::object(members).text(); }
 
 std::string_view nameOf(wire::StartupTrace::State state) {
     switch (state) {
@@ -153,8 +153,8 @@ bool PageState::hasNews(const Position& position) const {
 
 std::string PageState::news(Position& position) {
     const std::lock_guard lock(m_mutex);
-    std::string out = "{\"state\":" + stateJson();
-    if (position.change == 0) out += ",\"law\":" + lawJson();
+    std::string out = "{\"state\":" + stateJson().text();
+    if (position.change == 0) out += ",\"law\":" + lawJson().text();
     out += ",\"log\":" + m_log.news(position.log);
     out += ",\"wire\":" + m_wire.news(position.wire);
     out += ",\"keys\":" + m_keys.news(position.keys);
@@ -237,7 +237,7 @@ void PageState::addSample() {
     const double now = m_start.seconds();
     if (now - m_sampled < sampleEvery) return;
     m_sampled = now;
-    m_samples.add(text({rounded(now, 1000), m_playhead.speed, rounded(m_jogTotal, 10000)}));
+    m_samples.add(Json::list({rounded(now, 1000), m_playhead.speed, rounded(m_jogTotal, 10000)}).text());
 }
 
 void PageState::active(int version) {
@@ -248,75 +248,74 @@ void PageState::active(int version) {
     });
 }
 
-std::string PageState::stateJson() const {
+common::JsonText PageState::stateJson() const {
     static constexpr std::array<std::string_view, 4> links{"looking", "starting", "active", "lost"};
     const wire::ConsoleLook& look = m_reader.look();
     const wire::ConsoleLook& lit = m_embedded ? m_desk : look;
-    Json held = Json::array();
+    std::vector<Json> held;
     for (int code = 0; code < wire::ConsoleLook::keys; ++code) {
         if (look.held.at(static_cast<std::size_t>(code))) held.push_back(code);
     }
-    Json state{{"run", m_run},
-               {"t", rounded(m_start.seconds(), 1000)},
-               {"link", links.at(static_cast<std::size_t>(m_link))},
-               {"port", m_port},
-               {"version", m_version},
-               {"inputIgnored", m_link == Link::active && report::ignoresInput(m_version)},
-               {"met8", m_reader.packets().onlyVersion8()},
-               {"wheelIgnored", m_reader.packets().statusIgnored()},
-               {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},
-               {"deskWheel", lit.wheel},
-               {"held", std::move(held)},
-               {"ring", look.ring},
-               {"turned", rounded(look.turned, 10000)},
-               {"speed", m_playhead.speed},
-               {"jog", m_jog},
-               {"jogTotal", rounded(m_jogTotal, 10000)},
-               {"wheel", m_wheel && m_link == Link::active},
-               {"embedded", m_embedded}};
+    Json state = Json::object({{"run", m_run},
+                               {"t", rounded(m_start.seconds(), 1000)},
+                               {"link", links.at(static_cast<std::size_t>(m_link))},
+                               {"port", m_port},
+                               {"version", m_version},
+                               {"inputIgnored", m_link == Link::active && report::ignoresInput(m_version)},
+                               {"met8", m_reader.packets().onlyVersion8()},
+                               {"wheelIgnored", m_reader.packets().statusIgnored()},
+                               {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},
+                               {"deskWheel", lit.wheel},
+                               {"held", Json::list(held)},
+                               {"ring", look.ring},
+                               {"turned", rounded(look.turned, 10000)},
+                               {"speed", m_playhead.speed},
+                               {"jog", m_jog},
+                               {"jogTotal", rounded(m_jogTotal, 10000)},
+                               {"wheel", m_wheel && m_link == Link::active},
+                               {"embedded", m_embedded}});
     if (m_embedded) {
-        state["faults"] = {{"plugged", m_faults.plugged},
-                           {"noise", m_faults.noisy},
-                           {"silent", m_faults.silent},
-                           {"firmware", m_faults.firmware},
-                           {"model", m_faults.model == desk::Model::V4 ? "V4" : "other"}};
+        state.add("faults", Json::object({{"plugged", m_faults.plugged},
+                                          {"noise", m_faults.noisy},
+                                          {"silent", m_faults.silent},
+                                          {"firmware", m_faults.firmware},
+                                          {"model", m_faults.model == desk::Model::V4 ? "V4" : "other"}}));
     }
-    std::string out = text(state);
-    out.pop_back();
-    out += ",\"transport\":" + transportJson();
-    return out += ",\"steps\":" + stepsJson() + '}';
+    state.add("transport", transportJson());
+    state.add("steps", stepsJson());
+    return state;
 }
 
-std::string PageState::transportJson() const {
+common::JsonText PageState::transportJson() const {
     const auto mark = [](std::optional<std::int64_t> frame) { return frame ? Json(*frame) : Json(nullptr); };
-    return text({{"frames", m_clip.frames},
-                 {"rate", {m_clip.rate.numerator, m_clip.rate.denominator}},
-                 {"frame", m_playhead.frame},
-                 {"place", m_playhead.place},
-                 {"at", rounded(m_playheadAt, 1000)},
-                 {"speed", m_playhead.speed},
-                 {"in", mark(m_playhead.markIn)},
-                 {"out", mark(m_playhead.markOut)}});
+    return Json::object({{"frames", m_clip.frames},
+                         {"rate", Json::list({m_clip.rate.numerator, m_clip.rate.denominator})},
+                         {"frame", m_playhead.frame},
+                         {"place", m_playhead.place},
+                         {"at", rounded(m_playheadAt, 1000)},
+                         {"speed", m_playhead.speed},
+                         {"in", mark(m_playhead.markIn)},
+                         {"out", mark(m_playhead.markOut)}});
 }
 
-std::string PageState::stepsJson() const {
-    Json steps = Json::array();
+common::JsonText PageState::stepsJson() const {
+    std::vector<Json> steps;
     for (const wire::StartupTrace::Step& step : m_steps.steps()) {
-        steps.push_back(
-            {{"name", step.name}, {"state", nameOf(step.state)}, {"t", rounded(step.at, 1000)}, {"text", step.text}});
+        steps.push_back(Json::object(
+            {{"name", step.name}, {"state", nameOf(step.state)}, {"t", rounded(step.at, 1000)}, {"text", step.text}}));
     }
-    return text(steps);
+    return Json::list(steps);
 }
 
-std::string PageState::lawJson() const {
-    Json speeds = Json::array();
+common::JsonText PageState::lawJson() const {
+    std::vector<Json> speeds;
     for (int position = 0; position <= 255; ++position) speeds.push_back(m_law.speed(position));
-    return text({{"multiplier", rounded(m_law.beyondPlay, 10000)},
-                 {"centre", wire::ShuttleLaw::centre},
-                 {"deadBand", wire::ShuttleLaw::deadBand},
-                 {"detentBegins", wire::ShuttleLaw::detentBegins},
-                 {"detentEnds", wire::ShuttleLaw::detentEnds},
-                 {"speeds", std::move(speeds)}});
+    return Json::object({{"multiplier", rounded(m_law.beyondPlay, 10000)},
+                         {"centre", wire::ShuttleLaw::centre},
+                         {"deadBand", wire::ShuttleLaw::deadBand},
+                         {"detentBegins", wire::ShuttleLaw::detentBegins},
+                         {"detentEnds", wire::ShuttleLaw::detentEnds},
+                         {"speeds", Json::list(speeds)}});
 }
 
 }  // namespace cvhost::web

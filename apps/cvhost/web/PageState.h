@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 
+#include "apps/common/JsonText.h"
 #include "apps/common/RunClock.h"
 #include "apps/cvhost/report/Report.h"
 #include "apps/cvhost/transport/Transport.h"
@@ -97,10 +98,10 @@ private:
     void addLog(std::string_view heading, std::string_view line);
     void addMessage(const wire::WireMessage& message);
     void addSample();
-    std::string stateJson() const;
-    std::string stepsJson() const;
-    std::string lawJson() const;
-    std::string transportJson() const;
+    common::JsonText stateJson() const;
+    common::JsonText stepsJson() const;
+    common::JsonText lawJson() const;
+    common::JsonText transportJson() const;
 
     const common::RunClock m_start;
     const bool m_embedded;

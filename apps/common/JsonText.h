@@ -1,0 +1,48 @@
+// A JSON value as its text. The destructor of the library's tree asks for memory, and ends the program when there is none:
+// whatever is built while a console runs is built of these.
+//
+// Threads: plain values.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace common {
+
+class JsonText {
+public:
+    using Member = std::pair<std::string_view, JsonText>;
+
+    JsonText(std::nullptr_t = nullptr) : m_text("null") {}
+    template <std::same_as<bool> Bool>
+    JsonText(Bool value) : m_text(value ? "true" : "false") {}
+    template <std::integral Whole>
+        requires(!std::same_as<Whole, bool>)
+    JsonText(Whole value) : m_text(std::to_string(value)) {}
+    /// Null for what is no number.
+    JsonText(double value);
+    /// What is not UTF-8 is replaced.
+    JsonText(std::string_view value);
+    JsonText(const std::string& value) : JsonText(std::string_view(value)) {}
+    JsonText(const char* value) : JsonText(std::string_view(value)) {}
+
+    static JsonText object(std::initializer_list<Member> members);
+    static JsonText list(const std::vector<JsonText>& values);
+
+    /// Another member at the end of an object.
+    void add(std::string_view name, const JsonText& value);
+
+    const std::string& text() const { return m_text; }
+    /// With a line for each member and each value of a list.
+    std::string indented() const;
+
+private:
+    std::string m_text;
+};
+
+}  // namespace common
