@@ -34,8 +34,9 @@ void Playhead::move(Units by) {
 }
 
 double Playhead::place() const {
+    const Units whole = m_place / m_unitsPerFrame;
     const Units part = m_place % m_unitsPerFrame;
-    return static_cast<double>(m_place / m_unitsPerFrame) + static_cast<double>(part) / static_cast<double>(m_unitsPerFrame);
+    return static_cast<double>(whole) + static_cast<double>(part) / static_cast<double>(m_unitsPerFrame);
 }
 
 }  // namespace cvhost::transport
