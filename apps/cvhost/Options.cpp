@@ -344,8 +344,8 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
     const CLI::App& doctor = addDoctor(app, doctorOptions);
     const CLI::App& timeline = addTimeline(app, timelineOptions);
     const CLI::App& checkHost = addCheckHost(app, checkHostOptions);
-    const CLI::App& play = addPlay(app, playArguments);
     addRun(app, runArguments);
+    const CLI::App& play = addPlay(app, playArguments);
 
     try {
         app.parse(argc, argv);

@@ -82,6 +82,8 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"TimeInfinite", {"run", "--for", "inf"}, "\"inf\" is not a number of seconds"},
         Wrong{"TimeHuge", {"run", "--for", "1e300"}, "is not a number of seconds"},
         Wrong{"TimeNegative", {"run", "--for", "-1"}, "\"-1\" is not a number of seconds"},
+        Wrong{"PlayOfNoFilm", {"play"}, "FILE is required", "cvhost play --help"},
+        Wrong{"PlayOfFolder", {"play", "/"}, "cannot read /: it is not a file", "cvhost play --help"},
         Wrong{"ClipWithoutRate", {"run", "--clip", "15000"}, "\"15000\" is not FRAMES@RATE, such as 15000@25"},
         Wrong{"ClipTooLong", {"run", "--clip", "100000001@25"}, "\"100000001@25\" is not FRAMES@RATE"},
         Wrong{"SetWithoutValue", {"run", "--set", "console_debug"}, "\"console_debug\" is not KEY=VALUE"},
