@@ -55,6 +55,28 @@ int createIn(std::string& folder) {
     }
 }
 
+/// What is wrong, as half a sentence behind the port's name.
+std::string describe(const cvhost::PortTrouble& trouble) {
+    using enum cvhost::PortTrouble::Kind;
+    const std::string reason(trouble.reason);
+    switch (trouble.kind) {
+        case cannotOpen:
+        case busy:
+            return "cannot be opened: " + reason;
+        case settingsRefused:
+            return "does not take its settings: " + reason;
+        case lost:
+            return "is lost: " + reason;
+        case rtsMissing:
+            return "has no RTS line";
+        case rtsUncertain:
+            return "does not offer to drive RTS";
+        case notTaking:
+            return "does not take " + std::to_string(trouble.unsent) + " bytes that are to be sent";
+    }
+    return reason;
+}
+
 }  // namespace
 
 Recorder::Recorder(const std::string& path, const std::string& program) : m_path(path) {
@@ -96,36 +118,38 @@ void Recorder::removeFile() const {
     }
 }
 
-void Recorder::call(std::string_view name, std::initializer_list<int> arguments) {
-    add({.kind = Event::Kind::call, .text = std::string(name), .arguments = arguments});
+void Recorder::take(const cvhost::PortOpening& opening) {
+    add({.kind = Event::Kind::opening, .port = std::string(opening.name), .line = opening.settings});
 }
 
-void Recorder::port(std::string_view name, cvhost::PortState state) {
-    const auto what = state == cvhost::PortState::open     ? Event::Kind::open
-                      : state == cvhost::PortState::closed ? Event::Kind::closed
-                                                           : Event::Kind::lost;
-    add({.kind = what, .port = std::string(name)});
+void Recorder::take(const cvhost::PortChange& port) {
+    const auto kind = port.state == cvhost::PortState::open     ? Event::Kind::open
+                      : port.state == cvhost::PortState::closed ? Event::Kind::closed
+                                                                : Event::Kind::lost;
+    add({.kind = kind, .port = std::string(port.name)});
 }
 
-void Recorder::key(int code, bool, int) { add({.kind = Event::Kind::key, .number = code}); }
-
-void Recorder::wire(cvhost::Direction direction, std::span<const unsigned char> bytes) {
-    add({.kind = direction == cvhost::Direction::transmit ? Event::Kind::tx : Event::Kind::rx,
-         .text = {bytes.begin(), bytes.end()}});
+void Recorder::take(const cvhost::PortTrouble& trouble) {
+    add({.kind = Event::Kind::trouble, .port = std::string(trouble.name), .text = describe(trouble)});
 }
 
-void Recorder::rts(int level) { add({.kind = Event::Kind::rts, .number = level}); }
+void Recorder::take(const cvhost::KeyQueued& key) { add({.kind = Event::Kind::key, .number = key.code}); }
 
-void Recorder::opening(std::string_view name, const cvhost::LineSettings& settings) {
-    add({.kind = Event::Kind::opening, .port = std::string(name), .line = settings});
+void Recorder::take(const cvhost::LineBytes& line) {
+    add({.kind = line.direction == cvhost::Direction::transmit ? Event::Kind::tx : Event::Kind::rx,
+         .text = {line.bytes.begin(), line.bytes.end()}});
 }
 
-void Recorder::added(std::span<const unsigned char> bytes) {
-    add({.kind = Event::Kind::added, .text = {bytes.begin(), bytes.end()}});
+void Recorder::take(const cvhost::AddedBytes& added) {
+    add({.kind = Event::Kind::added, .text = {added.bytes.begin(), added.bytes.end()}});
 }
 
-void Recorder::trouble(std::string_view name, std::string_view reason) {
-    add({.kind = Event::Kind::trouble, .port = std::string(name), .text = std::string(reason)});
+void Recorder::take(const cvhost::RtsChange& rts) { add({.kind = Event::Kind::rts, .number = rts.level}); }
+
+void Recorder::take(const cvhost::ConsoleCall& call) {
+    add({.kind = Event::Kind::call,
+         .text = std::string(call.name),
+         .arguments = {call.arguments.begin(), call.arguments.end()}});
 }
 
 void Recorder::add(Event event) {

@@ -1,12 +1,11 @@
 // Writes a recording while it happens. Every line goes to the file whole and at once, so that what has happened is there to
 // be read even when the program is killed. Nothing that exists already is written to, except a pipe.
 //
-// Threads: any, one call at a time, as an event sink is called; error() at any time.
+// Threads: any, one event at a time, as a sink is called; error() at any time.
 #pragma once
 
 #include <atomic>
 #include <chrono>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -15,7 +14,7 @@
 
 namespace recording {
 
-class Recorder final : public cvhost::EventSink {
+class Recorder {
 public:
     /// Records in the new file `path`, in a new file in the folder `path`, or in the pipe `path`. The file is locked, and
     /// removed if no event follows. Throws std::system_error if it cannot be made: EEXIST when there is one.
@@ -33,17 +32,16 @@ public:
     /// No event follows: what the system still holds back goes to the disk, and error() tells if it could not.
     void finish();
 
-    /// The host calls the console.
-    void call(std::string_view name, std::initializer_list<int> arguments);
+    void operator()(const cvhost::Event& event) { cvhost::give<cvhost::Consumer::recording>(event, *this); }
 
-    void log(std::string_view) override {}
-    void port(std::string_view name, cvhost::PortState state) override;
-    void key(int code, bool handled, int flags) override;
-    void wire(cvhost::Direction direction, std::span<const unsigned char> bytes) override;
-    void rts(int level) override;
-    void opening(std::string_view name, const cvhost::LineSettings& settings) override;
-    void added(std::span<const unsigned char> bytes) override;
-    void trouble(std::string_view name, std::string_view reason) override;
+    void take(const cvhost::PortOpening& opening);
+    void take(const cvhost::PortChange& port);
+    void take(const cvhost::PortTrouble& trouble);
+    void take(const cvhost::KeyQueued& key);
+    void take(const cvhost::LineBytes& line);
+    void take(const cvhost::AddedBytes& added);
+    void take(const cvhost::RtsChange& rts);
+    void take(const cvhost::ConsoleCall& call);
 
 private:
     /// Writes the event with the present time.

@@ -15,7 +15,7 @@ void addToKeyPressQueue(int code, int handled, int flags) {
     schedulingPoint("addToKeyPressQueue");
     cvhost::KeyQueue& queue = cvhost::keyQueue();
     queue.add({code, handled != 0, flags});
-    cvhost::tellSink([&](cvhost::EventSink& sink) { sink.key(code, handled != 0, flags); });
+    cvhost::publish(cvhost::KeyQueued{.code = code, .handled = handled != 0, .flags = flags});
     if (queue.dropped() == 1) LogBoth("The key queue is full; presses are dropped until the host takes some\n");
 }
 

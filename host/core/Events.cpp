@@ -1,5 +1,7 @@
 #include "host/core/Events.h"
 
+#include <utility>
+
 namespace cvhost {
 
 SinkSeat& sinkSeat() noexcept {
@@ -8,10 +10,11 @@ SinkSeat& sinkSeat() noexcept {
     return seat;
 }
 
-void setEventSink(EventSink* sink) {
+void setEventSink(EventSink sink) {
     SinkSeat& seat = sinkSeat();
     const std::lock_guard held(seat.lock);
-    seat.sink = sink;
+    seat.taken = static_cast<bool>(sink);
+    seat.sink = std::move(sink);
 }
 
 }  // namespace cvhost

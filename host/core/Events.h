@@ -1,12 +1,19 @@
-// What happens in the host, for whoever shows or records it.
+// What happens in the host and in a run: one type for everything that is shown, recorded or judged.
 //
-// Threads: any thread. The host tells one event at a time, under a lock of its own.
+// Threads: any. The host gives its events to the sink one at a time, on the thread on which they happen.
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <type_traits>
+#include <variant>
 
 #include "host/core/Failure.h"
 
@@ -23,59 +30,193 @@ struct LineSettings {
 enum class PortState { open, closed, lost };
 enum class Direction { transmit, receive };
 
-/// Hears the host's events. Called on the thread on which the event happens, one call at a time (the host serialises
-/// them), so a sink needs no lock of its own; it must not call back into the host.
-class EventSink {
-public:
-    virtual void log(std::string_view text) = 0;
-    virtual void port(std::string_view name, PortState state) = 0;
-    virtual void key(int code, bool handled, int flags) = 0;
-    /// Bytes handed to the system for a port, or arrived on it.
-    virtual void wire(Direction direction, std::span<const unsigned char> bytes) = 0;
-    virtual void rts(int level) = 0;
-
-    /// A thread that the plug-in began has done its work.
-    virtual void threadEnded(std::string_view name) { static_cast<void>(name); }
-
-    // For records, where a state alone does not say enough.
-
-    /// A port is about to be opened; `port` with `open`, or `trouble`, follows.
-    virtual void opening(std::string_view name, const LineSettings& settings) {
-        static_cast<void>(name), static_cast<void>(settings);
-    }
-    /// The driver receives `bytes` that have not come over the wire: the last words of a port that is being lost.
-    virtual void added(std::span<const unsigned char> bytes) { static_cast<void>(bytes); }
-    /// What is wrong with a port, as half a sentence: why it cannot be opened, why it is lost (`port` with `lost` follows),
-    /// or what it does not do.
-    virtual void trouble(std::string_view name, std::string_view reason) {
-        static_cast<void>(name), static_cast<void>(reason);
-    }
-
-protected:
-    ~EventSink() = default;
+/// Consumers of events. Each event names its own: they must handle it to compile, and the others ignore it.
+struct Consumer {
+    enum Kind : unsigned { text = 1, json = 2, page = 4, recording = 8, doctor = 16, run = 32 };
 };
 
-/// Sends every later event to `sink`, or to nobody. Returns when no call to the earlier sink is running.
-void setEventSink(EventSink* sink);
+// Of the host. Texts and bytes are the emitter's: a sink copies what it keeps.
 
-/// The sink and the lock under which it is told. For tellSink alone.
+/// A line of the log, with its end.
+struct LogLine {
+    static constexpr unsigned consumers =
+        Consumer::text | Consumer::json | Consumer::page | Consumer::doctor | Consumer::run;
+    std::string_view text;
+};
+
+/// A port is about to be opened; PortChange to open, or PortTrouble, follows.
+struct PortOpening {
+    static constexpr unsigned consumers = Consumer::recording;
+    std::string_view name;
+    LineSettings settings;
+};
+
+struct PortChange {
+    static constexpr unsigned consumers =
+        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::run;
+    std::string_view name;
+    PortState state;
+};
+
+/// What is wrong with a port.
+struct PortTrouble {
+    static constexpr unsigned consumers = Consumer::recording | Consumer::doctor | Consumer::run;
+    enum class Kind {
+        cannotOpen,
+        busy,             ///< another program has it, so it cannot be opened
+        settingsRefused,  ///< it is open, and unusable
+        lost,             ///< PortChange to lost follows
+        rtsMissing,       ///< it has no RTS line
+        rtsUncertain,     ///< its other end does not offer to drive RTS
+        notTaking,        ///< it has not taken the last `unsent` bytes in time
+    };
+    std::string_view name;
+    Kind kind;
+    int error = 0;              ///< the system's error number; 0: it has none
+    std::string_view reason{};  ///< of the first four, as half a sentence: the system's own words, or the transport's
+    std::size_t unsent = 0;
+};
+
+/// A key press has been queued.
+struct KeyQueued {
+    static constexpr unsigned consumers =
+        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::run;
+    int code;
+    bool handled;
+    int flags;
+};
+
+/// Bytes handed to the system for a port, or arrived on it.
+struct LineBytes {
+    static constexpr unsigned consumers =
+        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::run;
+    Direction direction;
+    std::span<const unsigned char> bytes;
+};
+
+/// The driver receives `bytes` that have not come over the line: the last words of a port that is being lost.
+struct AddedBytes {
+    static constexpr unsigned consumers = Consumer::recording;
+    std::span<const unsigned char> bytes;
+};
+
+struct RtsChange {
+    static constexpr unsigned consumers =
+        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor;
+    int level;
+};
+
+/// A thread that the plug-in began has done its work.
+struct ThreadEnded {
+    static constexpr unsigned consumers = Consumer::run;
+    std::string_view name;
+};
+
+// Of a run.
+
+/// One run of a console handler, with the console's values at that moment.
+struct HandlerRun {
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::run;
+    int code;
+    int speed;
+    int jog;
+    double jogExact;
+    bool wheelEnabled;
+};
+
+/// A key that was held counts as released, since its console has gone.
+struct KeyReleased {
+    static constexpr unsigned consumers = Consumer::text | Consumer::json;
+    int code;
+};
+
+/// A console has become active.
+struct ConsoleActive {
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page;
+    int version;
+};
+
+/// The host calls the console.
+struct ConsoleCall {
+    static constexpr unsigned consumers = Consumer::recording;
+    std::string_view name;
+    std::span<const int> arguments;
+};
+
+/// The transport, whose speed, marks or frame have changed.
+struct PlayheadChange {
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page;
+    std::int64_t frame;
+    double place;  ///< in frames, also between two
+    int speed;     ///< 1024 is play
+    std::optional<std::int64_t> markIn;
+    std::optional<std::int64_t> markOut;
+    int framesPerSecond;  ///< of its timecode
+};
+
+/// Something that only a person wants to read, under a one-word heading.
+struct Note {
+    static constexpr unsigned consumers = Consumer::text | Consumer::page;
+    std::string_view heading;
+    std::string_view text;
+};
+
+/// The embedded desk's main lamps and its wheel.
+struct DeskView {
+    static constexpr unsigned consumers = Consumer::text;
+    char reverse;
+    char stop;
+    char forward;
+    char jog;
+    bool wheel;
+
+    bool operator==(const DeskView&) const = default;
+};
+
+/// Nothing has happened for a moment.
+struct Quiet {
+    static constexpr unsigned consumers = Consumer::text;
+};
+
+using Event =
+    std::variant<LogLine, PortOpening, PortChange, PortTrouble, KeyQueued, LineBytes, AddedBytes, RtsChange, ThreadEnded,
+                 HandlerRun, KeyReleased, ConsoleActive, ConsoleCall, PlayheadChange, Note, DeskView, Quiet>;
+
+/// Calls `to.take(event)` if the event names `consumer`. A consumer without the overload does not compile.
+template <Consumer::Kind consumer, class To>
+void give(const Event& event, To& to) {
+    std::visit(
+        [&](const auto& each) {
+            if constexpr ((std::decay_t<decltype(each)>::consumers & consumer) != 0) to.take(each);
+        },
+        event);
+}
+
+/// Takes events one at a time (the host serialises them), so it needs no lock of its own; it must not call back into the
+/// host.
+using EventSink = std::function<void(const Event&)>;
+
+/// Sends every later event of the host to `sink`, or to nobody. Returns when no call to the earlier sink is running.
+void setEventSink(EventSink sink);
+
+/// The sink and the lock under which it is called. For publish alone.
 struct SinkSeat {
     std::mutex lock;
-    std::atomic<EventSink*> sink = nullptr;  ///< changes under `lock`
+    EventSink sink;
+    std::atomic<bool> taken = false;  ///< there is a sink; changes under `lock`
 };
 SinkSeat& sinkSeat() noexcept;
 
-/// Whether anybody is told. Another thread may change it at any time.
-inline bool isSinkSet() noexcept { return sinkSeat().sink.load(std::memory_order_relaxed) != nullptr; }
+/// Whether there is a sink. Another thread may change it at any time.
+inline bool isSinkSet() noexcept { return sinkSeat().taken.load(std::memory_order_relaxed); }
 
-/// Runs `tell(EventSink&)` under the events' lock; does nothing without a sink. What a sink throws is kept, and the caller
-/// goes on: a host that can show nothing more must still be able to switch its console off.
-template <class Tell>
-void tellSink(Tell&& tell) {
+/// Gives the event to the sink, if there is one. What a sink throws is kept, and the caller goes on: a host that can show
+/// nothing more must still be able to switch its console off.
+inline void publish(const Event& event) {
     if (!isSinkSet()) return;
     SinkSeat& seat = sinkSeat();
     const std::lock_guard held(seat.lock);
-    if (EventSink* const sink = seat.sink; sink != nullptr) guarded([&] { tell(*sink); });
+    if (seat.sink) guarded([&] { seat.sink(event); });
 }
 
 }  // namespace cvhost

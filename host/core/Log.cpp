@@ -12,6 +12,6 @@ void LogBoth(const char* format, ...) {
     const std::string_view text = cvhost::formatText(line, format, arguments);
     va_end(arguments);
     cvhost::schedulingPoint("LogBoth");
-    cvhost::tellSink([text](cvhost::EventSink& sink) { sink.log(text); });
+    cvhost::publish(cvhost::LogLine{text});
     cvhost::guarded([&] { cvhost::writeLog(format, text); });
 }

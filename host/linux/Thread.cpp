@@ -47,7 +47,7 @@ bool BasicThread::beginThread(const char* name, iThread::ePriority) {
             t_self = this;
             cvhost::guarded([this] { threadFn(); });
             t_self = nullptr;
-            cvhost::tellSink([&](cvhost::EventSink& sink) { sink.threadEnded(shown); });
+            cvhost::publish(cvhost::ThreadEnded{shown});
             finished->store(true, std::memory_order_release);
         };
         running->thread = std::thread(std::move(body));

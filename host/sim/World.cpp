@@ -22,7 +22,7 @@ World::World(const Schedule& schedule)
     if (s_current != nullptr) m_scheduler.report("there is a world already");
     s_current = this;
     emptyStores();
-    cvhost::setEventSink(this);
+    cvhost::setEventSink([this](const cvhost::Event& event) { take(event); });
     cvhost::setSchedulingHook(&World::schedulingHook);
 }
 
@@ -71,8 +71,10 @@ void World::schedulingHook(const char* function, std::string_view key) {
     world.m_scheduler.point(function);
 }
 
-void World::key(int code, bool handled, int flags) {
-    record(Kind::key, std::to_string(code) + (handled ? " 1 " : " 0 ") + std::to_string(flags));
+void World::take(const cvhost::Event& event) {
+    const auto* key = std::get_if<cvhost::KeyQueued>(&event);
+    if (key == nullptr) return;
+    record(Kind::key, std::to_string(key->code) + (key->handled ? " 1 " : " 0 ") + std::to_string(key->flags));
 }
 
 }  // namespace sim

@@ -34,7 +34,7 @@ struct File {
     bool readable = true;  ///< false: reading it fails
 };
 
-class World final : private cvhost::EventSink {
+class World final {
 public:
     explicit World(const Schedule& schedule = {});
     World(const World&) = delete;
@@ -83,11 +83,7 @@ public:
 private:
     static void schedulingHook(const char* function, std::string_view key);
 
-    void log(std::string_view) override {}
-    void port(std::string_view, cvhost::PortState) override {}
-    void key(int code, bool handled, int flags) override;
-    void wire(cvhost::Direction, std::span<const unsigned char>) override {}
-    void rts(int) override {}
+    void take(const cvhost::Event& event);
     static void emptyStores();
 
     Scheduler m_scheduler;

@@ -99,10 +99,10 @@ std::string withoutTime(const std::string& text, std::size_t column) {
     return result;
 }
 
-std::string json(bool wire, const std::function<void(cvhost::report::Report&)>& tell) {
+std::string json(bool wire, const std::function<void(const cvhost::EventSink&)>& tell) {
     const std::string text = printed([&](common::LineWriter& output) {
         cvhost::report::JsonReport report(output, {}, wire);
-        tell(report);
+        tell(std::ref(report));
     });
     const std::string head = "{\"t\":0.";
     EXPECT_EQ(text.substr(0, head.size()), head);
@@ -110,31 +110,32 @@ std::string json(bool wire, const std::function<void(cvhost::report::Report&)>& 
 }
 
 TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
-    EXPECT_EQ(json(true,
-                   [](cvhost::report::Report& report) {
-                       report.log("text\n");
-                       report.port("/dev/ttyUSB0", PortState::open);
-                       report.port("/dev/ttyUSB0", PortState::closed);
-                       report.port("/dev/ttyUSB0", PortState::lost);
-                       report.active(7);
-                       report.key(5, false, 1536);
-                       report.key(28, true, 1536);
-                       report.handler({.code = 47, .speed = 0, .jog = -1, .jogExact = -1.5, .wheelEnabled = true});
-                       report.handler({.code = 0, .speed = -11994, .jog = 0, .jogExact = 0.0, .wheelEnabled = false});
-                       report.playhead({.frame = 7524,
-                                        .place = 7523.5,
-                                        .speed = -1024,
-                                        .markIn = {},
-                                        .markOut = 15'000'000'000,
-                                        .framesPerSecond = 25});
-                       report.wire(Direction::transmit, Bytes{'F', '1', '2', ' '});
-                       report.wire(Direction::receive, Bytes{0x0D, 0xFF, '"'});
-                       report.rts(0);
-                       report.say("help", "not for programs");
-                       report.desk({'O', 'F', 'O', 'O', false});
-                       report.idle();
-                   }),
-              R"(,"event":"log","text":"text\n"}
+    EXPECT_EQ(
+        json(true,
+             [](const cvhost::EventSink& report) {
+                 report(cvhost::LogLine{"text\n"});
+                 report(cvhost::PortChange{"/dev/ttyUSB0", PortState::open});
+                 report(cvhost::PortChange{"/dev/ttyUSB0", PortState::closed});
+                 report(cvhost::PortChange{"/dev/ttyUSB0", PortState::lost});
+                 report(cvhost::ConsoleActive{7});
+                 report(cvhost::KeyQueued{5, false, 1536});
+                 report(cvhost::KeyQueued{28, true, 1536});
+                 report(cvhost::HandlerRun{.code = 47, .speed = 0, .jog = -1, .jogExact = -1.5, .wheelEnabled = true});
+                 report(cvhost::HandlerRun{.code = 0, .speed = -11994, .jog = 0, .jogExact = 0.0, .wheelEnabled = false});
+                 report(cvhost::PlayheadChange{.frame = 7524,
+                                               .place = 7523.5,
+                                               .speed = -1024,
+                                               .markIn = {},
+                                               .markOut = 15'000'000'000,
+                                               .framesPerSecond = 25});
+                 report(cvhost::LineBytes{Direction::transmit, Bytes{'F', '1', '2', ' '}});
+                 report(cvhost::LineBytes{Direction::receive, Bytes{0x0D, 0xFF, '"'}});
+                 report(cvhost::RtsChange{0});
+                 report(cvhost::Note{"help", "not for programs"});
+                 report(cvhost::DeskView{'O', 'F', 'O', 'O', false});
+                 report(cvhost::Quiet{});
+             }),
+        R"(,"event":"log","text":"text\n"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"open"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"closed"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"lost"}
@@ -152,43 +153,43 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
 
 TEST(JsonReport, WireAndRts_NotAskedFor_AreNotTold) {
     EXPECT_EQ(json(false,
-                   [](cvhost::report::Report& report) {
-                       report.wire(Direction::receive, Bytes{'E', ' '});
-                       report.rts(1);
-                       report.active(6);
+                   [](const cvhost::EventSink& report) {
+                       report(cvhost::LineBytes{Direction::receive, Bytes{'E', ' '}});
+                       report(cvhost::RtsChange{1});
+                       report(cvhost::ConsoleActive{6});
                    }),
               ",\"event\":\"active\",\"version\":6,\"input_ignored\":true}\n");
 }
 
 TEST(JsonReport, Handler_ExactJogNoNumber_IsNull) {
-    const std::string line = json(false, [](cvhost::report::Report& report) {
-        report.handler({.code = 47, .speed = 0, .jog = 0, .jogExact = std::nan(""), .wheelEnabled = true});
+    const std::string line = json(false, [](const cvhost::EventSink& report) {
+        report(cvhost::HandlerRun{.code = 47, .speed = 0, .jog = 0, .jogExact = std::nan(""), .wheelEnabled = true});
     });
     EXPECT_EQ(line, ",\"event\":\"handler\",\"code\":47,\"ispeed\":0,\"jog\":0,\"jog_exact\":null}\n");
 }
 
-std::string text(cvhost::report::TextReport::Style style, const std::function<void(cvhost::report::Report&)>& tell) {
+std::string text(cvhost::report::TextReport::Style style, const std::function<void(const cvhost::EventSink&)>& tell) {
     return withoutTime(printed([&](common::LineWriter& output) {
                            cvhost::report::TextReport report(output, {}, style);
-                           tell(report);
+                           tell(std::ref(report));
                        }),
                        std::string("   0.000  ").size());
 }
 
 TEST(TextReport, StartUpTriedAgain_IsToldOnce) {
-    const auto attempt = [](cvhost::report::Report& report) {
-        report.log("Looking for console on port /dev/ttyUSB0\n");
-        report.port("/dev/ttyUSB0", PortState::open);
-        report.rts(0);
-        report.rts(1);
+    const auto attempt = [](const cvhost::EventSink& report) {
+        report(cvhost::LogLine{"Looking for console on port /dev/ttyUSB0\n"});
+        report(cvhost::PortChange{"/dev/ttyUSB0", PortState::open});
+        report(cvhost::RtsChange{0});
+        report(cvhost::RtsChange{1});
     };
     EXPECT_EQ(text({.colour = false, .wire = false},
-                   [&](cvhost::report::Report& report) {
+                   [&](const cvhost::EventSink& report) {
                        attempt(report);
                        attempt(report);
-                       report.active(7);
-                       report.log("said twice\n");
-                       report.log("said twice\n");
+                       report(cvhost::ConsoleActive{7});
+                       report(cvhost::LogLine{"said twice\n"});
+                       report(cvhost::LogLine{"said twice\n"});
                    }),
               "log      Looking for console on port /dev/ttyUSB0\n"
               "port     /dev/ttyUSB0 is open\n"
@@ -201,16 +202,16 @@ TEST(TextReport, StartUpTriedAgain_IsToldOnce) {
 
 TEST(TextReport, KeysAndWheel_Told_ReadAsWords) {
     EXPECT_EQ(text({.colour = false, .wire = false},
-                   [](cvhost::report::Report& report) {
-                       report.handler({.code = 0, .speed = -1495, .jog = 0, .jogExact = 0, .wheelEnabled = false});
-                       report.handler({.code = 28, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
-                       report.key(28, true, 1536);
-                       report.handler({.code = 47, .speed = 0, .jog = -1, .jogExact = -1.5, .wheelEnabled = true});
-                       report.handler({.code = 47, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
-                       report.handler({.code = 5, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
-                       report.key(5, true, 1536);
-                       report.key(16, false, 1536);
-                       report.key(12, true, 1536);
+                   [](const cvhost::EventSink& report) {
+                       report(cvhost::HandlerRun{.code = 0, .speed = -1495, .jog = 0, .jogExact = 0, .wheelEnabled = false});
+                       report(cvhost::HandlerRun{.code = 28, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
+                       report(cvhost::KeyQueued{28, true, 1536});
+                       report(cvhost::HandlerRun{.code = 47, .speed = 0, .jog = -1, .jogExact = -1.5, .wheelEnabled = true});
+                       report(cvhost::HandlerRun{.code = 47, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
+                       report(cvhost::HandlerRun{.code = 5, .speed = 0, .jog = 0, .jogExact = 0, .wheelEnabled = true});
+                       report(cvhost::KeyQueued{5, true, 1536});
+                       report(cvhost::KeyQueued{16, false, 1536});
+                       report(cvhost::KeyQueued{12, true, 1536});
                    }),
               "shuttle  ─────●──────┼────────────  ×1.46 reverse\n"
               "wheel    on\n"
@@ -223,9 +224,9 @@ TEST(TextReport, KeysAndWheel_Told_ReadAsWords) {
 
 TEST(TextReport, TrimmingKey_QueuedUnderAnothersCode_HasItsOwnLetter) {
     EXPECT_EQ(text({.colour = false, .wire = false},
-                   [](cvhost::report::Report& report) {
-                       for (const int code : {31, 39, 40}) report.key(code, false, 1536);
-                       report.released(31);
+                   [](const cvhost::EventSink& report) {
+                       for (const int code : {31, 39, 40}) report(cvhost::KeyQueued{code, false, 1536});
+                       report(cvhost::KeyReleased{31});
                    }),
               "key      g  (code 31), queued\n"
               "key      h  (code 39), queued\n"
@@ -235,13 +236,13 @@ TEST(TextReport, TrimmingKey_QueuedUnderAnothersCode_HasItsOwnLetter) {
 
 TEST(TextReport, Wire_ByteByByte_IsToldByCommand) {
     EXPECT_EQ(text({.colour = false, .wire = true},
-                   [](cvhost::report::Report& report) {
+                   [](const cvhost::EventSink& report) {
                        for (const unsigned char byte : Bytes{'V', '0', '0', '7', ' ', 'E'}) {
-                           report.wire(Direction::receive, Bytes{byte});
+                           report(cvhost::LineBytes{Direction::receive, Bytes{byte}});
                        }
-                       report.wire(Direction::transmit, Bytes{'?', ' '});
-                       report.wire(Direction::receive, Bytes{0x1B});
-                       report.idle();
+                       report(cvhost::LineBytes{Direction::transmit, Bytes{'?', ' '}});
+                       report(cvhost::LineBytes{Direction::receive, Bytes{0x1B}});
+                       report(cvhost::Quiet{});
                    }),
               "received \"V007 \"\n"
               "received \"E\"\n"
@@ -250,9 +251,9 @@ TEST(TextReport, Wire_ByteByByte_IsToldByCommand) {
 }
 
 TEST(TextReport, LineNoise_WithoutEnd_IsToldInPieces) {
-    const std::string told = text({.colour = false, .wire = true}, [](cvhost::report::Report& report) {
-        report.wire(Direction::receive, Bytes(5'000, 0xFF));
-        report.idle();
+    const std::string told = text({.colour = false, .wire = true}, [](const cvhost::EventSink& report) {
+        report(cvhost::LineBytes{Direction::receive, Bytes(5'000, 0xFF)});
+        report(cvhost::Quiet{});
     });
     for (std::size_t begin = 0, end = 0; (end = told.find('\n', begin)) != told.npos; begin = end + 1) {
         EXPECT_LT(end - begin, 80u);
@@ -262,15 +263,15 @@ TEST(TextReport, LineNoise_WithoutEnd_IsToldInPieces) {
 
 TEST(TextReport, Lamps_Told_ShowTheirStates) {
     EXPECT_EQ(text({.colour = false, .wire = false},
-                   [](cvhost::report::Report& report) { report.desk({'B', 'O', 'H', 'F', true}); }),
+                   [](const cvhost::EventSink& report) { report(cvhost::DeskView{'B', 'O', 'H', 'F', true}); }),
               "lamps    ◉ reverse   ○ stop   ◐ forward   ● jog   wheel on\n");
 }
 
 TEST(TextReport, Playhead_Told_ShowsTimecodeSpeedAndTheMarksThatAreSet) {
     const auto told = [](std::optional<std::int64_t> in, std::optional<std::int64_t> out, int speed) {
-        return text({.colour = false, .wire = false}, [=](cvhost::report::Report& report) {
-            report.playhead(
-                {.frame = 7524, .place = 7524, .speed = speed, .markIn = in, .markOut = out, .framesPerSecond = 25});
+        return text({.colour = false, .wire = false}, [=](const cvhost::EventSink& report) {
+            report(cvhost::PlayheadChange{
+                .frame = 7524, .place = 7524, .speed = speed, .markIn = in, .markOut = out, .framesPerSecond = 25});
         });
     };
     EXPECT_EQ(told({}, {}, 0), "playhead 00:05:00:24  stopped\n");

@@ -32,7 +32,7 @@ TABLE = {
                            "apps/cvhost/driver", "apps/cvhost/ports", "apps/cvhost/doctor"],
     "apps/cvhost/timeline": ["apps/common", "apps/recording", "apps/cvhost/wire", "apps/cvhost/report",
                              "apps/cvhost/timeline"],
-    "apps/cvhost/web": ["host/api", "desk", "lines", "apps/common", "apps/cvhost/wire", "apps/cvhost/report",
+    "apps/cvhost/web": ["host/api", "host/core", "desk", "lines", "apps/common", "apps/cvhost/wire",
                         "apps/cvhost/transport", "apps/cvhost/web"],
     "apps/cvhost/run": ["host/api", "host/core", "host/linux", "desk", "lines", "apps/common", "apps/recording",
                         "apps/cvhost/driver", "apps/cvhost/ports", "apps/cvhost/report",

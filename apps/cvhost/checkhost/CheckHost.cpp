@@ -38,17 +38,11 @@ constexpr auto handlerLimit = 60s;  ///< for the checks that need a handler tabl
 constexpr int handlerCode = 5;
 
 /// Prints what the plug-in says of its checks: which one it begins is out before it begins.
-class LogPrinter final : public EventSink {
-public:
-    void log(std::string_view text) override {
-        constexpr std::string_view prefix = "hostcheck: ";
-        if (text.starts_with(prefix)) std::cout << text.substr(prefix.size()) << std::flush;
-    }
-    void port(std::string_view, PortState) override {}
-    void key(int, bool, int) override {}
-    void wire(Direction, std::span<const unsigned char>) override {}
-    void rts(int) override {}
-};
+void printChecks(const Event& event) {
+    constexpr std::string_view prefix = "hostcheck: ";
+    const auto* line = std::get_if<LogLine>(&event);
+    if (line != nullptr && line->text.starts_with(prefix)) std::cout << line->text.substr(prefix.size()) << std::flush;
+}
 
 struct Pressed final : ConsoleHandler {
     explicit Pressed(common::MainLoop& toWake) : wake(toWake) {}
@@ -157,9 +151,8 @@ bool visit(const std::string& path, bool last, const std::string& results, commo
 int checkHost(const CheckHostOptions& options, common::MainLoop& wake) {
     const ResultFile results(options.json);
     prepareEnvironment(options, results.path());
-    LogPrinter printer;
     setLogDestinations({.standardError = false, .file = false});
-    setEventSink(&printer);
+    setEventSink(printChecks);
     std::unique_ptr<lines::MachineServer> desk;
     if (options.port) {
         showOnlyPorts({});

@@ -77,7 +77,7 @@ Doctor::Doctor(DoctorOptions options, common::MainLoop& wake)
       m_live(!m_options.json && ::isatty(STDOUT_FILENO) == 1),
       m_recording(m_options.bundle ? ::memfd_create("recording", MFD_CLOEXEC) : -1),
       m_recorder(makeRecorder(m_recording)),
-      m_events([&wake] { wake.signal(); }, m_recorder.get()) {}
+      m_events([&wake] { wake.signal(); }, m_recorder ? EventSink(std::ref(*m_recorder)) : nullptr) {}
 
 Doctor::~Doctor() {
     guarded([this] { stopDriver(); });
@@ -164,7 +164,7 @@ bool Doctor::examineMachine() {
 }
 
 bool Doctor::examineStartup() {
-    setEventSink(&m_events);
+    setEventSink(std::ref(m_events));
     const std::string problem = m_plugin.load(driver::driverPath());
     iConsoleResource* console = problem.empty() ? m_plugin.console() : nullptr;
     if (console == nullptr) {

@@ -22,11 +22,15 @@ std::array<unsigned, ConsoleHandlerTable::codes> EventLog::keys() const {
     return m_keys;
 }
 
-void EventLog::log(std::string_view text) { add({.kind = LoggedEvent::Kind::log, .text = std::string(text)}); }
+void EventLog::operator()(const Event& event) {
+    if (m_record) m_record(event);
+    give<Consumer::doctor>(event, *this);
+}
 
-void EventLog::port(std::string_view name, PortState state) {
-    if (m_record != nullptr) m_record->port(name, state);
-    switch (state) {
+void EventLog::take(const LogLine& line) { add({.kind = LoggedEvent::Kind::log, .text = std::string(line.text)}); }
+
+void EventLog::take(const PortChange& port) {
+    switch (port.state) {
         case PortState::open:
             return add({.kind = LoggedEvent::Kind::open});
         case PortState::closed:
@@ -36,34 +40,25 @@ void EventLog::port(std::string_view name, PortState state) {
     }
 }
 
-void EventLog::key(int code, bool handled, int flags) {
-    if (m_record != nullptr) m_record->key(code, handled, flags);
+void EventLog::take(const PortTrouble& trouble) {
+    add({.kind = LoggedEvent::Kind::trouble, .text = std::string(trouble.reason), .trouble = trouble.kind});
+}
+
+void EventLog::take(const KeyQueued& key) {
     {
         const std::lock_guard lock(m_mutex);
-        if (is_valid_keycode(code)) ++m_keys[static_cast<std::size_t>(code)];
+        if (is_valid_keycode(key.code)) ++m_keys[static_cast<std::size_t>(key.code)];
     }
     m_wake();
 }
 
-void EventLog::wire(Direction direction, std::span<const unsigned char> bytes) {
-    if (m_record != nullptr) m_record->wire(direction, bytes);
-    add({.kind = direction == Direction::transmit ? LoggedEvent::Kind::transmit : LoggedEvent::Kind::receive,
-         .text = std::string(bytes.begin(), bytes.end())});
+void EventLog::take(const LineBytes& line) {
+    const bool sent = line.direction == Direction::transmit;
+    add({.kind = sent ? LoggedEvent::Kind::transmit : LoggedEvent::Kind::receive,
+         .text = std::string(line.bytes.begin(), line.bytes.end())});
 }
 
-void EventLog::rts(int level) {
-    if (m_record != nullptr) m_record->rts(level);
-    add({.kind = LoggedEvent::Kind::rts, .level = level});
-}
-
-void EventLog::opening(std::string_view name, const LineSettings& settings) {
-    if (m_record != nullptr) m_record->opening(name, settings);
-}
-
-void EventLog::trouble(std::string_view name, std::string_view reason) {
-    if (m_record != nullptr) m_record->trouble(name, reason);
-    add({.kind = LoggedEvent::Kind::trouble, .text = std::string(reason)});
-}
+void EventLog::take(const RtsChange& rts) { add({.kind = LoggedEvent::Kind::rts, .level = rts.level}); }
 
 void EventLog::add(LoggedEvent seen) {
     seen.at = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_start);

@@ -5,18 +5,15 @@
 #include <cstdio>
 #include <string>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
+#include "apps/cvhost/driver/DriverLog.h"
 #include "desk/Monitor.h"
 
 namespace cvhost::doctor {
 namespace {
 
-constexpr int oldestVersionWithKeys = 7;
 constexpr std::size_t shownBytes = 32;
-constexpr std::string_view versionLine = "CON:   console_init: console version ";
-constexpr std::string_view noneLine = "CON:   console_init: no console found";
-constexpr std::string_view readLine = "CON:   ReadString: ";
-constexpr std::string_view readCount = " (bytesRead: ";
 constexpr std::size_t longestRead = 64;
 constexpr std::string_view identify = "H ";
 constexpr std::string_view jump = "J 0100 0";  // which starts the program
@@ -31,7 +28,9 @@ struct Story {
     bool opened = false;
     bool lost = false;
     bool attemptOver = false;
-    std::string trouble;  ///< the last trouble before the port opened, or with its loss
+    bool failed = false;  ///< the port could not be opened, or is lost
+    bool busy = false;    ///< another program has it
+    std::string trouble;  ///< why, as half a sentence
     bool noModemLines = false;
     bool writesFailed = false;
     std::string sent;
@@ -54,14 +53,9 @@ struct Story {
     bool startConfirmed() const { return afterStart.size() > 2 && afterStart[2] == "\r\n"; }
 };
 
-/// A line such as "CON:   ReadString: \r\nEPROM> (bytesRead: 8 timeout 0)". The text ends where a zero was read.
-void takeRead(Story& story, std::string_view line) {
-    const std::size_t end = line.rfind(readCount);
-    if (end == line.npos || end < readLine.size()) return;
-    std::size_t count = 0;
-    std::from_chars(line.data() + end + readCount.size(), line.data() + line.size(), count);
-    std::string text(line.substr(readLine.size(), end - readLine.size()));
-    text.resize(std::min(count, longestRead));
+void takeRead(Story& story, const driver::log::Read& read) {
+    std::string text(read.text);
+    text.resize(std::min(read.count, longestRead));
     if (story.started()) {
         story.afterStart.push_back(std::move(text));
     } else if (story.modelAsked()) {
@@ -70,23 +64,24 @@ void takeRead(Story& story, std::string_view line) {
 }
 
 void takeLog(Story& story, const LoggedEvent& seen) {
-    const std::string_view text = seen.text;
-    if (text.starts_with(readLine)) takeRead(story, text);
-    if (text.starts_with(noneLine)) story.attemptOver = true;
-    if (text.find("RTS may have no effect") != text.npos) story.noModemLines = true;
-    if (text.starts_with(versionLine) && story.version == 0) {
-        std::from_chars(text.data() + versionLine.size(), text.data() + text.size(), story.version);
-        story.activeAt = seen.at;
-    }
+    if (const auto read = driver::log::read(seen.text)) takeRead(story, *read);
+    if (driver::log::isNoConsole(seen.text)) story.attemptOver = true;
+    const auto version = driver::log::activeVersion(seen.text);
+    if (!version || story.version != 0) return;
+    story.version = *version;
+    story.activeAt = seen.at;
 }
 
-void takeTrouble(Story& story, const std::string& reason) {
-    if (reason.find("no RTS line") != reason.npos) {
+void takeTrouble(Story& story, const LoggedEvent& seen) {
+    using enum PortTrouble::Kind;
+    if (seen.trouble == rtsMissing || seen.trouble == rtsUncertain) {
         story.noModemLines = true;
-    } else if (reason.starts_with("does not take") && reason.ends_with("sent")) {
+    } else if (seen.trouble == notTaking) {
         story.writesFailed = true;
     } else {
-        story.trouble = reason.substr(reason.find(": ") == reason.npos ? 0 : reason.find(": ") + 2);
+        story.failed = true;
+        story.busy = seen.trouble == busy;
+        story.trouble = seen.text;
     }
 }
 
@@ -105,7 +100,7 @@ Story tell(std::span<const LoggedEvent> all) {
                 takeLog(story, seen);
                 break;
             case LoggedEvent::Kind::trouble:
-                takeTrouble(story, seen.text);
+                takeTrouble(story, seen);
                 break;
             case LoggedEvent::Kind::open:
                 story.opened = true;
@@ -178,7 +173,7 @@ std::string secondsText(std::chrono::microseconds time) {
 
 Check notOpen(std::string_view port, const Story& story) {
     const std::string name(port);
-    if (story.trouble.find("busy") != story.trouble.npos) {
+    if (story.busy) {
         return {CheckId::portHeld, Check::Result::fail, name + " is in use by another program",
                 "end the program that uses it; \"sudo cvhost ports\" shows programs of other users too"};
     }
@@ -214,7 +209,7 @@ void judgeActive(const Story& story, std::vector<Check>& checks) {
     checks.push_back({CheckId::consoleActive, Check::Result::pass,
                       "the console answered: " + model + ", " + versionText(story) + ", active after " +
                           secondsText(story.activeAt - story.openAt)});
-    if (story.version < oldestVersionWithKeys) {
+    if (common::ignoresInput(story.version)) {
         checks.push_back({CheckId::versionOld, Check::Result::fail,
                           "version " + std::to_string(story.version) + " is too old: the driver ignores its keys and wheel",
                           "have the console's program updated to version 7 or later"});
@@ -261,7 +256,7 @@ Startup startupState(std::span<const LoggedEvent> seen) {
     if (story.version != 0) return Startup::active;
     if (story.lost) return Startup::lost;
     if (story.attemptOver || story.writesFailed) return Startup::silent;
-    return !story.opened && !story.trouble.empty() ? Startup::notOpen : Startup::underWay;
+    return !story.opened && story.failed ? Startup::notOpen : Startup::underWay;
 }
 
 std::vector<Check> checkStartup(std::string_view port, std::span<const LoggedEvent> seen) {

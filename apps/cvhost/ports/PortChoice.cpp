@@ -10,6 +10,7 @@
 
 #include "apps/common/Escape.h"
 #include "apps/cvhost/driver/Driver.h"
+#include "apps/cvhost/driver/DriverLog.h"
 #include "host/core/Events.h"
 #include "host/core/Settings.h"
 #include "host/linux/PluginLibrary.h"
@@ -27,19 +28,16 @@ constexpr auto patience = 3s;
 constexpr char listed = '\x01';
 
 /// Hears which port is looked for.
-class Listener final : public EventSink {
+class Listener {
 public:
-    void log(std::string_view text) override {
-        constexpr std::string_view head = "Looking for console on port ";
-        if (!text.starts_with(head) || !text.ends_with('\n')) return;
+    void operator()(const Event& event) {
+        const auto* line = std::get_if<LogLine>(&event);
+        const auto name = line == nullptr ? std::nullopt : driver::log::lookedForPort(line->text);
+        if (!name) return;
         const std::lock_guard lock(m_mutex);
-        m_name = text.substr(head.size(), text.size() - head.size() - 1);
+        m_name = *name;
         m_heard.notify_all();
     }
-    void port(std::string_view, PortState) override {}
-    void key(int, bool, int) override {}
-    void wire(Direction, std::span<const unsigned char>) override {}
-    void rts(int) override {}
 
     std::optional<std::string> wait() {
         std::unique_lock lock(m_mutex);
@@ -57,7 +55,7 @@ PortChoice askLoaded(PluginLibrary& plugin) {
     iConsoleResource* console = plugin.console();
     if (console == nullptr) return {.problem = "The driver registers no console."};
     Listener listener;
-    setEventSink(&listener);
+    setEventSink(std::ref(listener));
     console->init();
     std::optional<std::string> name = listener.wait();
     console->exit();

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 #include "apps/common/Timecode.h"
 
@@ -67,41 +68,42 @@ std::string JsonReport::logLine(common::RunClock start, std::string_view text) {
 
 void JsonReport::put(std::string_view event, std::string_view members) { m_output.put(line(m_start, event, members)); }
 
-void JsonReport::log(std::string_view text) { m_output.put(logLine(m_start, text)); }
+void JsonReport::take(const LogLine& line) { m_output.put(logLine(m_start, line.text)); }
 
-void JsonReport::port(std::string_view name, PortState state) {
-    put("port", member("name", common::jsonText(name)) + member("state", nameOf(state)));
+void JsonReport::take(const PortChange& port) {
+    put("port", member("name", common::jsonText(port.name)) + member("state", nameOf(port.state)));
 }
 
-void JsonReport::key(int code, bool handled, int flags) {
-    put("key", member("code", code) + member("handled", handled ? "true" : "false") + member("flags", flags));
+void JsonReport::take(const KeyQueued& key) {
+    put("key", member("code", key.code) + member("handled", key.handled ? "true" : "false") + member("flags", key.flags));
 }
 
-void JsonReport::wire(Direction direction, std::span<const unsigned char> bytes) {
+void JsonReport::take(const LineBytes& line) {
     if (!m_wire) return;
-    const char* name = direction == Direction::transmit ? "\"tx\"" : "\"rx\"";
-    put("wire", member("dir", name) + member("bytes", common::jsonBytes(bytes)));
+    const char* name = line.direction == Direction::transmit ? "\"tx\"" : "\"rx\"";
+    put("wire", member("dir", name) + member("bytes", common::jsonBytes(line.bytes)));
 }
 
-void JsonReport::rts(int level) {
-    if (m_wire) put("rts", member("level", level));
+void JsonReport::take(const RtsChange& rts) {
+    if (m_wire) put("rts", member("level", rts.level));
 }
 
-void JsonReport::handler(const HandlerRun& run) {
+void JsonReport::take(const HandlerRun& run) {
     put("handler", member("code", run.code) + member("ispeed", run.speed) + member("jog", run.jog) +
                        member("jog_exact", number(run.jogExact)));
 }
 
-void JsonReport::released(int code) { put("released", member("code", code)); }
+void JsonReport::take(const KeyReleased& key) { put("released", member("code", key.code)); }
 
-void JsonReport::playhead(const PlayheadChange& change) {
+void JsonReport::take(const PlayheadChange& change) {
     put("playhead", member("frame", change.frame) +
                         member("timecode", common::jsonText(common::timecode(change.frame, change.framesPerSecond))) +
                         member("speed", change.speed) + member("in", change.markIn) + member("out", change.markOut));
 }
 
-void JsonReport::active(int version) {
-    put("active", member("version", version) + member("input_ignored", ignoresInput(version) ? "true" : "false"));
+void JsonReport::take(const ConsoleActive& console) {
+    put("active", member("version", console.version) +
+                      member("input_ignored", common::ignoresInput(console.version) ? "true" : "false"));
 }
 
 }  // namespace cvhost::report

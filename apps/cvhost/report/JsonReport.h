@@ -5,11 +5,11 @@
 
 #include "apps/common/LineWriter.h"
 #include "apps/common/RunClock.h"
-#include "apps/cvhost/report/Report.h"
+#include "host/core/Events.h"
 
 namespace cvhost::report {
 
-class JsonReport final : public Report {
+class JsonReport {
 public:
     /// `wire`: bytes and RTS levels are told as well.
     JsonReport(common::LineWriter& output, common::RunClock start, bool wire)
@@ -18,18 +18,17 @@ public:
     /// The line for a `log` event at this moment, with its end.
     static std::string logLine(common::RunClock start, std::string_view text);
 
-    void log(std::string_view text) override;
-    void port(std::string_view name, PortState state) override;
-    void key(int code, bool handled, int flags) override;
-    void wire(Direction direction, std::span<const unsigned char> bytes) override;
-    void rts(int level) override;
-    void handler(const HandlerRun& run) override;
-    void released(int code) override;
-    void active(int version) override;
-    void say(std::string_view, std::string_view) override {}
-    void desk(const DeskView&) override {}
-    void playhead(const PlayheadChange& change) override;
-    void idle() override {}
+    void operator()(const Event& event) { give<Consumer::json>(event, *this); }
+
+    void take(const LogLine& line);
+    void take(const PortChange& port);
+    void take(const KeyQueued& key);
+    void take(const LineBytes& line);
+    void take(const RtsChange& rts);
+    void take(const HandlerRun& run);
+    void take(const KeyReleased& key);
+    void take(const ConsoleActive& console);
+    void take(const PlayheadChange& change);
 
 private:
     void put(std::string_view event, std::string_view members);

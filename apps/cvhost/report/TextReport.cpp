@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 #include "apps/common/KeyCodes.h"
 #include "apps/common/MotionText.h"
@@ -62,27 +63,28 @@ void TextReport::put(common::Colour tint, std::string_view heading, std::string_
                  painted(body, text) + "\n");
 }
 
-void TextReport::log(std::string_view text) {
+void TextReport::take(const LogLine& line) {
+    std::string_view text = line.text;
     if (text.ends_with('\n')) text.remove_suffix(1);
     say("log", common::plainText(text));
 }
 
-void TextReport::port(std::string_view name, PortState state) {
-    switch (state) {
+void TextReport::take(const PortChange& port) {
+    const std::string name = common::plainText(port.name);
+    switch (port.state) {
         case PortState::open:
-            return say("port", common::plainText(name) + " is open");
+            return say("port", name + " is open");
         case PortState::closed:
-            return say("port", common::plainText(name) + " is closed");
+            return say("port", name + " is closed");
         case PortState::lost:
             m_active = false;
             m_told.clear();
-            return put(common::Colour::red, "port",
-                       common::plainText(name) + " is lost: unplugged, switched off, or closed at its far end");
+            return put(common::Colour::red, "port", name + " is lost: unplugged, switched off, or closed at its far end");
     }
 }
 
-void TextReport::rts(int level) {
-    say("reset", level == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
+void TextReport::take(const RtsChange& rts) {
+    say("reset", rts.level == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
 }
 
 void TextReport::say(std::string_view heading, std::string_view text) {
@@ -96,23 +98,26 @@ void TextReport::say(std::string_view heading, std::string_view text) {
     put(tint, heading, text);
 }
 
-void TextReport::active(int version) {
+void TextReport::take(const ConsoleActive& console) {
     m_active = true;
     m_told.clear();
-    put(common::Colour::green, "active", formatted("console version %d", version));
-    if (ignoresInput(version)) {
+    put(common::Colour::green, "active", formatted("console version %d", console.version));
+    if (common::ignoresInput(console.version)) {
         put(common::Colour::yellow, "help",
-            formatted("a console of version %d lights its lamps, but its keys and wheel are not understood", version));
+            formatted("a console of version %d lights its lamps, but its keys and wheel are not understood",
+                      console.version));
     }
 }
 
-void TextReport::released(int code) { put(common::Colour::cyan, "key", keyName(code) + ", released with the console"); }
-
-void TextReport::key(int code, bool handled, int) {
-    put(common::Colour::cyan, "key", keyName(code) + (handled ? "" : ", queued"));
+void TextReport::take(const KeyReleased& key) {
+    put(common::Colour::cyan, "key", keyName(key.code) + ", released with the console");
 }
 
-void TextReport::handler(const HandlerRun& run) {
+void TextReport::take(const KeyQueued& key) {
+    put(common::Colour::cyan, "key", keyName(key.code) + (key.handled ? "" : ", queued"));
+}
+
+void TextReport::take(const HandlerRun& run) {
     switch (run.code) {
         case 0:
             return put(common::Colour::magenta, "shuttle", common::speedText(run.speed));
@@ -126,7 +131,7 @@ void TextReport::handler(const HandlerRun& run) {
     }
 }
 
-void TextReport::desk(const DeskView& view) {
+void TextReport::take(const DeskView& view) {
     std::string text;
     const auto lamp = [&](const char* name, char state, common::Colour lit) {
         text += painted(state == 'O' ? common::Colour::dim : lit, std::string(lampSign(state)) + " " + name) + "   ";
@@ -138,7 +143,7 @@ void TextReport::desk(const DeskView& view) {
     put(common::Colour::blue, "lamps", text + (view.wheel ? "wheel on" : "wheel off"));
 }
 
-void TextReport::playhead(const PlayheadChange& change) {
+void TextReport::take(const PlayheadChange& change) {
     const auto at = [&](std::int64_t frame) { return common::timecode(frame, change.framesPerSecond); };
     std::string text = at(change.frame) + "  " + common::speedWords(change.speed);
     if (change.markIn) text += "  in " + at(*change.markIn);
@@ -146,11 +151,11 @@ void TextReport::playhead(const PlayheadChange& change) {
     put(common::Colour::green, "playhead", text);
 }
 
-void TextReport::wire(Direction direction, std::span<const unsigned char> bytes) {
+void TextReport::take(const LineBytes& line) {
     if (!m_style.wire) return;
-    if (direction != m_wireDirection) endWireLine();
-    m_wireDirection = direction;
-    for (const unsigned char byte : bytes) {
+    if (line.direction != m_wireDirection) endWireLine();
+    m_wireDirection = line.direction;
+    for (const unsigned char byte : line.bytes) {
         m_wireLine += common::plainBytes({&byte, 1});
         if (byte == ' ' || byte == '\n' || m_wireLine.size() >= longestWireLine) endWireLine();
     }

@@ -11,11 +11,11 @@
 #include "apps/common/Colour.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/RunClock.h"
-#include "apps/cvhost/report/Report.h"
+#include "host/core/Events.h"
 
 namespace cvhost::report {
 
-class TextReport final : public Report {
+class TextReport {
 public:
     struct Style {
         bool colour;
@@ -29,20 +29,23 @@ public:
     /// The line that says how many lines are missing here, with its end.
     static std::string missingLine(std::size_t count);
 
-    void log(std::string_view text) override;
-    void port(std::string_view name, PortState state) override;
-    void key(int code, bool handled, int flags) override;
-    void wire(Direction direction, std::span<const unsigned char> bytes) override;
-    void rts(int level) override;
-    void handler(const HandlerRun& run) override;
-    void released(int code) override;
-    void active(int version) override;
-    void say(std::string_view heading, std::string_view text) override;
-    void desk(const DeskView& view) override;
-    void playhead(const PlayheadChange& change) override;
-    void idle() override { endWireLine(); }
+    void operator()(const Event& event) { give<Consumer::text>(event, *this); }
+
+    void take(const LogLine& line);
+    void take(const PortChange& port);
+    void take(const KeyQueued& key);
+    void take(const LineBytes& line);
+    void take(const RtsChange& rts);
+    void take(const HandlerRun& run);
+    void take(const KeyReleased& key);
+    void take(const ConsoleActive& console);
+    void take(const Note& note) { say(note.heading, note.text); }
+    void take(const DeskView& view);
+    void take(const PlayheadChange& change);
+    void take(const Quiet&) { endWireLine(); }
 
 private:
+    void say(std::string_view heading, std::string_view text);
     void put(common::Colour tint, std::string_view heading, std::string_view text);
     void endWireLine();
     std::string painted(common::Colour tint, std::string_view text) const {

@@ -10,11 +10,11 @@ Handlers::Handlers(iConsoleResource& console, transport::ConsoleTransport& trans
 
 bool Handlers::execute(int code) {
     m_transport.handle(code, m_console);
-    m_monitor.handler({.code = code,
-                       .speed = m_console.get_ispeed(),
-                       .jog = m_console.get_jog_delta(),
-                       .jogExact = m_console.get_jog_delta_exact(),
-                       .wheelEnabled = m_console.wheel_enabled()});
+    m_monitor(HandlerRun{.code = code,
+                         .speed = m_console.get_ispeed(),
+                         .jog = m_console.get_jog_delta(),
+                         .jogExact = m_console.get_jog_delta_exact(),
+                         .wheelEnabled = m_console.wheel_enabled()});
     return true;
 }
 

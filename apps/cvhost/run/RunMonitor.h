@@ -1,4 +1,4 @@
-// The host's one ear: passes every event on to the report and keeps what the run itself goes by.
+// Passes every event on to the run's sinks, and keeps what the run itself decides by.
 //
 // Threads: any. Calls are passed on one at a time.
 #pragma once
@@ -7,15 +7,15 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <initializer_list>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
-#include "apps/cvhost/report/Report.h"
-#include "apps/recording/Recorder.h"
 #include "host/api/ConsoleInput.h"
+#include "host/core/Events.h"
 
 namespace cvhost::run {
 
@@ -23,7 +23,7 @@ namespace cvhost::run {
 struct RunState {
     /// The name of the last port that the console was looked for on; empty when none was.
     std::string triedPort;
-    /// The last log line that names a port and why it cannot be opened; empty when there was none.
+    /// The port that could not be opened last, and why; empty when there was none.
     std::string openFailure;
     bool portOpen = false;
     bool portLost = false;
@@ -48,44 +48,37 @@ struct RunState {
     std::array<unsigned, ConsoleHandlerTable::codes> handlers{};
 };
 
-class RunMonitor final : public EventSink {
+class RunMonitor {
 public:
-    /// `wake` is called after each event that changes what is heard, on the event's thread.
-    RunMonitor(report::Report& report, std::function<void()> wake) : m_report(report), m_wake(std::move(wake)) {}
+    /// `wake` is called after each event that changes the state, on the event's thread.
+    RunMonitor(std::vector<EventSink> sinks, std::function<void()> wake)
+        : m_sinks(std::move(sinks)), m_wake(std::move(wake)) {}
 
-    /// Has every later event recorded as well.
-    void recordTo(recording::Recorder& recorder);
+    /// Gives every later event to `sink` too, before the others: what has been shown is in the recording.
+    void addFirst(EventSink sink);
 
     RunState state() const;
 
-    /// Runs `tell(Report&)` between two events.
-    template <class Tell>
-    void tell(Tell&& tell) {
-        const std::lock_guard lock(m_mutex);
-        tell(m_report);
-    }
+    void operator()(const Event& event);
 
-    void log(std::string_view text) override;
-    void port(std::string_view name, PortState state) override;
-    void key(int code, bool handled, int flags) override;
-    void wire(Direction direction, std::span<const unsigned char> bytes) override;
-    void rts(int level) override;
-    void threadEnded(std::string_view name) override;
-    void opening(std::string_view name, const LineSettings& settings) override;
-    void trouble(std::string_view name, std::string_view reason) override;
-    void added(std::span<const unsigned char> bytes) override;
-    void handler(const report::HandlerRun& run);
-    void released(int code);
-    /// The host calls the console.
-    void call(std::string_view name, std::initializer_list<int> arguments);
+    void take(const LogLine& line);
+    void take(const PortChange& port);
+    void take(const PortTrouble& trouble);
+    void take(const KeyQueued& key);
+    void take(const LineBytes& line);
+    void take(const ThreadEnded& thread);
+    void take(const HandlerRun& run);
 
 private:
-    report::Report& m_report;
+    void giveToAll(const Event& event) const;
+
+    std::vector<EventSink> m_sinks;
     const std::function<void()> m_wake;
     mutable std::mutex m_mutex;
     RunState m_state;
-    recording::Recorder* m_recorder = nullptr;
-    std::string m_tail;  ///< what an active console sent last
+    std::string m_tail;              ///< what an active console sent last
+    bool m_changed = false;          ///< by the present event
+    std::optional<int> m_nowActive;  ///< the version of a console that the present event has made active
 };
 
 }  // namespace cvhost::run

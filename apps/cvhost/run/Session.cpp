@@ -16,7 +16,6 @@
 #include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/ports/KnownSettings.h"
 #include "apps/cvhost/report/JsonReport.h"
-#include "apps/cvhost/report/Tee.h"
 #include "apps/cvhost/report/TextReport.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/transport/ClipDeck.h"
@@ -49,7 +48,7 @@ constexpr auto lastCommandsLimit = 2s;
 constexpr int shuttleCode = 0;
 /// A packet that a loss has cut off is brought to more than this length, which makes it none.
 constexpr std::size_t longestPacket = 12;
-constexpr report::DeskView deskAtRest{'O', 'O', 'O', 'O', false};
+constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
 
 bool outputsAreOne() {
     struct stat out{};
@@ -64,17 +63,23 @@ bool logsToStandardError(Options::Events events) {
     return !outputsAreOne() && !seenTwice;
 }
 
-std::unique_ptr<report::Report> makePrinted(const Options& options, common::LineWriter& output, common::RunClock start) {
-    if (options.events == Options::Events::json) return std::make_unique<report::JsonReport>(output, start, options.wire);
-    return std::make_unique<report::TextReport>(
-        output, start, report::TextReport::Style{.colour = common::wantsColour(), .wire = options.wire});
+template <class Report, class... Arguments>
+EventSink makeReport(Arguments&&... arguments) {
+    return
+        [report = std::make_shared<Report>(std::forward<Arguments>(arguments)...)](const Event& event) { (*report)(event); };
 }
 
-std::unique_ptr<report::Report> makeReport(const Options& options, common::LineWriter& output, common::RunClock start,
-                                           web::PageState* page) {
-    auto printed = makePrinted(options, output, start);
-    if (page == nullptr) return printed;
-    return std::make_unique<report::Tee>(std::move(printed), *page);
+std::vector<EventSink> makeSinks(const Options& options, common::LineWriter& output, common::RunClock start,
+                                 web::PageState* page) {
+    std::vector<EventSink> sinks;
+    if (options.events == Options::Events::json) {
+        sinks.push_back(makeReport<report::JsonReport>(output, start, options.wire));
+    } else {
+        const report::TextReport::Style style{.colour = common::wantsColour(), .wire = options.wire};
+        sinks.push_back(makeReport<report::TextReport>(output, start, style));
+    }
+    if (page != nullptr) sinks.emplace_back(std::ref(*page));
+    return sinks;
 }
 
 /// What the shuttle does beyond play, as the driver will read it.
@@ -104,8 +109,7 @@ Session::Session(Options options, common::RunClock start, common::MainLoop& wake
                                            start](std::size_t count) { return missingLine(events, start, count); },
                                .broken = [&wake] { wake.signal(); }}),
       m_page(m_options.web ? std::make_unique<web::PageState>(start, m_options.desk) : nullptr),
-      m_report(makeReport(m_options, m_output, start, m_page.get())),
-      m_monitor(*m_report, [&wake] { wake.signal(); }) {}
+      m_monitor(makeSinks(m_options, m_output, start, m_page.get()), [&wake] { wake.signal(); }) {}
 
 Session::~Session() {
     guarded([this] { stop(); });
@@ -138,7 +142,7 @@ bool Session::startRecording() {
 
 void Session::prepareHost() {
     setLogDestinations({.standardError = logsToStandardError(m_options.events), .file = true});
-    setEventSink(&m_monitor);
+    setEventSink(std::ref(m_monitor));
     say("start", "cvhost " CVHOST_VERSION ", a host for the console driver; Ctrl-C ends it");
     if (m_recorder && m_recorder->path() != m_options.record)
         tellAddress("record", "the recording is " + m_recorder->path());
@@ -216,7 +220,8 @@ bool Session::startConsole() {
         return false;
     }
     m_console = std::make_unique<RestoringConsole>(
-        *console, [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor.call(name, arguments); });
+        *console,
+        [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor(ConsoleCall{name, arguments}); });
     m_handlers = std::make_unique<Handlers>(*m_console, *m_transport, m_monitor);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
@@ -225,7 +230,7 @@ bool Session::startConsole() {
                                    .say = [this](std::string_view text) { say("show", text); }});
     }
     if (m_options.web) startWeb();
-    if (m_recorder) m_monitor.recordTo(*m_recorder);
+    if (m_recorder) m_monitor.addFirst(std::ref(*m_recorder));
     m_consoleStarted = Clock::now();
     m_console->init();
     return true;
@@ -259,7 +264,7 @@ void Session::live() {
         showDesk();
         noticeRecordingEnd();
         if (m_show && state.version) m_show->advance(Clock::now(), state);
-        if (cause == common::MainLoop::Cause::time) m_monitor.tell([](report::Report& report) { report.idle(); });
+        if (cause == common::MainLoop::Cause::time) m_monitor(Quiet{});
     }
 }
 
@@ -299,7 +304,7 @@ void Session::releaseKeys(const RunState& state) {
     for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
         const auto index = static_cast<std::size_t>(code);
         const bool pressed = std::exchange(m_keysBeforeLoss.at(index), state.keys.at(index)) != state.keys.at(index);
-        if (pressed && m_console->key_is_down(common::keyOf(code))) m_monitor.released(code);
+        if (pressed && m_console->key_is_down(common::keyOf(code))) m_monitor(KeyReleased{code});
     }
 }
 
@@ -335,21 +340,19 @@ void Session::moveTransport() {
         m_shownClip = view.clip;
     }
     if (!m_playheadNews->take(state, Clock::now().time_since_epoch())) return;
-    m_monitor.tell([&](report::Report& report) {
-        report.playhead({.frame = state.frame,
-                         .place = view.place,
-                         .speed = state.speed,
-                         .markIn = state.markIn,
-                         .markOut = state.markOut,
-                         .framesPerSecond = view.clip.rate.nominal()});
-    });
+    m_monitor(PlayheadChange{.frame = state.frame,
+                             .place = view.place,
+                             .speed = state.speed,
+                             .markIn = state.markIn,
+                             .markOut = state.markOut,
+                             .framesPerSecond = view.clip.rate.nominal()});
 }
 
 void Session::showDesk() {
     if (!m_desk || m_options.events != Options::Events::text) return;
-    const report::DeskView view = deskView();
+    const DeskView view = deskView();
     if (std::exchange(m_deskView, view) == view) return;
-    m_monitor.tell([&](report::Report& report) { report.desk(view); });
+    m_monitor(view);
 }
 
 void Session::stop() {
@@ -393,9 +396,7 @@ int Session::result(const std::string& whyNoConsole) {
     return state.version && !m_recordingEnded ? common::exitStatus::active : common::exitStatus::none;
 }
 
-void Session::say(std::string_view heading, std::string_view text) {
-    m_monitor.tell([&](report::Report& report) { report.say(heading, text); });
-}
+void Session::say(std::string_view heading, std::string_view text) { m_monitor(Note{heading, text}); }
 
 void Session::tellAddress(std::string_view heading, const std::string& sentence) {
     say(heading, sentence);
@@ -412,8 +413,8 @@ Diagnosis Session::diagnosis(const RunState& state) const {
     return whyNoConsole(state, {.preferred = preferred, .waited = waited(state)});
 }
 
-report::DeskView Session::deskView() {
-    report::DeskView view = deskAtRest;
+DeskView Session::deskView() {
+    DeskView view = deskAtRest;
     m_desk->operate([&](desk::Desk& desk, desk::Time) {
         view = {.reverse = desk.lamp(3),
                 .stop = desk.lamp(2),

@@ -13,7 +13,6 @@
 #include "apps/common/MainLoop.h"
 #include "apps/common/RunClock.h"
 #include "apps/cvhost/map/MpvDeck.h"
-#include "apps/cvhost/report/Report.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Handlers.h"
 #include "apps/cvhost/run/Options.h"
@@ -24,6 +23,7 @@
 #include "apps/cvhost/transport/PlayheadNews.h"
 #include "apps/cvhost/web/PageState.h"
 #include "apps/cvhost/web/WebServer.h"
+#include "apps/recording/Recorder.h"
 #include "host/linux/PluginLibrary.h"
 #include "lines/DeskServer.h"
 #include "lines/FaultyLine.h"
@@ -71,14 +71,13 @@ private:
     /// Whether start-up has had its time with the port as it is.
     bool waited(const RunState& state) const;
     Diagnosis diagnosis(const RunState& state) const;
-    report::DeskView deskView();
+    DeskView deskView();
 
     const Options m_options;
     const common::RunClock m_start;
     common::MainLoop& m_wake;
     common::LineWriter m_output;
     const std::unique_ptr<web::PageState> m_page;  ///< null without a page
-    const std::unique_ptr<report::Report> m_report;
     std::optional<recording::Recorder> m_recorder;
     RunMonitor m_monitor;
     lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
@@ -103,7 +102,7 @@ private:
     std::optional<Diagnosis> m_diagnosis;  ///< the last one
     Clock::time_point m_nextDiagnosis{};
     std::string m_advice;  ///< the last that was said
-    report::DeskView m_deskView{'O', 'O', 'O', 'O', false};
+    DeskView m_deskView{'O', 'O', 'O', 'O', false};
 };
 
 }  // namespace cvhost::run

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <utility>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 #include "apps/common/JsonText.h"
 #include "apps/common/KeyCodes.h"
@@ -112,7 +113,7 @@ void PageState::setWheel(bool on) {
     change([&] { m_wheel = on; });
 }
 
-void PageState::playhead(const report::PlayheadChange& moved) {
+void PageState::take(const PlayheadChange& moved) {
     change([&] {
         m_playhead = moved;
         m_playheadAt = m_start.seconds();
@@ -163,22 +164,23 @@ std::string PageState::news(Position& position) {
     return out += '}';
 }
 
-void PageState::log(std::string_view text) {
-    change([&] { addLog("log", text); });
+void PageState::take(const LogLine& line) {
+    change([&] { addLog("log", line.text); });
 }
 
-void PageState::say(std::string_view heading, std::string_view text) {
-    change([&] { addLog(heading, text); });
+void PageState::take(const Note& note) {
+    change([&] { addLog(note.heading, note.text); });
 }
 
 void PageState::addLog(std::string_view heading, std::string_view line) {
     m_log.add(text({{"t", rounded(m_start.seconds(), 1000)}, {"heading", heading}, {"text", shown(line)}}));
 }
 
-void PageState::port(std::string_view name, PortState state) {
+void PageState::take(const PortChange& port) {
+    const PortState state = port.state;
     change([&] {
         const double now = m_start.seconds();
-        m_port = shown(name);
+        m_port = shown(port.name);
         m_link = state == PortState::open ? Link::starting : state == PortState::lost ? Link::lost : Link::looking;
         m_steps.port(m_port, state, now);
         m_reader.flush([&](const wire::WireMessage& message) { addMessage(message); });
@@ -190,7 +192,8 @@ void PageState::port(std::string_view name, PortState state) {
     });
 }
 
-void PageState::rts(int level) {
+void PageState::take(const RtsChange& rts) {
+    const int level = rts.level;
     change([&] {
         m_reader.flush([&](const wire::WireMessage& message) { addMessage(message); });
         if (level == 0) m_reader.reset();
@@ -202,8 +205,9 @@ void PageState::rts(int level) {
     });
 }
 
-void PageState::wire(Direction direction, std::span<const unsigned char> bytes) {
-    change([&] { m_reader.read(direction, bytes, [&](const wire::WireMessage& message) { addMessage(message); }); });
+void PageState::take(const LineBytes& line) {
+    change(
+        [&] { m_reader.read(line.direction, line.bytes, [&](const wire::WireMessage& message) { addMessage(message); }); });
 }
 
 void PageState::addMessage(const wire::WireMessage& message) {
@@ -215,14 +219,16 @@ void PageState::addMessage(const wire::WireMessage& message) {
                      {"meaning", message.meaning}}));
 }
 
-void PageState::key(int code, bool handled, int) {
+void PageState::take(const KeyQueued& key) {
     change([&] {
-        m_keys.add(text(
-            {{"t", rounded(m_start.seconds(), 1000)}, {"code", code}, {"key", common::keyOf(code)}, {"handled", handled}}));
+        m_keys.add(text({{"t", rounded(m_start.seconds(), 1000)},
+                         {"code", key.code},
+                         {"key", common::keyOf(key.code)},
+                         {"handled", key.handled}}));
     });
 }
 
-void PageState::handler(const report::HandlerRun& run) {
+void PageState::take(const HandlerRun& run) {
     change([&] {
         m_wheel = run.wheelEnabled;
         if (run.code == 47) {
@@ -240,11 +246,11 @@ void PageState::addSample() {
     m_samples.add(Json::list({rounded(now, 1000), m_playhead.speed, rounded(m_jogTotal, 10000)}).text());
 }
 
-void PageState::active(int version) {
+void PageState::take(const ConsoleActive& console) {
     change([&] {
         m_link = Link::active;
-        m_version = version;
-        m_steps.active(version, m_start.seconds());
+        m_version = console.version;
+        m_steps.active(console.version, m_start.seconds());
     });
 }
 
@@ -261,7 +267,7 @@ common::JsonText PageState::stateJson() const {
                                {"link", links.at(static_cast<std::size_t>(m_link))},
                                {"port", m_port},
                                {"version", m_version},
-                               {"inputIgnored", m_link == Link::active && report::ignoresInput(m_version)},
+                               {"inputIgnored", m_link == Link::active && common::ignoresInput(m_version)},
                                {"met8", m_reader.packets().onlyVersion8()},
                                {"wheelIgnored", m_reader.packets().statusIgnored()},
                                {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},

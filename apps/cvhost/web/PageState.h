@@ -13,13 +13,13 @@
 
 #include "apps/common/JsonText.h"
 #include "apps/common/RunClock.h"
-#include "apps/cvhost/report/Report.h"
 #include "apps/cvhost/transport/Transport.h"
 #include "apps/cvhost/wire/ShuttleLaw.h"
 #include "apps/cvhost/wire/StartupTrace.h"
 #include "apps/cvhost/wire/WireReader.h"
 #include "desk/DeskEvent.h"
 #include "desk/Monitor.h"
+#include "host/core/Events.h"
 #include "lines/FileDescriptor.h"
 
 namespace cvhost::web {
@@ -48,7 +48,7 @@ private:
     std::uint64_t m_added = 0;
 };
 
-class PageState final : public report::Report {
+class PageState {
 public:
     /// `embedded`: there is a simulated console, whose watcher tells deskEvent.
     PageState(common::RunClock start, bool embedded);
@@ -77,18 +77,17 @@ public:
     /// One JSON object with all that `position` lacks.
     std::string news(Position& position);
 
-    void log(std::string_view text) override;
-    void port(std::string_view name, PortState state) override;
-    void key(int code, bool handled, int flags) override;
-    void wire(Direction direction, std::span<const unsigned char> bytes) override;
-    void rts(int level) override;
-    void handler(const report::HandlerRun& run) override;
-    void released(int) override {}  // a lost line's keys are up already
-    void active(int version) override;
-    void say(std::string_view heading, std::string_view text) override;
-    void desk(const report::DeskView&) override {}
-    void playhead(const report::PlayheadChange& moved) override;
-    void idle() override {}
+    void operator()(const Event& event) { give<Consumer::page>(event, *this); }
+
+    void take(const LogLine& line);
+    void take(const PortChange& port);
+    void take(const KeyQueued& key);
+    void take(const LineBytes& line);
+    void take(const RtsChange& rts);
+    void take(const HandlerRun& run);
+    void take(const ConsoleActive& console);
+    void take(const PlayheadChange& change);
+    void take(const Note& note);
 
 private:
     enum class Link { looking, starting, active, lost };
@@ -120,7 +119,7 @@ private:
     DeskFaults m_faults;
     wire::ShuttleLaw m_law;
     transport::Clip m_clip;
-    report::PlayheadChange m_playhead{};
+    PlayheadChange m_playhead{};
     double m_playheadAt = 0;  ///< when it was there
     double m_jog = 0;         ///< the last movement
     double m_jogTotal = 0;    ///< the sum of all

@@ -265,12 +265,14 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
         connection = connectTo(*place, now + (deadline - now) / untried--, error);  // a silent one takes its share, no more
     }
     if (!connection) {
+        opened.error = error;
         opened.reason = describeError(error);
         return opened;
     }
     tune(connection.get());
     auto transport = std::make_unique<Rfc2217Transport>(std::move(connection));
     if (!transport->begin(settings)) {
+        publish(PortTrouble{.name = name, .kind = PortTrouble::Kind::rtsUncertain});
         LogBoth("%s: the other end does not offer to control its serial port; RTS may have no effect\n",
                 std::string(name).c_str());
     }

@@ -84,17 +84,15 @@ cvhost::OpenedTransport openTransport(const std::string& name, const cvhost::Lin
     const bool known = settings.baud > 0 && settings.dataBits >= 5 && settings.dataBits <= 8 &&
                        std::string_view("NEO").find(settings.parity) != std::string_view::npos && settings.stopBits >= 1 &&
                        settings.stopBits <= 2;
-    if (!known) return {.transport = nullptr, .reason = "no such line settings"};
+    if (!known) return {.transport = nullptr, .error = EINVAL, .reason = "no such line settings"};
     if (name.starts_with(cvhost::rfc2217Prefix)) return cvhost::openRfc2217(name, settings);
     return cvhost::openTermios(name, settings);
 }
 
-void tellTrouble(const std::string& name, const std::string& reason) {
-    cvhost::tellSink([&](cvhost::EventSink& sink) { sink.trouble(name, reason); });
-}
-
-Cv::Ptr<CommsPort> notOpen(const std::string& name, const std::string& reason) {
-    tellTrouble(name, "cannot be opened: " + reason);
+Cv::Ptr<CommsPort> notOpen(const std::string& name, int error, const std::string& reason) {
+    using Kind = cvhost::PortTrouble::Kind;
+    const Kind kind = error == EBUSY ? Kind::busy : Kind::cannotOpen;
+    cvhost::publish(cvhost::PortTrouble{.name = name, .kind = kind, .error = error, .reason = reason});
     LogBoth("cannot open %s: %s\n", name.c_str(), reason.c_str());
     return {};
 }
@@ -131,20 +129,24 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
     releaseRetired();
     makeWay(narrowName);
     const cvhost::LineSettings settings{baud, dataBits, parity, stopBits};
-    cvhost::tellSink([&](cvhost::EventSink& sink) { sink.opening(narrowName, settings); });
+    cvhost::publish(cvhost::PortOpening{narrowName, settings});
     auto opened = openTransport(narrowName, settings);
-    if (opened.transport == nullptr) return notOpen(narrowName, opened.reason);
+    if (opened.transport == nullptr) return notOpen(narrowName, opened.error, opened.reason);
     if (opened.error != 0) {
-        tellTrouble(narrowName, "does not take its settings: " + cvhost::describeError(opened.error));
+        const std::string reason = cvhost::describeError(opened.error);
+        cvhost::publish(cvhost::PortTrouble{.name = narrowName,
+                                            .kind = cvhost::PortTrouble::Kind::settingsRefused,
+                                            .error = opened.error,
+                                            .reason = reason});
         LogBoth("%s does not take %d baud, %d data bits, parity %c, %d stop bits: %s\n", narrowName.c_str(), baud, dataBits,
-                parity, stopBits, cvhost::describeError(opened.error).c_str());
+                parity, stopBits, reason.c_str());
     }
     const Cv::Ptr<SerialPort> port(new SerialPort(narrowName, settings, std::move(opened.transport), opened.error));
     try {
         port->start();
     } catch (const std::system_error& error) {
         port->close();
-        return notOpen(narrowName, cvhost::describeError(error.code().value()));
+        return notOpen(narrowName, error.code().value(), cvhost::describeError(error.code().value()));
     }
     cvhost::SerialPort* const object = port.get();
     Library& all = library();

@@ -86,7 +86,7 @@ SerialPort::~SerialPort() { close(); }
 void SerialPort::start() {
     if (m_error != 0) return;
     const std::lock_guard lock(m_joining);
-    tellSink([&](EventSink& sink) { sink.port(m_name, PortState::open); });
+    publish(PortChange{m_name, PortState::open});
     m_receiver = std::thread([this] {
         m_receiverId = std::this_thread::get_id();
         guarded([this] {
@@ -101,7 +101,7 @@ void SerialPort::start() {
 void SerialPort::finish(int error) {
     const std::string words = lastWords();
     const std::span bytes(reinterpret_cast<const unsigned char*>(words.data()), words.size());
-    if (!bytes.empty() && m_error == 0) tellSink([&](EventSink& sink) { sink.added(bytes); });
+    if (!bytes.empty() && m_error == 0) publish(AddedBytes{bytes});
     m_inHandler = true;
     deliver(bytes);
     m_inHandler = false;
@@ -129,11 +129,13 @@ void SerialPort::close() {
 void SerialPort::end(int error) {
     int usable = 0;
     if (!m_error.compare_exchange_strong(usable, error)) return;
-    tellSink([&](EventSink& sink) {
-        if (error == EBADF) return sink.port(m_name, PortState::closed);
-        sink.trouble(m_name, "is lost: " + describeError(error));
-        sink.port(m_name, PortState::lost);
-    });
+    if (error == EBADF) {
+        publish(PortChange{m_name, PortState::closed});
+    } else {
+        const std::string reason = describeError(error);
+        publish(PortTrouble{.name = m_name, .kind = PortTrouble::Kind::lost, .error = error, .reason = reason});
+        publish(PortChange{m_name, PortState::lost});
+    }
     wake();
 }
 
@@ -173,7 +175,7 @@ int SerialPort::receive() {
 void SerialPort::tellReceived(std::span<const unsigned char> bytes) {
     if (bytes.empty() || !isSinkSet()) return;
     const std::lock_guard lock(m_telling);
-    tellSink([&](EventSink& sink) { sink.wire(Direction::receive, bytes); });
+    publish(LineBytes{Direction::receive, bytes});
 }
 
 void SerialPort::deliver(std::span<const unsigned char> bytes) {
@@ -203,8 +205,7 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
         bytes = bytes.subspan(sent);
         if (sent != 0) continue;
         if (Clock::now() >= deadline) {
-            const std::string reason = "does not take " + std::to_string(bytes.size()) + " bytes that are to be sent";
-            tellSink([&](EventSink& sink) { sink.trouble(m_name, reason); });
+            publish(PortTrouble{.name = m_name, .kind = PortTrouble::Kind::notTaking, .unsent = bytes.size()});
             if (!std::exchange(m_stuck, true)) LogBoth("%s takes nothing that is sent\n", m_name.c_str());
             return false;
         }
@@ -218,7 +219,7 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
 std::size_t SerialPort::sendSome(std::span<const unsigned char> bytes) {
     const std::lock_guard together(m_telling);
     const auto sent = m_transport->write(bytes);
-    if (sent.count != 0) tellSink([&](EventSink& sink) { sink.wire(Direction::transmit, bytes.first(sent.count)); });
+    if (sent.count != 0) publish(LineBytes{Direction::transmit, bytes.first(sent.count)});
     if (sent.error != 0) lose(sent.error);
     if (m_transport->hasUnsent()) wake();
     return sent.count;
@@ -232,12 +233,12 @@ void SerialPort::setRts(bool high) {
     {
         const std::lock_guard together(m_telling);
         error = m_transport->setRts(high);
-        if (error == 0) tellSink([&](EventSink& sink) { sink.rts(high ? 1 : 0); });
+        if (error == 0) publish(RtsChange{high ? 1 : 0});
         if (m_transport->hasUnsent()) wake();
     }
     if (error == ENOTTY) {
         if (std::exchange(m_rtsMissing, true)) return;
-        tellSink([&](EventSink& sink) { sink.trouble(m_name, "has no RTS line"); });
+        publish(PortTrouble{.name = m_name, .kind = PortTrouble::Kind::rtsMissing});
         LogBoth("%s has no RTS line: the console cannot be reset through it\n", m_name.c_str());
     } else if (error != 0) {
         lose(error);

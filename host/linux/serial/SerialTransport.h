@@ -60,7 +60,7 @@ public:
 /// What came of opening a transport.
 struct OpenedTransport {
     std::unique_ptr<SerialTransport> transport;  ///< null when it could not be opened
-    int error = 0;                               ///< of an opened one: why the settings could not be applied
+    int error = 0;                               ///< why it could not be opened, or its settings not be applied
     std::string reason;                          ///< why it could not be opened, as half a sentence
 };
 

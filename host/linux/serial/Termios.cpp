@@ -116,16 +116,16 @@ void askForLowLatency(int tty) {
     ::ioctl(tty, TIOCSSERIAL, &driver);
 }
 
-OpenedTransport failed(int error) { return {.transport = nullptr, .reason = describeError(error)}; }
+OpenedTransport failed(int error) { return {.transport = nullptr, .error = error, .reason = describeError(error)}; }
 
 }  // namespace
 
 OpenedTransport openTermios(const std::string& path, const LineSettings& settings) {
-    if (speedOf(settings.baud) == B0) return {.transport = nullptr, .reason = "no such baud rate"};
+    if (speedOf(settings.baud) == B0) return {.transport = nullptr, .error = 0, .reason = "no such baud rate"};
     Descriptor tty(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!tty) return failed(errno);
     termios before{};
-    if (tcgetattr(tty.get(), &before) != 0) return {.transport = nullptr, .reason = "not a serial port"};
+    if (tcgetattr(tty.get(), &before) != 0) return {.transport = nullptr, .error = ENOTTY, .reason = "not a serial port"};
     if (::flock(tty.get(), LOCK_EX | LOCK_NB) != 0) return failed(errno == EWOULDBLOCK ? EBUSY : errno);
     ::ioctl(tty.get(), TIOCEXCL);
     OpenedTransport opened;

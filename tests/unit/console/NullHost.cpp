@@ -67,16 +67,12 @@ public:
     }
 };
 
-class Sink final : public cvhost::EventSink {
-    void log(std::string_view) override {}
-    void port(std::string_view, cvhost::PortState) override {}
-    void key(int code, bool handled, int flags) override {
-        bare::host().events.push_back(
-            {.kind = bare::Event::Kind::key, .code = code, .handled = handled ? 1 : 0, .flags = flags});
-    }
-    void wire(cvhost::Direction, std::span<const unsigned char>) override {}
-    void rts(int) override {}
-};
+void take(const cvhost::Event& event) {
+    const auto* key = std::get_if<cvhost::KeyQueued>(&event);
+    if (key == nullptr) return;
+    bare::host().events.push_back(
+        {.kind = bare::Event::Kind::key, .code = key->code, .handled = key->handled ? 1 : 0, .flags = key->flags});
+}
 
 Handler s_handler;
 ConsoleHandlerTable s_table;
@@ -88,8 +84,7 @@ namespace bare {
 
 Host& host() {
     static Host s_host;
-    static Sink s_sink;
-    static const bool s_ready = (cvhost::setEventSink(&s_sink), true);
+    static const bool s_ready = (cvhost::setEventSink(take), true);
     static_cast<void>(s_ready);
     return s_host;
 }

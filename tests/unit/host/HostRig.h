@@ -11,21 +11,23 @@
 #include "host/core/KeyQueue.h"
 
 /// Remembers the host's log texts and key presses while it lives.
-class Recorder final : public cvhost::EventSink {
+class Recorder final {
 public:
-    Recorder() { cvhost::setEventSink(this); }
+    Recorder() {
+        cvhost::setEventSink([this](const cvhost::Event& event) { take(event); });
+    }
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
     ~Recorder() { cvhost::setEventSink(nullptr); }
 
-    void log(std::string_view text) override { texts.emplace_back(text); }
-    void port(std::string_view, cvhost::PortState) override {}
-    void key(int code, bool handled, int flags) override { keys.push_back({code, handled, flags}); }
-    void wire(cvhost::Direction, std::span<const unsigned char>) override {}
-    void rts(int) override {}
-
     std::vector<std::string> texts;
     std::vector<cvhost::KeyPress> keys;
+
+private:
+    void take(const cvhost::Event& event) {
+        if (const auto* line = std::get_if<cvhost::LogLine>(&event)) texts.emplace_back(line->text);
+        if (const auto* key = std::get_if<cvhost::KeyQueued>(&event)) keys.push_back({key->code, key->handled, key->flags});
+    }
 };
 
 /// An empty folder of this test's own.

@@ -249,18 +249,20 @@ TEST(Recorder, Events_AreInTheFileAtOnce) {
     const Path path;
     recording::Recorder recorder(path.path(), "a program");
     EXPECT_TRUE(recording::readFile(path.path()).events.empty());
-    recorder.opening("/dev/x", {9600, 8, 'N', 1});
-    recorder.port("/dev/x", cvhost::PortState::open);
-    recorder.rts(0);
+    recorder(cvhost::PortOpening{"/dev/x", {9600, 8, 'N', 1}});
+    recorder(cvhost::PortChange{"/dev/x", cvhost::PortState::open});
+    recorder(cvhost::RtsChange{0});
     const std::array<unsigned char, 2> bytes{'E', ' '};
-    recorder.wire(cvhost::Direction::receive, bytes);
-    recorder.wire(cvhost::Direction::transmit, bytes);
-    recorder.added(bytes);
-    recorder.key(5, true, 1536);
-    recorder.call("lamp_set", {1, 'F'});
-    recorder.trouble("/dev/x", "is lost: input/output error");
-    recorder.port("/dev/x", cvhost::PortState::lost);
-    recorder.port("/dev/x", cvhost::PortState::closed);
+    recorder(cvhost::LineBytes{cvhost::Direction::receive, bytes});
+    recorder(cvhost::LineBytes{cvhost::Direction::transmit, bytes});
+    recorder(cvhost::AddedBytes{bytes});
+    recorder(cvhost::KeyQueued{5, true, 1536});
+    const std::array arguments{1, int{'F'}};
+    recorder(cvhost::ConsoleCall{"lamp_set", arguments});
+    recorder(cvhost::PortTrouble{
+        .name = "/dev/x", .kind = cvhost::PortTrouble::Kind::lost, .error = EIO, .reason = "input/output error"});
+    recorder(cvhost::PortChange{"/dev/x", cvhost::PortState::lost});
+    recorder(cvhost::PortChange{"/dev/x", cvhost::PortState::closed});
     std::vector<Kind> kinds;
     for (const Event& event : recording::readFile(path.path()).events) kinds.push_back(event.kind);
     EXPECT_EQ(kinds, (std::vector{Kind::opening, Kind::open, Kind::rts, Kind::rx, Kind::tx, Kind::added, Kind::key,
@@ -304,7 +306,7 @@ TEST(Recorder, FileOfAnotherRecorder_IsRefusedAndGoesOn) {
     const Path path;
     recording::Recorder first(path.path(), "first");
     EXPECT_EQ(refusal(path.path()), EEXIST);
-    first.rts(1);
+    first(cvhost::RtsChange{1});
     EXPECT_EQ(recording::readFile(path.path()).events.size(), 1U);
     EXPECT_EQ(recording::readFile(path.path()).program, "first");
 }
@@ -325,7 +327,7 @@ TEST(Recorder, Folder_GetsANewFileForEach) {
     std::vector<std::string> names;
     for (const std::string& folder : {path.path(), path.path() + "/", path.path()}) {
         recording::Recorder recorder(folder, "");
-        recorder.rts(1);
+        recorder(cvhost::RtsChange{1});
         names.push_back(recorder.path());
         EXPECT_THAT(recorder.path(), testing::MatchesRegex(path.path() + "/cvhost-[0-9]{8}T[0-9]{6}Z(-[0-9])?\\.jsonl"));
         EXPECT_EQ(recording::readFile(recorder.path()).events.size(), 1U);

@@ -191,7 +191,7 @@ TEST(Sink, ManyThreads_IsToldOneAtATime) {
     std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([] {
-            for (int n = 0; n < 100; ++n) cvhost::tellSink([](cvhost::EventSink& sink) { sink.log("x"); });
+            for (int n = 0; n < 100; ++n) cvhost::publish(cvhost::LogLine{"x"});
         });
     }
     threads.clear();

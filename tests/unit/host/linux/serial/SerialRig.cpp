@@ -12,13 +12,17 @@
 
 namespace serialtest {
 
-void Recorder::port(std::string_view name, cvhost::PortState state) {
-    const char* word = state == cvhost::PortState::open ? "open " : state == cvhost::PortState::closed ? "closed " : "lost ";
-    add(word + std::string(name));
-}
-
-void Recorder::wire(cvhost::Direction direction, std::span<const unsigned char> bytes) {
-    add((direction == cvhost::Direction::transmit ? "tx " : "rx ") + std::string(bytes.begin(), bytes.end()));
+void Recorder::take(const cvhost::Event& event) {
+    const auto text = [](std::span<const unsigned char> bytes) { return std::string(bytes.begin(), bytes.end()); };
+    if (const auto* line = std::get_if<cvhost::LogLine>(&event)) add("log " + std::string(line->text));
+    if (const auto* port = std::get_if<cvhost::PortChange>(&event)) {
+        using enum cvhost::PortState;
+        add((port->state == open ? "open " : port->state == closed ? "closed " : "lost ") + std::string(port->name));
+    }
+    if (const auto* line = std::get_if<cvhost::LineBytes>(&event))
+        add((line->direction == cvhost::Direction::transmit ? "tx " : "rx ") + text(line->bytes));
+    if (const auto* added = std::get_if<cvhost::AddedBytes>(&event)) add("added " + text(added->bytes));
+    if (const auto* rts = std::get_if<cvhost::RtsChange>(&event)) add("rts " + std::to_string(rts->level));
 }
 
 void Recorder::add(std::string line) {

@@ -49,17 +49,12 @@ private:
 
 /// Remembers the host's events as lines: "open NAME", "lost NAME", "closed NAME", "tx TEXT", "rx TEXT", "added TEXT",
 /// "rts 0", "log TEXT".
-class Recorder final : public cvhost::EventSink {
+class Recorder final {
 public:
-    Recorder() { cvhost::setEventSink(this); }
+    Recorder() {
+        cvhost::setEventSink([this](const cvhost::Event& event) { take(event); });
+    }
     ~Recorder() { cvhost::setEventSink(nullptr); }
-
-    void log(std::string_view text) override { add("log " + std::string(text)); }
-    void port(std::string_view name, cvhost::PortState state) override;
-    void key(int, bool, int) override {}
-    void wire(cvhost::Direction direction, std::span<const unsigned char> bytes) override;
-    void added(std::span<const unsigned char> bytes) override { add("added " + std::string(bytes.begin(), bytes.end())); }
-    void rts(int level) override { add("rts " + std::to_string(level)); }
 
     bool waitFor(const std::string& line);
     /// How many lines contain `text`.
@@ -67,6 +62,7 @@ public:
     std::string everything();
 
 private:
+    void take(const cvhost::Event& event);
     void add(std::string line);
 
     Watched m_watched;

@@ -117,14 +117,9 @@ TEST_F(Handlers, CallThatThrows_IsKeptAndTheNextByteIsCalledForAgain) {
 }
 
 TEST_F(Handlers, SinkThatThrows_IsKeptAndThePortCanStillSend) {
-    struct Sink final : cvhost::EventSink {
-        void log(std::string_view) override {}
-        void port(std::string_view, cvhost::PortState) override {}
-        void key(int, bool, int) override {}
-        void wire(cvhost::Direction, std::span<const unsigned char>) override { throw std::bad_alloc(); }
-        void rts(int) override {}
-    } sink;
-    cvhost::setEventSink(&sink);
+    cvhost::setEventSink([](const cvhost::Event& event) {
+        if (std::holds_alternative<cvhost::LineBytes>(event)) throw std::bad_alloc();
+    });
     EXPECT_EQ(send(port, "O2 "), 0);
     cvhost::setEventSink(nullptr);
     EXPECT_EQ(pty.read(3), "O2 ");
