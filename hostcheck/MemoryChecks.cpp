@@ -107,11 +107,10 @@ Outcome handleCount() {
     const Cv::Ptr<iThreadEvent> event = OS().threading().createThreadEvent(0, 0, 0);
     if (!event) return notTried("there is no event");
     if (event->references() != 1) return fail("a new event's only handle counts as %d", event->references());
-    {
-        const Cv::Ptr<iThreadEvent> copy = event;
-        event->signal();
-        static_cast<void>(event->wait(0));
-    }
+    Cv::Ptr<iThreadEvent> copy = event;
+    copy->signal();
+    static_cast<void>(copy->wait(0));
+    copy = {};
     if (event->references() != 1) return fail("after its calls the event has %d references, not 1", event->references());
     return pass();
 }

@@ -6,6 +6,7 @@
 
 #include "host/api/ConsoleInput.h"
 #include "host/api/ConsoleResource.h"
+#include "host/api/Log.h"
 #include "host/api/Thread.h"
 #include "hostcheck/Checks.h"
 #include "hostcheck/Life.h"
@@ -182,6 +183,7 @@ void Driver::preUnloadDeinitialization() {
     try {
         closedown();
     } catch (...) {
+        LogBoth("hostcheck: closedown() has thrown\n");
     }
     notePreUnload(!m_components.empty());
     ++life().preUnloads;

@@ -66,7 +66,7 @@ public:
     void close();
 
     /// The callback itself; the port is its context.
-    static bool received(void* port);
+    static bool received(void* context);
 
 private:
     bool greet();

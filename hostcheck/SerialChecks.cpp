@@ -163,7 +163,7 @@ Outcome peek() {
     Port port;
     HOSTCHECK_NEEDS(port.answers(), port);
     port.send("echo pq\n");
-    if (port.hasDesk() == false) waitUntil([&] { return port.take() == ' '; }, atOnce);
+    if (!port.hasDesk()) waitUntil([&] { return port.take() == ' '; }, atOnce);
     unsigned char first = 0;
     unsigned char second = 0;
     if (!waitUntil([&] { return comms_peekc(port.handle(), &first) == 0; }, atOnce)) return notTried("no byte has come");
