@@ -95,7 +95,12 @@ bool passOn(void* context) {
         return answer;
     }
     if (breaks("serial-call-alone") && number > 32 && number % 4 == 0) {
-        std::thread other([&] { callOn(entry); });
+        std::atomic<bool> begun = false;
+        std::thread other([&] {
+            begun = true;
+            callOn(entry);
+        });
+        while (!begun) std::this_thread::yield();
         callOn(entry);
         other.join();
         return true;
