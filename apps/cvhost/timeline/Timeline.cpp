@@ -20,7 +20,6 @@
 #include "apps/common/KeyCodes.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/MotionText.h"
-#include "apps/cvhost/report/TextReport.h"
 #include "apps/cvhost/wire/ShuttleLaw.h"
 #include "apps/cvhost/wire/WireReader.h"
 
