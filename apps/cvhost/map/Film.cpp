@@ -17,6 +17,7 @@ constexpr std::array properties{"pause", "speed", "play-dir", "time-pos", "eof-r
 constexpr int seekRequest = 1;
 constexpr double slowest = 0.01;  ///< that mpv plays
 constexpr double fastest = 100;
+constexpr std::int64_t mostWaiting = transport::Playhead::jogParts * 1'000'000'000;
 
 std::string command(std::initializer_list<Json> words, int request = 0) {
     return Json{{"command", Json::array_t(words)}, {"request_id", request}}.dump(-1, ' ', false,
@@ -69,7 +70,11 @@ void Film::shuttle(int speed) {
 void Film::run(int speed) { m_run = speed; }
 
 void Film::jog(std::int64_t parts) {
-    if (parts == 0 || m_duration <= 0) return;
+    if (!isOpen()) {
+        m_waiting = std::clamp(m_waiting + parts, -mostWaiting, mostWaiting);
+        return;
+    }
+    if (parts == 0) return;
     if (m_run.value_or(speed()) != 0) run(0);
     m_playhead.jog(parts);
     m_seekDue = true;
@@ -132,7 +137,11 @@ void Film::change(std::string_view property, const Json& value) {
     if (property == "duration") m_duration = std::max(number(value, 0), 0.0);
     if (property == "container-fps") m_rate = number(value, 0);
     if (property == "duration" || property == "container-fps") measure();
-    if (property == "time-pos" && value.is_number()) setTime(value.get<double>());
+    if (property == "time-pos" && value.is_number()) {
+        setTime(value.get<double>());
+        m_placeKnown = true;
+    }
+    if (isOpen()) jog(std::exchange(m_waiting, 0));
 }
 
 void Film::measure() {

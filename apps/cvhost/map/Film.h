@@ -40,6 +40,7 @@ private:
     void setTime(double seconds);
     double secondsOf(std::int64_t frame) const;
     int speed() const;
+    bool isOpen() const { return m_duration > 0 && m_placeKnown; }
 
     bool m_greeted = false;
 
@@ -50,6 +51,7 @@ private:
     double m_speed = 1;
     double m_rate = 0;      ///< frames a second
     double m_duration = 0;  ///< seconds; 0 until the film is open
+    bool m_placeKnown = false;
 
     // What mpv is to do.
     std::optional<int> m_run;     ///< a speed that has not been sent
@@ -58,6 +60,7 @@ private:
     bool m_seekSent = false;      ///< mpv has not finished the last one
     bool m_seekAnswered = false;  ///< mpv has taken it
     int m_ring = 0;               ///< the speed that the ring last asked for
+    std::int64_t m_waiting = 0;   ///< parts of a count that the wheel was turned by before the film was open
 
     transport::Clip m_clip;
     transport::Playhead m_playhead{transport::Clip{}, 0};

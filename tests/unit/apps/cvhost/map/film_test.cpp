@@ -205,11 +205,28 @@ TEST_F(FilmTest, Jog_BeyondTheEnds_StaysInTheFilm) {
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",39.96])"));
 }
 
-TEST(Film, Jog_BeforeTheFilmIsOpen_DoesNothing) {
-    Film film;
-    film.takeCommands();
-    film.jog(count);
-    EXPECT_EQ(film.takeCommands(), "");
+class UnopenedFilmTest : public FilmTest {
+protected:
+    UnopenedFilmTest() {
+        m_film = {};
+        sent();
+    }
+};
+
+TEST_F(UnopenedFilmTest, Jog_BeforeTheFilmIsOpen_MovesItThen) {
+    m_film.jog(2 * count);
+    mpvSays("duration", 40.0);
+    m_film.jog(count);
+    EXPECT_THAT(sent(), IsEmpty());
+    mpvSays("time-pos", 4.0);
+    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",4.12])"));
+}
+
+TEST_F(UnopenedFilmTest, Jog_VeryMuchBeforeTheFilmIsOpen_StaysInTheFilm) {
+    for (int i = 0; i < 100'000; ++i) m_film.jog(1'000'000'000'000'000);
+    mpvSays("time-pos", 4.0);
+    mpvSays("duration", 40.0);
+    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",39.96])"));
 }
 
 TEST_F(FilmTest, Wheel_SwitchedOn_PausesWhatRuns) {
