@@ -58,7 +58,7 @@ int createIn(std::string& folder) {
 /// What is wrong, as half a sentence behind the port's name.
 std::string describe(const cvhost::PortTrouble& trouble) {
     using enum cvhost::PortTrouble::Kind;
-    const std::string reason(trouble.reason);
+    std::string reason(trouble.reason);
     switch (trouble.kind) {
         case cannotOpen:
         case busy:

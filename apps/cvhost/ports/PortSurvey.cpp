@@ -117,6 +117,7 @@ Json jsonOf(const SurveyedPort& port) {
                                {"allowed", access->allowed}});
     }
     std::vector<Json> holders;
+    holders.reserve(port.holders.size());
     for (const PortHolder& holder : port.holders)
         holders.push_back(Json::object({{"pid", holder.process}, {"program", holder.program}, {"how", holder.how}}));
     return Json::object({{"name", machine.node},
@@ -191,6 +192,7 @@ std::string portsText(const std::vector<SurveyedPort>& ports, const PortChoice& 
 
 std::string portsJson(const std::vector<SurveyedPort>& ports, const PortChoice& choice) {
     std::vector<Json> list;
+    list.reserve(ports.size());
     for (const SurveyedPort& port : ports) list.push_back(jsonOf(port));
     const auto chosen = Json::object(
         {{"name", textOrNull(choice.name)}, {"why", jsonName(choice.why)}, {"text", conclusion(ports, choice)}});

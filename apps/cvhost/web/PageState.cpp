@@ -260,7 +260,7 @@ common::JsonText PageState::stateJson() const {
     const wire::ConsoleLook& lit = m_embedded ? m_desk : look;
     std::vector<Json> held;
     for (int code = 0; code < wire::ConsoleLook::keys; ++code) {
-        if (look.held.at(static_cast<std::size_t>(code))) held.push_back(code);
+        if (look.held.at(static_cast<std::size_t>(code))) held.emplace_back(code);
     }
     Json state = Json::object({{"run", m_run},
                                {"t", rounded(m_start.seconds(), 1000)},
@@ -315,7 +315,7 @@ common::JsonText PageState::stepsJson() const {
 
 common::JsonText PageState::lawJson() const {
     std::vector<Json> speeds;
-    for (int position = 0; position <= 255; ++position) speeds.push_back(m_law.speed(position));
+    for (int position = 0; position <= 255; ++position) speeds.emplace_back(m_law.speed(position));
     return Json::object({{"multiplier", rounded(m_law.beyondPlay, 10000)},
                          {"centre", wire::ShuttleLaw::centre},
                          {"deadBand", wire::ShuttleLaw::deadBand},

@@ -86,7 +86,7 @@ public:
     void take(const RtsChange& rts);
     void take(const HandlerRun& run);
     void take(const ConsoleActive& console);
-    void take(const PlayheadChange& change);
+    void take(const PlayheadChange& moved);
     void take(const Note& note);
 
 private:
