@@ -265,6 +265,7 @@ TEST_F(Handlers, CallThatEndsTheThreadThatOpens_BothReturn) {
         Cv::Ptr<CommsPort> opened;  // of the thread's, and the handler's once that has ended
         Handler handler;
         std::thread starter;
+        Gate joinable;  // a byte that the round before left can call the handler before `starter` has its thread
         handler.body = [&] {
             if (!wanted) return;
             const int before = openings;
@@ -277,12 +278,14 @@ TEST_F(Handlers, CallThatEndsTheThreadThatOpens_BothReturn) {
         ASSERT_TRUE(handler.listen(pty));
         Watched& watched = handler.watched;
         starter = std::thread([&] {
+            joinable.pass();
             while (wanted) {
                 opened = open(pty.name());
                 handler.listen(pty);
                 watched.change([&] { ++openings; });
             }
         });
+        joinable.open();
         while (wanted) {
             pty.send(".");
             std::this_thread::yield();
