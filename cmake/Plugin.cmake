@@ -1,0 +1,16 @@
+# add_plugin(NAME OBJECTS SOURCE...): a module that exports what exports.map in its folder lists, and nothing else. It is linked
+# against our host's library, or against another host's.
+function(add_plugin name objects)
+  set(exports ${CMAKE_CURRENT_SOURCE_DIR}/exports.map)
+  add_library(${name} MODULE ${ARGN})
+  set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${exports})
+  if(CORVANE_HOST_ROOT)
+    target_link_libraries(${name} PRIVATE ${objects} ${CORVANE_HOST_LIBRARIES})
+  else()
+    target_link_libraries(${name} PRIVATE ${objects} cvhost)
+  endif()
+  target_link_options(${name} PRIVATE -Wl,--version-script=${exports} -Wl,-Bsymbolic)
+  if(NOT CORVANE_SANITIZE)
+    target_link_options(${name} PRIVATE -Wl,-z,defs)
+  endif()
+endfunction()
