@@ -71,7 +71,7 @@ public:
 
     /// Everything in the recording has been done, by both sides.
     bool done() const { return m_next == m_steps.m_runs.size() && m_due.empty(); }
-    /// How many of the host's bytes and RTS levels are still to come.
+    /// The number of host bytes and RTS levels that the recording still expects.
     std::size_t missing() const { return m_steps.m_hostSteps - m_heard; }
     /// What the host did otherwise: a sentence each, the first 16 of them.
     const std::vector<std::string>& differences() const { return m_differences; }

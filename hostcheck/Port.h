@@ -1,6 +1,6 @@
 // The console's serial port with the far end that serves checks: cvdesk --check, or a plug that sends back what it gets.
 //
-// Threads: the console's, but for the receive callback, which is on the host's receive thread.
+// Threads: the console's own. The receive callback runs on the host's receive thread.
 #pragma once
 
 #include <atomic>
@@ -23,7 +23,7 @@ Cv::Ptr<CommsPort> openConsolePort();
 
 enum class FarEnd { unknown, none, loopback, desk };
 
-/// An opening of the console's port, with a receive callback that counts its calls and leaves the bytes alone.
+/// The console's port while it is open. Its receive callback counts its calls and takes no bytes.
 class Port {
 public:
     using OnCall = void (*)(Port& port, void* context);

@@ -99,7 +99,7 @@ inline constexpr Promise promises[] = {
     {"files-read", 2, "a file's size and bytes are right"},
     {"files-short", 2, "reading more than there is answers 0"},
     {"names-utf8", 2, "a file whose name has characters beyond ASCII is found by its UTF-8 name"},
-    {"names-bytes", 2, "a byte that is no UTF-8 survives the way to a file's name"},
+    {"names-bytes", 2, "a byte that is not UTF-8 reaches a file's name unchanged"},
 
     {"keys-codes", 2, "is_valid_keycode holds for 0 to 47 and nothing else"},
     {"keys-at-once", 1, "queueing a key and counting keys do not wait"},

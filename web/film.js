@@ -20,7 +20,7 @@ function timecode(frame) {
     .map((part) => String(part).padStart(2, "0")).join(":");
 }
 
-/// Where the playhead is now, in frames: between two messages it runs on as it was told to.
+/// Where the playhead is now, in frames. Between two messages it moves at the last speed received.
 function placeNow(running) {
   const since = running ? Math.max(0, clock.told - film.at + (performance.now() - clock.at) / 1000) : 0;
   const place = film.place + film.speed / play * film.rate[0] / film.rate[1] * since;

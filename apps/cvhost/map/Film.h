@@ -1,8 +1,8 @@
 // A film in mpv, as far as a console works it: what the hands do and what mpv says comes in, what mpv is asked to do goes
 // out. No I/O, no clock.
 //
-// What shows is mpv's own state, whoever changed it. A jog movement is an absolute target: the frame of the last target and
-// the counts since. One target at a time is on its way, and the newest one follows it; the others are never sent.
+// The view is mpv's own state, also after a change made in mpv. A jog movement is an absolute target: the frame of the last
+// target and the counts since. One target at a time is on its way. The newest one follows it; the others are never sent.
 //
 // Threads: one at a time.
 #pragma once

@@ -1,6 +1,6 @@
 // A film in mpv as a deck.
 //
-// A thread of its own talks to mpv; if mpv hangs, the hands' newest wish waits here and nobody else does.
+// A thread of its own talks to mpv. If mpv hangs, the newest request waits here and delays no other thread.
 //
 // Threads: any.
 #pragma once

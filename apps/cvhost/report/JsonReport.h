@@ -11,7 +11,7 @@ namespace cvhost::report {
 
 class JsonReport {
 public:
-    /// `wire`: bytes and RTS levels are told as well.
+    /// `wire`: prints bytes and RTS levels as well.
     JsonReport(common::LineWriter& output, common::RunClock start, bool wire)
         : m_output(output), m_start(start), m_wire(wire) {}
 

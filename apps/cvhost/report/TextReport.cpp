@@ -127,7 +127,7 @@ void TextReport::take(const HandlerRun& run) {
             if (run.jogExact < 0 || run.jogExact > 0) put(common::Colour::yellow, "jog", common::jogText(run.jogExact));
             return;
         default:
-            return;  // its key is told with the queue
+            return;  // KeyQueued has printed its key
     }
 }
 

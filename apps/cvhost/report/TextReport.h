@@ -1,6 +1,6 @@
 // The run as text, for a person.
 //
-// Until a console is active the same line is not told twice, so that start-up may try again and again in silence.
+// Until a console is active no line is printed twice, so that start-up can try again and again in silence.
 #pragma once
 
 #include <optional>
@@ -19,7 +19,7 @@ class TextReport {
 public:
     struct Style {
         bool colour;
-        /// The bytes on the line are told as well.
+        /// Print the bytes on the line as well.
         bool wire;
     };
 

@@ -1,4 +1,4 @@
-// How often the playhead is told.
+// How often the playhead is reported.
 #include "apps/cvhost/transport/PlayheadNews.h"
 
 #include <gtest/gtest.h>
