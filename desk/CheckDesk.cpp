@@ -122,6 +122,7 @@ std::optional<TimedByte> CheckDesk::takeOutput(Time now) {
 bool CheckDesk::takeHangUp(Time) { return std::exchange(m_hangUp, false); }
 
 std::optional<Time> CheckDesk::nextEvent() const {
+    if (m_hangUp) return m_now;
     if (!m_output.empty()) return m_output.front().at;
     if (m_flow != Flow::none) return m_flowNext;
     return std::nullopt;

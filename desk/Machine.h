@@ -46,8 +46,8 @@ public:
         static_cast<void>(now);
         return false;
     }
-    /// When takeOutput must be called next: something changes then, or a byte has left. None: only input can change
-    /// anything.
+    /// When takeOutput and takeHangUp must be called next: something changes then, or a byte has left. None: only input can
+    /// change anything.
     virtual std::optional<Time> nextEvent() const = 0;
     /// Bytes take no time on the line.
     virtual bool unpaced() const = 0;

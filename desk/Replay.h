@@ -21,7 +21,7 @@
 
 namespace desk {
 
-class Replay final : public Machine {
+class Replay : public Machine {
 public:
     /// What both sides did, in order. Bytes of one moment are kept together, so that a long recording takes little memory.
     class Steps {

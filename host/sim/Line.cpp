@@ -14,19 +14,11 @@ Line::Line(World& world, std::string portName, std::optional<std::string> portDe
 
 Line::~Line() { m_world.scheduler().remove(this); }
 
-DeskPeer& Line::attachDesk(const desk::Options& options) {
-    auto attached = std::make_unique<DeskPeer>(options, m_world.now());
-    DeskPeer& reference = *attached;
-    m_peer = std::move(attached);
-    return reference;
+desk::Desk& Line::attachDesk(const desk::Options& options) {
+    return attach(std::make_unique<desk::Desk>(options, m_world.now()));
 }
 
-ScriptedPeer& Line::attachScript() {
-    auto attached = std::make_unique<ScriptedPeer>();
-    ScriptedPeer& reference = *attached;
-    m_peer = std::move(attached);
-    return reference;
-}
+ScriptedPeer& Line::attachScript() { return attach(std::make_unique<ScriptedPeer>()); }
 
 void Line::vanish() {
     m_present = false;
@@ -52,10 +44,11 @@ bool Line::send(std::span<const unsigned char> bytes) {
     if (!bytes.empty()) {
         m_world.record(Kind::sent, std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     }
-    if (m_peer != nullptr) {
-        m_sendingEnds = std::max(m_sendingEnds, now) + m_peer->byteTime() * static_cast<Time::rep>(bytes.size());
+    if (m_machine != nullptr) {
+        const Time perByte = m_machine->unpaced() ? Time::zero() : desk::byteTime;
+        m_sendingEnds = std::max(m_sendingEnds, now) + perByte * static_cast<Time::rep>(bytes.size());
         for (unsigned char byte : bytes) {
-            for (unsigned i = copies(toPeer, byte); i != 0; --i) m_peer->receive(byte, now);
+            for (unsigned i = copies(toPeer, byte); i != 0; --i) m_machine->receive(byte, now);
         }
     }
     return !fails;
@@ -63,14 +56,14 @@ bool Line::send(std::span<const unsigned char> bytes) {
 
 void Line::setRts(int level) {
     m_world.record(Kind::rts, std::to_string(level));
-    if (m_peer != nullptr && !rtsStuck) m_peer->setRts(level != 0, m_world.now());
+    if (m_machine != nullptr && !rtsStuck) m_machine->setRts(level != 0, m_world.now());
 }
 
 std::optional<Time> Line::nextEvent() const {
     std::optional<Time> next;
     const auto consider = [&](Time at) { next = std::min(at, next.value_or(at)); };
-    if (m_peer != nullptr) {
-        if (const auto at = m_peer->nextEvent()) consider(*at);
+    if (m_machine != nullptr) {
+        if (const auto at = m_machine->nextEvent()) consider(*at);
     }
     if (!m_held.empty()) consider(m_handOver);
     if (m_noiseEvery != Time::zero()) consider(m_nextNoise);
@@ -78,7 +71,7 @@ std::optional<Time> Line::nextEvent() const {
 }
 
 void Line::advance(Time now) {
-    while (const auto output = m_peer != nullptr ? m_peer->takeOutput(now) : std::nullopt) {
+    while (const auto output = m_machine != nullptr ? m_machine->takeOutput(now) : std::nullopt) {
         unsigned char byte = output->byte;
         for (unsigned i = copies(toHost, byte); i != 0; --i) arrive(byte);
     }
@@ -86,7 +79,12 @@ void Line::advance(Time now) {
         makeNoise();
         m_nextNoise = now + Time(1 + m_random.below(static_cast<std::uint64_t>(2 * m_noiseEvery.count())));
     }
-    if (!m_held.empty() && m_handOver <= now) handOver();
+    const bool hangsUp = m_machine != nullptr && m_machine->takeHangUp(now);
+    if (!m_held.empty() && (m_handOver <= now || hangsUp)) handOver();
+    if (hangsUp) {
+        vanish();
+        appear();
+    }
 }
 
 void Line::arrive(unsigned char byte) {

@@ -8,10 +8,13 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
-#include "host/sim/Peer.h"
+#include "desk/Desk.h"
+#include "desk/Machine.h"
 #include "host/sim/Random.h"
 #include "host/sim/Scheduler.h"
+#include "host/sim/ScriptedPeer.h"
 
 namespace sim {
 
@@ -34,10 +37,16 @@ public:
 
     // What is behind it: nothing at first.
 
-    DeskPeer& attachDesk(const desk::Options& options = {});
+    /// A desk that is switched on now.
+    desk::Desk& attachDesk(const desk::Options& options = {});
     ScriptedPeer& attachScript();
-    void attach(std::unique_ptr<Peer> peer) { m_peer = std::move(peer); }
-    Peer* peer() const { return m_peer.get(); }
+    /// When the machine hangs up, the open port is lost; it can be opened again at once.
+    template <class Attached>
+    Attached& attach(std::unique_ptr<Attached> machine) {
+        Attached& reference = *machine;
+        m_machine = std::move(machine);
+        return reference;
+    }
 
     // What the machine shows of it. All of this may be changed at any time.
 
@@ -63,7 +72,7 @@ public:
     /// The adapter is pulled out, and put in again.
     void vanish();
     void appear() { m_present = true; }
-    /// `bytes` arrive now, all together, as if the peer had sent them.
+    /// `bytes` arrive now, all together, as if the machine had sent them.
     void inject(std::string_view bytes);
 
     // For the serial library.
@@ -74,7 +83,7 @@ public:
     bool send(std::span<const unsigned char> bytes);
     void setRts(int level);
     void setLine(const desk::LineSettings& settings) {
-        if (m_peer != nullptr) m_peer->setLine(settings);
+        if (m_machine != nullptr) m_machine->setLine(settings);
     }
     /// When the last byte sent has left.
     Time sendingEnds() const { return m_sendingEnds; }
@@ -90,7 +99,7 @@ private:
 
     World& m_world;
     Random m_random;
-    std::unique_ptr<Peer> m_peer;
+    std::unique_ptr<desk::Machine> m_machine;
     Port* m_port = nullptr;
     bool m_present = true;
     Time m_sendingEnds{0};

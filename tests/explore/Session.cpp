@@ -118,7 +118,7 @@ Session::Session(const Plan& plan, Canary canary)
       m_world(plan.schedule),
       m_checks(plan, m_world.recording()),
       m_line(m_world.addPort("/dev/ttyUSB0", "Corvane Console")),
-      m_desk(m_line.attachDesk(plan.desk).desk),
+      m_desk(m_line.attachDesk(plan.desk)),
       m_handlerHasWheel(m_hostRandom.below(2) == 0),
       m_disables(m_hostRandom.below(2) == 0) {
     support::resetDriver();

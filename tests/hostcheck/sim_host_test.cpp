@@ -38,21 +38,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The far end of a line that is checked.
-class CheckPeer final : public sim::Peer {
-public:
-    void receive(unsigned char byte, sim::Time now) override { m_desk.receive(byte, now); }
-    void setRts(bool high, sim::Time now) override { m_desk.setRts(high, now); }
-    void setLine(const desk::LineSettings& settings) override { m_desk.setLine(settings); }
-    std::optional<desk::TimedByte> takeOutput(sim::Time now) override { return m_desk.takeOutput(now); }
-    std::optional<sim::Time> nextEvent() const override { return m_desk.nextEvent(); }
-    sim::Time byteTime() const override { return sim::Time::zero(); }
-    bool takeHangUp(sim::Time now) { return m_desk.takeHangUp(now); }
-
-private:
-    desk::CheckDesk m_desk{true};
-};
-
 struct Handler final : ConsoleHandler {
     bool execute(int) override { return ran = true; }
     bool ran = false;
@@ -70,7 +55,7 @@ protected:
     }
     ~SimHost() override { std::filesystem::remove(m_results); }
 
-    static void visit(sim::World& world, sim::Line& line, CheckPeer& peer, bool last) {
+    static void visit(sim::World& world, bool last) {
         void* const library = ::dlopen(HOSTCHECK_LIBRARY, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library, nullptr) << ::dlerror();
         CvPluginBase* plugin = nullptr;
@@ -84,10 +69,6 @@ protected:
         const auto until = [&](const auto& done) {
             for (int i = 0; i < 30'000 && !done(); ++i) {
                 world.scheduler().sleep(10ms);
-                if (peer.takeHangUp(world.now())) {
-                    line.vanish();
-                    line.appear();
-                }
                 world.forgetRecording();
             }
         };
@@ -108,11 +89,9 @@ protected:
     void check(const std::function<void(sim::Line&)>& change = [](sim::Line&) {}) {
         sim::World world(sim::Schedule{.seed = GetParam(), .shuffled = GetParam() != 1});
         sim::Line& line = world.addPort("/dev/ttyUSB0", "Corvane Console");
-        auto attached = std::make_unique<CheckPeer>();
-        CheckPeer& peer = *attached;
-        line.attach(std::move(attached));
+        line.attach(std::make_unique<desk::CheckDesk>(true));
         change(line);
-        for (int load = 1; load <= 100; ++load) visit(world, line, peer, load == 100);
+        for (int load = 1; load <= 100; ++load) visit(world, load == 100);
     }
 
     /// What came of each promise.

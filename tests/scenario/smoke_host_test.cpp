@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "desk/CheckDesk.h"
 #include "host/api/Comms.h"
 #include "host/api/OS.h"
 #include "host/api/Thread.h"
@@ -267,6 +268,16 @@ TEST_F(Serial, ByteFaults_LoseDoubleAndFlip) {
     const std::string got = take(port);
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(std::popcount(static_cast<unsigned char>(got[0] ^ '\x7f')), 1);
+}
+
+TEST_F(Serial, MachineHangsUp_PortIsLostAndOpensAgain) {
+    line.attach(std::make_unique<desk::CheckDesk>(true));
+    const auto port = openPort();
+    EXPECT_EQ(send(port, "hang-up\n"), 0);
+    EXPECT_EQ(comms_geterr(port), 0);
+    world.runFor(1ms);
+    EXPECT_NE(comms_geterr(port), 0);
+    EXPECT_EQ(comms_geterr(openPort()), 0);
 }
 
 TEST_F(Serial, NullHandle_AnsweredLikeALostPort) {

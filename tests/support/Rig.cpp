@@ -21,7 +21,7 @@ const sim::Schedule& ready(const sim::Schedule& schedule) {
 }
 
 desk::Desk* attach(sim::Line& port, const desk::Options* options) {
-    return options == nullptr ? nullptr : &port.attachDesk(*options).desk;
+    return options == nullptr ? nullptr : &port.attachDesk(*options);
 }
 
 constexpr std::string_view handlerNote = "handler ";

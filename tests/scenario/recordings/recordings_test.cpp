@@ -17,20 +17,13 @@ using namespace support;
 using recording::Event;
 using recording::Recording;
 
-class ReplayPeer final : public sim::Peer {
+/// Its marks are the player's to take: until then time goes on without it.
+class MarkedReplay final : public desk::Replay {
 public:
-    explicit ReplayPeer(desk::Replay& replay) : m_replay(replay) {}
-    void receive(unsigned char byte, Time now) override { m_replay.receive(byte, now); }
-    void setRts(bool high, Time now) override { m_replay.setRts(high, now); }
-    std::optional<desk::TimedByte> takeOutput(Time now) override { return m_replay.takeOutput(now); }
-    /// A mark that is due is the player's to take.
-    std::optional<Time> nextEvent() const override {
-        return m_replay.markDue(Time::zero()) ? std::nullopt : m_replay.nextEvent();
-    }
-    Time byteTime() const override { return desk::byteTime; }
-
-private:
-    desk::Replay& m_replay;
+    using Replay::Replay;
+    bool takeHangUp(Time) override { return false; }
+    std::optional<Time> nextEvent() const override { return markDue(Time::zero()) ? std::nullopt : Replay::nextEvent(); }
+    bool unpaced() const override { return false; }
 };
 
 using Arguments = std::vector<int>;
@@ -62,8 +55,9 @@ void call(iConsoleResource& console, const std::string& name, Arguments argument
 class Player {
 public:
     explicit Player(const std::string& text)
-        : m_recording(recording::read(text)), m_replay(recording::stepsOf(recording::Reader(text), isMark), m_rig.now()) {
-        m_rig.port.attach(std::make_unique<ReplayPeer>(m_replay));
+        : m_recording(recording::read(text)),
+          m_replay(m_rig.port.attach(
+              std::make_unique<MarkedReplay>(recording::stepsOf(recording::Reader(text), isMark), m_rig.now()))) {
         preparePort(0);
     }
 
@@ -116,7 +110,7 @@ private:
 
     const Recording m_recording;
     Rig m_rig{Rig::Scripted{}};
-    desk::Replay m_replay;
+    desk::Replay& m_replay;
 };
 
 std::vector<std::string> names() {

@@ -347,7 +347,7 @@ TEST_F(GetCrcTest, GetCRC_Desk_AgreesWithTheImageLoadersValue) {
     hooks() = {};
     const std::string image = "an image of some length, with \xff\x80 in it";
     console.exit();
-    rig.port.attachDesk().desk.load({reinterpret_cast<const unsigned char*>(image.data()), image.size()});
+    rig.port.attachDesk().load({reinterpret_cast<const unsigned char*>(image.data()), image.size()});
     rig.world.files["/opt/host/TorCons.ram"] = {image};
     m_pgmName = L"TorCons.ram";
     unsigned char* loaded = nullptr;

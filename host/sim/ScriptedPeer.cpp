@@ -1,4 +1,4 @@
-#include "host/sim/Peer.h"
+#include "host/sim/ScriptedPeer.h"
 
 #include <algorithm>
 
@@ -7,7 +7,7 @@ namespace sim {
 void ScriptedPeer::send(std::string_view bytes, Time now, Time delay) {
     Time begin = std::max(now + delay, m_outputFree);
     for (const char byte : bytes) {
-        begin += byteTime();
+        begin += lineTime();
         m_output.push_back({begin, static_cast<unsigned char>(byte)});
     }
     m_outputFree = begin;
@@ -21,7 +21,7 @@ void ScriptedPeer::answerReset(std::string reply, Time delay) { m_resetAnswer = 
 
 void ScriptedPeer::receive(unsigned char byte, Time now) {
     m_received += static_cast<char>(byte);
-    m_inputFree = std::max(m_inputFree, now) + byteTime();
+    m_inputFree = std::max(m_inputFree, now) + lineTime();
     const std::string_view unanswered = std::string_view(m_received).substr(m_answered);
     for (const Answer& answer : m_answers) {
         if (!unanswered.ends_with(answer.text)) continue;

@@ -1,51 +1,20 @@
-// What sits at the other end of a line: a desk, or whatever a test says.
+// A machine at the other end of a line that sends what a test says, and answers texts by a list.
 //
-// Threads: one at a time. Time moves on a peer as on a desk: bytes and RTS go in with the present time, bytes come out with
-// the time when they have arrived.
+// Threads: one at a time.
 #pragma once
 
 #include <deque>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-#include "desk/Desk.h"
+#include "desk/Machine.h"
 #include "host/sim/Scheduler.h"
 
 namespace sim {
 
-class Peer {
-public:
-    virtual ~Peer() = default;
-    virtual void receive(unsigned char byte, Time now) = 0;
-    virtual void setRts(bool high, Time now) = 0;
-    /// The host has opened the port with these settings.
-    virtual void setLine(const desk::LineSettings& settings) { static_cast<void>(settings); }
-    virtual std::optional<desk::TimedByte> takeOutput(Time now) = 0;
-    virtual std::optional<Time> nextEvent() const = 0;
-    /// How long a byte takes on the line towards the peer.
-    virtual Time byteTime() const = 0;
-};
-
-class DeskPeer final : public Peer {
-public:
-    /// Powered on at `now`.
-    explicit DeskPeer(const desk::Options& options, Time now) : desk(options, now) {}
-
-    void receive(unsigned char byte, Time now) override { desk.receive(byte, now); }
-    void setRts(bool high, Time now) override { desk.setRts(high, now); }
-    std::optional<desk::TimedByte> takeOutput(Time now) override { return desk.takeOutput(now); }
-    std::optional<Time> nextEvent() const override { return desk.nextEvent(); }
-    Time byteTime() const override { return desk.options().unpaced ? Time::zero() : desk::byteTime; }
-
-    desk::Desk desk;
-};
-
-/// Sends what it is told to, when it is told to, and answers texts by a list.
-class ScriptedPeer final : public Peer {
+class ScriptedPeer final : public desk::Machine {
 public:
     /// The first of `bytes` begins to arrive `delay` after `now`, or behind what is on its way; each takes a byte's time.
     void send(std::string_view bytes, Time now, Time delay = Time::zero());
@@ -65,9 +34,12 @@ public:
     void setRts(bool high, Time now) override;
     std::optional<desk::TimedByte> takeOutput(Time now) override;
     std::optional<Time> nextEvent() const override;
-    Time byteTime() const override { return m_unpaced ? Time::zero() : desk::byteTime; }
+    bool unpaced() const override { return m_unpaced; }
 
 private:
+    /// How long a byte takes on the line.
+    Time lineTime() const { return m_unpaced ? Time::zero() : desk::byteTime; }
+
     struct Answer {
         std::string text;
         std::string reply;
