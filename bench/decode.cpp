@@ -10,9 +10,10 @@
 #include <string_view>
 #include <vector>
 
-#include "bench/NullHost.h"
 #include "bench/reference.h"
 #include "host/core/KeyQueue.h"
+#include "tests/support/ConsoleTestAccess.h"
+#include "tests/support/NullHost.h"
 
 namespace {
 
@@ -38,7 +39,9 @@ const std::vector<Kind>& kinds() {
 Cv::Console& console() {
     static Cv::Console& only = []() -> Cv::Console& {
         static Cv::Console made;
-        Cv::ConsoleTestAccess::bringUp(made);
+        ConsoleTestAccess::port(made) = support::newPort();
+        char version[] = "V007";
+        made.corvane_console_parse_packet(version, 4);
         return made;
     }();
     return only;
@@ -117,9 +120,10 @@ void runReferenceReceive(benchmark::State& state, const Kind& kind) {
 void runReceive(benchmark::State& state, const Kind& kind) {
     const Stream stream(kind);
     Cv::Console& receiver = console();
+    static support::NullHost s_host;
     for (auto _ : state) {
         for (std::size_t i = 0; i < stream.text.size(); ++i) {
-            bench::setLine(std::string_view(stream.text).substr(i, 1));
+            s_host.setLine(std::string_view(stream.text).substr(i, 1));
             Cv::Console::rx_interrupt_char(&receiver);
         }
         cvhost::keyQueue().clear();

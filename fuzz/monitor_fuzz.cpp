@@ -9,14 +9,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::Input input({data, size});
     const std::uint8_t choice = input.byte();
     Cv::s_consoleDebug = (choice & 0x80) != 0;
-    Cv::ConsoleTestAccess::forgetReceived();
+    ConsoleTestAccess::resetReceiveState();
 
     Cv::Console console;
-    if ((choice & 0x40) == 0) Cv::ConsoleTestAccess::openFuzzPort(console);
-    Cv::ConsoleTestAccess::setMonitorMode(console, (choice & 0x20) != 0);
+    if ((choice & 0x40) == 0) ConsoleTestAccess::port(console) = support::newPort();
+    ConsoleTestAccess::monitorMode(console) = (choice & 0x20) != 0;
 
     const std::uint8_t length = input.byte();
-    fuzz::setLine(input.rest());
+    fuzz::host().setInput(input.rest());
     switch (choice & 7) {
         case 0: {
             // Exactly the room that the operation is entitled to, for the address sanitizer to watch, and a zero for the

@@ -12,11 +12,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Cv::s_consoleDebug = (settings & 1) != 0;
     Cv::s_autoJogTurnOn = (settings & 2) != 0;
     Cv::s_autoJogTriggerLevel = 1 + input.byte();
-    Cv::ConsoleTestAccess::forgetReceived();
+    ConsoleTestAccess::resetReceiveState();
     cvhost::keyQueue().clear();
 
     Cv::Console console;
-    if ((settings & 4) != 0) Cv::ConsoleTestAccess::openFuzzPort(console);
+    if ((settings & 4) != 0) ConsoleTestAccess::port(console) = support::newPort();
     if ((settings & 8) != 0) console.disable();
     fuzz::setHandlerAction((settings & 16) != 0 ? &console : nullptr, input.byte());
 
@@ -24,14 +24,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (deflection < -322 || deflection > 126 || Cv::ShuttleLaw::speed(deflection) > 849383) std::abort();
 
     // A count left over from the monitor dialogue.
-    Cv::ConsoleTestAccess::setMonitorMode(console, true);
+    ConsoleTestAccess::monitorMode(console) = true;
     for (int counted = input.byte(); counted > 0; --counted) Cv::Console::rx_interrupt_char(&console);
-    Cv::ConsoleTestAccess::setMonitorMode(console, false);
+    ConsoleTestAccess::monitorMode(console) = false;
 
-    fuzz::setLine(input.rest());
-    while (!fuzz::lineEmpty()) {
+    fuzz::host().setInput(input.rest());
+    while (!fuzz::host().lineEmpty()) {
         Cv::Console::rx_interrupt_char(&console);
-        Cv::ConsoleTestAccess::check(console);
+        fuzz::check(console);
     }
     for (int code = -1; code <= 48; ++code) console.key_is_down(code);
     fuzz::setHandlerAction(nullptr, 0);

@@ -178,7 +178,7 @@ void DecoderTrial::restore() {
     last_button_index = m_before.lastButton;
     if (m_around.call == Call::nothing) return;
     m_console.jog_setSuspended(false);
-    Access::port(m_console) = bare::newPort();
+    Access::port(m_console) = support::newPort();
 }
 
 void DecoderTrial::setHandlers() {

@@ -11,8 +11,8 @@
 #include "host/core/KeyQueue.h"
 #include "tests/support/ConsoleTestAccess.h"
 #include "tests/unit/console/Framing.h"
-#include "tests/unit/console/NullHost.h"
 #include "tests/unit/console/ProtocolModel.h"
+#include "tests/unit/console/TrialHost.h"
 
 namespace exhaustive {
 
@@ -26,7 +26,7 @@ public:
         Cv::s_autoJogTriggerLevel = around.triggerLevel;
         bare::host().reset();
         bare::host().noteLog = true;
-        ConsoleTestAccess::port(m_console) = bare::newPort();
+        ConsoleTestAccess::port(m_console) = support::newPort();
     }
     DecoderTrial(const DecoderTrial&) = delete;
     DecoderTrial& operator=(const DecoderTrial&) = delete;

@@ -9,7 +9,7 @@
 
 #include "monitor/RamImage.h"
 #include "tests/support/ConsoleTestAccess.h"
-#include "tests/unit/console/NullHost.h"
+#include "tests/unit/console/TrialHost.h"
 
 namespace exhaustive {
 namespace {
@@ -42,7 +42,7 @@ struct Answer {
 class Trial {
 public:
     Trial() {
-        ConsoleTestAccess::port(console) = bare::newPort();
+        ConsoleTestAccess::port(console) = support::newPort();
         bare::host().console = &console;
     }
     Trial(const Trial&) = delete;

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "tests/support/ConsoleTestAccess.h"
-#include "tests/unit/console/NullHost.h"
+#include "tests/unit/console/TrialHost.h"
 
 namespace exhaustive {
 namespace {
@@ -79,7 +79,7 @@ class Trial {
 public:
     Trial() {
         ConsoleTestAccess::monitorMode(m_console) = false;
-        ConsoleTestAccess::port(m_console) = bare::newPort();
+        ConsoleTestAccess::port(m_console) = support::newPort();
         bare::setDecoder(&noteDecoded);
         bare::raiseGuards();
     }
@@ -267,7 +267,7 @@ Result checkCallsBack() {
                 burst.size = size + 3;
                 std::memset(burst.bytes, 'b', size);
                 std::memcpy(burst.bytes + size, " c ", 3);
-                ConsoleTestAccess::port(trial.console()) = bare::newPort();
+                ConsoleTestAccess::port(trial.console()) = support::newPort();
                 ConsoleTestAccess::monitorMode(trial.console()) = false;
                 if (!trial.holds(before, burst)) {
                     s_inDecoder = nullptr;

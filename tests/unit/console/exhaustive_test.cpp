@@ -9,7 +9,7 @@
 #include "tests/unit/console/Decoding.h"
 #include "tests/unit/console/Dialogue.h"
 #include "tests/unit/console/Framing.h"
-#include "tests/unit/console/NullHost.h"
+#include "tests/unit/console/TrialHost.h"
 
 using namespace exhaustive;
 

@@ -1,4 +1,4 @@
-// The least host that the driver runs on, fast enough to try everything: one thread, one port, time that only waiting moves.
+// A host that is fast enough to try everything: one thread, one port, time that only waiting moves.
 //
 // There is one, `host()`. What the driver does to it is counted or noted; what arrives on the line is set before a call.
 // Threads: one.
@@ -11,6 +11,7 @@
 
 #include "console/Console.h"
 #include "host/api/ConsoleInput.h"
+#include "tests/support/NullHost.h"
 
 namespace bare {
 
@@ -42,7 +43,7 @@ struct Event {
     friend bool operator==(const Event&, const Event&) = default;
 };
 
-class Host {
+class Host final : public support::NullHost {
 public:
     /// Nothing on the line, nothing noted, time 0; handlers, settings and the console stay.
     void reset();
@@ -79,20 +80,22 @@ public:
 
     // For the host's functions.
 
-    int getc(unsigned char* byte, bool take);
-    int wait(unsigned timeoutMs);
-    void sleep(unsigned timeMs);
-    void write(const unsigned char* bytes, int count);
-    void setRts(int level);
-    void purge();
-    void signal();
-    void resetSignal() { m_signalled = false; }
+    int getc(bool port, unsigned char* byte, bool take) override;
+    int write(bool port, const unsigned char* bytes, int count) override;
+    void setRts(int level) override;
+    void clearReceiveQueue() override;
+    Cv::Ptr<CommsPort> open() override { return support::newPort(); }
+    int wait(unsigned timeoutMs) override;
+    void signal() override;
+    void resetSignal() override { m_signalled = false; }
+    void sleep(unsigned timeMs) override;
+    bool beginThread() override;
 
 private:
     void arriveUntil(Time limit, bool untilSignalled);
     void step();
 
-    std::vector<Arrival> m_line;
+    std::vector<Arrival> m_arrivals;
     std::size_t m_next = 0;       // the first that is not taken
     std::size_t m_available = 0;  // the first that has not arrived
     bool m_signalled = false;
@@ -103,9 +106,6 @@ Host& host();
 
 /// Handlers for all codes, or none. `action` runs in each; what it returns is whether the key was taken.
 void setHandlers(bool present, std::function<bool(int code)> action = nullptr);
-
-/// A port to hold; every one is the host's one line.
-Cv::Ptr<CommsPort> newPort();
 
 /// What is called instead of the decoder, for those who only want to see the packets; null: the decoder.
 using Decoder = void (*)(Cv::Console& console, const char* text, int length);

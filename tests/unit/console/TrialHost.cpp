@@ -1,18 +1,12 @@
-#include "tests/unit/console/NullHost.h"
+#include "tests/unit/console/TrialHost.h"
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <span>
 #include <utility>
 
-#include "host/api/OS.h"
-#include "host/core/Allocator.h"
 #include "host/core/Events.h"
 #include "host/core/KeyQueue.h"
-#include "host/core/Log.h"
-#include "host/core/Serial.h"
 #include "tests/support/ConsoleTestAccess.h"
 
 extern "C" {
@@ -27,36 +21,9 @@ asm(".globl _ZN2Cv7Console10s_rxBufferE\n"
 
 namespace {
 
-constinit cvhost::CountingAllocator s_allocator;
 constexpr char guardByte = '\x5A';
 /// No driver call needs more steps. A call that takes more never ends.
 constexpr unsigned stepLimit = 200'000;
-
-class Port final : public CommsPort {
-public:
-    void clearReceiveQueue() noexcept override { bare::host().purge(); }
-};
-
-class Signal final : public iThreadEvent {
-public:
-    int wait(unsigned timeoutMs) override { return bare::host().wait(timeoutMs); }
-    void signal() override { bare::host().signal(); }
-    void reset() override { bare::host().resetSignal(); }
-};
-
-class System final : public iOS, iThreading, iSerialPorts, iFileService {
-public:
-    iAllocator& allocator() noexcept override { return s_allocator; }
-    iThreading& threading() noexcept override { return *this; }
-    iSerialPorts& serialPorts() noexcept override { return *this; }
-    iFileService& files() noexcept override { return *this; }
-
-private:
-    Cv::Ptr<iThreadEvent> createThreadEvent(int, int, int) override { return {new Signal}; }
-    void sleep(unsigned timeMs) override { bare::host().sleep(timeMs); }
-    void list(SerialPortList&) override {}
-    Cv::Ptr<iFile> open(const LightweightString<wchar_t>&, unsigned) override { return {}; }
-};
 
 class Handler final : public ConsoleHandler {
 public:
@@ -90,7 +57,7 @@ Host& host() {
 }
 
 void Host::reset() {
-    m_line.clear();
+    m_arrivals.clear();
     m_next = m_available = 0;
     m_signalled = false;
     m_steps = 0;
@@ -103,8 +70,8 @@ void Host::reset() {
 }
 
 void Host::waiting(const unsigned char* bytes, std::size_t count) {
-    m_line.resize(count);
-    for (std::size_t i = 0; i < count; ++i) m_line[i] = {bytes[i], 0};
+    m_arrivals.resize(count);
+    for (std::size_t i = 0; i < count; ++i) m_arrivals[i] = {bytes[i], 0};
     m_next = 0;
     m_available = count;
     m_steps = 0;
@@ -113,18 +80,19 @@ void Host::waiting(const unsigned char* bytes, std::size_t count) {
 void Host::arriving(const std::vector<Arrival>& bytes) {
     const auto earlier = [](const Arrival& a, const Arrival& b) { return a.at < b.at; };
     for (const Arrival& arrival : bytes) {
-        const auto open = m_line.begin() + static_cast<std::ptrdiff_t>(m_available);
-        m_line.insert(std::upper_bound(open, m_line.end(), arrival, earlier), arrival);
+        const auto open = m_arrivals.begin() + static_cast<std::ptrdiff_t>(m_available);
+        m_arrivals.insert(std::upper_bound(open, m_arrivals.end(), arrival, earlier), arrival);
     }
 }
 
-int Host::getc(unsigned char* byte, bool take) {
+int Host::getc(bool port, unsigned char* byte, bool take) {
+    if (!port) return -1;
     step();
     if (m_next == m_available) {
         if (take) ++askedInVain;
         return -1;
     }
-    *byte = m_line[m_next].byte;
+    *byte = m_arrivals[m_next].byte;
     if (take) {
         ++m_next;
         ++taken;
@@ -151,25 +119,27 @@ void Host::sleep(unsigned timeMs) {
 }
 
 void Host::arriveUntil(Time limit, bool untilSignalled) {
-    while (m_available < m_line.size() && m_line[m_available].at <= limit && !(untilSignalled && m_signalled)) {
-        now = std::max(now, m_line[m_available].at);
+    while (m_available < m_arrivals.size() && m_arrivals[m_available].at <= limit && !(untilSignalled && m_signalled)) {
+        now = std::max(now, m_arrivals[m_available].at);
         ++m_available;
         if (console != nullptr) Cv::Console::rx_interrupt_char(console);
     }
 }
 
-void Host::write(const unsigned char* bytes, int count) {
+int Host::write(bool port, const unsigned char* bytes, int count) {
+    if (!port) return -1;
     step();
     if (noteSent || onWrite) written.emplace_back(bytes, bytes + count);
     if (noteSent) events.push_back({.kind = Event::Kind::sent, .code = count});
     if (onWrite) arriving(onWrite(written.back(), now));
+    return 0;
 }
 
 void Host::setRts(int level) {
     if (onRts) arriving(onRts(level, now));
 }
 
-void Host::purge() {
+void Host::clearReceiveQueue() {
     ++purges;
     m_next = m_available;
 }
@@ -177,6 +147,11 @@ void Host::purge() {
 void Host::signal() {
     ++signals;
     m_signalled = true;
+}
+
+bool Host::beginThread() {
+    events.push_back({.kind = Event::Kind::thread});
+    return true;
 }
 
 void Host::step() {
@@ -188,8 +163,6 @@ void setHandlers(bool present, std::function<bool(int)> action) {
     for (int code = 0; code < ConsoleHandlerTable::codes; ++code) s_table.set(code, present ? &s_handler : nullptr);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(present ? &s_table : nullptr);
 }
-
-Cv::Ptr<CommsPort> newPort() { return {new Port}; }
 
 void setDecoder(Decoder decoder) { s_decoder = decoder; }
 
@@ -229,36 +202,3 @@ void calledForLog(const char* format, ...) {
     ++bare::host().logged;
     if (bare::host().noteLog) bare::host().events.push_back({.kind = bare::Event::Kind::log, .text = format});
 }
-
-iOS& OS() noexcept {
-    static System s_system;
-    return s_system;
-}
-iAllocator& hostAllocator() noexcept { return s_allocator; }
-cvhost::AllocatorCount cvhost::allocatorCount() noexcept { return s_allocator.count(); }
-void cvhost::writeLog(const char*, std::string_view) {}
-void cvhost::dropSerialHandlers(void*) {}
-LightweightString<wchar_t> getAppPath() { return L"/"; }
-
-struct BasicThread::Running {};
-BasicThread::BasicThread() noexcept = default;
-BasicThread::~BasicThread() = default;
-bool BasicThread::beginThread(const char*, iThread::ePriority) {
-    bare::host().events.push_back({.kind = bare::Event::Kind::thread});
-    return true;
-}
-void BasicThread::endThread() {}
-
-Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>&, int, int, char, int) { return bare::newPort(); }
-void comms_port_close(Cv::Ptr<CommsPort>) {}
-int comms_geterr(Cv::Ptr<CommsPort>) { return 0; }
-int comms_getc(Cv::Ptr<CommsPort> port, unsigned char* byte) { return port ? bare::host().getc(byte, true) : -1; }
-int comms_peekc(Cv::Ptr<CommsPort> port, unsigned char* byte) { return port ? bare::host().getc(byte, false) : -1; }
-int comms_putchs(Cv::Ptr<CommsPort> port, unsigned char* bytes, int count) {
-    if (!port) return -1;
-    bare::host().write(bytes, count);
-    return 0;
-}
-void comms_set_rts(Cv::Ptr<CommsPort>, int level) { bare::host().setRts(level); }
-bool commsRegisterHandler(bool (*)(void*), LightweightString<wchar_t>, int, bool, void*) { return true; }
-void commsDeregisterHandler(bool (*)(void*), void*) {}
