@@ -1,20 +1,13 @@
 #include "apps/common/MotionText.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
+
+#include "apps/common/Formatted.h"
 
 namespace common {
 namespace {
-
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    std::array<char, 128> text{};
-    std::snprintf(text.data(), text.size(), format, values...);
-    return text.data();
-}
 
 /// The speed on a scale from full reverse to full forward (12 times play), with normal play half-way to either end.
 std::string speedScale(int speed) {

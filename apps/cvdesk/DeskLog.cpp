@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "apps/common/Colour.h"
+#include "apps/common/Escape.h"
 
 namespace cvdesk {
 namespace {
@@ -13,20 +14,7 @@ using common::Colour;
 using desk::DeskEvent;
 
 /// `text` for a terminal: anything but printable ASCII becomes \xNN.
-std::string plain(std::string_view text) {
-    std::string out;
-    for (const char character : text) {
-        const auto code = static_cast<unsigned char>(character);
-        if (code >= 0x20 && code < 0x7F) {
-            out += character;
-            continue;
-        }
-        std::array<char, 5> escape{};
-        std::snprintf(escape.data(), escape.size(), "\\x%02x", code);
-        out += escape.data();
-    }
-    return out;
-}
+std::string plain(std::string_view text) { return cvhost::escapedBytes(text, {.hexHead = "\\x"}); }
 
 std::string lampText(int number, char state) {
     static constexpr std::array<std::string_view, 5> names{"", " forward", " stop", " reverse", " wheel"};

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -13,8 +14,8 @@
 #include <mutex>
 #include <string>
 
+#include "host/core/Escape.h"
 #include "host/core/Log.h"
-#include "host/core/Text.h"
 #include "host/linux/LogOutput.h"
 #include "host/linux/machine/UserFiles.h"
 
@@ -23,25 +24,8 @@ namespace {
 
 constexpr off_t largestFile = 1 << 20;
 
-/// The text as a terminal may show it: line noise comes as \xNN, so that it is seen and does nothing.
-std::string printable(std::string_view text) {
-    std::string result;
-    while (!text.empty()) {
-        const auto byte = static_cast<unsigned char>(text[0]);
-        std::size_t length = utf8Length(text);
-        const bool c1Control = length == 2 && byte == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0;
-        if (length == 0 || c1Control || byte == 0x7F || (byte < 0x20 && byte != '\n' && byte != '\t')) {
-            char escaped[5];
-            std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
-            result += escaped;
-            length = 1;
-        } else {
-            result += text.substr(0, length);
-        }
-        text.remove_prefix(length);
-    }
-    return result;
-}
+/// Line noise is shown as \xNN, so that it is seen and does nothing to a terminal.
+std::string printable(std::string_view text) { return escapedText(text, {.hexHead = "\\x", .kept = "\n\t"}); }
 
 /// All of `text`, or as much as goes.
 void writeAll(int descriptor, std::string_view text) {

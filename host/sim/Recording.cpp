@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 
+#include "host/core/Escape.h"
+
 namespace sim {
 namespace {
 
@@ -22,24 +24,7 @@ std::vector<std::string> textsOf(const Recording& recording, Kind kind) {
 }
 
 std::string escaped(std::string_view bytes) {
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\r') {
-            text += "\\r";
-        } else if (c == '\n') {
-            text += "\\n";
-        } else if (c == '\\') {
-            text += "\\\\";
-        } else if (byte < 0x20 || byte >= 0x7F) {
-            std::array<char, 5> code{};
-            std::snprintf(code.data(), code.size(), "\\x%02x", byte);
-            text += code.data();
-        } else {
-            text += c;
-        }
-    }
-    return text;
+    return cvhost::escapedBytes(bytes, {.hexHead = "\\x", .named = "\r\n", .backslashed = "\\"});
 }
 
 std::string describe(const Recording& recording) {

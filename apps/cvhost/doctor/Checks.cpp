@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "apps/common/Colour.h"
 #include "apps/common/Escape.h"
 #include "apps/common/JsonText.h"
 
@@ -24,18 +25,19 @@ std::string_view jsonName(Check::Result result) {
     return {};
 }
 
-std::string_view colourOf(Check::Result result) {
+common::Colour colourOf(Check::Result result) {
+    using common::Colour;
     switch (result) {
         case Check::Result::skip:
-            return "\x1b[34m";
+            return Colour::blue;
         case Check::Result::pass:
-            return "\x1b[32m";
+            return Colour::green;
         case Check::Result::warn:
-            return "\x1b[33m";
+            return Colour::yellow;
         case Check::Result::fail:
-            return "\x1b[31m";
+            return Colour::red;
     }
-    return {};
+    return Colour::plain;
 }
 
 }  // namespace
@@ -56,10 +58,7 @@ std::string_view nameOf(Check::Result result) {
 
 std::string checkText(const Check& check, bool colour) {
     constexpr std::size_t idWidth = 21;
-    std::string line;
-    if (colour) line += colourOf(check.result);
-    line += nameOf(check.result);
-    if (colour) line += "\x1b[0m";
+    std::string line = common::painted(colourOf(check.result), nameOf(check.result), colour);
     std::string id(nameOf(check.id));
     id.resize(std::max(id.size() + 1, idWidth), ' ');
     line.append("  ").append(id).append(common::plainText(check.text)).append("\n");

@@ -2,16 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numeric>
 #include <span>
 #include <vector>
 
+#include "apps/common/Formatted.h"
 #include "apps/common/KeyCodes.h"
 #include "host/core/KeyQueue.h"
 
 namespace cvhost::doctor {
 namespace {
+
+using common::formatted;
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
@@ -23,13 +25,6 @@ constexpr auto quietLimit = 5s;
 constexpr auto keysLimit = 10min;
 constexpr int shuttleCode = 0;
 constexpr int jogCode = 47;
-
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    std::array<char, 96> text{};
-    std::snprintf(text.data(), text.size(), format, values...);
-    return text.data();
-}
 
 std::string keysText(const std::array<unsigned, ConsoleHandlerTable::codes>& keys) {
     std::string text;

@@ -1,13 +1,12 @@
 #include "apps/cvhost/report/TextReport.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 
 #include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
+#include "apps/common/Formatted.h"
 #include "apps/common/KeyCodes.h"
 #include "apps/common/MotionText.h"
 #include "apps/common/Timecode.h"
@@ -16,15 +15,10 @@
 namespace cvhost::report {
 namespace {
 
+using common::formatted;
+
 constexpr std::size_t mostToldLines = 64;
 constexpr std::size_t longestWireLine = 48;
-
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    std::array<char, 128> text{};
-    std::snprintf(text.data(), text.size(), format, values...);
-    return text.data();
-}
 
 /// The letter on the key that was pressed, and the code under which the press is queued.
 std::string keyName(int code) {

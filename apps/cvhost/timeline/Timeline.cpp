@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
@@ -17,6 +16,7 @@
 #include "apps/common/Colour.h"
 #include "apps/common/Escape.h"
 #include "apps/common/ExitStatus.h"
+#include "apps/common/Formatted.h"
 #include "apps/common/KeyCodes.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/MotionText.h"
@@ -26,6 +26,8 @@
 namespace cvhost::timeline {
 namespace {
 
+using common::formatted;
+
 using namespace std::chrono_literals;
 using recording::Damage;
 using recording::Event;
@@ -34,13 +36,6 @@ using std::chrono::microseconds;
 
 /// A longer pause than a packet takes to pass.
 constexpr microseconds toldGap = 15ms;
-
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), format, values...);
-    return text.data();
-}
 
 double secondsOf(microseconds time) { return std::chrono::duration<double>(time).count(); }
 
