@@ -15,8 +15,7 @@ Driver::Driver(const std::string& line) {
     cvhost::setLogDestinations({.standardError = false, .file = false});
     cvhost::showOnlyPorts({{line, "Corvane"}});
     cvhost::settings().setPreference("HardwareConsoleEnabled", true);
-    if (const std::string trouble = m_library.load(ownFolder() + "CorvaneConsole.so"); !trouble.empty())
-        throw std::runtime_error(trouble);
+    if (const auto failure = m_library.load(ownFolder() + "CorvaneConsole.so")) throw std::runtime_error(failure->what);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_table);
 }
 

@@ -164,7 +164,7 @@ CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
     return app
         .add_option("--port", port, "Look for the console on the port of this name alone: a device, or rfc2217://HOST:PORT")
         ->check(whyNoName)
-        ->check(ports::portNameProblem)
+        ->check([](const std::string& name) { return ports::portNameProblem(name).value_or(""); })
         ->type_name("NAME");
 }
 
@@ -216,7 +216,7 @@ CLI::App& addCheckHost(CLI::App& app, checkhost::CheckHostOptions& options) {
             "Use the port of this name, with \"cvdesk --check\" or a loop-back plug behind it, in place of a far end "
             "inside this program")
         ->check(whyNoName)
-        ->check(ports::portNameProblem)
+        ->check([](const std::string& name) { return ports::portNameProblem(name).value_or(""); })
         ->type_name("NAME");
     check
         .add_option("--level", options.level,

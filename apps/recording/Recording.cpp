@@ -271,7 +271,7 @@ std::optional<Reader::Item> Reader::next() {
 std::string textOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     file.peek();  // a folder opens, and is found out by reading
-    if (!file.is_open() || file.bad()) throw Error("it cannot be read; check its name and that it may be read");
+    if (!file.is_open() || file.bad()) throw Error("it cannot be read", "check its name and that it may be read");
     std::error_code unknown;
     const auto size = std::filesystem::file_size(path, unknown);
     std::string text;

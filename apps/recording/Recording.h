@@ -42,9 +42,12 @@ struct Event {
     std::vector<int> arguments{};
 };
 
-/// Why a file is no recording, or what is wrong with a line of it: no full stop.
+/// Why a file is not a recording, or what is wrong with a line of it, and what to do where that is known: a clause.
 struct Error : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit Error(const std::string& what) : std::runtime_error(what) {}
+    Error(const std::string& what, const std::string& remedy) : std::runtime_error(what + "; " + remedy), hasRemedy(true) {}
+
+    bool hasRemedy = false;
 };
 
 /// Lines in a row that are damaged in the same way.

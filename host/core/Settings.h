@@ -27,9 +27,9 @@ public:
     void setPreference(std::string_view key, bool value);
     /// What the host answers for a preference that the user has not chosen, in place of the asker's default.
     void setPreferenceDefault(std::string_view key, bool value);
-    /// Takes over a settings file's text (TOML, tables [settings] and [preferences]). Empty when all is well; otherwise
-    /// what is wrong in one sentence, beginning with line and column: nothing has been taken over then.
-    std::string takeFile(std::string_view text);
+    /// Takes over a settings file's text (TOML, tables [settings] and [preferences]), or returns what is wrong with it,
+    /// beginning with line and column: then nothing is taken over.
+    std::optional<std::string> takeFile(std::string_view text);
     /// Forgets everything.
     void clear();
 

@@ -95,7 +95,7 @@ void Settings::setFromText(std::string_view key, std::string_view text) {
     set(key, value.value_or(std::string(text)));
 }
 
-std::string Settings::takeFile(std::string_view text) {
+std::optional<std::string> Settings::takeFile(std::string_view text) {
     if (const std::size_t line = lineWithManyDots(text); line != 0) {
         return "line " + std::to_string(line) + ": it has more than " + std::to_string(mostDots) + " dots";
     }
@@ -106,7 +106,7 @@ std::string Settings::takeFile(std::string_view text) {
     if (!contents.problem.empty()) return contents.problem;
     for (auto& [key, value] : contents.settings) set(key, std::move(value));
     for (const auto& [key, value] : contents.preferences) setPreference(key, value);
-    return {};
+    return std::nullopt;
 }
 
 }  // namespace cvhost

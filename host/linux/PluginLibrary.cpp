@@ -36,41 +36,43 @@ PluginLibrary::~PluginLibrary() {
     guarded([this] { unload(); });
 }
 
-std::string PluginLibrary::load(const std::string& path) {
-    if (m_library != nullptr) return "The plug-in " + m_path + " is loaded already.";
+std::optional<PluginFailure> PluginLibrary::load(const std::string& path) {
+    if (m_library != nullptr) return PluginFailure{"the plug-in " + m_path + " is loaded already"};
     m_path = absolutePath(path);
-    if (m_path.empty()) return "There is no plug-in " + path + "; build or install it there.";
+    if (m_path.empty()) return PluginFailure{"there is no plug-in " + path, "build or install it there"};
     m_library = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (m_library == nullptr) return "The plug-in cannot be loaded: " + loaderError() + ".";
+    if (m_library == nullptr) return PluginFailure{"the plug-in cannot be loaded: " + loaderError()};
     const auto factory = reinterpret_cast<CvPluginFactory>(::dlsym(m_library, factoryName));
     if (factory != nullptr) factory(&m_plugin);
     if (m_plugin == nullptr) {
         ::dlclose(std::exchange(m_library, nullptr));
-        return m_path + " is not a plug-in: " +
-               (factory == nullptr ? "it exports no " + std::string(factoryName) : "its factory gives none") + ".";
+        return PluginFailure{m_path + " is not a plug-in: " +
+                             (factory == nullptr ? "it exports no " + std::string(factoryName) : "its factory gives none")};
     }
     registerPlugin(m_plugin);
     m_plugin->postLoadInitialization();
     m_plugin->postEnumerationInitialization();
-    return {};
+    return std::nullopt;
 }
 
 void PluginLibrary::endStartup() {
     if (auto* const thread = dynamic_cast<BasicThread*>(console())) thread->endThread();
 }
 
-std::string PluginLibrary::unload() {
-    if (m_library == nullptr) return {};
+std::optional<PluginFailure> PluginLibrary::unload() {
+    if (m_library == nullptr) return std::nullopt;
     endStartup();
     if (iConsoleResource* present = console()) present->exit();
     m_plugin->preUnloadDeinitialization();
     unregisterPlugin(std::exchange(m_plugin, nullptr));
-    if (::dlclose(std::exchange(m_library, nullptr)) != 0) return "The plug-in cannot be unloaded: " + loaderError() + ".";
+    if (::dlclose(std::exchange(m_library, nullptr)) != 0) {
+        return PluginFailure{"the plug-in cannot be unloaded: " + loaderError()};
+    }
     releaseClosedPorts();
     void* const still = ::dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
-    if (still == nullptr) return {};
+    if (still == nullptr) return std::nullopt;
     ::dlclose(still);
-    return "The plug-in " + m_path + " has been let go but stays in the process.";
+    return PluginFailure{"the plug-in " + m_path + " has been let go but stays in the process"};
 }
 
 std::string pluginPath(const std::string& name) {

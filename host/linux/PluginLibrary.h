@@ -3,12 +3,19 @@
 // Threads: the application's main thread.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "host/api/ConsoleResource.h"
 #include "host/api/Plugin.h"
 
 namespace cvhost {
+
+/// Why a plug-in could not be loaded or unloaded. Both are clauses, without a capital and a full stop.
+struct PluginFailure {
+    std::string what;      ///< "there is no plug-in /usr/lib/a.so"
+    std::string remedy{};  ///< "build or install it there"; empty if the library does not know one
+};
 
 /// One plug-in library, loaded or not.
 class PluginLibrary {
@@ -20,15 +27,14 @@ public:
     ~PluginLibrary();
 
     /// Loads the library at `path` (RTLD_NOW, RTLD_LOCAL), takes its plug-in from the factory, registers it and runs its
-    /// post-load and post-enumeration hooks. Settings are to be in place by now. Empty on success; otherwise one sentence
-    /// that says why not, and nothing is loaded.
-    std::string load(const std::string& path);
+    /// post-load and post-enumeration hooks. Set all settings before. After a failure nothing is loaded.
+    std::optional<PluginFailure> load(const std::string& path);
     /// Waits until the console's start-up has ended, as it does soon: an exit() that comes before its last step switches off
     /// what that step then lights. Nothing happens when there is no console.
     void endStartup();
     /// Ends start-up, runs the console's exit() and the plug-in's pre-unload hook, lets the library go and checks that it
-    /// has left the process. Empty on success and when nothing is loaded; otherwise one sentence.
-    std::string unload();
+    /// has left the process. Does nothing when nothing is loaded.
+    std::optional<PluginFailure> unload();
 
     CvPluginBase* plugin() const noexcept { return m_plugin; }
     /// The console that the plug-in has registered; null when there is none.

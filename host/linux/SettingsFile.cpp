@@ -15,8 +15,8 @@ namespace {
 
 constexpr off_t largestFile = 1 << 20;
 
-/// Empty when the file has been taken over; otherwise why not.
-std::string takeSettings(const std::string& path) {
+/// Takes the file over, or returns why not.
+std::optional<std::string> takeSettings(const std::string& path) {
     const Cv::Ptr<iFile> file = OS().files().open(cvhost::widen(path), iFileService::readOnly);
     if (!file) return "it cannot be opened for reading";
     const std::uint32_t size = file->size();
@@ -27,11 +27,12 @@ std::string takeSettings(const std::string& path) {
 
 }  // namespace
 
-std::string cvhost::loadSettingsFile() {
+std::optional<std::string> cvhost::loadSettingsFile() {
     const std::string path = settingsPath();
     struct stat status{};
-    if (path.empty() || (::stat(path.c_str(), &status) != 0 && errno == ENOENT)) return {};
-    std::string problem = status.st_size > largestFile ? "it is larger than a megabyte" : takeSettings(path);
-    if (!problem.empty()) LogBoth("The settings file %s is ignored: %s\n", path.c_str(), problem.c_str());
+    if (path.empty() || (::stat(path.c_str(), &status) != 0 && errno == ENOENT)) return std::nullopt;
+    std::optional<std::string> problem = "it is larger than a megabyte";
+    if (status.st_size <= largestFile) problem = takeSettings(path);
+    if (problem) LogBoth("The settings file %s is ignored: %s\n", path.c_str(), problem->c_str());
     return problem;
 }

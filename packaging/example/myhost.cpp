@@ -14,8 +14,8 @@ struct Key final : ConsoleHandler {
 int main() {
     cvhost::loadSettingsFile();  // the preference HardwareConsoleEnabled and the setting console_port
     cvhost::PluginLibrary driver;
-    if (const std::string problem = driver.load(cvhost::pluginPath("CorvaneConsole.so")); !problem.empty()) {
-        return std::fprintf(stderr, "%s\n", problem.c_str()), 1;
+    if (const auto failure = driver.load(cvhost::pluginPath("CorvaneConsole.so"))) {
+        return std::fprintf(stderr, "%s\n", failure->what.c_str()), 1;
     }
     iConsoleResource& console = *driver.console();
     console.init();

@@ -118,8 +118,8 @@ bool visit(const std::string& path, bool last, const std::string& results, commo
     ConsoleHandlerTable table;
     table.set(handlerCode, &pressed);
     PluginLibrary plugin;
-    if (const std::string problem = plugin.load(path); !problem.empty()) {
-        complain(driver::loadProblem(problem));
+    if (const auto failure = plugin.load(path)) {
+        complain(driver::failureText(*failure));
         return false;
     }
     if (last && resultsIn(results).is_null()) {
@@ -139,11 +139,11 @@ bool visit(const std::string& path, bool last, const std::string& results, commo
     } else {
         complain(path + " registers no console");
     }
-    const std::string problem = plugin.unload();
+    const auto failure = plugin.unload();
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     keyQueue().clear();
-    if (!problem.empty()) complain(driver::loadProblem(problem));
-    return console != nullptr && problem.empty();
+    if (failure) complain(driver::failureText(*failure));
+    return console != nullptr && !failure;
 }
 
 }  // namespace

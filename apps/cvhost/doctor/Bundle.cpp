@@ -51,7 +51,7 @@ Bundle::~Bundle() {
 }
 
 void Bundle::add(std::string_view name, std::string_view text) {
-    if (!m_problem.empty()) return;
+    if (m_problem) return;
     struct FreeEntry {
         void operator()(archive_entry* entry) const noexcept { ::archive_entry_free(entry); }
     };
@@ -78,10 +78,10 @@ void Bundle::addOpen(std::string_view name, int file) {
     if (const auto text = endOf(file, std::numeric_limits<off_t>::max())) add(name, *text);
 }
 
-std::string Bundle::finish() {
-    if (m_problem.empty() && ::archive_write_close(m_archive.get()) != ARCHIVE_OK)
+std::optional<std::string> Bundle::finish() {
+    if (!m_problem && ::archive_write_close(m_archive.get()) != ARCHIVE_OK)
         m_problem = ::archive_error_string(m_archive.get());
-    m_finished = m_problem.empty();
+    m_finished = !m_problem;
     return m_problem;
 }
 

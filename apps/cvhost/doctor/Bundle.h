@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,8 +29,8 @@ public:
     void addFile(std::string_view name, const std::string& path);
     /// Adds the whole of an open file.
     void addOpen(std::string_view name, int file);
-    /// Empty when the archive is whole; otherwise why not, as half a sentence.
-    std::string finish();
+    /// Completes the archive, or returns why that failed, as half a sentence.
+    std::optional<std::string> finish();
 
 private:
     struct Free {
@@ -39,7 +40,7 @@ private:
     const std::string m_path;
     int m_file = -1;
     std::unique_ptr<archive, Free> m_archive;
-    std::string m_problem;
+    std::optional<std::string> m_problem;
     bool m_finished = false;
 };
 

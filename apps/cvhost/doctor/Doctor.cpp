@@ -117,8 +117,8 @@ bool Doctor::openBundle() {
 void Doctor::prepareHost() {
     setLogDestinations({.standardError = false, .file = true});
     settings().setPreferenceDefault(driver::consoleEnabled, true);
-    if (const std::string problem = loadSettingsFile(); !problem.empty()) {
-        add({CheckId::settingsFile, Check::Result::warn, "the settings file " + settingsPath() + " is ignored: " + problem,
+    if (const auto problem = loadSettingsFile()) {
+        add({CheckId::settingsFile, Check::Result::warn, "the settings file " + settingsPath() + " is ignored: " + *problem,
              "correct it, or move it away"});
     }
     for (const ports::SettingProblem& problem : ports::judgeSettings(settings())) {
@@ -151,8 +151,9 @@ bool Doctor::examineMachine() {
                        .modemManager = runningProgram("ModemManager"),
                        .brltty = runningProgram("brltty")};
     for (const MachinePort& port : machinePorts()) m_circumstances.machinePorts.push_back(port.node);
-    std::string intro = ports::choiceText(choice, m_circumstances.port.machine.product.value_or("")) + ".\n";
-    intro.front() = intro.front() == 't' ? 'T' : 'W';
+    std::string intro =
+        ports::choiceText(choice, m_circumstances.port.machine.product.value_or(""), ports::Opening::sentence);
+    intro += ".\n";
     if (!choice.name.empty()) {
         intro += "The doctor opens that port, resets the console through RTS and starts its program";
         intro += m_options.quick ? ".\n" : ", then lights its lamps and listens to its keys.\n";
@@ -165,11 +166,11 @@ bool Doctor::examineMachine() {
 
 bool Doctor::examineStartup() {
     setEventSink(std::ref(m_events));
-    const std::string problem = m_plugin.load(driver::driverPath());
-    iConsoleResource* console = problem.empty() ? m_plugin.console() : nullptr;
+    const auto failure = m_plugin.load(driver::driverPath());
+    iConsoleResource* console = failure ? nullptr : m_plugin.console();
     if (console == nullptr) {
         add({CheckId::driverLoad, Check::Result::fail,
-             problem.empty() ? "the driver registers no console" : driver::loadProblem(problem),
+             failure ? driver::failureText(*failure) : "the driver registers no console",
              "install the driver beside this program, from the same package"});
         return false;
     }
@@ -238,7 +239,7 @@ void Doctor::askForKeys() {
 
 void Doctor::stopDriver() {
     if (m_plugin.plugin() == nullptr) return;
-    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(driver::loadProblem(problem));
+    if (const auto failure = m_plugin.unload()) complain(driver::failureText(*failure));
     m_deskTest.reset();
 }
 
@@ -262,9 +263,9 @@ bool Doctor::writeBundle() {
     m_bundle->addOpen("recording.jsonl", m_recording.get());
     m_bundle->addFile("cvhost.log", logPath());
     m_bundle->addFile("cvhost.toml", settingsPath());
-    const std::string problem = m_bundle->finish();
-    if (problem.empty()) return true;
-    complain("the bundle " + *m_options.bundle + " could not be written: " + problem + "; see whether the disk is full");
+    const auto problem = m_bundle->finish();
+    if (!problem) return true;
+    complain("the bundle " + *m_options.bundle + " could not be written: " + *problem + "; see whether the disk is full");
     return false;
 }
 

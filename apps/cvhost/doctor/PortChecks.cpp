@@ -79,12 +79,12 @@ void warnOfTheMachine(const PortCircumstances& of, std::vector<Check>& checks) {
 std::vector<Check> checkPort(const PortCircumstances& of) {
     std::vector<Check> checks;
     if (of.choice.why == ports::PortChoice::Why::unknown) {
-        checks.push_back({CheckId::driverLoad, Check::Result::fail, driver::loadProblem(of.choice.problem),
+        checks.push_back({CheckId::driverLoad, Check::Result::fail, driver::failureText(of.choice.failure),
                           "install the driver beside this program, from the same package"});
         return checks;
     }
-    if (!of.nameProblem.empty()) {
-        checks.push_back({CheckId::portName, Check::Result::fail, of.nameProblem,
+    if (of.nameProblem) {
+        checks.push_back({CheckId::portName, Check::Result::fail, *of.nameProblem,
                           "correct the setting console_port, or name the port with --port"});
         return checks;
     }

@@ -15,8 +15,8 @@ namespace cvhost::doctor {
 struct PortCircumstances {
     ports::PortChoice choice;
     ports::SurveyedPort port;  ///< the chosen one
-    /// Why its name is not a port's; empty if it is.
-    std::string nameProblem{};
+    /// Why its name is not a port's.
+    std::optional<std::string> nameProblem{};
     /// The names of all the machine's ports.
     std::vector<std::string> machinePorts{};
     /// The processes of programs that open serial ports by themselves, where they run.

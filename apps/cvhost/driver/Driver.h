@@ -1,9 +1,11 @@
-// The driver's library and what its loader says.
+// The driver's library: where it is, and why it could not be loaded.
 //
 // Threads: all functions are pure.
 #pragma once
 
 #include <string>
+
+#include "host/linux/PluginLibrary.h"
 
 namespace cvhost::driver {
 
@@ -13,7 +15,7 @@ inline constexpr const char* consoleEnabled = "HardwareConsoleEnabled";
 /// Where the plug-in is to be.
 std::string driverPath();
 
-/// What the plug-in's loader says, to follow the program's name and without a full stop, and what to do if it does not say.
-std::string loadProblem(std::string sentence);
+/// What has failed and what to do, as a clause.
+std::string failureText(const PluginFailure& failure);
 
 }  // namespace cvhost::driver

@@ -95,9 +95,9 @@ std::optional<SettingProblem> judgeSetting(const std::string& key, const Setting
                               name + " is " + std::to_string(number) + " and must be " + typeText(*known)};
     }
     if (key != portKey) return {};
-    const std::string problem = portNameProblem(std::get<std::string>(value));
-    if (problem.empty()) return {};
-    return SettingProblem{Kind::noPort, key, name + ": " + problem};
+    const auto problem = portNameProblem(std::get<std::string>(value));
+    if (!problem) return {};
+    return SettingProblem{Kind::noPort, key, name + ": " + *problem};
 }
 
 std::optional<SettingProblem> judgePreference(const std::string& key) {

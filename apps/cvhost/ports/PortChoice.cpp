@@ -53,7 +53,7 @@ private:
 
 PortChoice askLoaded(PluginLibrary& plugin) {
     iConsoleResource* console = plugin.console();
-    if (console == nullptr) return {.problem = "The driver registers no console."};
+    if (console == nullptr) return {.failure = {"the driver registers no console"}};
     Listener listener;
     setEventSink(std::ref(listener));
     console->init();
@@ -78,16 +78,18 @@ PortChoice askDriver() {
     showOnlyPorts(std::move(shown));
     keepPortsShut(true);
     PluginLibrary plugin;
-    const std::string problem = plugin.load(driver::driverPath());
-    PortChoice choice = problem.empty() ? askLoaded(plugin) : PortChoice{.problem = problem};
-    if (const std::string trouble = plugin.unload(); !trouble.empty()) choice.problem = trouble;
+    const auto failure = plugin.load(driver::driverPath());
+    PortChoice choice = failure ? PortChoice{.failure = *failure} : askLoaded(plugin);
+    if (const auto trouble = plugin.unload()) choice.failure = *trouble;
     keepPortsShut(false);
     showMachinePorts();
     return choice;
 }
 
-std::string choiceText(const PortChoice& choice, std::string_view description) {
-    const std::string head = "the driver will look for the console on " + common::plainText(choice.name);
+std::string choiceText(const PortChoice& choice, std::string_view description, Opening opening) {
+    const bool capital = opening == Opening::sentence;
+    const std::string driver = capital ? "The driver" : "the driver";
+    const std::string head = driver + " will look for the console on " + common::plainText(choice.name);
     switch (choice.why) {
         case PortChoice::Why::description:
             return head + ", because of its description \"" + common::plainText(description) + '"';
@@ -101,11 +103,12 @@ std::string choiceText(const PortChoice& choice, std::string_view description) {
         case PortChoice::Why::asked:
             return head + ", as --port says";
         case PortChoice::Why::nothing:
-            return "the driver will look on no port: no port's description fits and the setting console_port is empty";
+            return driver + " will look on no port: no port's description fits and the setting console_port is empty";
         case PortChoice::Why::unknown:
             break;
     }
-    return "which port the driver will choose is not known: " + driver::loadProblem(common::plainText(choice.problem));
+    return std::string(capital ? "Which" : "which") +
+           " port the driver will choose is not known: " + common::plainText(driver::failureText(choice.failure));
 }
 
 }  // namespace cvhost::ports

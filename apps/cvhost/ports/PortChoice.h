@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/linux/PluginLibrary.h"
+
 namespace cvhost::ports {
 
 struct PortChoice {
@@ -20,14 +22,17 @@ struct PortChoice {
     };
 
     Why why = Why::unknown;
-    std::string name{};     ///< empty for nothing and unknown
-    std::string problem{};  ///< of unknown: why, as the plug-in's loader says it
+    std::string name{};       ///< empty for nothing and unknown
+    PluginFailure failure{};  ///< of unknown: why
 };
 
 /// Asks the driver. Settings are to be in place; the port list is the machine's own afterwards.
 PortChoice askDriver();
 
-/// `choice` in one sentence without a full stop; `description` is the port's.
-std::string choiceText(const PortChoice& choice, std::string_view description);
+/// How a text begins: with a capital, or without one to follow other words.
+enum class Opening { sentence, clause };
+
+/// `choice` without a full stop; `description` is the port's.
+std::string choiceText(const PortChoice& choice, std::string_view description, Opening opening);
 
 }  // namespace cvhost::ports

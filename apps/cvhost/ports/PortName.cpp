@@ -36,8 +36,8 @@ std::string similarPort(const std::string& name, std::span<const std::string> po
     return common::nearest(std::string(deviceFolder) + name, ports);
 }
 
-std::string portNameProblem(const std::string& name) {
-    if (name.empty() || isPortName(name)) return {};
+std::optional<std::string> portNameProblem(const std::string& name) {
+    if (name.empty() || isPortName(name)) return std::nullopt;
     std::vector<std::string> ports;
     for (const MachinePort& port : machinePorts()) ports.push_back(port.node);
     return '"' + common::plainText(name) +

@@ -3,6 +3,7 @@
 // Threads: any.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,8 +16,8 @@ bool isPortName(const std::string& name);
 /// The one of `ports`, the machine's, that `name` probably means, or a network port; empty if there is none.
 std::string similarPort(const std::string& name, std::span<const std::string> ports);
 
-/// Half a sentence about a text that is not a port's name, with the expected form and the machine's port that is similar;
-/// empty for a port's name, and for an empty text, which stands for no port.
-std::string portNameProblem(const std::string& name);
+/// What is wrong with a text that is not a port's name, as a clause, with the expected form and a similar port of the
+/// machine. An empty text means no port, and is right.
+std::optional<std::string> portNameProblem(const std::string& name);
 
 }  // namespace cvhost::ports

@@ -79,8 +79,8 @@ bool isThere(const std::vector<SurveyedPort>& ports, const std::string& name) {
 }
 
 /// The choice, and whether there is such a port.
-std::string conclusion(const std::vector<SurveyedPort>& ports, const PortChoice& choice) {
-    std::string text = choiceText(choice, descriptionOf(ports, choice.name));
+std::string conclusion(const std::vector<SurveyedPort>& ports, const PortChoice& choice, Opening opening) {
+    std::string text = choiceText(choice, descriptionOf(ports, choice.name), opening);
     if (choice.name.starts_with('/') && !isThere(ports, choice.name)) text += "; there is no such port now";
     return text;
 }
@@ -185,17 +185,16 @@ std::string portsText(const std::vector<SurveyedPort>& ports, const PortChoice& 
         for (const PortHolder& holder : port.holders) addRow(text, "held by", holderText(holder));
     }
     if (ports.empty()) text += "This machine has no serial port.\n";
-    std::string last = conclusion(ports, choice);
-    last.front() = last.front() == 't' ? 'T' : 'W';
-    return text + last + ".\n";
+    return text + conclusion(ports, choice, Opening::sentence) + ".\n";
 }
 
 std::string portsJson(const std::vector<SurveyedPort>& ports, const PortChoice& choice) {
     std::vector<Json> list;
     list.reserve(ports.size());
     for (const SurveyedPort& port : ports) list.push_back(jsonOf(port));
-    const auto chosen = Json::object(
-        {{"name", textOrNull(choice.name)}, {"why", jsonName(choice.why)}, {"text", conclusion(ports, choice)}});
+    const auto chosen = Json::object({{"name", textOrNull(choice.name)},
+                                      {"why", jsonName(choice.why)},
+                                      {"text", conclusion(ports, choice, Opening::clause)}});
     return Json::object({{"ports", Json::list(list)}, {"choice", chosen}}).indented() + "\n";
 }
 

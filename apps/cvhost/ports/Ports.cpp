@@ -20,15 +20,15 @@ namespace cvhost::ports {
 int showPorts(const PortsOptions& options) {
     setLogDestinations({.standardError = false, .file = false});
     settings().setPreferenceDefault(driver::consoleEnabled, true);
-    const std::string problem = loadSettingsFile();
+    const auto problem = loadSettingsFile();
     const std::vector<SettingProblem> problems = judgeSettings(settings());
     const bool preferred = settings().findPreference(driver::consoleEnabled).value_or(false);
     settings().setPreference(driver::consoleEnabled, true);
     const PortChoice choice = askDriver();
     const std::vector<SurveyedPort> ports = surveyPorts();
     std::cout << (options.json ? portsJson(ports, choice) : portsText(ports, choice)) << std::flush;
-    if (!problem.empty()) {
-        std::cerr << "cvhost: the settings file " << settingsPath() << " is ignored: " << common::plainText(problem)
+    if (problem) {
+        std::cerr << "cvhost: the settings file " << settingsPath() << " is ignored: " << common::plainText(*problem)
                   << "; correct it, or move it away.\n";
     }
     for (const SettingProblem& each : problems) std::cerr << "cvhost: " << settingsPath() << ": " << each.text << ".\n";

@@ -35,8 +35,8 @@ Diagnosis whyNotOpen(const RunState& state) {
     using Reason = Diagnosis::Reason;
     const std::string name = common::plainText(state.triedPort);
     const std::string failure = "cannot open " + (state.openFailure.empty() ? name : common::plainText(state.openFailure));
-    if (const std::string problem = ports::portNameProblem(state.triedPort); !problem.empty()) {
-        return {Reason::portBad, problem + "; correct the setting console_port"};
+    if (const auto problem = ports::portNameProblem(state.triedPort)) {
+        return {Reason::portBad, *problem + "; correct the setting console_port"};
     }
     if (state.triedPort.starts_with(rfc2217Prefix)) {
         return {Reason::portNotOpen, failure + "; check the name, and that whatever serves the port there is running"};

@@ -210,8 +210,8 @@ bool Session::startDeck() {
 
 bool Session::startConsole() {
     const std::string path = driver::driverPath();
-    if (const std::string problem = m_plugin.load(path); !problem.empty()) {
-        complain(driver::loadProblem(problem));
+    if (const auto failure = m_plugin.load(path)) {
+        complain(driver::failureText(*failure));
         return false;
     }
     iConsoleResource* console = m_plugin.console();
@@ -363,7 +363,7 @@ void Session::stop() {
     if (m_console) m_console->exit();
     const RunState state = m_monitor.state();
     m_switchedOff = active && !state.portLost && !state.portStuck;
-    if (const std::string problem = m_plugin.unload(); !problem.empty()) complain(driver::loadProblem(problem));
+    if (const auto failure = m_plugin.unload()) complain(driver::failureText(*failure));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded"
                : active && state.portStuck

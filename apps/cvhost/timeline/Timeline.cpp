@@ -285,8 +285,8 @@ int showTimeline(const TimelineOptions& options) {
         });
     } catch (const recording::Error& error) {
         const std::string reason = common::plainText(error.what());
-        const bool advises = reason.find("; ") != reason.npos;
-        complainOfFile(options.file, reason + (advises ? "" : "; name a file that \"cvhost run --record FILE\" has made"));
+        const char* remedy = error.hasRemedy ? "" : "; name a file that \"cvhost run --record FILE\" has made";
+        complainOfFile(options.file, reason + remedy);
         return common::exitStatus::usage;
     }
     if (unwritable == 0 && std::fflush(stdout) != 0) unwritable = errno;

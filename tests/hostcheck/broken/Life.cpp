@@ -47,24 +47,24 @@ void callHooks() {
     }
 }
 
-std::string loadHere(const std::string& path) {
+std::optional<cvhost::PluginFailure> loadHere(const std::string& path) {
     broken::loading = true;
     s_library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     broken::loading = false;
-    if (s_library == nullptr) return "It cannot be loaded.";
+    if (s_library == nullptr) return cvhost::PluginFailure{"it cannot be loaded"};
     const auto factory = reinterpret_cast<CvPluginFactory>(::dlsym(s_library, "cvPluginInstance"));
     if (!factory(&s_plugin) && breaks("life-first-answer")) {
         s_plugin = nullptr;
         ::dlclose(s_library);
-        return "The factory answers false.";
+        return cvhost::PluginFailure{"the factory answers false"};
     }
     cvhost::registerPlugin(s_plugin);
     callHooks();
-    return {};
+    return std::nullopt;
 }
 
-std::string unloadHere() {
-    if (s_plugin == nullptr) return {};
+std::optional<cvhost::PluginFailure> unloadHere() {
+    if (s_plugin == nullptr) return std::nullopt;
     if (iConsoleResource* const console = cvhost::consoleOf(*s_plugin); console != nullptr && !breaks("life-exit-first"))
         console->exit();
     if (!breaks("life-preunload")) s_plugin->preUnloadDeinitialization();
@@ -72,22 +72,22 @@ std::string unloadHere() {
     cvhost::unregisterPlugin(s_plugin);
     s_plugin = nullptr;
     if (!breaks("life-many-loads")) ::dlclose(s_library);
-    return {};
+    return std::nullopt;
 }
 
 }  // namespace
 
-std::string cvhost::PluginLibrary::load(const std::string& path) {
+std::optional<cvhost::PluginFailure> cvhost::PluginLibrary::load(const std::string& path) {
     if (loadsInItsOwnWay()) return loadHere(path);
-    using Load = std::string (*)(PluginLibrary*, const std::string&);
+    using Load = std::optional<PluginFailure> (*)(PluginLibrary*, const std::string&);
     return broken::next<Load>("_ZN6cvhost13PluginLibrary4loadERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE")(this,
                                                                                                                        path);
 }
 
-std::string cvhost::PluginLibrary::unload() {
+std::optional<cvhost::PluginFailure> cvhost::PluginLibrary::unload() {
     if (loadsInItsOwnWay()) return unloadHere();
-    using Unload = std::string (*)(PluginLibrary*);
-    return broken::next<Unload>("_ZN6cvhost13PluginLibrary6unloadB5cxx11Ev")(this);
+    using Unload = std::optional<PluginFailure> (*)(PluginLibrary*);
+    return broken::next<Unload>("_ZN6cvhost13PluginLibrary6unloadEv")(this);
 }
 
 iConsoleResource* cvhost::PluginLibrary::console() const {

@@ -131,7 +131,7 @@ TEST_F(Settings, FileWithAKeyOfManyParts_IsRefusedWithItsLine) {
                                     "x = {" + deepKey() + " = 1}", "a = '#'\t" + deepKey()}) {
         EXPECT_EQ(settings().takeFile("[settings]\n" + form), refusal);
     }
-    EXPECT_EQ(settings().takeFile("[settings]\n # " + std::string(1000, '.') + "\nv = 5\n"), "") << "a comment";
+    EXPECT_EQ(settings().takeFile("[settings]\n # " + std::string(1000, '.') + "\nv = 5\n"), std::nullopt) << "a comment";
     EXPECT_EQ(whole("v"), 5);
 }
 
@@ -141,8 +141,8 @@ TEST_F(Settings, FileWithValuesInValues_IsRefused) {
         for (int level = 0; level < levels; ++level) value = "[\n{a.a.a.a.a.a.a.a = " + value + "}]";
         return "[settings]\nx = " + value + "\n";
     };
-    EXPECT_THAT(settings().takeFile(nested(2)), HasSubstr("a setting is a number"));
-    EXPECT_THAT(settings().takeFile(nested(8)), HasSubstr("exceeded maximum nested value depth"));
+    EXPECT_THAT(settings().takeFile(nested(2)).value_or(""), HasSubstr("a setting is a number"));
+    EXPECT_THAT(settings().takeFile(nested(8)).value_or(""), HasSubstr("exceeded maximum nested value depth"));
 }
 
 TEST_F(Settings, Preference_UsersChoiceThenHostsThenAskers) {
@@ -159,12 +159,12 @@ TEST_F(Settings, Preference_UsersChoiceThenHostsThenAskers) {
 TEST_F(Settings, File_IsTakenOver) {
     EXPECT_EQ(settings().takeFile("[settings]\nconsole_debug = 1\nconsole_port = \"/dev/ttyS0\"\njog_wheel_gearing = 0.5\n"
                                   "[preferences]\nHardwareConsoleEnabled = true\n"),
-              "");
+              std::nullopt);
     EXPECT_EQ(whole("console_debug"), 1);
     EXPECT_EQ(text("console_port"), "/dev/ttyS0");
     EXPECT_EQ(config_double("jog_wheel_gearing", 0), 0.5);
     EXPECT_TRUE(prefs().getPreference("HardwareConsoleEnabled", false));
-    EXPECT_EQ(settings().takeFile(""), "");
+    EXPECT_EQ(settings().takeFile(""), std::nullopt);
     EXPECT_EQ(whole("console_debug"), 1);
 }
 
@@ -178,7 +178,7 @@ class BrokenFile : public testing::TestWithParam<BrokenRow> {};
 
 TEST_P(BrokenFile, Problem_NamesLineAndColumnAndNothingIsTakenOver) {
     settings().clear();
-    EXPECT_THAT(settings().takeFile(std::string("[settings]\ngood = 1\n") + GetParam().file),
+    EXPECT_THAT(settings().takeFile(std::string("[settings]\ngood = 1\n") + GetParam().file).value_or(""),
                 StartsWith(GetParam().problem));
     EXPECT_FALSE(settings().find("good"));
 }
@@ -198,7 +198,7 @@ TEST_F(Settings, UsersFile_IsReadFromTheConfigFolder) {
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
     folder.write("cvhost/cvhost.toml", "[settings]\nn = 3\n");
     Recorder recorder;
-    EXPECT_EQ(cvhost::loadSettingsFile(), "");
+    EXPECT_EQ(cvhost::loadSettingsFile(), std::nullopt);
     EXPECT_EQ(whole("n"), 3);
     EXPECT_THAT(recorder.texts, IsEmpty());
 }
@@ -219,10 +219,10 @@ TEST_F(Settings, UsersFileMissing_IsNoError) {
     const Folder folder;
     Recorder recorder;
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
-    EXPECT_EQ(cvhost::loadSettingsFile(), "");
+    EXPECT_EQ(cvhost::loadSettingsFile(), std::nullopt);
     const Variable none("XDG_CONFIG_HOME", nullptr);
     const Variable noHome("HOME", nullptr);
-    EXPECT_EQ(cvhost::loadSettingsFile(), "");
+    EXPECT_EQ(cvhost::loadSettingsFile(), std::nullopt);
     EXPECT_THAT(recorder.texts, IsEmpty());
 }
 
@@ -231,7 +231,7 @@ TEST_F(Settings, UsersFileBroken_IsSaidInTheLogAndToTheCaller) {
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
     folder.write("cvhost/cvhost.toml", "[settings]\nn = = 3\n");
     Recorder recorder;
-    EXPECT_THAT(cvhost::loadSettingsFile(), StartsWith("line 2, column 5"));
+    EXPECT_THAT(cvhost::loadSettingsFile().value_or(""), StartsWith("line 2, column 5"));
     EXPECT_EQ(whole("n"), -7);
     EXPECT_THAT(recorder.texts,
                 ElementsAre(testing::AllOf(HasSubstr(folder.path("cvhost/cvhost.toml")), HasSubstr("line 2, column 5"))));
@@ -242,12 +242,12 @@ TEST_F(Settings, UsersFileThatIsAFolderOrHuge_IsSaidInTheLogAndToTheCaller) {
     const Variable config("XDG_CONFIG_HOME", folder.path().c_str());
     folder.write("cvhost/cvhost.toml/file", "");
     Recorder recorder;
-    EXPECT_THAT(cvhost::loadSettingsFile(), HasSubstr("cannot be opened"));
+    EXPECT_THAT(cvhost::loadSettingsFile().value_or(""), HasSubstr("cannot be opened"));
     std::filesystem::remove_all(folder.path("cvhost/cvhost.toml"));
     folder.write("cvhost/cvhost.toml", "");
     for (const off_t size : {(off_t{1} << 20) + 1, off_t{5} << 30}) {
         ASSERT_EQ(::truncate(folder.path("cvhost/cvhost.toml").c_str(), size), 0);
-        EXPECT_THAT(cvhost::loadSettingsFile(), HasSubstr("larger than a megabyte")) << size;
+        EXPECT_THAT(cvhost::loadSettingsFile().value_or(""), HasSubstr("larger than a megabyte")) << size;
     }
     const auto large = HasSubstr("larger than a megabyte");
     EXPECT_THAT(recorder.texts, ElementsAre(HasSubstr("cannot be opened"), large, large));

@@ -49,7 +49,7 @@ TEST(JudgePort, NothingChosen_IsNoPort) {
 
 TEST(JudgePort, DriverNotAsked_IsDriverLoad) {
     doctor::PortCircumstances of = well();
-    of.choice = {.problem = "The plug-in cannot be loaded: x."};
+    of.choice = {.failure = {"the plug-in cannot be loaded: x"}};
     EXPECT_THAT(found(of), ElementsAre("driver-load"));
 }
 
