@@ -18,7 +18,7 @@ constexpr auto s_triggerLevelRead = "config_int AutomaticJogTurnOnTriggerLevel";
 
 using LoadTimeSettings = EdgeTest;
 
-TEST_F(LoadTimeSettings, AreReadInOrderAndNoOthers) {
+TEST_F(LoadTimeSettings, Load_Once_ReadsThemInOrderAndNoOthers) {
     recordCalls();
     const Library library;
     EXPECT_THAT(recordedCalls(),
@@ -43,7 +43,7 @@ TEST_F(LoadTimeSettings, AfterLoad_AreNeverReadAgain) {
     EXPECT_THAT(recordedCalls(), testing::IsEmpty());
 }
 
-TEST_F(LoadTimeSettings, AreReadAgainAtEachLoad) {
+TEST_F(LoadTimeSettings, Load_Again_ReadsThemAgain) {
     for (const double gearing : {0.5, 0.25}) {
         cvhost::settings().set("jog_wheel_gearing", gearing);
         const Library library;

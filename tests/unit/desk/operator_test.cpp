@@ -47,7 +47,7 @@ void PrintTo(const JogRow& row, std::ostream* out) { *out << row.counts << ' ' <
 
 class DeskJog : public testing::TestWithParam<JogRow> {};
 
-TEST_P(DeskJog, IsSentInTwosComplementHex) {
+TEST_P(DeskJog, Turned_SentInTwosComplementHex) {
     DeskRig rig({.running = true});
     rig.desk.jog(static_cast<std::int8_t>(GetParam().counts), static_cast<std::int16_t>(GetParam().fine), rig.now);
     EXPECT_EQ(rig.run(1s), GetParam().packet);

@@ -96,7 +96,7 @@ TEST(Open, NameInAnyBytes_IsFound) {
     }
 }
 
-TEST(AppPath, IsTheProgramsFolderWithASeparator) {
+TEST(AppPath, Get_GivesTheProgramsFolderWithASeparator) {
     const std::string path = cvhost::narrow(getAppPath().view());
     EXPECT_EQ(path, std::filesystem::read_symlink("/proc/self/exe").parent_path().string() + "/");
 }

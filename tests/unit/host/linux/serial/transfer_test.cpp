@@ -102,7 +102,7 @@ TEST_F(Transfer, QueueFull_NewestAreDroppedAndTheCallsGoOn) {
     commsDeregisterHandler(Counter::callback, &counter);
 }
 
-TEST(ReceiveQueue, WrapsAround) {
+TEST(ReceiveQueue, Filled_PastItsEnd_WrapsAround) {
     cvhost::ReceiveQueue queue;
     unsigned char byte = 0;
     for (unsigned i = 0; i < 3 * cvhost::ReceiveQueue::limit; ++i) {
