@@ -1,4 +1,4 @@
-"""The bytes that the receive callback tells apart: those that its code compares with, held against those that are enumerated."""
+"""The bytes that the receive callback distinguishes: those that its code compares with must be those that are enumerated."""
 import re
 
 import driver_tree

@@ -1,6 +1,6 @@
 """Whether the commands that documents show do what they are shown for.
 
-A command stands in a block headed sh, one a line. A comment behind it says who runs it, if not this check:
+A command is in a block headed sh, one a line. A comment after it says who runs it, if not this check:
 
     # hardware, # root     it needs a console, or rights, that are not here
     # by hand              it takes minutes or hours, or changes the tree
@@ -47,7 +47,7 @@ def blocks(text):
 
 def commands(text):
     """(line number, command, mark or None) of each command; (line number, line, "astray") of those outside a block for them,
-    and (line number, span, "mentioned") of all that stands between backquotes, be it a command or not."""
+    and (line number, span, "mentioned") of everything between backquotes, whether or not it is a command."""
     for head, lines in blocks(text):
         for number, line in lines:
             if head == "sh" and line.strip() and not line.startswith("#"):

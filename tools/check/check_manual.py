@@ -16,7 +16,7 @@ TALKED_OF = re.compile(r"--[a-z][a-z0-9-]*")
 EVERYWHERE = {"--help"}  # each subcommand has it, the page says so once
 
 EXAMPLES = re.compile(r"^```\n(.*?)^```", re.MULTILINE | re.DOTALL)
-BEFORE = re.compile(r"^(?:(?:\w+=\S+|sudo|chrt -f \d+) +)*")  # what may stand before a program
+BEFORE = re.compile(r"^(?:(?:\w+=\S+|sudo|chrt -f \d+) +)*")  # what may precede a program
 OURS = re.compile(r"(?:\./|build/bin/|cv)[a-z_]+")
 
 

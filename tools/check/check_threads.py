@@ -69,5 +69,5 @@ def problems(root):
             continue
         said = {place: writers[field] for place, writers in shown.items() if field in writers}
         if len({frozenset(writers) for writers in said.values()}) > 1:
-            yield f"{field} is written by " + ", ".join(f"{' '.join(sorted(writers)) or 'nobody'} in {place}"
+            yield f"{field} is written by " + ", ".join(f"{' '.join(sorted(writers)) or 'no thread'} in {place}"
                                                        for place, writers in said.items())

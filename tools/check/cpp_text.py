@@ -18,7 +18,7 @@ def blank(text):
 
 
 def line_of(text):
-    """A function that tells the line number, from 1, of a place in the text."""
+    """A function that gives the line number, from 1, of a place in the text."""
     ends = [found.start() for found in re.finditer("\n", text)]
     return lambda place: bisect.bisect_left(ends, place) + 1
 
@@ -53,7 +53,7 @@ def functions(text):
 
 
 def is_function(head):
-    """True when what stands before a brace is the head of a function."""
+    """True when the text before a brace is the head of a function."""
     head = re.sub(r"\btemplate\s*<(?:[^<>]|<[^<>]*>)*>", "", head)
     head = re.sub(r"\[\[.*?\]\]|\b(public|protected|private)\s*:(?!:)", "", head).strip()
     return ")" in head and not re.match(r"(inline\s+)?(namespace|class|struct|union|enum|extern)\b", head)

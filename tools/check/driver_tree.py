@@ -18,7 +18,7 @@ class Function:
 
 def functions(root, file, constants=()):
     """{name: Function} of the members of the class Console that the file defines; overloads count as one. `constants`: the
-    names that may stand for a byte in a comparison."""
+    names that may be a byte in a comparison."""
     dumped = subprocess.run([CLANG, "-std=c++20", f"-I{root}", "-fsyntax-only", "-Xclang", "-ast-dump=json", "-Xclang",
                              "-ast-dump-filter=Console::", root / file], capture_output=True, text=True)
     if dumped.returncode:
@@ -59,7 +59,7 @@ def name_of(node):
 
 
 def is_callee(node, above):
-    """True for what stands before the bracket of a call."""
+    """True for the text before the bracket of a call."""
     for outer in reversed(above):
         if outer["kind"] in ("ImplicitCastExpr", "ParenExpr"):
             node = outer

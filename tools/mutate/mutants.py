@@ -32,7 +32,7 @@ class Mutant(typing.NamedTuple):
 
 ODDITIES = pathlib.Path(__file__).resolve().parent / "mutate_oddities.txt"
 
-# Operators stand between blanks; what each may become.
+# Operators have blanks around them; what each may become.
 OPERATORS = {
     "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="), ">=": (">", "<"), "==": ("!=",), "!=": ("==",),
     "&&": ("||",), "||": ("&&",), "+": ("-",), "-": ("+",), "*": ("/",), "/": ("*",), "%": ("*",),
@@ -178,7 +178,7 @@ def returns(start, stop, body, head):
 
 
 def simple_statements(code, begin, end):
-    """(start, end without ';', whether nothing stands before it) of each statement that has no statement inside."""
+    """(start, end without ';', whether it has no prefix such as "if (...)") of each statement that has no statement inside."""
     start, depth = begin + 1, 0
     for at in range(begin + 1, end):
         char = code[at]

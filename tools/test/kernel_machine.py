@@ -57,7 +57,7 @@ def unpacked(image):
     """The kernel inside a bzImage, packed with xz: Linux, Documentation/arch/x86/boot.rst. It saves seconds at boot."""
     offset, length = struct.unpack_from("<II", image, 0x248)
     begin = (image[0x1F1] + 1) * 512 + offset
-    return lzma.decompress(image[begin:begin + length - 4])  # behind it stands its unpacked size
+    return lzma.decompress(image[begin:begin + length - 4])  # its unpacked size follows
 
 
 def libraries_of(programs):
