@@ -12,7 +12,7 @@ namespace common {
 
 enum class Colour { plain, dim, red, green, yellow, blue, magenta, cyan };
 
-/// `text` in `colour`, or as it is when no colours are shown.
+/// `text` in `colour`, or unchanged without colours.
 inline std::string painted(Colour colour, std::string_view text, bool shown) {
     constexpr std::array codes{"0", "2", "31", "32", "33", "34", "35", "36"};
     if (!shown || colour == Colour::plain) return std::string(text);

@@ -1,4 +1,4 @@
-// What cvhost answers its caller.
+// The exit statuses of cvhost.
 #pragma once
 
 namespace common::exitStatus {
@@ -7,7 +7,7 @@ namespace common::exitStatus {
 inline constexpr int active = 0;
 /// No console became active.
 inline constexpr int none = 1;
-/// The command line is wrong, or what it names is not what it has to be.
+/// The command line is wrong, or names something that cannot be used.
 inline constexpr int usage = 2;
 
 }  // namespace common::exitStatus

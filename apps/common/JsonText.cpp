@@ -7,7 +7,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-/// For a value without others in it: its destructor asks for nothing.
+/// For a value that holds no others: its destructor does not allocate.
 std::string dumped(const Json& leaf) { return leaf.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// A JSON value as its text. The destructor of the library's tree asks for memory, and ends the program when there is none:
-// whatever is built while a console runs is built of these.
+// A JSON value as its text. The destructor of the library's tree allocates, and aborts when memory is short. So everything
+// that is written while a console runs is built from these.
 //
 // Threads: plain values.
 #pragma once
@@ -24,9 +24,9 @@ public:
     template <std::integral Whole>
         requires(!std::same_as<Whole, bool>)
     JsonText(Whole value) : m_text(std::to_string(value)) {}
-    /// Null for what is no number.
+    /// Null for NaN and infinity.
     JsonText(double value);
-    /// What is not UTF-8 is replaced.
+    /// Replaces what is not UTF-8.
     JsonText(std::string_view value);
     JsonText(const std::string& value) : JsonText(std::string_view(value)) {}
     JsonText(const char* value) : JsonText(std::string_view(value)) {}
@@ -34,7 +34,7 @@ public:
     static JsonText object(std::initializer_list<Member> members);
     static JsonText list(const std::vector<JsonText>& values);
 
-    /// Another member at the end of an object.
+    /// Adds a member at the end of an object.
     void add(std::string_view name, const JsonText& value);
 
     const std::string& text() const { return m_text; }

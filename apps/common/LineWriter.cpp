@@ -60,8 +60,7 @@ LineWriter::~LineWriter() {
     try {
         finish();
     } catch (...) {
-        if (m_writer.joinable())
-            m_writer.join();  // it has been told to end, and ends without the line that could not be made
+        if (m_writer.joinable()) m_writer.join();  // it ends without the line that could not be made
     }
     if (m_terminal >= 0) ::close(m_terminal);
 }

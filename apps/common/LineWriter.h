@@ -1,7 +1,7 @@
-// Standard output for lines that arise on threads which must not wait.
+// Standard output for threads that must not wait.
 //
-// Lines are kept in a bounded buffer and written by a thread of their own. When whoever reads them does not keep up, lines
-// are dropped and counted, and the next line that fits is preceded by one that says how many are missing.
+// A bounded buffer holds the lines, and a thread of its own writes them. When the reader is too slow, lines are dropped and
+// counted; before the next line that fits, one says how many are missing.
 //
 // Threads: put and broken from any thread; construction, finish and destruction by the owner.
 #pragma once
@@ -17,19 +17,19 @@
 
 namespace common {
 
-/// From now on a write to a pipe without a reader, or beyond the limit of a file's size, fails and does not end the process.
+/// From now on a write to a pipe without a reader, or beyond a file size limit, fails instead of ending the process.
 void letWritesFail();
 
-/// Whether standard output is to bear colour: it is a terminal that shows it, and NO_COLOR is not set.
+/// Whether to print colours: standard output is a terminal that shows them, and NO_COLOR is not set.
 bool wantsColour();
 
-/// That standard output cannot be written because of this error number, as half a sentence with what to do.
+/// Half a sentence: standard output cannot be written because of this error number, and what to do.
 std::string unwritableText(int error);
 
 class LineWriter {
 public:
     struct Events {
-        /// The line, with its end, that stands for `count` dropped ones. Called under the output's lock.
+        /// The line, with its end, that replaces `count` dropped ones. Called under the output's lock.
         std::function<std::string(std::size_t count)> missing;
         /// The output has broken. Called once, on the writing thread.
         std::function<void()> broken;
@@ -48,7 +48,7 @@ public:
     /// 0 while the output can be written, otherwise the system's error number (EPIPE: the reader has gone).
     int error();
 
-    /// Writes what is still waiting, for two seconds at most, and answers error(). The owner's, when nothing more is put.
+    /// Writes what still waits, for two seconds at most, and returns error(). For the owner, when no more lines come.
     int finish();
 
 private:

@@ -55,7 +55,7 @@ MainLoop::~MainLoop() {
 
 void MainLoop::signal() noexcept {
     const std::uint64_t one = 1;
-    // A full counter is as good as a signal.
+    // EAGAIN: the counter is full, so the loop is awake.
     if (::write(m_event, &one, sizeof one) < 0) return;
 }
 

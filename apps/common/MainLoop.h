@@ -10,7 +10,7 @@ namespace common {
 /// SIGINT and SIGTERM, and every other signal that ends a process unless it is caught (SIGHUP, SIGQUIT, SIGUSR1, real-time
 /// signals and so on), unless the program was started with it ignored. Not among them: SIGPIPE and SIGXFSZ, which are errors
 /// of a write (letWritesFail), and faults of the program itself (SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP),
-/// after which nothing that it does can be relied on.
+/// after which it cannot be trusted.
 class MainLoop {
 public:
     MainLoop();

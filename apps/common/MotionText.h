@@ -9,7 +9,7 @@ namespace common {
 
 /// A speed in words: "×1.46 forward".
 std::string speedWords(int speed);
-/// The same behind a scale.
+/// The same with a scale before it.
 std::string speedText(int speed);
 /// A jog movement in counts: "+2", "-1.5".
 std::string jogText(double counts);

@@ -7,13 +7,13 @@
 namespace common {
 namespace {
 
-/// Longer words are compared with none: the comparison takes time by the product of both lengths.
+/// Longer words match nothing: comparing takes time in proportion to the product of both lengths.
 constexpr std::size_t longestWord = 64;
 
 char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
 
-/// How many letters must be changed, left out, added or exchanged with their neighbour to make one of the other. Both have
-/// at most longestWord letters.
+/// How many letters to change, leave out, add or exchange with a neighbour to turn one word into the other (the restricted
+/// edit distance). Both words have at most longestWord letters.
 std::size_t distance(std::string_view one, std::string_view other) {
     std::array<std::array<std::size_t, longestWord + 1>, longestWord + 1> steps{};
     for (std::size_t i = 0; i <= one.size(); ++i) steps[i][0] = i;

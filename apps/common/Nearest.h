@@ -1,4 +1,4 @@
-// The word that somebody who mistyped one probably meant.
+// The word that a mistyped one probably means.
 //
 // Threads: all functions are pure.
 #pragma once
@@ -9,8 +9,8 @@
 
 namespace common {
 
-/// The candidate that is most like `word`: at most a third of its letters are wrong, missing, added or exchanged with their
-/// neighbour, one at least being allowed; case does not count. Empty if there is none.
+/// The candidate most like `word`: at most a third of its letters, but at least one, may be wrong, missing, added or
+/// exchanged with a neighbour. Ignores case. Empty if there is none.
 std::string nearest(std::string_view word, std::span<const std::string> candidates);
 
 /// ` (did you mean "WORD"?)`, or nothing for an empty word.

@@ -5,7 +5,7 @@
 
 namespace common {
 
-/// A point in time that seconds are counted from.
+/// The point in time from which a run counts its seconds.
 class RunClock {
 public:
     double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count(); }

@@ -31,7 +31,7 @@ std::vector<const CLI::App*> subcommandsOf(const CLI::App& app) {
 
 bool has(const CLI::App& app, const std::string& option) { return std::ranges::count(optionNames(app), option) != 0; }
 
-/// Of what is left over, what to complain of: an option rather than the value behind it.
+/// What to report among the leftover arguments: an option rather than the value after it.
 std::string firstUnexpected(const CLI::App& app) {
     const std::vector<std::string> all = app.remaining(true);
     const auto option = std::ranges::find_if(all, [](const std::string& each) { return each.starts_with('-'); });
@@ -60,7 +60,7 @@ std::string unexpected(const CLI::App& app, const CLI::App& active) {
     return "there is no " + kind + inQuotes(word) + didYouMean(nearest(word, known));
 }
 
-/// Whether `name` stands among the arguments without a value.
+/// Whether the arguments contain `name` without a value.
 bool lacksValue(Arguments arguments, const std::string& name) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view each = arguments[i];
@@ -106,7 +106,7 @@ std::string missing(const CLI::App& app, const CLI::App& active) {
     return {};
 }
 
-/// As the parser or a check of ours says it.
+/// The message of the parser or of one of our checks.
 std::string asSaid(const CLI::ParseError& error) {
     std::string_view text = error.what();
     text = text.substr(0, text.find('\n'));

@@ -1,4 +1,4 @@
-// What cvdesk answers its caller.
+// The exit statuses of cvdesk.
 #pragma once
 
 namespace cvdesk::exitStatus {

@@ -23,12 +23,12 @@ struct Options {
     /// Where to serve: on the network, behind a symbolic link to a pseudo-terminal, or as a USB device.
     std::variant<NetworkAddress, std::string, UsbAdapter> line;
     desk::Options desk;
-    bool check = false;      ///< the far end that checks of a host need, in place of a desk
+    bool check = false;      ///< be the far end for a host check instead of a desk
     std::string scriptFile;  ///< empty: no script
-    std::string replayFile;  ///< empty: a desk, not a recording
+    std::string replayFile;  ///< empty: be a desk
 };
 
-/// The options, or the status to exit with after what there was to say has been said.
+/// The options; or an exit status, when help or an error has been printed.
 std::variant<Options, int> parseCommandLine(int argc, const char* const* argv);
 
 }  // namespace cvdesk

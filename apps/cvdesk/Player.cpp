@@ -12,7 +12,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// How long an expectation may take to come true.
+/// How long a script waits for what it expects.
 constexpr std::chrono::seconds patience(2);
 /// How long "quit" waits for the line to fall idle.
 constexpr std::chrono::seconds lastWords(1);
@@ -28,7 +28,7 @@ public:
         m_line = step.line;
         return std::visit([this](const auto& what) { return play(what); }, step.action);
     }
-    /// Serves until told to end.
+    /// Serves until a signal ends the program.
     void serve() {
         while (m_wake.wait(std::chrono::hours(1)) != common::MainLoop::Cause::end) {
         }
@@ -37,8 +37,8 @@ public:
 private:
     enum class Outcome { holds, late, end };
 
-    /// Waits until `condition()` holds, at most until `deadline`. It is looked at again when the desk tells something, and
-    /// after `interval`.
+    /// Waits until `condition()` holds, at most until `deadline`. Looks again after each event of the desk and after each
+    /// `interval`.
     template <class Condition>
     Outcome await(Condition condition, Clock::time_point deadline, milliseconds interval = std::chrono::hours(1)) {
         for (;;) {
@@ -49,7 +49,7 @@ private:
         }
     }
 
-    /// What `look` says of the desk.
+    /// What `look` returns for the desk.
     template <class Look>
     auto seen(Look look) {
         decltype(look(std::declval<const desk::Desk&>())) result{};

@@ -1,4 +1,4 @@
-// Plays a script on a desk, and then keeps serving until told to end.
+// Plays a script on a desk, then serves until a signal ends the program.
 #pragma once
 
 #include <vector>
@@ -9,8 +9,8 @@
 
 namespace cvdesk {
 
-/// Returns the status to exit with. `wake` is signalled whenever anything happens on the desk; a signal to end ends the
-/// script wherever it stands. Says on standard error what was not met.
+/// Returns the exit status. `wake` must be signalled by each event of the desk. A signal that ends the program ends the
+/// script at any line. Prints on standard error what the script expected in vain.
 int play(const std::vector<Step>& steps, lines::DeskServer& server, common::MainLoop& wake);
 
 }  // namespace cvdesk

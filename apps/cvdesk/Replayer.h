@@ -13,7 +13,7 @@
 
 namespace cvdesk {
 
-/// Plays the steps behind `line` and tells each difference when it is noticed, a line with its end. The status to exit with.
+/// Plays the steps behind `line` and prints each difference when it appears, as a whole line. Returns the exit status.
 int replay(desk::Replay::Steps steps, std::unique_ptr<lines::Line> line, common::MainLoop& wake,
            const std::function<void(const std::string&)>& tell, lines::MachineServer::Failed failed);
 

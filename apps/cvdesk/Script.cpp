@@ -38,7 +38,7 @@ Words split(std::string_view text) {
     return words;
 }
 
-// Each of these takes what follows the command's name; nothing: that is not how it is written.
+// Each of these takes the text after the command's name. An empty result: the text is not of this command's form.
 
 std::optional<Action> sleep(std::string_view rest) {
     const bool inMilliseconds = rest.ends_with("ms");

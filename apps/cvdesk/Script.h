@@ -21,10 +21,10 @@ struct Act {
     std::function<void(desk::Desk&, desk::Time)> act;
 };
 struct WaitActive {};
-/// A state in which the desk is to be.
+/// A state that the desk must reach.
 struct Expect {
     std::string wanted;                                   ///< "lamp 2 F"
-    std::function<std::string(const desk::Desk&)> found;  ///< the same of the desk as it is
+    std::function<std::string(const desk::Desk&)> found;  ///< the same for the desk's present state
 };
 struct Quit {};
 

@@ -67,7 +67,7 @@ Place makePlace(const Options& options, lines::SettingsWatcher watcher) {
     return {.line = std::move(line), .where = where};
 }
 
-/// Waits until there is a serial port for what has been plugged in; empty when the program is told to end before.
+/// Waits for the serial port of the adapter just plugged in; empty when a signal ends the program first.
 std::string awaitSerialPort(int plug, common::MainLoop& wake) {
     const auto deadline = std::chrono::steady_clock::now() + driverPatience;
     for (;;) {
@@ -87,7 +87,7 @@ desk::Replay::Steps loadReplay(const Options& options) {
     return recording::stepsOf(recording::Reader(text), isLoss, hasRts);
 }
 
-/// Has a failed thread reported and the run ended.
+/// Reports a failed thread and ends the run.
 class Failure {
 public:
     explicit Failure(common::MainLoop& wake) : m_wake(wake) {}

@@ -13,7 +13,7 @@ constexpr std::size_t memberCount = static_cast<std::size_t>(Member::count);
 constexpr std::array<std::string_view, memberCount> names{
     "t",     "event", "port",      "baud", "data_bits", "parity",  "stop_bits", "text",   "bytes",
     "level", "name",  "arguments", "code", "format",    "version", "program",   "started"};
-/// No program writes more than two of either.
+/// More than any program writes, which is two.
 constexpr int mostLevels = 64;
 constexpr std::size_t mostArguments = 64;
 

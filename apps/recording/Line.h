@@ -1,4 +1,4 @@
-// One line of a recording: the members that this program knows, whatever else the line holds.
+// One line of a recording: the members that this program knows. It ignores all others.
 //
 // Threads: plain values.
 #pragma once
@@ -42,7 +42,7 @@ class Line {
 public:
     explicit Line(std::string_view text);
 
-    // The first thing that is missing or wrong is the problem; what is asked for is then 0 or empty.
+    // The first member that is missing or wrong becomes the problem; its value is then 0 or empty.
 
     /// A whole number from `lowest` to `highest`.
     std::int64_t number(Member member, std::int64_t lowest, std::int64_t highest);

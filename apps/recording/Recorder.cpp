@@ -19,12 +19,12 @@ std::system_error failure(int error, const std::string& path) {
     return {error, std::generic_category(), "cannot make the recording " + path};
 }
 
-/// A new file of this name; -1 and errno when there is none. Not blocking, as for pipes below.
+/// Creates a file of this name; -1 and errno on failure. Opened non-blocking, like the pipes below.
 int create(const std::string& path) {
     return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
 }
 
-/// A pipe that somebody reads. Not blocking: the console runs on when the reader has stopped.
+/// Opens a pipe that has a reader. Non-blocking, so that the console runs on when the reader stops.
 int openPipe(const std::string& path) {
     const int file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat status{};
@@ -43,7 +43,7 @@ std::string nameByTime() {
     return name.data();
 }
 
-/// Creates a file in `folder` whose name no other has, and appends the name to `folder`.
+/// Creates a file with an unused name in `folder`, and appends the name to `folder`.
 int createIn(std::string& folder) {
     const std::string stem = folder + (folder.ends_with('/') ? "" : "/") + nameByTime();
     for (int number = 1;; ++number) {
@@ -86,7 +86,7 @@ Recorder::Recorder(const std::string& path, const std::string& program) : m_path
     m_file = isPipe ? openPipe(path) : exists && S_ISDIR(status.st_mode) ? createIn(m_path) : create(path);
     if (m_file < 0) throw failure(errno, m_path);
     m_made = !isPipe;
-    // A file system without locks is no reason to do without a recording.
+    // Some file systems have no locks. The recording is made all the same.
     if (m_made && ::flock(m_file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         ::close(m_file);
         throw failure(EEXIST, m_path);
@@ -104,11 +104,11 @@ Recorder::~Recorder() {
 }
 
 void Recorder::finish() {
-    // What cannot be synchronised, such as a pipe, has nothing left to fail.
+    // A pipe cannot be synchronised. Its writes have succeeded already.
     if (::fsync(m_file) != 0 && errno != EINVAL && errno != EROFS && m_error == 0) m_error = errno;
 }
 
-/// Unless another file has its name by now.
+/// Does nothing if the name belongs to another file now.
 void Recorder::removeFile() const {
     struct stat mine{};
     struct stat present{};
@@ -159,7 +159,7 @@ void Recorder::add(Event event) {
 }
 
 void Recorder::write(std::string_view line) {
-    // What a write has left over is tried again, for the reason.
+    // After a partial write, writing the rest reports the reason.
     while (m_error == 0 && !line.empty()) {
         const ssize_t count = ::write(m_file, line.data(), line.size());
         if (count < 0 && errno != EINTR) m_error = errno;

@@ -1,5 +1,5 @@
-// Writes a recording while it happens. Every line goes to the file whole and at once, so that what has happened is there to
-// be read even when the program is killed. Nothing that exists already is written to, except a pipe.
+// Writes a recording while it happens. Each line goes to the file whole and at once, so that it can be read even after the
+// program was killed. It writes to no file that exists already, except a pipe.
 //
 // Threads: any, one event at a time, as a sink is called; error() at any time.
 #pragma once
@@ -16,8 +16,8 @@ namespace recording {
 
 class Recorder {
 public:
-    /// Records in the new file `path`, in a new file in the folder `path`, or in the pipe `path`. The file is locked, and
-    /// removed if no event follows. Throws std::system_error if it cannot be made: EEXIST when there is one.
+    /// Records in the new file `path`, in a new file in the folder `path`, or in the pipe `path`. Locks the file, and
+    /// removes it if no event follows. Throws std::system_error if the file cannot be made: EEXIST when there is one.
     Recorder(const std::string& path, const std::string& program);
     /// Records in the open file `file`, which the recorder closes.
     Recorder(int file, const std::string& program);
@@ -27,9 +27,9 @@ public:
 
     /// The file's name.
     const std::string& path() const noexcept { return m_path; }
-    /// 0, or why the recording has ended before its time.
+    /// 0, or the error number that ended the recording early.
     int error() const noexcept { return m_error; }
-    /// No event follows: what the system still holds back goes to the disk, and error() tells if it could not.
+    /// Ends the recording: writes everything to the disk. error() reports a failure.
     void finish();
 
     void operator()(const cvhost::Event& event) { cvhost::give<cvhost::Consumer::recording>(event, *this); }

@@ -59,7 +59,7 @@ std::string textOfBytes(std::string_view bytes) {
     return text;
 }
 
-/// Nothing when a character stands for no byte.
+/// Empty if a character is not a byte.
 std::optional<std::string> bytesOfText(const std::string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -75,10 +75,10 @@ std::optional<std::string> bytesOfText(const std::string& text) {
     return bytes;
 }
 
-/// A line as text: a tree's destructor asks for memory, and ends the program when there is none.
+/// A line, built as text: the destructor of a JSON tree allocates, and aborts when memory is short.
 class Writer {
 public:
-    /// `leaf`: a value without others in it.
+    /// `leaf`: a value that holds no others.
     void add(std::string_view name, const Json& leaf) {
         addText(name, leaf.dump(-1, ' ', true, Json::error_handler_t::replace));
     }
@@ -187,7 +187,7 @@ Event eventOf(Kind kind, Line& line) {
     return event;
 }
 
-/// Nothing of a kind that is not known.
+/// Empty for an unknown kind.
 std::optional<Event> eventOf(Line& line) {
     const std::string name = line.text(Member::event);
     const auto what = whatOf(name);
@@ -205,7 +205,7 @@ std::string Damage::text() const {
 Reader::Reader(std::string_view text) : m_text(text) {
     readHeader();
     if (!m_damage) return;
-    // It is a recording all the same if there is an event.
+    // With an event in it, it is a recording all the same.
     Reader ahead = *this;
     std::optional<Item> item;
     do {
@@ -270,7 +270,7 @@ std::optional<Reader::Item> Reader::next() {
 
 std::string textOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    file.peek();  // a folder opens, and is found out by reading
+    file.peek();  // a folder can be opened; only reading it fails
     if (!file.is_open() || file.bad()) throw Error("it cannot be read", "check its name and that it may be read");
     std::error_code unknown;
     const auto size = std::filesystem::file_size(path, unknown);

@@ -27,7 +27,7 @@ struct Event {
         lost,     ///< `port` is lost
         tx,       ///< `text`: bytes handed to the system
         rx,       ///< `text`: bytes that have arrived
-        added,    ///< `text`: bytes that the host had the driver receive, though they have not arrived
+        added,    ///< `text`: bytes that the host gave the driver, though the line did not bring them
         rts,      ///< `number`: the level that RTS is driven to, 0 or 1
         call,     ///< `text` and `arguments`: the host has called the console
         key,      ///< `number`: the code of the key press that the driver has queued
@@ -50,7 +50,7 @@ struct Error : std::runtime_error {
     bool hasRemedy = false;
 };
 
-/// Lines in a row that are damaged in the same way.
+/// Consecutive lines that are damaged in the same way.
 struct Damage {
     std::size_t first;  ///< the first line of a file is 1
     std::size_t last;
@@ -60,30 +60,30 @@ struct Damage {
     std::string text() const;
 };
 
-/// Goes through a recording's text without taking memory for more than one line of it.
+/// Reads a recording line by line. Holds one line in memory.
 class Reader {
 public:
     using Item = std::variant<Event, Damage>;
 
-    /// Throws Error if `text`, which must outlive the reader, is no recording: something else, from a later version, or
-    /// without a line that can be read.
+    /// `text` must outlive the reader. Throws Error if it is not a recording, comes from a later version, or has no line
+    /// that can be read.
     explicit Reader(std::string_view text);
 
     /// What made the recording, and when in UTC: "2026-01-31T12:34:56Z". Empty when the first line is damaged.
     const std::string& program() const { return m_program; }
     const std::string& started() const { return m_started; }
 
-    /// The next event, or damage before it; nothing at the end. Damaged lines give no event, except that one whose time runs
-    /// backwards is reported as damage first. Lines of kinds that a later program has added are skipped.
+    /// The next event, or damage before it; nothing at the end. A damaged line gives no event, but a line whose time runs
+    /// backwards gives damage and then its event. Skips lines of unknown kinds, which a later program has added.
     std::optional<Item> next();
-    /// At the end: the text ends within a line, which is left out.
+    /// At the end: the text ends in the middle of a line, which is left out.
     bool cutShort() const { return m_cutShort; }
 
 private:
-    /// The next whole line; nothing: none is left.
+    /// The next whole line; nothing at the end.
     std::optional<std::string_view> nextLine();
     void readHeader();
-    /// Adds to the damage that is being gathered, or begins another and returns the gathered one.
+    /// Adds to the damage being gathered, or returns that and begins another.
     std::optional<Damage> gather(std::string reason);
 
     std::string_view m_text;

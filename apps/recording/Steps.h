@@ -10,8 +10,8 @@
 
 namespace recording {
 
-/// What both sides said and how RTS was driven, and a mark for each event that `isMark`: its place in the list of events.
-/// `rts` false: without the RTS levels, for a line that has no RTS. Throws Error if a line is damaged.
+/// What both sides sent and how RTS changed, and a mark for each event that `isMark` accepts: its index in the list of
+/// events. `rts` false leaves the RTS levels out, for a line without RTS. Throws Error if a line is damaged.
 desk::Replay::Steps stepsOf(Reader reader, const std::function<bool(const Event&)>& isMark, bool rts = true);
 
 }  // namespace recording
