@@ -15,7 +15,7 @@ namespace keys = transport::keys;
 
 constexpr std::array properties{"pause", "speed", "play-dir", "time-pos", "eof-reached", "duration", "container-fps"};
 constexpr int seekRequest = 1;
-constexpr double slowest = 0.01;  ///< that mpv plays
+constexpr double slowest = 0.01;  ///< mpv's slowest speed
 constexpr double fastest = 100;
 constexpr std::int64_t mostWaiting = transport::Playhead::jogParts * 1'000'000'000;
 
@@ -97,7 +97,7 @@ std::string Film::takeCommands() {
         text += command({"set_property", "speed", std::clamp(times, slowest, fastest)});
         if (std::exchange(m_sentBackward, speed < 0) != (speed < 0)) {
             text += command({"set_property", "play-dir", speed < 0 ? "backward" : "forward"});
-            if (speed == 0) m_seekDue = true;  // turning round shows another frame
+            if (speed == 0) m_seekDue = true;  // a change of direction shows another frame
         }
         if (speed != 0) text += command({"set_property", "pause", false});
     }
@@ -155,7 +155,7 @@ void Film::measure() {
     m_playhead = transport::Playhead(clip, m_playhead.frame());
 }
 
-/// A time that is not the target's, while no target is on its way, was chosen by somebody else or by time itself.
+/// While no target is on its way, a time other than the target's comes from mpv: its user chose it, or the film ran on.
 void Film::setTime(double seconds) {
     if (m_seekDue || m_seekSent) return;
     const double frames =

@@ -25,12 +25,12 @@ public:
     void jog(std::int64_t parts);
     void wheel(bool on);
 
-    /// A line that mpv has sent; one that cannot be read, or says something else, changes nothing.
+    /// Takes a line from mpv. A line that cannot be read, or reports something else, changes nothing.
     void hear(std::string_view line);
     /// The commands that are due, a line each; they count as sent.
     std::string takeCommands();
 
-    /// As mpv has last said.
+    /// As mpv last reported.
     transport::View view() const;
 
 private:
@@ -44,7 +44,7 @@ private:
 
     bool m_greeted = false;
 
-    // As mpv says.
+    // As mpv reports.
     bool m_paused = true;
     bool m_atEnd = false;
     bool m_backward = false;
@@ -53,7 +53,7 @@ private:
     double m_duration = 0;  ///< seconds; 0 until the film is open
     bool m_placeKnown = false;
 
-    // What mpv is to do.
+    // What mpv must do.
     std::optional<int> m_run;     ///< a speed that has not been sent
     bool m_sentBackward = false;  ///< the direction that was sent last
     bool m_seekDue = false;       ///< to the playhead's frame
@@ -67,7 +67,7 @@ private:
     transport::Marks m_marks;
 };
 
-/// The rate that a container's frames a second stand for: 23.976 is 24000/1001. Nothing if it is out of range.
+/// The exact rate for a container's frames a second: 23.976 means 24000/1001. Empty if it is out of range.
 std::optional<transport::Rate> rateOf(double framesPerSecond);
 
 }  // namespace cvhost::map

@@ -16,7 +16,7 @@
 namespace cvhost::map {
 namespace {
 
-/// Longer than anything that is asked of mpv.
+/// Longer than any reply to our commands.
 constexpr std::size_t longestLine = 64UL * 1024;
 
 bool mayTryAgain(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
@@ -67,7 +67,7 @@ transport::View MpvDeck::view() {
 
 void MpvDeck::wake() noexcept {
     const std::uint64_t one = 1;
-    // A full counter is readable as well.
+    // EAGAIN: the counter is full, so the thread is awake.
     if (::write(m_wake.get(), &one, sizeof one) < 0) return;
 }
 
@@ -89,7 +89,7 @@ void MpvDeck::talk() {
     m_changed();
 }
 
-/// What mpv has not taken yet goes first; only then is it asked for more.
+/// Sends what mpv has not taken yet, then asks for more.
 bool MpvDeck::send() {
     if (m_unsent.empty()) {
         const std::lock_guard lock(m_mutex);

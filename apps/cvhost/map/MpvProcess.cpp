@@ -20,8 +20,8 @@ namespace {
 constexpr int socketInMpv = 3;
 constexpr int endTimeoutMs = 2000;
 
-/// What this program has blocked and ignores, mpv shall not. A group of its own: Ctrl-C in the terminal ends this program,
-/// and that ends mpv.
+/// mpv must not inherit this program's blocked and ignored signals. It gets a process group of its own: Ctrl-C in the
+/// terminal ends this program, and that ends mpv.
 class Attributes {
 public:
     Attributes() {

@@ -1,5 +1,5 @@
-// mpv as a child process, with its JSON interface on a socket that nobody else can reach. It quits when the socket closes,
-// so also when this program is gone.
+// mpv as a child process, with its JSON interface on a private socket. mpv quits when the socket closes, so also when this
+// program is killed.
 //
 // Threads: one at a time.
 #pragma once
@@ -14,7 +14,7 @@
 
 namespace cvhost::map {
 
-/// Why mpv does not run, in a sentence without its full stop.
+/// Why mpv does not run: a sentence without a full stop.
 struct MpvFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -25,7 +25,7 @@ public:
     explicit MpvProcess(const std::string& film);
     MpvProcess(const MpvProcess&) = delete;
     MpvProcess& operator=(const MpvProcess&) = delete;
-    /// Closes the socket and waits for mpv's end; kills it if it does not end.
+    /// Closes the socket and waits until mpv ends; kills it after a time.
     ~MpvProcess();
 
     /// Non-blocking.

@@ -1,4 +1,4 @@
-// What the transport plays: so many frames at an exact rate.
+// What the transport plays: a number of frames at an exact rate.
 //
 // Pure values; threads: any.
 #pragma once
@@ -9,12 +9,12 @@
 
 namespace cvhost::transport {
 
-/// Frames a second, as a fraction in lowest terms: 30000/1001 for what is called 29.97.
+/// Frames a second, as a fraction in lowest terms: 29.97 is 30000/1001.
 struct Rate {
     std::int64_t numerator = 25;   ///< 1 to 240,000
     std::int64_t denominator = 1;  ///< 1 to 1001
 
-    /// Frames that a second of timecode has: the next whole number.
+    /// Frames in a second of timecode: the rate, rounded up.
     int nominal() const { return static_cast<int>((numerator + denominator - 1) / denominator); }
 
     bool operator==(const Rate&) const = default;
@@ -31,8 +31,7 @@ struct Clip {
     bool operator==(const Clip&) const = default;
 };
 
-/// A rate from 1 to 240: "25", "12.5", "30000/1001", or 23.976, 29.97, 47.952, 59.94 or 119.88 for the fraction that is
-/// meant.
+/// A rate from 1 to 240: "25", "12.5", "30000/1001". 23.976, 29.97, 47.952, 59.94 and 119.88 mean the exact fractions.
 std::optional<Rate> rate(std::string_view text);
 
 /// "FRAMES@RATE".

@@ -1,4 +1,4 @@
-// The built-in clip, by a clock.
+// The built-in clip, driven by a clock.
 //
 // Threads: any.
 #pragma once
@@ -12,7 +12,7 @@ namespace cvhost::transport {
 
 class ClipDeck final : public Deck {
 public:
-    /// Begins stopped in the middle of the clip, so that there is room in both directions. `clock` tells the time.
+    /// Begins stopped in the middle of the clip, so that there is room in both directions. `clock` returns the time.
     ClipDeck(const Clip& clip, std::function<Time()> clock)
         : m_clock(std::move(clock)), m_transport(clip, clip.frames / 2) {}
 

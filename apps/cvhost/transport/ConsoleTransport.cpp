@@ -9,16 +9,16 @@ namespace {
 
 constexpr int ringCode = 0;
 constexpr int jogCode = 47;
-/// What a count moves the host by, in the host's own unit: this host's is a thousand frames.
+/// The host's unit for a jog count. Ours is a thousand frames.
 constexpr double framesPerUnit = 1000;
 constexpr double mostFramesPerCount = 10'000;
 constexpr double mostCounts = 1000;
-/// The console reports its wheel in ten-thousandths of a count; a gearing counts as exactly.
+/// The console reports its wheel in ten-thousandths of a count, and a gearing is as exact.
 constexpr std::int64_t parts = 10'000;
 
 static_assert(parts * parts == Playhead::jogParts);
 
-/// To a ten-thousandth; not a number counts as 0.
+/// Rounded to a ten-thousandth; NaN counts as 0.
 std::int64_t tenThousandths(double value, double most) {
     return std::isnan(value) ? 0 : std::llround(std::clamp(value, -most, most) * parts);
 }

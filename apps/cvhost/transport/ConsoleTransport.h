@@ -1,4 +1,4 @@
-// A deck at a console: the console's handlers work the deck, the console's lamps follow it.
+// A console that works a deck: keys, ring and wheel move the deck, and the lamps follow it.
 //
 // Threads: `handle` may be called on any, and calls the console on that thread; `advance` on one at a time, the only one
 // that sets the speed display.
@@ -15,12 +15,12 @@ class ConsoleTransport {
 public:
     explicit ConsoleTransport(Deck& deck) : m_deck(deck) {}
 
-    /// The codes that `handle` does something for: the ring, the transport keys, the jog key and the jog wheel.
+    /// The codes that `handle` acts on: the ring, the transport keys, the jog key and the jog wheel.
     static constexpr std::array codes{0, 7, 8, 9, 11, 12, 13, 15, 28, 47};
 
-    /// Does what a host does for `code`, with the console's values at this moment. The jog key switches the wheel on or off.
+    /// Acts on `code` with the console's present values. The jog key switches the wheel on or off.
     void handle(int code, iConsoleResource& console);
-    /// How the deck is now. Shows its speed on the console's lamps if that has changed.
+    /// Returns the deck's state, and shows its speed on the console's lamps if it has changed.
     View advance(iConsoleResource& console);
 
 private:

@@ -1,13 +1,13 @@
 // What the console's hands work: the built-in clip, or a player.
 //
-// Threads: any. No call waits for anything.
+// Threads: any. No call waits.
 #pragma once
 
 #include "apps/cvhost/transport/Transport.h"
 
 namespace cvhost::transport {
 
-/// What shows of a deck at one moment.
+/// A deck's visible state at one moment.
 struct View {
     Clip clip;
     State state;

@@ -1,8 +1,8 @@
-// Where a clip is played: exact, also between two frames, however long it runs.
+// Where a clip is played: exact, also between two frames, at any time.
 //
-// The place is a whole number of units. A unit is so small that a nanosecond at any speed, and a hundred-millionth of a
-// frame by the jog wheel, are both whole numbers of them: nothing is ever rounded. What shows is the last frame that was
-// reached: running at play speed from a frame, in either direction, the next one shows after its full time.
+// The place is a whole number of units. A nanosecond at any speed and a hundred-millionth of a frame by the jog wheel are
+// both whole numbers of units, so nothing is rounded. The playhead shows the last frame that it has reached: at play speed,
+// in either direction, the next frame shows after its full time.
 //
 // Threads: one at a time.
 #pragma once
@@ -22,10 +22,10 @@ constexpr int fastestSpeed = 32768;
 
 class Playhead {
 public:
-    /// A jog movement is in parts of a frame, of which a frame has this many.
+    /// Jog movements count parts of a frame. A frame has this many parts.
     static constexpr std::int64_t jogParts = 100'000'000;
 
-    /// Begins at `frame`, or at the clip's end if that lies behind it.
+    /// Begins at `frame`, or at the clip's end if `frame` is beyond it.
     Playhead(const Clip& clip, std::int64_t frame);
 
     /// Runs for `time` (0 or more) at `speed` (up to fastestSpeed either way), or as far as the clip's end.
@@ -34,9 +34,9 @@ public:
     void jog(std::int64_t parts);
 
     std::int64_t frame() const { return m_frame; }
-    /// In frames; for pictures.
+    /// In frames, for drawing.
     double place() const;
-    /// At the end of the clip that lies in this direction.
+    /// Whether the clip ends here in this direction.
     bool atEnd(int direction) const { return direction < 0 ? m_place == 0 : m_place == m_end; }
 
 private:

@@ -1,5 +1,5 @@
-// Which states of the transport are worth an event: each change of speed, marks or, at rest, of the frame; while the
-// playhead runs by itself, one a second.
+// Which states of the transport become events: each change of speed or marks; at rest, each change of the frame; while the
+// playhead runs, one a second.
 //
 // Threads: one at a time.
 #pragma once
@@ -10,10 +10,10 @@ namespace cvhost::transport {
 
 class PlayheadNews {
 public:
-    /// `first` is known already.
+    /// `first` needs no event.
     explicit PlayheadNews(const State& first) : m_last(first) {}
 
-    /// Whether `state`, at `now`, is to be told; then it counts as told.
+    /// Whether `state`, at `now`, becomes an event. If so, it counts as sent.
     bool take(const State& state, Time now);
 
 private:

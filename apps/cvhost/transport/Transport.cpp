@@ -66,7 +66,7 @@ void Transport::advance(Time now) {
     m_now = now;
 }
 
-/// At the clip's end nothing runs beyond it.
+/// At the clip's end the speed is 0.
 void Transport::setSpeed(int speed) {
     m_speed = m_playhead.atEnd(speed) ? 0 : std::clamp(speed, -fastestSpeed, fastestSpeed);
 }

@@ -1,7 +1,7 @@
 // What a video-editing host does with the console's keys, ring and wheel: a clip, a playhead, a speed, in and out marks.
 //
-// Pure: each call takes what happened and when, on any clock that starts anywhere; a time before an earlier one counts as
-// that. Nothing runs by itself: `advance` lets time pass.
+// Pure: each call takes what happened and when, on any monotonic clock. A time before an earlier one counts as the earlier
+// one. Nothing runs by itself: `advance` lets time pass.
 //
 //   7 fast forward   8 fast reverse   11 play   12 stop   13 reverse   9 (I) mark in   15 (O) mark out   28 jog
 //
@@ -27,7 +27,7 @@ constexpr int markOut = 15;
 constexpr int jog = 28;
 }  // namespace keys
 
-/// What shows of a transport.
+/// A transport's visible state.
 struct State {
     std::int64_t frame = 0;
     int speed = 0;  ///< 1024 is play; negative is reverse; 0 at the clip's ends
@@ -41,7 +41,7 @@ struct Marks {
     std::optional<std::int64_t> in{};
     std::optional<std::int64_t> out{};
 
-    /// Sets one of them. On the wrong side of the other, it takes that one away.
+    /// Sets a mark. A mark on the wrong side of the other one removes the other.
     void set(bool isIn, std::int64_t frame);
 };
 
@@ -50,20 +50,20 @@ public:
     /// Begins stopped, at `frame`.
     Transport(const Clip& clip, std::int64_t frame);
 
-    /// A key goes down; one that is not among those above does nothing.
+    /// Takes a key press. Keys other than those above do nothing.
     void key(int code, Time now);
-    /// The ring asks for a speed; what it asked for before is not asked again.
+    /// Takes the ring's speed. The same speed again does nothing.
     void shuttle(int speed, Time now);
-    /// The jog wheel has turned by `parts` of a frame (see Playhead::jogParts). What a key has started stops, what the ring
-    /// asks for goes on. No turn, as with each report of the ring, does nothing.
+    /// Moves by `parts` of a frame (see Playhead::jogParts). Stops what a key has started, but not the ring's speed. 0,
+    /// which each report of the ring brings, does nothing.
     void jog(std::int64_t parts, Time now);
-    /// The jog wheel has been switched on or off; on, what a key has started stops.
+    /// Takes the jog wheel's state. Switching it on stops what a key has started.
     void wheel(bool on, Time now);
     void advance(Time now);
 
     const Clip& clip() const { return m_clip; }
     State state() const { return {m_playhead.frame(), m_speed, m_marks.in, m_marks.out}; }
-    /// The playhead's place in frames; for pictures.
+    /// The playhead's place in frames, for drawing.
     double place() const { return m_playhead.place(); }
 
 private:
@@ -73,7 +73,7 @@ private:
 
     const Clip m_clip;
     Playhead m_playhead;
-    Time m_now = Time::min();  ///< up to which time has passed
+    Time m_now = Time::min();  ///< the time of the last `advance`
     int m_speed = 0;
     int m_ring = 0;         ///< the speed that the ring last asked for
     bool m_byRing = false;  ///< the speed is the ring's, not a key's
