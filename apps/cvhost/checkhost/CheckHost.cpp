@@ -37,7 +37,7 @@ constexpr int manyLoads = 100;
 constexpr auto handlerLimit = 60s;  ///< for the checks that need a handler table, before the handler's key is pressed
 constexpr int handlerCode = 5;
 
-/// Prints what the plug-in says of its checks: which one it begins is out before it begins.
+/// Prints the plug-in's lines. A check's name is flushed before the check begins, so that a crash cannot lose it.
 void printChecks(const Event& event) {
     constexpr std::string_view prefix = "hostcheck: ";
     const auto* line = std::get_if<LogLine>(&event);
@@ -56,7 +56,7 @@ struct Pressed final : ConsoleHandler {
     common::MainLoop& wake;
 };
 
-/// A file of our own for the results when the user wants none.
+/// The user's file for the results, or a temporary one.
 class ResultFile {
 public:
     explicit ResultFile(std::string wanted) : m_path(std::move(wanted)), m_own(m_path.empty()) {
@@ -111,8 +111,8 @@ bool hasFailures(const nlohmann::json& results) {
     });
 }
 
-/// Loads the plug-in and unloads it when it has done what it does; `last`: it also wants a handler table. False when it is
-/// no use.
+/// Loads the plug-in, waits until its checks end, and unloads it. `last`: also offers it a handler table. False if it cannot
+/// be used.
 bool visit(const std::string& path, bool last, const std::string& results, common::MainLoop& wake) {
     Pressed pressed(wake);
     ConsoleHandlerTable table;

@@ -1,4 +1,4 @@
-// cvhost check-host: this host, as the plug-in sees it that checks hosts.
+// cvhost check-host: runs the host check in this host.
 //
 // Threads: the main thread; the host's log is printed on the thread that writes to it.
 #pragma once
@@ -8,8 +8,8 @@
 
 namespace cvhost::checkhost {
 
-/// Loads the plug-in, has it try the host's promises, and prints what it logs. The exit status: 0 nothing failed; 1
-/// something did, or nothing could be tried.
+/// Loads the plug-in, which tries the host's promises, and prints its lines. Returns the exit status: 0 nothing failed;
+/// 1 something did, or nothing could be tried.
 int checkHost(const CheckHostOptions& options, common::MainLoop& wake);
 
 }  // namespace cvhost::checkhost

@@ -1,4 +1,4 @@
-// What the command line says to `cvhost check-host`.
+// The options of `cvhost check-host`.
 #pragma once
 
 #include <optional>
@@ -6,7 +6,6 @@
 
 namespace cvhost::checkhost {
 
-/// Of `cvhost check-host`.
 struct CheckHostOptions {
     std::optional<std::string> plugin;
     std::optional<std::string> port;

@@ -12,7 +12,7 @@ namespace cvhost::driver {
 /// The preference that lets the console be used.
 inline constexpr const char* consoleEnabled = "HardwareConsoleEnabled";
 
-/// Where the plug-in is to be.
+/// Where the plug-in should be.
 std::string driverPath();
 
 /// What has failed and what to do, as a clause.

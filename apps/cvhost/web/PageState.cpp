@@ -21,7 +21,7 @@ using Json = common::JsonText;
 constexpr std::size_t longestText = 600;
 constexpr double sampleEvery = 1.0 / 30;
 
-/// Made safe to show, and short.
+/// `text`, escaped and cut short.
 std::string shown(std::string_view text) {
     while (text.ends_with('\n')) text.remove_suffix(1);
     if (text.size() <= longestText) return common::plainText(text);
@@ -81,7 +81,7 @@ void PageState::change(Change change) {
         ++m_change;
     }
     const std::uint64_t one = 1;
-    // A full counter is readable as well.
+    // EAGAIN: the counter is full, so it is readable already.
     if (::write(m_changes.get(), &one, sizeof one) < 0) return;
 }
 

@@ -1,7 +1,7 @@
-// What the page shows: one picture of the run, of bounded size, and for each listener the news since it last looked.
+// What the page shows: the run's current state, of bounded size, and for each listener the changes since its last look.
 //
-// Nothing here waits for a listener: it takes the picture as it is when it comes, and what has fallen off the picture's
-// lists in the meantime it has missed.
+// Listeners never block the host. A slow listener gets the current state and loses the list entries that were dropped
+// meanwhile.
 //
 // Threads: any.
 #pragma once
@@ -24,7 +24,7 @@
 
 namespace cvhost::web {
 
-/// The embedded desk's faults, and what it is.
+/// The embedded desk's model and its faults.
 struct DeskFaults {
     bool plugged = true;
     bool noisy = false;
@@ -39,7 +39,7 @@ public:
     explicit WebList(std::size_t limit) : m_limit(limit) {}
 
     void add(std::string json);
-    /// All entries from number `next` on as a JSON array; `next` moves behind the last.
+    /// All entries from number `next` on as a JSON array. Sets `next` to the number after the last.
     std::string news(std::uint64_t& next) const;
 
 private:
@@ -50,19 +50,19 @@ private:
 
 class PageState {
 public:
-    /// `embedded`: there is a simulated console, whose watcher tells deskEvent.
+    /// `embedded`: there is a simulated console, whose watcher calls deskEvent.
     PageState(common::RunClock start, bool embedded);
 
     void setLaw(wire::ShuttleLaw law);
     void setFaults(const DeskFaults& faults);
     DeskFaults faults() const;
     void setClip(const transport::Clip& clip, const transport::State& state);
-    /// Whether the wheel is on, as the driver has it.
+    /// Sets whether the driver has the wheel on.
     void setWheel(bool on);
     /// For the desk's watcher.
     void deskEvent(const desk::DeskEvent& event);
 
-    /// Where a listener stands.
+    /// What a listener has seen.
     struct Position {
         std::uint64_t change = 0;
         std::uint64_t log = 0;
@@ -72,9 +72,9 @@ public:
     };
     /// An eventfd, readable from each change on until it is read.
     int changes() const { return m_changes.get(); }
-    /// Whether there is something that `position` lacks.
+    /// Whether anything has changed since `position`.
     bool hasNews(const Position& position) const;
-    /// One JSON object with all that `position` lacks.
+    /// All changes since `position`, as one JSON object.
     std::string news(Position& position);
 
     void operator()(const Event& event) { give<Consumer::page>(event, *this); }
@@ -104,7 +104,7 @@ private:
 
     const common::RunClock m_start;
     const bool m_embedded;
-    const std::string m_run;  ///< tells this run from others
+    const std::string m_run;  ///< a unique id of this run
 
     mutable std::mutex m_mutex;
     const lines::FileDescriptor m_changes;
@@ -120,10 +120,10 @@ private:
     wire::ShuttleLaw m_law;
     transport::Clip m_clip;
     PlayheadChange m_playhead{};
-    double m_playheadAt = 0;  ///< when it was there
+    double m_playheadAt = 0;  ///< when the playhead was there
     double m_jog = 0;         ///< the last movement
     double m_jogTotal = 0;    ///< the sum of all
-    bool m_wheel = false;     ///< as the driver has it
+    bool m_wheel = false;     ///< on, in the driver
 
     WebList m_log{300};
     WebList m_wire{400};

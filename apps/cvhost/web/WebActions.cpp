@@ -53,7 +53,7 @@ void operate(const Stage& stage, const std::function<void(desk::Desk&, desk::Tim
     stage.desk->operate(action);
 }
 
-/// Puts the faults as `alter` leaves them on the line and on the board.
+/// Changes the faults by `alter`, on the line and on the page.
 void changeFaults(const Stage& stage, const std::function<void(DeskFaults&)>& alter) {
     operate(stage, [&](desk::Desk&, desk::Time) {
         DeskFaults faults = stage.page.faults();
@@ -82,7 +82,7 @@ void jog(const Stage& stage, const Json& action) {
     if (!(turn >= -127 && turn <= 127)) refuse("\"turn\" must be a number from -127 to 127");
     const double counts = std::trunc(turn);
     const double rest = std::round((turn - counts) * 10000);
-    // The fine part extends the counts in their own direction.
+    // The fine part has the sign of the whole counts.
     const auto fine = static_cast<std::int16_t>(counts < 0 ? -rest : rest);
     operate(stage, [=](desk::Desk& desk, desk::Time now) { desk.jog(static_cast<std::int8_t>(counts), fine, now); });
 }

@@ -1,4 +1,4 @@
-// What the page may do: work the embedded desk, its faults, and the console's lamps.
+// What the page may do: operate the embedded desk, switch its faults, and set the console's lamps.
 //
 //   {"do": "press" | "release", "key": 0..47}         by key code
 //   {"do": "ring", "position": 0..255}                127 is the centre
@@ -22,7 +22,7 @@
 
 namespace cvhost::web {
 
-/// Why something is not done, in a sentence without its full stop.
+/// Why an action is refused: a sentence without a full stop.
 struct WebRefusal : std::runtime_error {
     WebRefusal(int httpStatus, const std::string& sentence) : std::runtime_error(sentence), status(httpStatus) {}
     int status;
@@ -33,14 +33,14 @@ public:
     struct Stage {
         PageState& page;
         iConsoleResource& console;
-        lines::DeskServer* desk;  ///< null: a real console, which nobody can work from here
+        lines::DeskServer* desk;  ///< null: a real console, which the page cannot operate
         lines::FaultyLine* line;  ///< the desk's
     };
 
     explicit WebActions(const Stage& stage) : m_stage(stage) {}
 
-    /// Reads `text`, JSON, and does one action, or each of up to 32 in a list, in order. Throws WebRefusal at the first that
-    /// cannot be done.
+    /// Does the action in `text`, a JSON object, or up to 32 of them in a list, in order. Throws WebRefusal at the first
+    /// that cannot be done.
     void perform(std::string_view text) const;
 
 private:

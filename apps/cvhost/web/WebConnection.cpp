@@ -24,7 +24,7 @@ using asio::ip::tcp;
 constexpr auto phaseTime = 5s;         // for a request to arrive, an answer to be taken, the other side to close
 constexpr auto betweenNews = 34ms;     // not quite 30 a second
 constexpr auto heartbeat = 1s;         // web/app.js waits for it
-constexpr int sendBuffer = 64 * 1024;  // a reader that falls behind sees old news no longer than this lasts
+constexpr int sendBuffer = 64 * 1024;  // bounds how old the news of a slow reader can be
 
 constexpr const char* plain = "text/plain; charset=utf-8";
 
@@ -41,15 +41,14 @@ WebConnection::~WebConnection() {
     if (m_listens) --m_service.listeners;
 }
 
-/// A handler that keeps the connection for its operation and goes on with `next` once that has succeeded; closes it
-/// otherwise.
+/// A handler that keeps the connection alive during its operation, then calls `next` on success or closes on failure.
 template <class Next>
 auto WebConnection::then(Next next) {
     return [self = shared_from_this(), next](Error error, auto&&...) {
         try {
             error ? self->close() : next(*self);
         } catch (const std::exception&) {
-            self->close();  // no memory for it
+            self->close();  // out of memory
         }
     };
 }
@@ -111,7 +110,7 @@ void WebConnection::route() {
     answer(200, file->type, file->content);
 }
 
-/// The line may take its time for what the host sends; nobody else waits for that.
+/// Acts on a worker: sending to a slow line must not hold up other connections.
 void WebConnection::act() {
     if (m_parser.get()[http::field::content_type] != "application/json")
         return refuse(415, "The body must be application/json");
@@ -147,7 +146,7 @@ void WebConnection::answer(unsigned status, std::string_view type, std::string_v
     http::async_write(m_stream, m_answer, then([](WebConnection& self) { self.linger(); }));
 }
 
-/// Closed at once, with something unread, the other side might never see the answer.
+/// Closing with unread input resets the connection, and the other side might lose the answer.
 void WebConnection::linger() {
     m_stream.socket().shutdown(tcp::socket::shutdown_send);
     m_stream.expires_after(phaseTime);
@@ -179,7 +178,7 @@ void WebConnection::wake() {
     if (m_idle) look();
 }
 
-/// Sends what is new, or the state alone when nothing has been new for a while: so the page knows that the host still runs.
+/// Sends what is new; after a while without news, sends the state, so that the page knows that the host still runs.
 void WebConnection::look(bool always) {
     try {
         m_idle = !always && !m_service.page.hasNews(m_position);

@@ -1,7 +1,7 @@
-// A browser's connection to the page's server: one request, its answer, and the close. Whatever is asked on it, it costs no
-// more than 16 KB read and five seconds in each phase; only a listener to /events may stay.
+// A browser's connection to the page's server: one request, its answer, and the close. A request may have 16 KB, and each
+// phase lasts five seconds at most. Only a listener to /events may stay.
 //
-// Threads: the server's; an action is done on a worker.
+// Threads: the server's. Actions run on a worker.
 #pragma once
 
 #include <array>
@@ -42,7 +42,7 @@ public:
     void start();
     void close();
     bool listens() const { return m_listens; }
-    /// The board has changed.
+    /// The page's state has changed.
     void wake();
 
 private:
@@ -75,7 +75,7 @@ private:
     std::array<char, 1024> m_ignored{};
 
     bool m_listens = false;
-    bool m_idle = false;  ///< a listener that has all news
+    bool m_idle = false;  ///< a listener that has seen everything
     boost::asio::steady_timer m_timer;
     PageState::Position m_position;
 };

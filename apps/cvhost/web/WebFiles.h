@@ -9,7 +9,7 @@
 namespace cvhost::web {
 
 struct WebFile {
-    std::string_view path;  ///< as a request names it
+    std::string_view path;  ///< as in a request
     std::string_view type;
     std::string_view content;
 };

@@ -60,7 +60,7 @@ bool isLoopback(std::string_view host) {
 }
 
 bool hostIsOurs(std::string_view header, const WebAddress& served) {
-    // Port 80 need not be said, and browsers do not say it.
+    // Browsers leave port 80 out.
     const bool bare = header.rfind(':') == header.npos || header.ends_with(']');
     const auto asked = webAddress(bare ? std::string(header) + ":80" : std::string(header));
     if (!asked || asked->port != served.port) return false;

@@ -1,4 +1,4 @@
-// Who may ask the page's server for anything: pages that it served itself, and programs on purpose.
+// Who may send requests to the page's server: its own pages, and programs that do so on purpose.
 //
 // A foreign page can have a browser send requests here (cross-site), and can have its own name resolve to this machine (DNS
 // rebinding). The first shows in Origin, the second in Host.
@@ -19,7 +19,7 @@ struct WebAddress {
     bool open = false;               ///< other machines may reach it
 };
 
-/// "[ADDR:]PORT", ADDR being a name, an IPv4 address or an IPv6 address in brackets.
+/// Reads "[ADDR:]PORT". ADDR is a name, an IPv4 address, or an IPv6 address in brackets.
 std::optional<WebAddress> webAddress(std::string_view text);
 
 /// "http://ADDR:PORT/".
@@ -28,11 +28,11 @@ std::string webUrl(const WebAddress& address);
 /// "localhost", ::1, or an address that begins with 127.
 bool isLoopback(std::string_view host);
 
-/// Whether a Host header names this server. A server on a loopback address answers to loopback names alone; any other to
-/// numeric addresses, which no foreign name can stand for, and to the name that it was given.
+/// Whether a Host header names this server. A server on a loopback address accepts loopback names only. Any other accepts
+/// numeric addresses, which no foreign name can replace, and its own name.
 bool hostIsOurs(std::string_view header, const WebAddress& served);
 
-/// Whether an Origin header is that of a page from the server that `host`, a Host header that is ours, names.
+/// Whether an Origin header belongs to a page from this server. `host` is the request's Host header, already accepted.
 bool originIsOurs(std::string_view origin, std::string_view host);
 
 }  // namespace cvhost::web

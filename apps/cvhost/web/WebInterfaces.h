@@ -11,10 +11,10 @@
 
 namespace cvhost::web {
 
-/// The numeric addresses of the network interfaces that are up, without loopback and link-local ones; IPv4 first.
+/// The numeric addresses of the network interfaces that are up, IPv4 first, without loopback and link-local ones.
 std::vector<std::string> machineAddresses();
 
-/// `served`, or if that stands for all addresses, the first of `own` that it stands for; 127.0.0.1 if there is none.
+/// `served`; or if that is a wildcard, the first address in `own` that it covers; 127.0.0.1 if there is none.
 WebAddress reachable(const WebAddress& served, std::span<const std::string> own);
 
 }  // namespace cvhost::web

@@ -11,7 +11,7 @@ using Head = http::request_header<>;
 
 std::string_view viewOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
-/// Whether a field is not there, or once and as it has to be.
+/// Whether a field is absent, or present once with an allowed value.
 template <class Fits>
 bool missingOr(const Head& head, const char* field, Fits fits) {
     const auto [first, last] = head.equal_range(field);

@@ -1,4 +1,4 @@
-// What the page's server asks of a request before it serves it, and what it adds to each answer.
+// What the page's server requires of a request, and what it adds to each answer.
 //
 // Pure functions; threads: any.
 #pragma once
@@ -24,10 +24,10 @@ struct Objection {
 
 using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
 
-/// Why a request, whose head has been read, is not served; nothing if it is.
+/// Why the server refuses a request, judged by its head; empty if it accepts it.
 std::optional<Objection> objection(const Parser& request, const WebAddress& served);
 
-/// What every answer says. Without a `type` there is no content.
+/// The head of every answer. Without a `type` there is no content.
 void addHeaders(boost::beast::http::response_header<>& answer, std::string_view type);
 
 }  // namespace cvhost::web

@@ -30,7 +30,7 @@ using asio::ip::tcp;
 using Error = boost::system::error_code;
 
 constexpr auto acceptPause = 100ms;
-/// One may wait for a line that takes nothing; the other goes on.
+/// Two: one may wait for a line that accepts nothing.
 constexpr int workers = 2;
 
 /// The serial ports and files of the host need descriptors as well.
@@ -40,7 +40,7 @@ std::size_t connectionLimit() {
     return std::clamp<std::size_t>(files.rlim_cur / 2, 1, WebServer::mostConnections);
 }
 
-/// Goes on after what throws because memory is short: that has closed its connection.
+/// Runs on after an exception for lack of memory, which has closed its connection.
 void runUntilStopped(asio::io_context& context) {
     while (!context.stopped()) {
         try {
@@ -139,11 +139,11 @@ private:
             m_connections.push_back(connection);
             connection->start();
         } catch (const std::exception&) {
-            return;  // no memory for it: closed
+            return;  // out of memory; the socket is closed
         }
     }
 
-    /// Closes the oldest connection that does not listen. False: all do.
+    /// Closes the oldest connection that is not a listener. False if all are listeners.
     bool makeRoom() {
         for (auto each = m_connections.begin(); each != m_connections.end(); ++each) {
             const auto connection = each->lock();

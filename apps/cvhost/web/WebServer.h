@@ -1,11 +1,12 @@
-// The page's server: the files that are built into the program, a stream of news, and what the page wants done.
+// The page's server: the files built into the program, a stream of events, and the page's actions.
 //
 //   GET  /            the page, and the files that it names
 //   GET  /events      what happens, as server-sent events, at most 30 a second
 //   POST /do          see WebActions; answers 204
 //
-// What is refused is refused with a 4xx or 503 and one sentence. Threads: made and ended by one; the server's own threads
-// run in between.
+// A refusal is a 4xx or 503 and one sentence.
+//
+// Threads: one constructs and destroys it. It runs threads of its own.
 #pragma once
 
 #include <memory>
@@ -18,16 +19,16 @@
 
 namespace cvhost::web {
 
-/// Why the page cannot be served, and what to do, in a sentence without its full stop.
+/// Why the page cannot be served, and what to do: a sentence without a full stop.
 struct WebFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 class WebServer {
 public:
-    /// How many may listen to /events at once.
+    /// The most listeners to /events at once.
     static constexpr int mostListeners = 24;
-    /// How many connections there may be, listeners included. A new one then closes the oldest that does not listen.
+    /// The most connections, listeners included. One more closes the oldest that is not a listener.
     static constexpr std::size_t mostConnections = 512;
 
     /// Listens at once. Throws WebFailure if it cannot.
@@ -36,7 +37,7 @@ public:
     WebServer& operator=(const WebServer&) = delete;
     ~WebServer();
 
-    /// Where to look, from another machine too if that can reach it.
+    /// The page's address; one that works from other machines, if they can reach the server.
     std::string url() const;
 
 private:
