@@ -13,12 +13,12 @@ namespace lines {
 class Backlog {
 public:
     bool empty() const { return m_bytes.empty(); }
-    /// Whether the reader has fallen too far behind to be given more.
+    /// Whether the reader is too far behind to get more.
     bool full() const { return m_bytes.size() >= backlogLimit; }
     void clear() { m_bytes.clear(); }
     std::vector<unsigned char>& bytes() { return m_bytes; }
 
-    /// Gives `write(data, size)` all that it takes. False: the descriptor is of no more use.
+    /// Gives `write(data, size)` as much as it accepts. False if the descriptor can no longer be used.
     template <class Write>
     bool flush(Write write) {
         std::size_t done = 0;

@@ -1,7 +1,7 @@
 // A desk in real time behind a line, served by a thread of its own.
 //
-// Threads: operate() from any thread; the rest, and the making and ending of it, from one. The desk's watcher runs on the
-// thread that makes things happen, the server's or that of operate(), with the desk's lock held.
+// Threads: operate() from any thread; everything else from one. The desk's watcher runs with the desk's lock held, on the
+// server's thread or on the caller's of operate().
 #pragma once
 
 #include <functional>
@@ -21,14 +21,14 @@ public:
     /// What a host opens to reach the desk, such as "rfc2217://127.0.0.1:40123".
     const std::string& name() const { return m_server.name(); }
 
-    /// Runs `action` with the desk and the present time, and returns when it has run. Not from within the watcher.
+    /// Runs `action` with the desk and the present time, and returns afterwards. Must not be called from the watcher.
     void operate(const std::function<void(desk::Desk&, desk::Time)>& action);
 
 private:
     DeskServer(std::unique_ptr<desk::Desk> desk, std::unique_ptr<Line> line, desk::Watcher watcher,
                MachineServer::Failed failed);
 
-    desk::Desk& m_desk;  ///< the server's
+    desk::Desk& m_desk;  ///< owned by the server
     MachineServer m_server;
 };
 

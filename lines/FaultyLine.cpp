@@ -34,7 +34,7 @@ void FaultyLine::plugIn(desk::Time now) {
         m_line = m_plug();
         m_nextTry.reset();
     } catch (const std::runtime_error&) {
-        m_nextTry = now + pauseBetweenTries;  // the name is taken for now
+        m_nextTry = now + pauseBetweenTries;  // another program still has the name
     }
 }
 

@@ -1,7 +1,7 @@
 // A line that can be unplugged, disturbed or cut in the desk's sending direction while it runs.
 //
-// Threads: the switches from any thread, followed by DeskServer::operate() or anything else that wakes the server; the
-// rest as for every line.
+// Threads: set the switches from any thread, then wake the server, for example by DeskServer::operate(). Everything else as
+// for every line.
 #pragma once
 
 #include <atomic>
@@ -15,17 +15,17 @@ namespace lines {
 
 class FaultyLine final : public Line {
 public:
-    /// Makes the line that is plugged in, always by the same name.
+    /// Makes the line that a plug brings, always under the same name.
     using Plug = std::function<std::unique_ptr<Line>()>;
 
-    /// Plugs a line in at once; throws what `plug` throws.
+    /// Plugs a line in at once. Throws what `plug` throws.
     explicit FaultyLine(Plug plug);
 
-    /// Unplugged, nobody reaches the desk. Plugged in again, it is tried until the name is free.
+    /// Unplugged, the desk cannot be reached. After a plug-in the line is retried until its name is free.
     void setPlugged(bool plugged) { m_wantPlugged = plugged; }
-    /// One byte in eight that the desk sends arrives with a bit turned.
+    /// One in eight of the desk's bytes arrives with one bit flipped.
     void setNoisy(bool noisy) { m_noisy = noisy; }
-    /// Nothing that the desk sends arrives.
+    /// None of the desk's bytes arrive.
     void setSilent(bool silent) { m_silent = silent; }
 
     const std::string& name() const override { return m_name; }
@@ -39,7 +39,7 @@ private:
 
     Plug m_plug;
     std::unique_ptr<Line> m_line;         ///< null while unplugged
-    std::optional<desk::Time> m_nextTry;  ///< while it is to be plugged in and its name is taken
+    std::optional<desk::Time> m_nextTry;  ///< while another program has the name of the line to plug in
     const std::string m_name;
     std::atomic<bool> m_wantPlugged = true;
     std::atomic<bool> m_noisy = false;

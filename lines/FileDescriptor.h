@@ -32,7 +32,7 @@ private:
     int m_fd = -1;
 };
 
-/// What a system call that makes a descriptor has returned; throws std::system_error with `what` when it failed.
+/// Owns the descriptor that a system call returned. Throws std::system_error with `what` if the call failed.
 inline FileDescriptor owned(int fd, const std::string& what) {
     if (fd < 0) throw std::system_error(errno, std::generic_category(), what);
     return FileDescriptor(fd);

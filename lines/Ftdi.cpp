@@ -110,7 +110,7 @@ std::optional<Ftdi::Bytes> Ftdi::control(const Setup& setup, desk::Machine& desk
         case Request::getLatencyTimer:
             return Bytes{static_cast<unsigned char>(m_settings.latencyMs)};
         case Request::readEeprom:
-            return Bytes{0xFF, 0xFF};  // as an empty one reads
+            return Bytes{0xFF, 0xFF};  // an empty EEPROM
         default:
             break;
     }
@@ -162,7 +162,7 @@ bool Ftdi::vendorRequest(const Setup& setup, desk::Machine& desk, desk::Time now
             if (value != 2) m_received.clear();
             m_statusDue = now + latency();
             return true;
-        case Request::setModemControl:  // the levels, and above them which of them are meant
+        case Request::setModemControl:  // low byte: the levels; high byte: which lines change
             if ((value & 0x100U) != 0) m_settings.dtr = (value & 1U) != 0;
             if ((value & 0x200U) != 0) {
                 m_settings.rts = (value & 2U) != 0;
@@ -211,7 +211,7 @@ std::optional<Ftdi::Bytes> Ftdi::read(std::size_t length, desk::Time now) {
     if (!fillsIt && (!due || *due > now)) return std::nullopt;
     Bytes answer;
     std::size_t data = packetSize;
-    // A packet that is not full ends the transfer.
+    // A short packet ends the transfer.
     while (length - answer.size() >= statusSize && data >= packetSize - statusSize) {
         data = std::min({packetSize - statusSize, length - answer.size() - statusSize, m_received.size()});
         const auto head = status(now);

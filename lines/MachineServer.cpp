@@ -14,7 +14,7 @@ desk::Time present() { return std::chrono::steady_clock::now().time_since_epoch(
 
 namespace {
 
-/// Starts a thread to which the process's signals are not delivered.
+/// Starts a thread that blocks all signals.
 template <class Body>
 std::thread quietThread(Body body) {
     sigset_t all, before;
@@ -65,7 +65,7 @@ void MachineServer::locked(const std::function<void(desk::Time)>& action) {
 
 void MachineServer::wake() {
     const std::uint64_t one = 1;
-    // Fails only when a wake-up is waiting already.
+    // EAGAIN: a wake-up is pending already.
     [[maybe_unused]] const ssize_t written = ::write(m_wake.get(), &one, sizeof one);
 }
 

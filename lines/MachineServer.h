@@ -1,6 +1,6 @@
 // A machine in real time behind a line, served by a thread of its own.
 //
-// Threads: locked() from any thread; the rest, and the making and ending of it, from one.
+// Threads: locked() from any thread; everything else from one.
 #pragma once
 
 #include <functional>
@@ -14,16 +14,16 @@
 
 namespace lines {
 
-/// The time that machines are served by.
+/// The clock of all machine servers.
 desk::Time present();
 
 class MachineServer {
 public:
-    /// Called once, on the server's thread, while the exception is handled that has ended the service. Without it such an
+    /// Called once, on the server's thread, while it handles the exception that has ended the service. Without it such an
     /// exception ends the process.
     using Failed = std::function<void()>;
 
-    /// Serves the machine. Throws std::system_error when the system gives no thread.
+    /// Serves the machine. Throws std::system_error if no thread can be started.
     MachineServer(std::unique_ptr<desk::Machine> machine, std::unique_ptr<Line> line, Failed failed);
     /// Stops the thread and takes the line down.
     ~MachineServer();
@@ -33,7 +33,7 @@ public:
     /// What a host opens to reach the machine, such as "rfc2217://127.0.0.1:40123".
     const std::string& name() const { return m_line->name(); }
 
-    /// Runs `action` with the present time while the machine is left alone, and returns when it has run.
+    /// Runs `action` with the present time under the machine's lock, and returns afterwards.
     void locked(const std::function<void(desk::Time)>& action);
 
 private:

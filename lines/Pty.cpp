@@ -23,7 +23,7 @@ std::string deviceOf(const FileDescriptor& master) {
     return name.data();
 }
 
-/// Opening it once, besides, is what makes the master report that nobody has it open.
+/// Also opens the terminal once: only then does the master report a hang-up.
 void makeRaw(const std::string& device) {
     const FileDescriptor slave = owned(::open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + device);
     termios mode{};
@@ -38,7 +38,7 @@ std::string targetOf(const std::string& link) {
     return std::filesystem::read_symlink(link, ignored);
 }
 
-/// As the host has set its end. A pseudo-terminal always has 8 data bits and no parity, whatever a host asks for.
+/// The settings of the host's end. A pseudo-terminal always has 8 data bits and no parity.
 desk::LineSettings settingsOf(const FileDescriptor& master) {
     struct Speed {
         speed_t code;
@@ -53,7 +53,7 @@ desk::LineSettings settingsOf(const FileDescriptor& master) {
     return {.baud = known == std::end(speeds) ? 1 : known->baud, .stopBits = (mode.c_cflag & CSTOPB) != 0 ? 2 : 1};
 }
 
-/// Some file systems cut what they keep of `than`, down to whole seconds.
+/// Some file systems keep times in whole seconds, so `than` may be cut.
 bool isLater(const timespec& time, const timespec& than) {
     const double apart =
         static_cast<double>(time.tv_sec - than.tv_sec) + static_cast<double>(time.tv_nsec - than.tv_nsec) / 1e9;
@@ -98,7 +98,7 @@ void Pty::hangUp() {
     try {
         make();
     } catch (const std::system_error&) {
-        m_master.reset();  // there is no other terminal to be had: it stays unplugged
+        m_master.reset();  // no terminal is left: it stays unplugged
     }
 }
 
@@ -115,7 +115,7 @@ void Pty::makeLink() const {
 
 void Pty::watchFor(std::vector<pollfd>& waits) const {
     waits.push_back({.fd = m_openings.get(), .events = POLLIN, .revents = 0});
-    if (!m_listened) return;  // hung up: the master would be ready without end
+    if (!m_listened) return;  // hung up: the master would always be ready
     const short out = m_backlog.empty() ? short{0} : short{POLLOUT};
     waits.push_back({.fd = m_master.get(), .events = static_cast<short>(POLLIN | out), .revents = 0});
 }

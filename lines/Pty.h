@@ -1,9 +1,9 @@
 // A desk behind a pseudo-terminal, which a host opens like a serial port.
 //
-// A pseudo-terminal has no RTS: nothing that a host does there resets the desk, just as with a cable that lacks the wire.
-// The desk boots once, when it is made, and waits in its monitor (whose prompt nobody hears); a host's first jump starts the
-// program, and later hosts find it running. Opening and closing the port changes nothing; what is sent while nobody has it
-// open is lost. What a host sent last before it closed still reaches the desk, at the line's speed, as behind a real port.
+// A pseudo-terminal has no RTS: a host cannot reset the desk, just as with a cable that lacks the wire. The desk boots once,
+// when it is made, and waits in its monitor; no host hears that prompt. A host's first jump starts the program, and later
+// hosts find it running. Opening and closing the port changes nothing. Bytes that the desk sends while no host has the port
+// open are lost. A host's last bytes before a close still reach the desk at the line's speed, as behind a real port.
 #pragma once
 
 #include <string>
@@ -16,10 +16,10 @@ namespace lines {
 
 class Pty final : public Line {
 public:
-    /// Makes the terminal, and `link` a symbolic link to it. A link that leads nowhere, or that a desk left which was
-    /// killed, is replaced. Throws std::system_error when the system refuses, or when anything else stands there.
+    /// Makes the terminal, and `link` as a symbolic link to it. Replaces a dangling link, and one that a killed desk has
+    /// left. Throws std::system_error if the system refuses, or if `link` is anything else.
     explicit Pty(std::string link);
-    /// Removes the link, unless it leads elsewhere by now.
+    /// Removes the link, unless it leads elsewhere now.
     ~Pty() override;
 
     const std::string& name() const override { return m_link; }
@@ -34,15 +34,15 @@ private:
     /// A new terminal, and the link to it.
     void make();
     void makeLink() const;
-    /// Unless it leads elsewhere by now.
+    /// Does nothing if the link leads elsewhere now.
     void removeLink() const;
     void flush();
 
     std::string m_link;
     std::string m_device;
     FileDescriptor m_master;
-    FileDescriptor m_openings;  ///< an inotify instance that tells when the terminal is opened
-    bool m_listened = false;    ///< somebody has it open
+    FileDescriptor m_openings;  ///< an inotify instance that reports when the terminal is opened
+    bool m_listened = false;    ///< a host has it open
     Backlog m_backlog;
 };
 

@@ -17,8 +17,8 @@
 namespace lines {
 namespace {
 
-constexpr std::size_t suspendedLimit = 4096;  // what a host that asked for silence may find afterwards
-constexpr int readsPerRound = 16;             // so that a host that never pauses cannot keep everything else waiting
+constexpr std::size_t suspendedLimit = 4096;  // the most bytes kept while a host suspends the output
+constexpr int readsPerRound = 16;             // so that a host that never pauses cannot starve the rest
 constexpr desk::Time acceptPause = std::chrono::milliseconds(100);
 
 struct Addresses {
@@ -158,7 +158,7 @@ void Rfc2217Server::acceptClients(desk::Machine& desk, desk::Time now) {
     for (;;) {
         FileDescriptor socket(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (!socket) {
-            // A host that the system has no descriptor for keeps the listener readable.
+            // Out of descriptors: the waiting host keeps the listener readable.
             if (errno != EAGAIN) m_nextAccept = now + acceptPause;
             return;
         }

@@ -1,8 +1,8 @@
 // A desk behind a network serial port (RFC 2217), for one host at a time. RTS reaches the desk in order with the data.
 //
-// A further host is turned away while one is there. RTS is high while nobody is connected, so a host that leaves in the
-// middle of a reset does not leave the desk in it. What a host sent last before it left in order still reaches the desk, at
-// the line's speed, until the next host comes; what waits when the connection breaks is lost.
+// While one host is connected, others are turned away. RTS is high while no host is connected, so a host that leaves during
+// a reset does not keep the desk in it. After an orderly close the host's last bytes still reach the desk at the line's
+// speed, until the next host comes. When a connection breaks, bytes that wait are lost.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,8 @@ namespace lines {
 
 class Rfc2217Server final : public Line {
 public:
-    /// Listens. `address`: numeric, or a host's name; `port`: 0 picks a free one. Throws std::runtime_error (where the
-    /// system refused, a std::system_error) when it cannot.
+    /// Listens. `address`: numeric, or a host's name. `port`: 0 picks a free one. Throws std::runtime_error on failure; a
+    /// std::system_error if the system refused.
     explicit Rfc2217Server(const std::string& address = "127.0.0.1", std::uint16_t port = 0);
     ~Rfc2217Server() override;
 
@@ -39,7 +39,7 @@ private:
     std::string m_name;
     std::uint16_t m_port = 0;
     std::unique_ptr<Client> m_client;
-    std::optional<desk::Time> m_nextAccept;  ///< while hosts cannot be taken; the listener is not waited for until then
+    std::optional<desk::Time> m_nextAccept;  ///< while no host can be accepted; until then the listener is not polled
 };
 
 }  // namespace lines

@@ -27,7 +27,7 @@ void append(Ftdi::Bytes& bytes, std::uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<unsigned char>(value >> shift & 0xFFU));
 }
 
-/// Appends an answer: how many bytes went, and those that the kernel gets.
+/// Appends an answer: the number of bytes transferred, and those for the kernel.
 void answer(Ftdi::Bytes& out, Command command, std::uint32_t sequence, int status, std::size_t length,
             const Ftdi::Bytes& data = {}) {
     const std::size_t end = out.size() + headerSize;
@@ -104,7 +104,8 @@ void UsbIp::submitControl(const Transfer& transfer, bool in, desk::Machine& desk
     }
 }
 
-/// A transfer that is taken back is not answered any more; one that was answered already is told as done.
+/// Withdraws a transfer, which then gets no answer. The unlink's own answer is -ECONNRESET, or 0 if the transfer was
+/// complete.
 void UsbIp::unlink(Bytes& out) {
     const auto taken = [wanted = number(m_input, unlinkedAt)](const Transfer& transfer) {
         return transfer.sequence == wanted;

@@ -26,7 +26,7 @@ public:
     std::optional<desk::Time> nextEvent() const override;
 
 private:
-    /// False: the kernel has let go of the device.
+    /// False after the kernel has let go of the device.
     bool receive(desk::Machine& desk, desk::Time now);
     bool flush();
 

@@ -51,7 +51,7 @@ UsbPlug plugIn() {
                                     std::to_string(deviceId) + ' ' + std::to_string(fullSpeed) + '\n';
         plug.port = port;
         if (::write(attach.get(), request.data(), request.size()) >= 0) return plug;
-        // Somebody else may have been quicker.
+        // Another program may have taken the port.
         if (errno != EAGAIN && errno != EBUSY)
             throw std::system_error(errno, std::generic_category(), "the kernel takes no virtual USB device");
     }
