@@ -16,7 +16,7 @@ std::vector<CvPluginBase*>& plugins() {
 }
 
 /// A handler that runs may begin the component's thread, which may register once more until it has ended, hence the second
-/// drop: nobody may be called for a component that is being deleted.
+/// drop: no handler may be called for a component that is being deleted.
 void retire(CvComponentBase* component) {
     void* const context = dynamic_cast<void*>(component);
     cvhost::dropSerialHandlers(context);

@@ -7,11 +7,11 @@
 
 namespace cvhost {
 
-/// Told of each call that enters host/core from a plug-in, before it is carried out and without a lock: the function's
-/// name, and the setting's key for the calls that have one.
+/// Called for each call that enters host/core from a plug-in, before it is carried out and without a lock, with the
+/// function's name, and the setting's key where there is one.
 using SchedulingHook = void (*)(const char* function, std::string_view key);
 
-/// Has `hook`, or nobody, told. The real host sets none.
+/// Calls `hook` from now on; null: nothing. The programs never set one.
 void setSchedulingHook(SchedulingHook hook) noexcept;
 
 void schedulingPoint(const char* function, std::string_view key = {});

@@ -1,4 +1,6 @@
 // What the rest of the host asks of the serial library, beyond host/api/Comms.h. Defined by the real and the virtual host.
+//
+// Threads: any.
 #pragma once
 
 namespace cvhost {

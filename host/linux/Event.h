@@ -1,4 +1,6 @@
-// The host's events. Any thread.
+// The host's events.
+//
+// Threads: any.
 #pragma once
 
 #include "host/api/ThreadEvent.h"

@@ -37,8 +37,8 @@ void writeAll(int descriptor, std::string_view text) {
     }
 }
 
-/// Standard error, as long as somebody takes what is written there: a reader that has stopped stops nobody else. A pipe that
-/// is ready has room for PIPE_BUF bytes.
+/// Standard error, as long as its reader reads: a reader that has stopped does not stop the writer. A pipe that is ready has
+/// room for PIPE_BUF bytes.
 class StandardError {
 public:
     void write(std::string_view text) {

@@ -15,7 +15,7 @@ struct LogDestinations {
 };
 void setLogDestinations(LogDestinations destinations);
 
-/// Writes `text` to standard error. A reader that has stopped holds nobody up for longer than a second, and then no more
+/// Writes `text` to standard error. A reader that has stopped delays the caller by one second at most, and then not at all
 /// until it reads again.
 void writeStandardError(std::string_view text);
 

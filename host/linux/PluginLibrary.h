@@ -29,11 +29,11 @@ public:
     /// Loads the library at `path` (RTLD_NOW, RTLD_LOCAL), takes its plug-in from the factory, registers it and runs its
     /// post-load and post-enumeration hooks. Set all settings before. After a failure nothing is loaded.
     std::optional<PluginFailure> load(const std::string& path);
-    /// Waits until the console's start-up has ended, as it does soon: an exit() that comes before its last step switches off
-    /// what that step then lights. Nothing happens when there is no console.
+    /// Waits until the console's start-up has ended, which takes half a second at most. Without this, start-up's last step
+    /// may light lamps after exit() has switched them off. Does nothing without a console.
     void endStartup();
-    /// Ends start-up, runs the console's exit() and the plug-in's pre-unload hook, lets the library go and checks that it
-    /// has left the process. Does nothing when nothing is loaded.
+    /// Ends start-up, runs the console's exit() and the plug-in's pre-unload hook, closes the library and checks that it has
+    /// left the process. Does nothing when nothing is loaded.
     std::optional<PluginFailure> unload();
 
     CvPluginBase* plugin() const noexcept { return m_plugin; }
@@ -47,7 +47,7 @@ private:
 };
 
 /// Where the plug-in library called `name` is: beside the program, else in the folder for plug-ins beside the host's
-/// library. There need not be one.
+/// library. It may not exist.
 std::string pluginPath(const std::string& name);
 
 }  // namespace cvhost

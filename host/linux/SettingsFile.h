@@ -8,8 +8,8 @@
 
 namespace cvhost {
 
-/// Reads cvhost/cvhost.toml in XDG_CONFIG_HOME (~/.config by default) into settings(). No file is no error; a broken one
-/// is reported in the log, with line and column, and ignored. Returns what is wrong with it, as a clause.
+/// Reads cvhost/cvhost.toml in XDG_CONFIG_HOME (~/.config by default) into settings(). A missing file is not an error; a
+/// broken one is reported in the log, with line and column, and ignored. Returns what is wrong with it, as a clause.
 std::optional<std::string> loadSettingsFile();
 
 }  // namespace cvhost

@@ -42,7 +42,7 @@ bool isSet(udev_device* device, const char* property) {
     return device != nullptr && text(udev_device_get_property_value(device, property)) == "1";
 }
 
-/// The nearest driver above the port that stands for hardware: the layer between ports and their hardware has its own.
+/// The nearest driver above the port that drives hardware: the layer between ports and their hardware has its own.
 std::string driverOf(udev_device* tty) {
     for (udev_device* above = udev_device_get_parent(tty); above != nullptr; above = udev_device_get_parent(above)) {
         const char* driver = udev_device_get_driver(above);

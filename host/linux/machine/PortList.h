@@ -21,10 +21,10 @@ struct MachinePort {
     std::string byPath{};                  ///< the link that names the port by the socket it is plugged in at
     std::string driver{};                  ///< the kernel's driver of the hardware
     std::optional<int> latencyMs{};        ///< how long the adapter collects bytes before it hands them over
-    bool leftAloneByModemManager = false;  ///< the device database tells that program to keep away
+    bool leftAloneByModemManager = false;  ///< the device database says that the program must not open it
 };
 
-/// Every tty that has a device behind it, in the order of their nodes. Ports that only stand ready for hardware are left
+/// Every tty that has a device behind it, in the order of their nodes. Ports that only wait for hardware are left
 /// out.
 std::vector<MachinePort> machinePorts();
 

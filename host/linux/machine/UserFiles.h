@@ -1,4 +1,6 @@
-// Where the host's own files lie for this user. Any thread.
+// Where the host's own files are for this user.
+//
+// Threads: any.
 #pragma once
 
 #include <string>

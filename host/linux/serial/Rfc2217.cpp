@@ -114,7 +114,7 @@ SerialTransport::Transfer Rfc2217Transport::read(std::span<unsigned char> into) 
     if (m_taken == m_arrived.size()) {
         m_arrived.clear();
         m_taken = 0;
-        // Once it has hung up, nothing more arrives, and to give no data tells that it holds none: commands alone do not.
+        // After a hang-up, read on until data or the end: a read that held only commands does not mean that no data is left.
         do got.error = receive();
         while (got.error == 0 && m_arrived.empty() && waitFor(descriptor(), 0, 0) != 0);
     }
@@ -131,7 +131,7 @@ int Rfc2217Transport::receive() {
     if (count < 0 && errno != EAGAIN && errno != EINTR) return errno;
     rfc2217::Bytes answers;
     if (count > 0) m_codec.receive(std::span(piece).first(static_cast<std::size_t>(count)), *this, answers);
-    // That nobody can be answered any more shows when all that has arrived is read.
+    // A failed answer is not reported here; the next read reports the lost connection.
     return send(answers) == ENOBUFS ? ENOBUFS : 0;
 }
 

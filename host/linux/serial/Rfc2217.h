@@ -1,4 +1,6 @@
 // Network serial ports.
+//
+// Threads: any.
 #pragma once
 
 #include <string_view>

@@ -41,16 +41,16 @@ SerialPort* portOf(const Cv::Ptr<CommsPort>& handle) { return static_cast<Serial
 
 bool onlyHeldHere(const Cv::Ptr<SerialPort>& port) { return port->references() == 1; }
 
-/// Moves the port, which has been closed or let go, among the closed. It is not released here: `port` holds it.
-void retire(const Cv::Ptr<SerialPort>& port) {
+/// Moves a closed port to the list of closed ones. It is not released here: `port` holds it.
+void moveToClosed(const Cv::Ptr<SerialPort>& port) {
     Library& all = library();
     const std::lock_guard lock(all.mutex);
     if (std::erase_if(all.open, [&](const auto& other) { return other.get() == port.get(); }) != 0)
         all.closed.push_back(port);
 }
 
-/// Lets the open ports go that are in the way of one called `name`: its namesakes, and those that nobody else holds.
-void makeWay(const std::string& name) {
+/// Closes open ports named `name`, and any that only this library still references.
+void closePortsInTheWay(const std::string& name) {
     Ports found;
     {
         Library& all = library();
@@ -59,14 +59,14 @@ void makeWay(const std::string& name) {
                              [&](const auto& port) { return onlyHeldHere(port) || port->name() == name; });
     }
     for (const auto& port : found) {
-        port->letGo();
-        retire(port);
+        port->closeNow();
+        moveToClosed(port);
     }
 }
 
-/// Releases the closed ports that nobody else holds, but for those in whose handlers a thread is: it may be waiting for the
-/// caller, or be the caller.
-void releaseRetired() {
+/// Releases the closed ports that only this library references, except those whose handlers are running: the thread may be
+/// waiting for the caller, or be the caller.
+void releaseClosed() {
     Ports going;
     Library& all = library();
     {
@@ -77,7 +77,7 @@ void releaseRetired() {
         all.closed.assign(stays.begin(), stays.end());
         going.erase(stays.begin(), stays.end());
     }
-    for (const auto& port : going) port->close();  // its receive thread has ended before it goes
+    for (const auto& port : going) port->closeAndJoin();  // its receive thread has ended before it goes
 }
 
 cvhost::OpenedTransport openTransport(const std::string& name, const cvhost::LineSettings& settings) {
@@ -104,8 +104,8 @@ namespace cvhost {
 void keepPortsShut(bool shut) { library().shut = shut; }
 
 void releaseClosedPorts() {
-    makeWay({});
-    releaseRetired();
+    closePortsInTheWay({});
+    releaseClosed();
 }
 
 void losePort(std::string_view name, int error) {
@@ -126,8 +126,8 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
                                    int stopBits) {
     if (library().shut) return {};
     const std::string narrowName = cvhost::narrow(name.view());
-    releaseRetired();
-    makeWay(narrowName);
+    releaseClosed();
+    closePortsInTheWay(narrowName);
     const cvhost::LineSettings settings{baud, dataBits, parity, stopBits};
     cvhost::publish(cvhost::PortOpening{narrowName, settings});
     auto opened = openTransport(narrowName, settings);
@@ -145,7 +145,7 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
     try {
         port->start();
     } catch (const std::system_error& error) {
-        port->close();
+        port->closeAndJoin();
         return notOpen(narrowName, error.code().value(), cvhost::describeError(error.code().value()));
     }
     cvhost::SerialPort* const object = port.get();
@@ -157,8 +157,8 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
 
 void comms_port_close(Cv::Ptr<CommsPort> port) {
     if (!port) return;
-    portOf(port)->close();
-    retire(Cv::Ptr<SerialPort>(portOf(port)));
+    portOf(port)->closeAndJoin();
+    moveToClosed(Cv::Ptr<SerialPort>(portOf(port)));
 }
 
 int comms_geterr(Cv::Ptr<CommsPort> port) { return port ? portOf(port)->error() : EBADF; }

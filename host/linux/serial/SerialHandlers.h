@@ -1,8 +1,8 @@
-// Who is called for bytes that arrive.
+// The callbacks for bytes that arrive.
 //
-// Threads: any thread. A removed registration is not called again. Removing one by its callback or context waits until no
-// call of it is running, but for the call that the removing thread itself is in; one that has replaced another is not called
-// before the other's last call has returned.
+// Threads: any, except where an operation says otherwise. A removed registration is not called again. Removal by callback or
+// context waits for running calls, except one that the removing thread itself is in. A registration that replaces another is
+// called only after the other's last call has returned.
 #pragma once
 
 #include <condition_variable>
@@ -22,7 +22,8 @@ public:
 
     static SerialHandlers& instance();
 
-    /// Has `callback(context)` called for bytes of `port`, in place of an earlier registration of the pair. Does not wait.
+    /// Calls `callback(context)` for bytes of `port` from now on, in place of an earlier registration of the pair. Does not
+    /// wait.
     void add(const SerialPort& port, Callback callback, void* context);
     void remove(Callback callback, void* context);
     // These two do not wait.
@@ -44,7 +45,7 @@ private:
     using Handle = std::shared_ptr<Registration>;
     using Handles = std::vector<Handle>;
 
-    /// Takes them off the list. Those of them that are in a call of another thread. Under m_mutex.
+    /// Takes them off the list, and returns those that are in a call of another thread. Under m_mutex.
     Handles takeWhere(const std::function<bool(const Registration&)>& matches);
     void removeAndWait(const std::function<bool(const Registration&)>& matches);
     /// Waits until no other registration of the same pair is in a call, or until this one is removed. Under `lock`.

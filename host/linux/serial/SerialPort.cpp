@@ -81,7 +81,7 @@ SerialPort::SerialPort(std::string name, const LineSettings& settings, std::uniq
     if (!m_wake) m_error = errno;
 }
 
-SerialPort::~SerialPort() { close(); }
+SerialPort::~SerialPort() { closeAndJoin(); }
 
 void SerialPort::start() {
     if (m_error != 0) return;
@@ -108,7 +108,7 @@ void SerialPort::finish(int error) {
     end(error);
 }
 
-void SerialPort::letGo() {
+void SerialPort::closeNow() {
     const int failure = m_failure;
     end(failure != 0 ? failure : EBADF);
     SerialHandlers::instance().removeAllOf(*this);
@@ -119,8 +119,8 @@ void SerialPort::letGo() {
     m_transport.reset();
 }
 
-void SerialPort::close() {
-    letGo();
+void SerialPort::closeAndJoin() {
+    closeNow();
     if (m_receiverId == std::this_thread::get_id()) return;
     const std::lock_guard lock(m_joining);
     if (m_receiver.joinable()) m_receiver.join();
@@ -154,7 +154,7 @@ int SerialPort::receive() {
         const auto got = m_transport->read(bytes);
         receiving.unlock();
         m_inHandler = true;
-        tellReceived(std::span(bytes).first(got.count));
+        reportReceived(std::span(bytes).first(got.count));
         deliver(std::span(bytes).first(got.count));
         m_inHandler = false;
         receiving.lock();
@@ -172,9 +172,9 @@ int SerialPort::receive() {
     return 0;
 }
 
-void SerialPort::tellReceived(std::span<const unsigned char> bytes) {
+void SerialPort::reportReceived(std::span<const unsigned char> bytes) {
     if (bytes.empty() || !isSinkSet()) return;
-    const std::lock_guard lock(m_telling);
+    const std::lock_guard lock(m_reporting);
     publish(LineBytes{Direction::receive, bytes});
 }
 
@@ -217,7 +217,7 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
 }
 
 std::size_t SerialPort::sendSome(std::span<const unsigned char> bytes) {
-    const std::lock_guard together(m_telling);
+    const std::lock_guard together(m_reporting);
     const auto sent = m_transport->write(bytes);
     if (sent.count != 0) publish(LineBytes{Direction::transmit, bytes.first(sent.count)});
     if (sent.error != 0) lose(sent.error);
@@ -231,7 +231,7 @@ void SerialPort::setRts(bool high) {
     drain();
     int error = 0;
     {
-        const std::lock_guard together(m_telling);
+        const std::lock_guard together(m_reporting);
         error = m_transport->setRts(high);
         if (error == 0) publish(RtsChange{high ? 1 : 0});
         if (m_transport->hasUnsent()) wake();

@@ -1,6 +1,6 @@
 // An open serial port: its queue, its receive thread, and sending.
 //
-// Threads: any thread may call any operation. The receive thread takes bytes from the transport, queues them and calls the
+// Threads: any, for every operation. The receive thread takes bytes from the transport, queues them and calls the
 // port's handlers, once for each byte, after the byte can be taken.
 #pragma once
 
@@ -18,7 +18,7 @@
 
 namespace cvhost {
 
-/// Received bytes that nobody has taken. When it is full, later bytes are dropped.
+/// Received bytes until they are taken. When it is full, later bytes are dropped.
 class ReceiveQueue {
 public:
     static constexpr std::size_t limit = 4096;
@@ -43,41 +43,41 @@ public:
     ~SerialPort() override;
 
     const std::string& name() const noexcept { return m_name; }
-    /// Tells that the port is open and begins to receive. Throws std::system_error when there is no thread to be had.
+    /// Reports that the port is open and begins to receive. Throws std::system_error if no thread can be started.
     void start();
-    /// Removes the port's handlers, sends what is on its way and lets the line go. Waits for no handler: one that runs may
-    /// be waiting for the caller.
-    void letGo();
-    /// The same, and returns when the receive thread has ended, unless that is the calling one.
-    void close();
-    /// Has the receive thread end the port's use as if the line had failed with `error`. Does not wait.
+    /// Removes the port's handlers, sends what is on its way and closes the line. Does not wait for a running handler, which
+    /// may be waiting for the caller.
+    void closeNow();
+    /// The same, and waits for the receive thread to end, except when called on it.
+    void closeAndJoin();
+    /// Makes the receive thread end the port's use as if the line had failed with `error`. Does not wait.
     void lose(int error);
-    /// The receive thread is in a handler, which a close() waits for.
+    /// The receive thread is in a handler, for which closeAndJoin() waits.
     bool inHandler() const noexcept { return m_inHandler; }
 
     /// 0 while the port is usable; EBADF when it has been closed; otherwise why it was lost.
     int error() const noexcept { return m_error; }
     void clearReceiveQueue() noexcept override { m_queue.clear(); }
     bool nextByte(unsigned char& byte, bool take) noexcept { return m_error == 0 && m_queue.next(byte, take); }
-    /// False when not all bytes could be sent, in the time they need and one second more; at once while the line still takes
-    /// nothing.
+    /// False if not all bytes could be sent in the time they need plus one second; at once if the line still accepts no
+    /// bytes.
     bool send(std::span<const unsigned char> bytes);
     void setRts(bool high);
 
 private:
     /// Receives until the port is closed, or the line fails: the error, or 0.
     int receive();
-    void tellReceived(std::span<const unsigned char> bytes);
+    void reportReceived(std::span<const unsigned char> bytes);
     /// Queues bytes and calls the handlers.
     void deliver(std::span<const unsigned char> bytes);
-    /// Sends and tells what there is room for now. Under m_sending.
+    /// Sends and reports what there is room for now. Under m_sending.
     std::size_t sendSome(std::span<const unsigned char> bytes);
-    /// Ends the port's use, once; tells `closed` or `lost`.
+    /// Ends the port's use, once; reports `closed` or `lost`.
     void end(int error);
-    /// Hands on the last words and ends. [rx]
+    /// Delivers the last words and ends. [rx]
     void finish(int error);
     void wake() const noexcept;
-    /// Waits until everything has left, for as long as that may take with a line that takes it. Under m_sending.
+    /// Waits until everything has left, for as long as a line that accepts bytes needs. Under m_sending.
     void drain();
     std::chrono::milliseconds sendingTime(std::size_t bytes) const;
 
@@ -87,13 +87,13 @@ private:
     std::atomic<int> m_failure = 0;  ///< what lose() was called with
     ReceiveQueue m_queue;
     std::size_t m_dropped = 0;                     ///< bytes that found the queue full [rx]
-    Descriptor m_wake;                             ///< an eventfd: has the receive thread look again
-    std::mutex m_receiving;                        ///< held by the receive thread but while it is in handlers
+    Descriptor m_wake;                             ///< an eventfd: wakes the receive thread
+    std::mutex m_receiving;                        ///< held by the receive thread, except while it is in handlers
     std::mutex m_sending;                          ///< held for a whole call: calls follow one another
-    std::mutex m_telling;                          ///< held briefly: what was sent is told before what it brought about
+    std::mutex m_reporting;                        ///< held so that sent bytes are reported before the replies to them
     std::unique_ptr<SerialTransport> m_transport;  ///< goes under m_receiving and m_sending, after the end
     bool m_stuck = false;                          ///< the last bytes could not be sent in time; under m_sending
-    bool m_rtsMissing = false;                     ///< said already that there is no such line; under m_sending
+    bool m_rtsMissing = false;                     ///< the missing RTS line is reported already; under m_sending
     std::mutex m_joining;
     std::thread m_receiver;                     ///< under m_joining
     std::atomic<std::thread::id> m_receiverId;  ///< [rx]

@@ -47,13 +47,13 @@ public:
     virtual int descriptor() const noexcept = 0;
     /// Takes bytes that have arrived.
     virtual Transfer read(std::span<unsigned char> into) = 0;
-    /// Hands bytes over for sending, fewer than asked when there is no room for more.
+    /// Hands bytes over for sending, fewer than asked if there is no room for more.
     virtual Transfer write(std::span<const unsigned char> bytes) = 0;
     /// True while bytes wait here for the receive thread to call read() when the descriptor has room.
     virtual bool hasUnsent() { return false; }
-    /// How many bytes that write() took have not left yet, as far as the transport can tell.
+    /// How many bytes that write() took have not left yet, as far as the transport knows.
     virtual std::size_t queued() = 0;
-    /// Drives RTS, behind the bytes that have left. 0, or the system's error number; ENOTTY when there is no such line.
+    /// Drives RTS, behind the bytes that have left. Returns 0 or the system's error number; ENOTTY without an RTS line.
     virtual int setRts(bool high) = 0;
 };
 

@@ -74,7 +74,7 @@ SerialTransport::Transfer TermiosTransport::write(std::span<const unsigned char>
 std::size_t TermiosTransport::queued() {
     int count = 0;
     if (::ioctl(m_tty.get(), TIOCOUTQ, &count) == 0 && count > 0) return static_cast<std::size_t>(count);
-    // What the UART itself still holds, where its driver can tell.
+    // What the UART itself still holds, if its driver reports it.
     unsigned status = TIOCSER_TEMT;
     ::ioctl(m_tty.get(), TIOCSERGETLSR, &status);
     return (status & TIOCSER_TEMT) != 0 ? 0 : 1;

@@ -1,4 +1,6 @@
 // Serial ports that are ttys of this machine.
+//
+// Threads: any.
 #pragma once
 
 #include "host/linux/serial/SerialTransport.h"
