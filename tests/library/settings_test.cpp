@@ -80,11 +80,14 @@ TEST_P(TriggerLevel, Value_IsClamped) {
 }
 
 constexpr auto s_level = "AutomaticJogTurnOnTriggerLevel";
-INSTANTIATE_TEST_SUITE_P(Rows, TriggerLevel,
-                         testing::Values(Row{s_level, std::nullopt, 6},  //
-                                         Row{s_level, INT_MIN, 1}, Row{s_level, -5, 1}, Row{s_level, 0, 1},
-                                         Row{s_level, 1, 1}, Row{s_level, 2, 2}, Row{s_level, 6, 6}, Row{s_level, 998, 998},
-                                         Row{s_level, 999, 999}, Row{s_level, 1000, 999}, Row{s_level, INT_MAX, 999}));
+INSTANTIATE_TEST_SUITE_P(
+    Rows, TriggerLevel,
+    testing::Values(Row{.key = s_level, .value = std::nullopt, .kept = 6},  //
+                    Row{.key = s_level, .value = INT_MIN, .kept = 1}, Row{.key = s_level, .value = -5, .kept = 1},
+                    Row{.key = s_level, .value = 0, .kept = 1}, Row{.key = s_level, .value = 1, .kept = 1},
+                    Row{.key = s_level, .value = 2, .kept = 2}, Row{.key = s_level, .value = 6, .kept = 6},
+                    Row{.key = s_level, .value = 998, .kept = 998}, Row{.key = s_level, .value = 999, .kept = 999},
+                    Row{.key = s_level, .value = 1000, .kept = 999}, Row{.key = s_level, .value = INT_MAX, .kept = 999}));
 
 class Switch : public LoadTimeSetting {};
 
@@ -96,13 +99,16 @@ TEST_P(Switch, Value_OnOnlyWhenExactlyOne) {
 
 constexpr auto s_debug = "console_debug";
 constexpr auto s_turnOn = "AutomaticJogTurnOn";
-INSTANTIATE_TEST_SUITE_P(Rows, Switch,
-                         testing::Values(Row{s_debug, std::nullopt, 0}, Row{s_debug, 0, 0}, Row{s_debug, 1, 1},
-                                         Row{s_debug, 2, 0}, Row{s_debug, -1, 0}, Row{s_debug, 257, 0},
-                                         Row{s_debug, INT_MAX, 0},  //
-                                         Row{s_turnOn, std::nullopt, 1}, Row{s_turnOn, 0, 0}, Row{s_turnOn, 1, 1},
-                                         Row{s_turnOn, 2, 0}, Row{s_turnOn, -1, 0}, Row{s_turnOn, 257, 0},
-                                         Row{s_turnOn, INT_MIN, 0}));
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Switch,
+    testing::Values(Row{.key = s_debug, .value = std::nullopt, .kept = 0}, Row{.key = s_debug, .value = 0, .kept = 0},
+                    Row{.key = s_debug, .value = 1, .kept = 1}, Row{.key = s_debug, .value = 2, .kept = 0},
+                    Row{.key = s_debug, .value = -1, .kept = 0}, Row{.key = s_debug, .value = 257, .kept = 0},
+                    Row{.key = s_debug, .value = INT_MAX, .kept = 0},  //
+                    Row{.key = s_turnOn, .value = std::nullopt, .kept = 1}, Row{.key = s_turnOn, .value = 0, .kept = 0},
+                    Row{.key = s_turnOn, .value = 1, .kept = 1}, Row{.key = s_turnOn, .value = 2, .kept = 0},
+                    Row{.key = s_turnOn, .value = -1, .kept = 0}, Row{.key = s_turnOn, .value = 257, .kept = 0},
+                    Row{.key = s_turnOn, .value = INT_MIN, .kept = 0}));
 
 class Gearing : public EdgeTest, public testing::WithParamInterface<double> {};
 

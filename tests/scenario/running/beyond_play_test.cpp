@@ -109,13 +109,20 @@ TEST_P(BeyondPlay, ParsePacket_EveryPosition_GivesSpeedByTheLaw) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Multipliers, BeyondPlay,
-                         testing::Values(MultiplierRow{"One", 1.0}, MultiplierRow{"Two", 2.0}, MultiplierRow{"Half", 0.5},
-                                         MultiplierRow{"Zero", 0.0}, MultiplierRow{"OneAndAHalf", 1.55},
-                                         MultiplierRow{"JustAboveOne", 1.0000001}, MultiplierRow{"MinusOne", -1.0},
-                                         MultiplierRow{"MinusThree", -3.0}, MultiplierRow{"NotANumber", std::nan("")},
-                                         MultiplierRow{"Infinite", infinity}, MultiplierRow{"InfiniteNegative", -infinity},
-                                         MultiplierRow{"Huge", 1e300}, MultiplierRow{"HugeNegative", -1e300},
-                                         MultiplierRow{"Tiny", 5e-324}),
+                         testing::Values(MultiplierRow{.name = "One", .multiplier = 1.0},
+                                         MultiplierRow{.name = "Two", .multiplier = 2.0},
+                                         MultiplierRow{.name = "Half", .multiplier = 0.5},
+                                         MultiplierRow{.name = "Zero", .multiplier = 0.0},
+                                         MultiplierRow{.name = "OneAndAHalf", .multiplier = 1.55},
+                                         MultiplierRow{.name = "JustAboveOne", .multiplier = 1.0000001},
+                                         MultiplierRow{.name = "MinusOne", .multiplier = -1.0},
+                                         MultiplierRow{.name = "MinusThree", .multiplier = -3.0},
+                                         MultiplierRow{.name = "NotANumber", .multiplier = std::nan("")},
+                                         MultiplierRow{.name = "Infinite", .multiplier = infinity},
+                                         MultiplierRow{.name = "InfiniteNegative", .multiplier = -infinity},
+                                         MultiplierRow{.name = "Huge", .multiplier = 1e300},
+                                         MultiplierRow{.name = "HugeNegative", .multiplier = -1e300},
+                                         MultiplierRow{.name = "Tiny", .multiplier = 5e-324}),
                          byName);
 
 TEST_F(Reading, FirstStatusBeyondPlay_ReadsTheSettingOnceAndKeepsIt) {

@@ -201,9 +201,12 @@ TEST_P(DispatchGate, ParsePacket_AllForms_UnderstoodFromVersion7OnWhileActive) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, DispatchGate,
-                         testing::Values(GateRow{"NothingKnown", 0, 0, false}, GateRow{"NoVersion", 1, 0, false},
-                                         GateRow{"Version6", 1, 6, false}, GateRow{"Version7NotActive", 0, 7, false},
-                                         GateRow{"Version7", 1, 7, true}, GateRow{"Version8", 1, 8, true},
-                                         GateRow{"HighestVersion", 1, INT_MAX, true},
-                                         GateRow{"LowestVersion", 1, INT_MIN, false}),
+                         testing::Values(GateRow{.name = "NothingKnown", .state = 0, .version = 0, .open = false},
+                                         GateRow{.name = "NoVersion", .state = 1, .version = 0, .open = false},
+                                         GateRow{.name = "Version6", .state = 1, .version = 6, .open = false},
+                                         GateRow{.name = "Version7NotActive", .state = 0, .version = 7, .open = false},
+                                         GateRow{.name = "Version7", .state = 1, .version = 7, .open = true},
+                                         GateRow{.name = "Version8", .state = 1, .version = 8, .open = true},
+                                         GateRow{.name = "HighestVersion", .state = 1, .version = INT_MAX, .open = true},
+                                         GateRow{.name = "LowestVersion", .state = 1, .version = INT_MIN, .open = false}),
                          byName);

@@ -103,12 +103,15 @@ TEST_P(ExpansionPort, ParsePacket_InnerTextWithDebug_OkWhenExactlyTheAnswer) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ExpansionPort,
-                         testing::Values(ExpansionRow{"Answer", "~VExpP ", true}, ExpansionRow{"NoBlank", "~VExpP", false},
-                                         ExpansionRow{"More", "~VExpP x", false},
-                                         ExpansionRow{"TwoBlanks", "~VExpP  ", false},
-                                         ExpansionRow{"OtherCase", "~VEXPP ", false}, ExpansionRow{"Less", "~VExp ", false},
-                                         ExpansionRow{"OtherStart", "~vExpP ", false},
-                                         ExpansionRow{"Twice", "~~VExpP ", false}, ExpansionRow{"Blank", "~ ", false}),
+                         testing::Values(ExpansionRow{.name = "Answer", .packet = "~VExpP ", .ok = true},
+                                         ExpansionRow{.name = "NoBlank", .packet = "~VExpP", .ok = false},
+                                         ExpansionRow{.name = "More", .packet = "~VExpP x", .ok = false},
+                                         ExpansionRow{.name = "TwoBlanks", .packet = "~VExpP  ", .ok = false},
+                                         ExpansionRow{.name = "OtherCase", .packet = "~VEXPP ", .ok = false},
+                                         ExpansionRow{.name = "Less", .packet = "~VExp ", .ok = false},
+                                         ExpansionRow{.name = "OtherStart", .packet = "~vExpP ", .ok = false},
+                                         ExpansionRow{.name = "Twice", .packet = "~~VExpP ", .ok = false},
+                                         ExpansionRow{.name = "Blank", .packet = "~ ", .ok = false}),
                          byName);
 
 TEST(ForwardedByTheDesk, KeyOfAnotherDevice_ReachesTheHost) {

@@ -59,16 +59,17 @@ TEST_P(JogExact, ParsePacket_CountAndFineCount_FineExtendsTheMagnitude) {
     EXPECT_EQ(console().get_jog_delta_exact(), GetParam().exact);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, JogExact,
-                         testing::Values(ExactRow{"BackwardsAndAHalf", "\\7FFF1388", -1, -1.5},
-                                         ExactRow{"ForwardsAndAHalf", "\\7F011388", 1, 1.5},
-                                         ExactRow{"ZeroCountsAsPositive", "\\7F001388", 0, 0.5},
-                                         ExactRow{"NegativeFineShortens", "\\7FFFEC78", -1, -0.5},
-                                         ExactRow{"NegativeFineOfZero", "\\7F00EC78", 0, -0.5},
-                                         ExactRow{"Highest", "\\7F7F7FFF", 127, 130.2767},
-                                         ExactRow{"Lowest", "\\7F807FFF", -128, -131.2767},
-                                         ExactRow{"Nothing", "\\7F000000", 0, 0.0}),
-                         byName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, JogExact,
+    testing::Values(ExactRow{.name = "BackwardsAndAHalf", .packet = "\\7FFF1388", .delta = -1, .exact = -1.5},
+                    ExactRow{.name = "ForwardsAndAHalf", .packet = "\\7F011388", .delta = 1, .exact = 1.5},
+                    ExactRow{.name = "ZeroCountsAsPositive", .packet = "\\7F001388", .delta = 0, .exact = 0.5},
+                    ExactRow{.name = "NegativeFineShortens", .packet = "\\7FFFEC78", .delta = -1, .exact = -0.5},
+                    ExactRow{.name = "NegativeFineOfZero", .packet = "\\7F00EC78", .delta = 0, .exact = -0.5},
+                    ExactRow{.name = "Highest", .packet = "\\7F7F7FFF", .delta = 127, .exact = 130.2767},
+                    ExactRow{.name = "Lowest", .packet = "\\7F807FFF", .delta = -128, .exact = -131.2767},
+                    ExactRow{.name = "Nothing", .packet = "\\7F000000", .delta = 0, .exact = 0.0}),
+    byName);
 
 TEST_F(Jog, ParsePacket_Disabled_JogStaysAsItWasAndNothingIsSetOff) {
     parse("\\7F051388");
@@ -125,15 +126,24 @@ TEST_P(AutomaticJogTurnOn, ParsePacket_Movement_PressesKey28FromTheTriggerLevelO
 INSTANTIATE_TEST_SUITE_P(
     Rows, AutomaticJogTurnOn,
     testing::Values(
-        TurnOnRow{"AtLevel", true, 6, 6, 0, true}, TurnOnRow{"BelowLevel", true, 6, 5, 0, false},
-        TurnOnRow{"JustBelow", true, 6, 5, 9999, false}, TurnOnRow{"FineReachesLevel", true, 6, 5, 10000, true},
-        TurnOnRow{"FineFallsShort", true, 6, 6, 0xFFFF, false}, TurnOnRow{"Backwards", true, 6, 0xFA, 0, true},
-        TurnOnRow{"BackwardsBelow", true, 6, 0xFB, 9999, false},
-        TurnOnRow{"BackwardsFineReachesLevel", true, 6, 0xFB, 10000, true}, TurnOnRow{"Level1", true, 1, 1, 0, true},
-        TurnOnRow{"Level1Backwards", true, 1, 0xFF, 0, true}, TurnOnRow{"Level1FineAlone", true, 1, 0, 0xD8F0, true},
-        TurnOnRow{"Level1NoMovement", true, 1, 0, 0, false}, TurnOnRow{"Level130", true, 130, 0x7F, 0x7FFF, true},
-        TurnOnRow{"Level131", true, 131, 0x7F, 0x7FFF, false}, TurnOnRow{"Level131Backwards", true, 131, 0x80, 0x7FFF, true},
-        TurnOnRow{"Level999", true, 999, 0x80, 0x7FFF, false}, TurnOnRow{"Off", false, 6, 0x40, 0, false}),
+        TurnOnRow{.name = "AtLevel", .on = true, .level = 6, .count = 6, .fine = 0, .presses = true},
+        TurnOnRow{.name = "BelowLevel", .on = true, .level = 6, .count = 5, .fine = 0, .presses = false},
+        TurnOnRow{.name = "JustBelow", .on = true, .level = 6, .count = 5, .fine = 9999, .presses = false},
+        TurnOnRow{.name = "FineReachesLevel", .on = true, .level = 6, .count = 5, .fine = 10000, .presses = true},
+        TurnOnRow{.name = "FineFallsShort", .on = true, .level = 6, .count = 6, .fine = 0xFFFF, .presses = false},
+        TurnOnRow{.name = "Backwards", .on = true, .level = 6, .count = 0xFA, .fine = 0, .presses = true},
+        TurnOnRow{.name = "BackwardsBelow", .on = true, .level = 6, .count = 0xFB, .fine = 9999, .presses = false},
+        TurnOnRow{
+            .name = "BackwardsFineReachesLevel", .on = true, .level = 6, .count = 0xFB, .fine = 10000, .presses = true},
+        TurnOnRow{.name = "Level1", .on = true, .level = 1, .count = 1, .fine = 0, .presses = true},
+        TurnOnRow{.name = "Level1Backwards", .on = true, .level = 1, .count = 0xFF, .fine = 0, .presses = true},
+        TurnOnRow{.name = "Level1FineAlone", .on = true, .level = 1, .count = 0, .fine = 0xD8F0, .presses = true},
+        TurnOnRow{.name = "Level1NoMovement", .on = true, .level = 1, .count = 0, .fine = 0, .presses = false},
+        TurnOnRow{.name = "Level130", .on = true, .level = 130, .count = 0x7F, .fine = 0x7FFF, .presses = true},
+        TurnOnRow{.name = "Level131", .on = true, .level = 131, .count = 0x7F, .fine = 0x7FFF, .presses = false},
+        TurnOnRow{.name = "Level131Backwards", .on = true, .level = 131, .count = 0x80, .fine = 0x7FFF, .presses = true},
+        TurnOnRow{.name = "Level999", .on = true, .level = 999, .count = 0x80, .fine = 0x7FFF, .presses = false},
+        TurnOnRow{.name = "Off", .on = false, .level = 6, .count = 0x40, .fine = 0, .presses = false}),
     byName);
 
 TEST_F(Jog, ParsePacket_AutomaticJogTurnOn_LeavesKey28Down) {

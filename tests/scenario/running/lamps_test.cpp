@@ -61,14 +61,20 @@ TEST_P(LampText, LampSet_LampAndState_SendsText) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, LampText,
-                         testing::Values(LampRow{"TwoDigits", 10, 'O', "O10 "}, LampRow{"OneDigit", 9, 'O', "O9 "},
-                                         LampRow{"On", 12, 'F', "F12 "}, LampRow{"OtherSpeed", 1, 'H', "H1 "},
-                                         LampRow{"Fastest", 3, 'B', "B3 "}, LampRow{"AnyCharacter", 46, '%', "%46 "},
-                                         LampRow{"LowByteIsSent", 4, 0x1200 + 'F', "F4 "},
-                                         LampRow{"HighestState", 4, INT_MAX,
-                                                 "\xFF"
-                                                 "4 "},
-                                         LampRow{"LowestState", 4, INT_MIN, ""}, LampRow{"UnknownAgain", 4, -1, ""}),
+                         testing::Values(LampRow{.name = "TwoDigits", .lamp = 10, .state = 'O', .sent = "O10 "},
+                                         LampRow{.name = "OneDigit", .lamp = 9, .state = 'O', .sent = "O9 "},
+                                         LampRow{.name = "On", .lamp = 12, .state = 'F', .sent = "F12 "},
+                                         LampRow{.name = "OtherSpeed", .lamp = 1, .state = 'H', .sent = "H1 "},
+                                         LampRow{.name = "Fastest", .lamp = 3, .state = 'B', .sent = "B3 "},
+                                         LampRow{.name = "AnyCharacter", .lamp = 46, .state = '%', .sent = "%46 "},
+                                         LampRow{.name = "LowByteIsSent", .lamp = 4, .state = 0x1200 + 'F', .sent = "F4 "},
+                                         LampRow{.name = "HighestState",
+                                                 .lamp = 4,
+                                                 .state = INT_MAX,
+                                                 .sent = "\xFF"
+                                                         "4 "},
+                                         LampRow{.name = "LowestState", .lamp = 4, .state = INT_MIN, .sent = ""},
+                                         LampRow{.name = "UnknownAgain", .lamp = 4, .state = -1, .sent = ""}),
                          byName);
 
 TEST_F(Lamps, LampSet_SameStateTwice_SentOnce) {
@@ -112,13 +118,17 @@ TEST_P(LampOfVersion, LampSet_StateAndVersion_RefusedOrCachedOrSent) {
     EXPECT_EQ(cached(4), GetParam().cached);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, LampOfVersion,
-                         testing::Values(VersionRow{"NotActive", 0, 7, "", -1}, VersionRow{"NothingKnown", 0, 0, "", -1},
-                                         VersionRow{"Version0", 1, 0, "", 'F'}, VersionRow{"Version4", 1, 4, "", 'F'},
-                                         VersionRow{"Version5", 1, 5, "F4 ", 'F'}, VersionRow{"Version6", 1, 6, "F4 ", 'F'},
-                                         VersionRow{"Version7", 1, 7, "F4 ", 'F'},
-                                         VersionRow{"LowestVersion", 1, INT_MIN, "", 'F'}),
-                         byName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, LampOfVersion,
+    testing::Values(VersionRow{.name = "NotActive", .state = 0, .version = 7, .sent = "", .cached = -1},
+                    VersionRow{.name = "NothingKnown", .state = 0, .version = 0, .sent = "", .cached = -1},
+                    VersionRow{.name = "Version0", .state = 1, .version = 0, .sent = "", .cached = 'F'},
+                    VersionRow{.name = "Version4", .state = 1, .version = 4, .sent = "", .cached = 'F'},
+                    VersionRow{.name = "Version5", .state = 1, .version = 5, .sent = "F4 ", .cached = 'F'},
+                    VersionRow{.name = "Version6", .state = 1, .version = 6, .sent = "F4 ", .cached = 'F'},
+                    VersionRow{.name = "Version7", .state = 1, .version = 7, .sent = "F4 ", .cached = 'F'},
+                    VersionRow{.name = "LowestVersion", .state = 1, .version = INT_MIN, .sent = "", .cached = 'F'}),
+    byName);
 
 TEST_F(Lamps, LampSet_OldVersionThenNew_CachedStateIsNotSent) {
     ConsoleTestAccess::version(console()) = 4;

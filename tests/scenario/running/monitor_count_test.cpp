@@ -103,14 +103,18 @@ TEST_P(MonitorThreshold, RxInterruptChar_NewCount_ComparedUnsigned) {
     EXPECT_EQ(ConsoleTestAccess::rxCount(), GetParam().signals ? 0u : GetParam().count + 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, MonitorThreshold,
-                         testing::Values(ThresholdRow{"ZeroExpected", 0, 0, true}, ThresholdRow{"OneExpected", 0, 1, true},
-                                         ThresholdRow{"TwoExpected", 0, 2, false}, ThresholdRow{"Beyond", 40, 3, true},
-                                         ThresholdRow{"OneBelow", 6, 8, false}, ThresholdRow{"Reached", 7, 8, true},
-                                         ThresholdRow{"ManyExpected", 5, 0xFFFFFFFF, false},
-                                         ThresholdRow{"CountAbove31Bits", 0x7FFFFFFF, 8, true},
-                                         ThresholdRow{"CountWraps", 0xFFFFFFFF, 8, false}),
-                         byName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, MonitorThreshold,
+    testing::Values(ThresholdRow{.name = "ZeroExpected", .count = 0, .expected = 0, .signals = true},
+                    ThresholdRow{.name = "OneExpected", .count = 0, .expected = 1, .signals = true},
+                    ThresholdRow{.name = "TwoExpected", .count = 0, .expected = 2, .signals = false},
+                    ThresholdRow{.name = "Beyond", .count = 40, .expected = 3, .signals = true},
+                    ThresholdRow{.name = "OneBelow", .count = 6, .expected = 8, .signals = false},
+                    ThresholdRow{.name = "Reached", .count = 7, .expected = 8, .signals = true},
+                    ThresholdRow{.name = "ManyExpected", .count = 5, .expected = 0xFFFFFFFF, .signals = false},
+                    ThresholdRow{.name = "CountAbove31Bits", .count = 0x7FFFFFFF, .expected = 8, .signals = true},
+                    ThresholdRow{.name = "CountWraps", .count = 0xFFFFFFFF, .expected = 8, .signals = false}),
+    byName);
 
 TEST_F(MonitorCount, RxInterruptChar_CountLeftOver_GoesOn) {
     ConsoleTestAccess::rxExpected() = 8;

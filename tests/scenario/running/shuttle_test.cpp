@@ -82,17 +82,30 @@ TEST_P(ShuttleSpeed, ParsePacket_Position_GivesSpeed) {
     EXPECT_EQ(console().get_ispeed(), GetParam().speed);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, ShuttleSpeed,
-    testing::Values(SpeedRow{"Centre", 127, 0}, SpeedRow{"EndOfDeadBand", 131, 0}, SpeedRow{"FirstCount", 132, 0},
-                    SpeedRow{"SecondCount", 133, 0}, SpeedRow{"ThirdCount", 134, 1}, SpeedRow{"Play", 180, 1024},
-                    SpeedRow{"PlayDetent", 185, 1024}, SpeedRow{"EndOfPlay", 189, 1024}, SpeedRow{"StillPlay", 190, 1024},
-                    SpeedRow{"BeyondPlay", 191, 1067}, SpeedRow{"At200", 200, 1495}, SpeedRow{"At203", 203, 1653},
-                    SpeedRow{"LastQuadratic", 217, 2500}, SpeedRow{"FirstQuartic", 218, 2635}, SpeedRow{"At253", 253, 11994},
-                    SpeedRow{"At254", 254, 11994}, SpeedRow{"At255", 255, 11994}, SpeedRow{"ReversePlay", 65, -1024},
-                    SpeedRow{"ReversePlayBegins", 74, -1024}, SpeedRow{"ReverseFull", 0, -11994},
-                    SpeedRow{"ReverseDeadBand", 123, 0}, SpeedRow{"ReverseThirdCount", 120, -1}),
-    byName);
+INSTANTIATE_TEST_SUITE_P(Rows, ShuttleSpeed,
+                         testing::Values(SpeedRow{.name = "Centre", .position = 127, .speed = 0},
+                                         SpeedRow{.name = "EndOfDeadBand", .position = 131, .speed = 0},
+                                         SpeedRow{.name = "FirstCount", .position = 132, .speed = 0},
+                                         SpeedRow{.name = "SecondCount", .position = 133, .speed = 0},
+                                         SpeedRow{.name = "ThirdCount", .position = 134, .speed = 1},
+                                         SpeedRow{.name = "Play", .position = 180, .speed = 1024},
+                                         SpeedRow{.name = "PlayDetent", .position = 185, .speed = 1024},
+                                         SpeedRow{.name = "EndOfPlay", .position = 189, .speed = 1024},
+                                         SpeedRow{.name = "StillPlay", .position = 190, .speed = 1024},
+                                         SpeedRow{.name = "BeyondPlay", .position = 191, .speed = 1067},
+                                         SpeedRow{.name = "At200", .position = 200, .speed = 1495},
+                                         SpeedRow{.name = "At203", .position = 203, .speed = 1653},
+                                         SpeedRow{.name = "LastQuadratic", .position = 217, .speed = 2500},
+                                         SpeedRow{.name = "FirstQuartic", .position = 218, .speed = 2635},
+                                         SpeedRow{.name = "At253", .position = 253, .speed = 11994},
+                                         SpeedRow{.name = "At254", .position = 254, .speed = 11994},
+                                         SpeedRow{.name = "At255", .position = 255, .speed = 11994},
+                                         SpeedRow{.name = "ReversePlay", .position = 65, .speed = -1024},
+                                         SpeedRow{.name = "ReversePlayBegins", .position = 74, .speed = -1024},
+                                         SpeedRow{.name = "ReverseFull", .position = 0, .speed = -11994},
+                                         SpeedRow{.name = "ReverseDeadBand", .position = 123, .speed = 0},
+                                         SpeedRow{.name = "ReverseThirdCount", .position = 120, .speed = -1}),
+                         byName);
 
 TEST_F(Shuttle, ParsePacket_SameStatusTwice_TellsTheHostAtMostOnce) {
     rig.handle(0);
@@ -169,16 +182,18 @@ TEST_P(StatusForm, ParsePacket_Fields_AreReadWhereTheyStand) {
     EXPECT_EQ(console().get_jog_delta_exact(), GetParam().exact);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, StatusForm,
-                         testing::Values(FormRow{"Short", "\\C8051388", 1495, 5, 5.5},
-                                         FormRow{"ShortLowerCase", "\\c805abcd", 1495, 5, 5 - 2.1555},
-                                         FormRow{"ShortUpperCase", "\\C8051A2B", 1495, 5, 5.6699},
-                                         FormRow{"ShortNotHexadecimal", "\\xyC8zz!?", -11994, -56, -56.0},
-                                         FormRow{"Long", "\\pqrstuvC805", 1495, 5, 5.0},
-                                         FormRow{"LongWithDigitsBefore", "\\1234567C805", 1495, 5, 5.0},
-                                         FormRow{"LongNegative", "\\FFFFFFFC8FF", 1495, -1, -1.0},
-                                         FormRow{"LongNotHexadecimal", "\\1234567xyzz", -11994, 0, 0.0}),
-                         byName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, StatusForm,
+    testing::Values(
+        FormRow{.name = "Short", .packet = "\\C8051388", .speed = 1495, .delta = 5, .exact = 5.5},
+        FormRow{.name = "ShortLowerCase", .packet = "\\c805abcd", .speed = 1495, .delta = 5, .exact = 5 - 2.1555},
+        FormRow{.name = "ShortUpperCase", .packet = "\\C8051A2B", .speed = 1495, .delta = 5, .exact = 5.6699},
+        FormRow{.name = "ShortNotHexadecimal", .packet = "\\xyC8zz!?", .speed = -11994, .delta = -56, .exact = -56.0},
+        FormRow{.name = "Long", .packet = "\\pqrstuvC805", .speed = 1495, .delta = 5, .exact = 5.0},
+        FormRow{.name = "LongWithDigitsBefore", .packet = "\\1234567C805", .speed = 1495, .delta = 5, .exact = 5.0},
+        FormRow{.name = "LongNegative", .packet = "\\FFFFFFFC8FF", .speed = 1495, .delta = -1, .exact = -1.0},
+        FormRow{.name = "LongNotHexadecimal", .packet = "\\1234567xyzz", .speed = -11994, .delta = 0, .exact = 0.0}),
+    byName);
 
 TEST_F(Shuttle, RxInterruptChar_LongFormOverTheLine_IsCutToElevenAndNotUnderstood) {
     rig.debug(true);

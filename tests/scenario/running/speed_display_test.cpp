@@ -39,18 +39,25 @@ TEST_P(ShownSpeed, ShowIspeed_LampsUnknown_SendsThePattern) {
     EXPECT_EQ(console().get_ispeed(), 0) << "showing sets no speed";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, ShownSpeed,
-    testing::Values(SpeedRow{"Stopped", 0, "O3 F2 O1 "}, SpeedRow{"Play", 1024, "O3 O2 F1 "},
-                    SpeedRow{"Fastest", 30000, "O3 O2 F1 B1 "}, SpeedRow{"Slowest", 1, "O3 O2 H1 "},
-                    SpeedRow{"BelowPlay", 1023, "O3 O2 H1 "}, SpeedRow{"AbovePlay", 1025, "O3 O2 H1 "},
-                    SpeedRow{"BelowFastest", 29999, "O3 O2 H1 "}, SpeedRow{"AboveFastest", 30001, "O3 O2 H1 "},
-                    SpeedRow{"Highest", INT_MAX, "O3 O2 H1 "}, SpeedRow{"ReversePlay", -1024, "F3 O2 O1 "},
-                    SpeedRow{"ReverseFastest", -30000, "F3 O2 O1 B3 "}, SpeedRow{"ReverseSlowest", -1, "H3 O2 O1 "},
-                    SpeedRow{"ReverseBelowPlay", -1023, "H3 O2 O1 "}, SpeedRow{"ReverseAbovePlay", -1025, "H3 O2 O1 "},
-                    SpeedRow{"ReverseBelowFastest", -29999, "H3 O2 O1 "},
-                    SpeedRow{"ReverseAboveFastest", -30001, "H3 O2 O1 "}, SpeedRow{"Lowest", INT_MIN, "H3 O2 O1 "}),
-    byName);
+INSTANTIATE_TEST_SUITE_P(Rows, ShownSpeed,
+                         testing::Values(SpeedRow{.name = "Stopped", .speed = 0, .sent = "O3 F2 O1 "},
+                                         SpeedRow{.name = "Play", .speed = 1024, .sent = "O3 O2 F1 "},
+                                         SpeedRow{.name = "Fastest", .speed = 30000, .sent = "O3 O2 F1 B1 "},
+                                         SpeedRow{.name = "Slowest", .speed = 1, .sent = "O3 O2 H1 "},
+                                         SpeedRow{.name = "BelowPlay", .speed = 1023, .sent = "O3 O2 H1 "},
+                                         SpeedRow{.name = "AbovePlay", .speed = 1025, .sent = "O3 O2 H1 "},
+                                         SpeedRow{.name = "BelowFastest", .speed = 29999, .sent = "O3 O2 H1 "},
+                                         SpeedRow{.name = "AboveFastest", .speed = 30001, .sent = "O3 O2 H1 "},
+                                         SpeedRow{.name = "Highest", .speed = INT_MAX, .sent = "O3 O2 H1 "},
+                                         SpeedRow{.name = "ReversePlay", .speed = -1024, .sent = "F3 O2 O1 "},
+                                         SpeedRow{.name = "ReverseFastest", .speed = -30000, .sent = "F3 O2 O1 B3 "},
+                                         SpeedRow{.name = "ReverseSlowest", .speed = -1, .sent = "H3 O2 O1 "},
+                                         SpeedRow{.name = "ReverseBelowPlay", .speed = -1023, .sent = "H3 O2 O1 "},
+                                         SpeedRow{.name = "ReverseAbovePlay", .speed = -1025, .sent = "H3 O2 O1 "},
+                                         SpeedRow{.name = "ReverseBelowFastest", .speed = -29999, .sent = "H3 O2 O1 "},
+                                         SpeedRow{.name = "ReverseAboveFastest", .speed = -30001, .sent = "H3 O2 O1 "},
+                                         SpeedRow{.name = "Lowest", .speed = INT_MIN, .sent = "H3 O2 O1 "}),
+                         byName);
 
 TEST_P(ForcedMode, ForceMode_Mode_ShowsItsSpeedAndIsTheLastButton) {
     int lastButton = 0;
@@ -65,14 +72,19 @@ TEST_P(ForcedMode, ForceMode_Mode_ShowsItsSpeedAndIsTheLastButton) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ForcedMode,
-                         testing::Values(ModeRow{"Mode7", 7, 30000, "O3 O2 F1 B1 "},
-                                         ModeRow{"Mode8", 8, -30000, "F3 O2 O1 B3 "}, ModeRow{"Mode9", 9, 0, "O3 F2 O1 "},
-                                         ModeRow{"Mode10", 10, 0, "O3 F2 O1 "}, ModeRow{"Mode11", 11, 1024, "O3 O2 F1 "},
-                                         ModeRow{"Mode12", 12, 0, "O3 F2 O1 "}, ModeRow{"Mode13", 13, -1, "H3 O2 O1 "},
-                                         ModeRow{"Mode6", 6, 0, "O3 F2 O1 "}, ModeRow{"Mode14", 14, 0, "O3 F2 O1 "},
-                                         ModeRow{"Mode0", 0, 0, "O3 F2 O1 "}, ModeRow{"ModeMinus1", -1, 0, "O3 F2 O1 "},
-                                         ModeRow{"LowestMode", INT_MIN, 0, "O3 F2 O1 "},
-                                         ModeRow{"HighestMode", INT_MAX, 0, "O3 F2 O1 "}),
+                         testing::Values(ModeRow{.name = "Mode7", .mode = 7, .speed = 30000, .sent = "O3 O2 F1 B1 "},
+                                         ModeRow{.name = "Mode8", .mode = 8, .speed = -30000, .sent = "F3 O2 O1 B3 "},
+                                         ModeRow{.name = "Mode9", .mode = 9, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "Mode10", .mode = 10, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "Mode11", .mode = 11, .speed = 1024, .sent = "O3 O2 F1 "},
+                                         ModeRow{.name = "Mode12", .mode = 12, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "Mode13", .mode = 13, .speed = -1, .sent = "H3 O2 O1 "},
+                                         ModeRow{.name = "Mode6", .mode = 6, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "Mode14", .mode = 14, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "Mode0", .mode = 0, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "ModeMinus1", .mode = -1, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "LowestMode", .mode = INT_MIN, .speed = 0, .sent = "O3 F2 O1 "},
+                                         ModeRow{.name = "HighestMode", .mode = INT_MAX, .speed = 0, .sent = "O3 F2 O1 "}),
                          byName);
 
 TEST_F(SpeedDisplay, ShowIspeed_LampsKnown_SendsTheChangesAlone) {

@@ -115,14 +115,17 @@ TEST_P(VersionReply, ParsePacket_Digits_ReadAsThreeHexadecimalDigits) {
     EXPECT_EQ(ConsoleTestAccess::statusLead(), GetParam().lead);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, VersionReply,
-                         testing::Values(VersionRow{"NoDigit", "V", 7, '\\'}, VersionRow{"OneDigit6", "V6", 6, '\\'},
-                                         VersionRow{"OneDigit8", "V8", 7, 'L'}, VersionRow{"TwoDigits", "V06", 6, '\\'},
-                                         VersionRow{"FourthNotRead", "V0068", 6, '\\'},
-                                         VersionRow{"OnlyThreeRead", "V0006", 7, '\\'},
-                                         VersionRow{"NoHexDigitsAreZero", "Vxy6", 6, '\\'},
-                                         VersionRow{"ReleaseMarkIsADigit", "VU8", 7, 'L'}),
-                         byName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, VersionReply,
+    testing::Values(VersionRow{.name = "NoDigit", .packet = "V", .version = 7, .lead = '\\'},
+                    VersionRow{.name = "OneDigit6", .packet = "V6", .version = 6, .lead = '\\'},
+                    VersionRow{.name = "OneDigit8", .packet = "V8", .version = 7, .lead = 'L'},
+                    VersionRow{.name = "TwoDigits", .packet = "V06", .version = 6, .lead = '\\'},
+                    VersionRow{.name = "FourthNotRead", .packet = "V0068", .version = 6, .lead = '\\'},
+                    VersionRow{.name = "OnlyThreeRead", .packet = "V0006", .version = 7, .lead = '\\'},
+                    VersionRow{.name = "NoHexDigitsAreZero", .packet = "Vxy6", .version = 6, .lead = '\\'},
+                    VersionRow{.name = "ReleaseMarkIsADigit", .packet = "VU8", .version = 7, .lead = 'L'}),
+    byName);
 
 TEST(VersionOfTheDesk, Firmware6_KeysAndWheelAreIgnored) {
     Rig rig({.firmware = 6});

@@ -95,15 +95,20 @@ TEST_P(IdentityTest, PortActive_Reply_SelectsModel) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, IdentityTest,
-    testing::Values(IdentityRow{"V4", "\r\nV4 and more\r\nEPROM>", L"TorCons.ram", 13},
-                    IdentityRow{"V4AsTheThirdAndFourthOfAnything", "xxV4", L"TorCons.ram", 13},
-                    IdentityRow{"V4InThirtyCharacters", "\r\nV4" + std::string(26, 'x'), L"TorCons.ram", 13},
-                    IdentityRow{"V5", "\r\nV5", L"CVMouCon.ram", 11}, IdentityRow{"W4", "\r\nW4", L"CVMouCon.ram", 11},
-                    IdentityRow{"LowerCase", "\r\nv4", L"CVMouCon.ram", 11},
-                    IdentityRow{"V4AtTheFront", "V4", L"CVMouCon.ram", 11},
-                    IdentityRow{"V4OnePlaceLate", "\r\n V4", L"CVMouCon.ram", 11},
-                    IdentityRow{"VOnly", "\r\nV", L"CVMouCon.ram", 11},
-                    IdentityRow{"OneCharacter", "x", L"CVMouCon.ram", 11}),
+    testing::Values(
+        IdentityRow{.name = "V4", .reply = "\r\nV4 and more\r\nEPROM>", .image = L"TorCons.ram", .packetSize = 13},
+        IdentityRow{.name = "V4AsTheThirdAndFourthOfAnything", .reply = "xxV4", .image = L"TorCons.ram", .packetSize = 13},
+        IdentityRow{.name = "V4InThirtyCharacters",
+                    .reply = "\r\nV4" + std::string(26, 'x'),
+                    .image = L"TorCons.ram",
+                    .packetSize = 13},
+        IdentityRow{.name = "V5", .reply = "\r\nV5", .image = L"CVMouCon.ram", .packetSize = 11},
+        IdentityRow{.name = "W4", .reply = "\r\nW4", .image = L"CVMouCon.ram", .packetSize = 11},
+        IdentityRow{.name = "LowerCase", .reply = "\r\nv4", .image = L"CVMouCon.ram", .packetSize = 11},
+        IdentityRow{.name = "V4AtTheFront", .reply = "V4", .image = L"CVMouCon.ram", .packetSize = 11},
+        IdentityRow{.name = "V4OnePlaceLate", .reply = "\r\n V4", .image = L"CVMouCon.ram", .packetSize = 11},
+        IdentityRow{.name = "VOnly", .reply = "\r\nV", .image = L"CVMouCon.ram", .packetSize = 11},
+        IdentityRow{.name = "OneCharacter", .reply = "x", .image = L"CVMouCon.ram", .packetSize = 11}),
     [](const auto& row) { return row.param.name; });
 
 TEST_F(PortActiveTest, PortActive_OneCharacterReply_SelectsSecondModel) {

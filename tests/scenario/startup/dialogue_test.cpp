@@ -253,15 +253,16 @@ TEST_P(GetCrcDigitsTest, GetCRC_Digits_GiveTheLow16Bits) {
     EXPECT_EQ(crc, GetParam().value);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, GetCrcDigitsTest,
-                         testing::Values(DigitsRow{"UpperCase", "\r\nCRC = FFFF\r\nEPROM>", 0xFFFF},
-                                         DigitsRow{"LowerCase", "\r\nCRC = beef\r\nEPROM>", 0xBEEF},
-                                         DigitsRow{"NulIsADigitZero", std::string("\r\nCRC = 1\0002b\r\nEPROM>", 20),
-                                                   0x102B},
-                                         DigitsRow{"HighBytes", "\r\nCRC = \xB1\xC1\xE1\x34\r\nEPROM>", 0x0004},
-                                         DigitsRow{"NotValidated", "\r\nCRC = z1g2\r\nEPROM>", 0x0102},
-                                         DigitsRow{"FirstTwoNotExamined", "xyCRC = 0001\r\nEPROM>", 0x0001}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, GetCrcDigitsTest,
+    testing::Values(DigitsRow{.name = "UpperCase", .reply = "\r\nCRC = FFFF\r\nEPROM>", .value = 0xFFFF},
+                    DigitsRow{.name = "LowerCase", .reply = "\r\nCRC = beef\r\nEPROM>", .value = 0xBEEF},
+                    DigitsRow{
+                        .name = "NulIsADigitZero", .reply = std::string("\r\nCRC = 1\0002b\r\nEPROM>", 20), .value = 0x102B},
+                    DigitsRow{.name = "HighBytes", .reply = "\r\nCRC = \xB1\xC1\xE1\x34\r\nEPROM>", .value = 0x0004},
+                    DigitsRow{.name = "NotValidated", .reply = "\r\nCRC = z1g2\r\nEPROM>", .value = 0x0102},
+                    DigitsRow{.name = "FirstTwoNotExamined", .reply = "xyCRC = 0001\r\nEPROM>", .value = 0x0001}),
+    [](const auto& row) { return row.param.name; });
 
 class GetCrcWrongTest : public DialogueTest, public testing::WithParamInterface<std::size_t> {};
 
@@ -295,9 +296,10 @@ TEST_P(GetCrcShortTest, GetCRC_ShortReply_FalseAndValueUntouched) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, GetCrcShortTest,
-                         testing::Values(ShortRow{"Nothing", ""}, ShortRow{"OneCharacter", "\r"},
-                                         ShortRow{"LineFeedOnly", "\r\n"},
-                                         ShortRow{"SeventeenOfEighteen", "\r\nCRC = 1a2b\r\nEPROM"}),
+                         testing::Values(ShortRow{.name = "Nothing", .reply = ""},
+                                         ShortRow{.name = "OneCharacter", .reply = "\r"},
+                                         ShortRow{.name = "LineFeedOnly", .reply = "\r\n"},
+                                         ShortRow{.name = "SeventeenOfEighteen", .reply = "\r\nCRC = 1a2b\r\nEPROM"}),
                          [](const auto& row) { return row.param.name; });
 
 class GetCrcRefusedTest : public DialogueTest, public testing::WithParamInterface<int> {};
@@ -384,9 +386,11 @@ TEST_P(RunProgramReplyTest, RunProgram_OtherReply_False) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, RunProgramReplyTest,
-                         testing::Values(ShortRow{"LineFeedFirst", "\n\r"}, ShortRow{"Nothing", ""},
-                                         ShortRow{"OneCharacter", "\r"}, ShortRow{"NoLineFeed", "\rx"},
-                                         ShortRow{"NoCarriageReturn", "x\n"}),
+                         testing::Values(ShortRow{.name = "LineFeedFirst", .reply = "\n\r"},
+                                         ShortRow{.name = "Nothing", .reply = ""},
+                                         ShortRow{.name = "OneCharacter", .reply = "\r"},
+                                         ShortRow{.name = "NoLineFeed", .reply = "\rx"},
+                                         ShortRow{.name = "NoCarriageReturn", .reply = "x\n"}),
                          [](const auto& row) { return row.param.name; });
 
 TEST_F(RunProgramTest, RunProgram_FirstWriteRefused_FalseAndNothingMoreSent) {

@@ -237,7 +237,9 @@ TEST_P(FirmwareTest, Startup_FirmwareOfVersion7_EndsWithTheseCommands) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Firmware, FirmwareTest,
-                         testing::Values(FirmwareRow{5, 7}, FirmwareRow{7, 7}, FirmwareRow{8, 7}, FirmwareRow{0x0FF, 7}),
+                         testing::Values(FirmwareRow{.firmware = 5, .version = 7}, FirmwareRow{.firmware = 7, .version = 7},
+                                         FirmwareRow{.firmware = 8, .version = 7},
+                                         FirmwareRow{.firmware = 0x0FF, .version = 7}),
                          [](const auto& row) { return std::to_string(row.param.firmware); });
 
 TEST_F(ThreadTest, Startup_Version6_NoReadyCommandAndNoWheelCommands) {

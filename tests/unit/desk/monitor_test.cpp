@@ -38,10 +38,13 @@ class DeskCheckValue : public testing::TestWithParam<CheckRow> {};
 TEST_P(DeskCheckValue, OfTheseBytes_IsThis) { EXPECT_EQ(checkOf(GetParam().bytes), GetParam().value); }
 
 INSTANTIATE_TEST_SUITE_P(Known, DeskCheckValue,
-                         testing::Values(CheckRow{"", 0}, CheckRow{"123456789", 0x5333},
-                                         CheckRow{std::string("123456789\0\0", 11), 0xE142}, CheckRow{"\x01", 0x0080},
-                                         CheckRow{"\x80", 0x0001}, CheckRow{"\xFF", 0x00FF},
-                                         CheckRow{std::string("\x01\0\0", 3), 0x1680}, CheckRow{std::string(100, '\0'), 0}));
+                         testing::Values(CheckRow{.bytes = "", .value = 0}, CheckRow{.bytes = "123456789", .value = 0x5333},
+                                         CheckRow{.bytes = std::string("123456789\0\0", 11), .value = 0xE142},
+                                         CheckRow{.bytes = "\x01", .value = 0x0080},
+                                         CheckRow{.bytes = "\x80", .value = 0x0001},
+                                         CheckRow{.bytes = "\xFF", .value = 0x00FF},
+                                         CheckRow{.bytes = std::string("\x01\0\0", 3), .value = 0x1680},
+                                         CheckRow{.bytes = std::string(100, '\0'), .value = 0}));
 
 TEST_F(DeskMonitor, EveryCharacter_IsEchoedAtOnce) {
     rig.say("x");

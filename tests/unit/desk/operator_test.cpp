@@ -54,9 +54,12 @@ TEST_P(DeskJog, Turned_SentInTwosComplementHex) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Movements, DeskJog,
-                         testing::Values(JogRow{0, 0, "\\7F000000 "}, JogRow{1, 0, "\\7F010000 "},
-                                         JogRow{-1, 5000, "\\7FFF1388 "}, JogRow{127, 32767, "\\7F7F7FFF "},
-                                         JogRow{-128, -32768, "\\7F808000 "}, JogRow{0, -1, "\\7F00FFFF "}));
+                         testing::Values(JogRow{.counts = 0, .fine = 0, .packet = "\\7F000000 "},
+                                         JogRow{.counts = 1, .fine = 0, .packet = "\\7F010000 "},
+                                         JogRow{.counts = -1, .fine = 5000, .packet = "\\7FFF1388 "},
+                                         JogRow{.counts = 127, .fine = 32767, .packet = "\\7F7F7FFF "},
+                                         JogRow{.counts = -128, .fine = -32768, .packet = "\\7F808000 "},
+                                         JogRow{.counts = 0, .fine = -1, .packet = "\\7F00FFFF "}));
 
 TEST_F(DeskOperator, Jog_TellsWhereTheRingIs) {
     rig.desk.shuttle(65, rig.now);

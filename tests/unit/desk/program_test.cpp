@@ -30,10 +30,12 @@ TEST_P(DeskVersion, Asked_IsThreeHexDigits) {
     EXPECT_TRUE(rig.desk.active());
 }
 
-INSTANTIATE_TEST_SUITE_P(Firmwares, DeskVersion,
-                         testing::Values(VersionRow{5, "V005 "}, VersionRow{6, "V006 "}, VersionRow{7, "V007 "},
-                                         VersionRow{8, "V008 "}, VersionRow{0, "V000 "}, VersionRow{0xABC, "VABC "},
-                                         VersionRow{0x1007, "V007 "}, VersionRow{-1, "VFFF "}));
+INSTANTIATE_TEST_SUITE_P(
+    Firmwares, DeskVersion,
+    testing::Values(VersionRow{.firmware = 5, .answer = "V005 "}, VersionRow{.firmware = 6, .answer = "V006 "},
+                    VersionRow{.firmware = 7, .answer = "V007 "}, VersionRow{.firmware = 8, .answer = "V008 "},
+                    VersionRow{.firmware = 0, .answer = "V000 "}, VersionRow{.firmware = 0xABC, .answer = "VABC "},
+                    VersionRow{.firmware = 0x1007, .answer = "V007 "}, VersionRow{.firmware = -1, .answer = "VFFF "}));
 
 TEST_F(DeskProgram, EveryLampAndState_ShowsAndOnlyThatLampChanges) {
     for (const char state : std::string_view("FHBO")) {

@@ -66,24 +66,31 @@ protected:
 
 TEST_P(ConsoleHexN, Text_GivesValue) { EXPECT_EQ(hexN(GetParam().text, GetParam().count), GetParam().value); }
 
-INSTANTIATE_TEST_SUITE_P(Rows, ConsoleHexN,
-                         testing::Values(HexNRow{"LowerCase", "00f", 3, 15}, HexNRow{"UpperCase", "0F", 2, 15},
-                                         HexNRow{"NoDigits", "zz", 2, 0}, HexNRow{"NoDigitBetween", "1z2", 3, 0x102},
-                                         HexNRow{"CountZero", "12", 0, 0}, HexNRow{"CountNegative", "12", -1, 0},
-                                         HexNRow{"NulEndsEarly", "1", 3, 1},
-                                         HexNRow{"NulWithin",
-                                                 std::string("12\0"
-                                                             "34",
-                                                             5),
-                                                 5, 0x12},
-                                         HexNRow{"Empty", "", 4, 0}, HexNRow{"FewerThanText", "1234", 2, 0x12},
-                                         HexNRow{"HighByteIsNoDigit",
-                                                 "\xff"
-                                                 "1",
-                                                 2, 1},
-                                         HexNRow{"NineDigitsKeepTheLowEight", "123456789", 9, 0x23456789},
-                                         HexNRow{"AllDigits", "89abcdef", 8, 0x89ABCDEF}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ConsoleHexN,
+    testing::Values(HexNRow{.name = "LowerCase", .text = "00f", .count = 3, .value = 15},
+                    HexNRow{.name = "UpperCase", .text = "0F", .count = 2, .value = 15},
+                    HexNRow{.name = "NoDigits", .text = "zz", .count = 2, .value = 0},
+                    HexNRow{.name = "NoDigitBetween", .text = "1z2", .count = 3, .value = 0x102},
+                    HexNRow{.name = "CountZero", .text = "12", .count = 0, .value = 0},
+                    HexNRow{.name = "CountNegative", .text = "12", .count = -1, .value = 0},
+                    HexNRow{.name = "NulEndsEarly", .text = "1", .count = 3, .value = 1},
+                    HexNRow{.name = "NulWithin",
+                            .text = std::string("12\0"
+                                                "34",
+                                                5),
+                            .count = 5,
+                            .value = 0x12},
+                    HexNRow{.name = "Empty", .text = "", .count = 4, .value = 0},
+                    HexNRow{.name = "FewerThanText", .text = "1234", .count = 2, .value = 0x12},
+                    HexNRow{.name = "HighByteIsNoDigit",
+                            .text = "\xff"
+                                    "1",
+                            .count = 2,
+                            .value = 1},
+                    HexNRow{.name = "NineDigitsKeepTheLowEight", .text = "123456789", .count = 9, .value = 0x23456789},
+                    HexNRow{.name = "AllDigits", .text = "89abcdef", .count = 8, .value = 0x89ABCDEF}),
+    [](const auto& row) { return row.param.name; });
 
 TEST(HexOfCharacter, EveryCode_HasItsDigitValueOrZero) {
     for (unsigned c = 0; c < 256; ++c) EXPECT_EQ(Utils::Hex(c), digitValue(static_cast<int>(c))) << "code " << c;
@@ -101,26 +108,32 @@ class HexOfText : public testing::TestWithParam<SignedRow> {};
 
 TEST_P(HexOfText, Digits_GiveSignedValue) { EXPECT_EQ(hexSigned(GetParam().text, GetParam().count), GetParam().value); }
 
-INSTANTIATE_TEST_SUITE_P(Rows, HexOfText,
-                         testing::Values(SignedRow{"AllOnes", "ffff", 4, -1}, SignedRow{"Lowest", "8000", 4, -32768},
-                                         SignedRow{"Highest", "7fff", 4, 32767}, SignedRow{"LeadingZero", "0a", 2, 10},
-                                         SignedRow{"OneDigitNegative", "8", 1, -8}, SignedRow{"OneDigitPositive", "7", 1, 7},
-                                         SignedRow{"UpperCase", "FFFE", 4, -2},
-                                         SignedRow{"NulIsADigitZero",
-                                                   std::string("1\0"
-                                                               "2",
-                                                               3),
-                                                   3, 0x102},
-                                         SignedRow{"NoDigitIsZero", "1g", 2, 0x10},
-                                         SignedRow{"HighBytesAreNoDigits", "1\xB1\xC1\xE1", 4, 0x1000},
-                                         SignedRow{"HighByteFirst",
-                                                   "\xB8"
-                                                   "1",
-                                                   2, 1},
-                                         SignedRow{"MoreDigitsThanRead", "12ff", 2, 0x12},
-                                         SignedRow{"NineDigitsWrap", "123456789", 9, 0x23456789},
-                                         SignedRow{"CountZeroReadsNothing", "8", 0, 0}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, HexOfText,
+    testing::Values(SignedRow{.name = "AllOnes", .text = "ffff", .count = 4, .value = -1},
+                    SignedRow{.name = "Lowest", .text = "8000", .count = 4, .value = -32768},
+                    SignedRow{.name = "Highest", .text = "7fff", .count = 4, .value = 32767},
+                    SignedRow{.name = "LeadingZero", .text = "0a", .count = 2, .value = 10},
+                    SignedRow{.name = "OneDigitNegative", .text = "8", .count = 1, .value = -8},
+                    SignedRow{.name = "OneDigitPositive", .text = "7", .count = 1, .value = 7},
+                    SignedRow{.name = "UpperCase", .text = "FFFE", .count = 4, .value = -2},
+                    SignedRow{.name = "NulIsADigitZero",
+                              .text = std::string("1\0"
+                                                  "2",
+                                                  3),
+                              .count = 3,
+                              .value = 0x102},
+                    SignedRow{.name = "NoDigitIsZero", .text = "1g", .count = 2, .value = 0x10},
+                    SignedRow{.name = "HighBytesAreNoDigits", .text = "1\xB1\xC1\xE1", .count = 4, .value = 0x1000},
+                    SignedRow{.name = "HighByteFirst",
+                              .text = "\xB8"
+                                      "1",
+                              .count = 2,
+                              .value = 1},
+                    SignedRow{.name = "MoreDigitsThanRead", .text = "12ff", .count = 2, .value = 0x12},
+                    SignedRow{.name = "NineDigitsWrap", .text = "123456789", .count = 9, .value = 0x23456789},
+                    SignedRow{.name = "CountZeroReadsNothing", .text = "8", .count = 0, .value = 0}),
+    [](const auto& row) { return row.param.name; });
 
 struct HexStringRow {
     const char* name;
@@ -139,12 +152,15 @@ TEST_P(HexString, Value_FillsBufferAndNoMore) {
     for (unsigned i = GetParam().size; i < sizeof buffer; ++i) EXPECT_EQ(buffer[i], '#') << "place " << i;
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, HexString,
-                         testing::Values(HexStringRow{"FourDigits", 0xBEEF, 5, "beef"}, HexStringRow{"Padded", 7, 5, "0007"},
-                                         HexStringRow{"Truncated", 0x12345, 5, "2345"}, HexStringRow{"SizeOne", 0x12, 1, ""},
-                                         HexStringRow{"SizeTwo", 0x12, 2, "2"},
-                                         HexStringRow{"WiderThanTheValue", 0x89ABCDEF, 11, "0089abcdef"}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, HexString,
+    testing::Values(HexStringRow{.name = "FourDigits", .value = 0xBEEF, .size = 5, .text = "beef"},
+                    HexStringRow{.name = "Padded", .value = 7, .size = 5, .text = "0007"},
+                    HexStringRow{.name = "Truncated", .value = 0x12345, .size = 5, .text = "2345"},
+                    HexStringRow{.name = "SizeOne", .value = 0x12, .size = 1, .text = ""},
+                    HexStringRow{.name = "SizeTwo", .value = 0x12, .size = 2, .text = "2"},
+                    HexStringRow{.name = "WiderThanTheValue", .value = 0x89ABCDEF, .size = 11, .text = "0089abcdef"}),
+    [](const auto& row) { return row.param.name; });
 
 TEST(HexStringOfSizeZero, AnyValue_WritesNothing) {
     char buffer = '#';
@@ -162,13 +178,17 @@ class CalcCrc : public testing::TestWithParam<CheckRow> {};
 
 TEST_P(CalcCrc, BytesFromZero_GiveCheckValue) { EXPECT_EQ(checkValue(GetParam().bytes), GetParam().value); }
 
-INSTANTIATE_TEST_SUITE_P(Rows, CalcCrc,
-                         testing::Values(CheckRow{"NineDigits", "123456789", 0x5333}, CheckRow{"Byte01", "\x01", 0x0080},
-                                         CheckRow{"Byte80", "\x80", 0x0001}, CheckRow{"ByteFF", "\xff", 0x00FF},
-                                         CheckRow{"Bytes010000", std::string("\1\0\0", 3), 0x1680},
-                                         CheckRow{"NineDigitsAndTwoZeros", std::string("123456789\0\0", 11), 0xE142},
-                                         CheckRow{"Nothing", "", 0}, CheckRow{"Zeros", std::string(1000, '\0'), 0}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CalcCrc,
+    testing::Values(CheckRow{.name = "NineDigits", .bytes = "123456789", .value = 0x5333},
+                    CheckRow{.name = "Byte01", .bytes = "\x01", .value = 0x0080},
+                    CheckRow{.name = "Byte80", .bytes = "\x80", .value = 0x0001},
+                    CheckRow{.name = "ByteFF", .bytes = "\xff", .value = 0x00FF},
+                    CheckRow{.name = "Bytes010000", .bytes = std::string("\1\0\0", 3), .value = 0x1680},
+                    CheckRow{.name = "NineDigitsAndTwoZeros", .bytes = std::string("123456789\0\0", 11), .value = 0xE142},
+                    CheckRow{.name = "Nothing", .bytes = "", .value = 0},
+                    CheckRow{.name = "Zeros", .bytes = std::string(1000, '\0'), .value = 0}),
+    [](const auto& row) { return row.param.name; });
 
 TEST(CalcCrcRegister, TopBitSet_FeedsBackTheGenerator) {
     EXPECT_EQ(Utils::calcCRC(0x8000, 0), static_cast<unsigned short>(0x002D << 7));

@@ -165,42 +165,48 @@ TEST_P(RecordingWrong, Read_IsRefusedWithLineAndReason) {
 INSTANTIATE_TEST_SUITE_P(
     Texts, RecordingWrong,
     testing::Values(
-        Wrong{"", "it is empty"}, Wrong{"{\"format\"", "it ends within its first line"},
-        Wrong{"\n", "line 1: it is no JSON"}, Wrong{"[1]\n", "line 1: it is no JSON object"},
-        Wrong{"{}\n", "line 1: \"format\" must be a text"},
-        Wrong{"{\"format\":\"other\"}\n", "line 1: this is no recording"},
-        Wrong{"{\"format\":\"cvhost serial recording\",\"version\":2}\n", "line 1: the format's version is 2"},
-        Wrong{"{\"format\":\"cvhost serial recording\",\"version\":0}\n", "line 1: \"version\" must be"},
-        Wrong{header + "\n", "line 2: it is no JSON object"}, Wrong{header + "{\"t\":1}\n", "line 2: \"event\" must be"},
-        Wrong{header + "{\"t\":-1,\"event\":\"rts\",\"level\":1}\n", "line 2: \"t\" must be"},
-        Wrong{header + "{\"t\":18446744073709551615,\"event\":\"rts\",\"level\":1}\n", "line 2: \"t\" must be"},
-        Wrong{header + "{\"t\":1.5,\"event\":\"rts\",\"level\":1}\n", "line 2: \"t\" must be"},
-        Wrong{header + "{\"t\":1,\"event\":\"rts\",\"level\":2}\n", "line 2: \"level\" must be"},
-        Wrong{header + "{\"t\":1,\"event\":\"rx\"}\n", "line 2: \"bytes\" must be a text"},
-        Wrong{header + "{\"t\":1,\"event\":\"rx\",\"bytes\":\"\\u0100\"}\n", "line 2: bytes must be"},
-        Wrong{header + "{\"t\":1,\"event\":\"open\",\"port\":7}\n", "line 2: \"port\" must be a text"},
-        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\"}\n", "line 2: \"arguments\" must be"},
-        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":[4294967296]}\n",
-              "line 2: \"arguments\""},
-        Wrong{header + "{\"t\":1,\"event\":\"opening\",\"port\":\"x\",\"baud\":0,\"data_bits\":8,\"parity\":\"N\","
-                       "\"stop_bits\":1}\n",
-              "line 2: \"baud\" must be"},
-        Wrong{header + "{\"t\":1,\"event\":\"opening\",\"port\":\"x\",\"baud\":1,\"data_bits\":8,\"parity\":\"\","
-                       "\"stop_bits\":1}\n",
-              "line 2: \"parity\" must be"},
-        Wrong{
-            header + recording::lineFor({.at = 2us, .kind = Kind::rts}) + recording::lineFor({.at = 1us, .kind = Kind::rts}),
-            "line 3: time runs backwards"},
-        Wrong{header + std::string(300 * 1024, '[') + "\n", "line 2: the line is too long"},
-        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":" + std::string(120'000, '[') +
-                  std::string(120'000, ']') + "}\n",
-              "line 2: \"arguments\" must be whole numbers"},
-        Wrong{header + "{\"t\":1,\"event\":\"rts\",\"level\":1,\"mood\":" + std::string(100, '[') + std::string(100, ']') +
-                  "}\n",
-              "line 2: its values are nested too deep"},
-        Wrong{header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":[" + zeros(65) + "]}\n",
-              "line 2: there are more than 64 arguments"},
-        Wrong{header + std::string(200UL * 1024, '[') + "\n", "line 2: it is no JSON object"}));
+        Wrong{.text = "", .problem = "it is empty"},
+        Wrong{.text = "{\"format\"", .problem = "it ends within its first line"},
+        Wrong{.text = "\n", .problem = "line 1: it is no JSON"},
+        Wrong{.text = "[1]\n", .problem = "line 1: it is no JSON object"},
+        Wrong{.text = "{}\n", .problem = "line 1: \"format\" must be a text"},
+        Wrong{.text = "{\"format\":\"other\"}\n", .problem = "line 1: this is no recording"},
+        Wrong{.text = "{\"format\":\"cvhost serial recording\",\"version\":2}\n",
+              .problem = "line 1: the format's version is 2"},
+        Wrong{.text = "{\"format\":\"cvhost serial recording\",\"version\":0}\n", .problem = "line 1: \"version\" must be"},
+        Wrong{.text = header + "\n", .problem = "line 2: it is no JSON object"},
+        Wrong{.text = header + "{\"t\":1}\n", .problem = "line 2: \"event\" must be"},
+        Wrong{.text = header + "{\"t\":-1,\"event\":\"rts\",\"level\":1}\n", .problem = "line 2: \"t\" must be"},
+        Wrong{.text = header + "{\"t\":18446744073709551615,\"event\":\"rts\",\"level\":1}\n",
+              .problem = "line 2: \"t\" must be"},
+        Wrong{.text = header + "{\"t\":1.5,\"event\":\"rts\",\"level\":1}\n", .problem = "line 2: \"t\" must be"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"rts\",\"level\":2}\n", .problem = "line 2: \"level\" must be"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"rx\"}\n", .problem = "line 2: \"bytes\" must be a text"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"rx\",\"bytes\":\"\\u0100\"}\n", .problem = "line 2: bytes must be"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"open\",\"port\":7}\n", .problem = "line 2: \"port\" must be a text"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\"}\n",
+              .problem = "line 2: \"arguments\" must be"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":[4294967296]}\n",
+              .problem = "line 2: \"arguments\""},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"opening\",\"port\":\"x\",\"baud\":0,\"data_bits\":8,\"parity\":\"N\","
+                               "\"stop_bits\":1}\n",
+              .problem = "line 2: \"baud\" must be"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"opening\",\"port\":\"x\",\"baud\":1,\"data_bits\":8,\"parity\":\"\","
+                               "\"stop_bits\":1}\n",
+              .problem = "line 2: \"parity\" must be"},
+        Wrong{.text = header + recording::lineFor({.at = 2us, .kind = Kind::rts}) +
+                      recording::lineFor({.at = 1us, .kind = Kind::rts}),
+              .problem = "line 3: time runs backwards"},
+        Wrong{.text = header + std::string(300 * 1024, '[') + "\n", .problem = "line 2: the line is too long"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":" + std::string(120'000, '[') +
+                      std::string(120'000, ']') + "}\n",
+              .problem = "line 2: \"arguments\" must be whole numbers"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"rts\",\"level\":1,\"mood\":" + std::string(100, '[') +
+                      std::string(100, ']') + "}\n",
+              .problem = "line 2: its values are nested too deep"},
+        Wrong{.text = header + "{\"t\":1,\"event\":\"call\",\"name\":\"exit\",\"arguments\":[" + zeros(65) + "]}\n",
+              .problem = "line 2: there are more than 64 arguments"},
+        Wrong{.text = header + std::string(200UL * 1024, '[') + "\n", .problem = "line 2: it is no JSON object"}));
 
 /// What a reader gives: events by the numbers in them, damage by its text.
 std::vector<std::string> items(const std::string& text) {

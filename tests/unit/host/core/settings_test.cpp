@@ -185,12 +185,15 @@ TEST_P(BrokenFile, Problem_NamesLineAndColumnAndNothingIsTakenOver) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, BrokenFile,
-    testing::Values(BrokenRow{"NoValue", "bad =", "line 3, column 6: "}, BrokenRow{"Garbage", "!", "line 3, column 1: "},
-                    BrokenRow{"List", "a = [1]", "line 3, column 5: a setting is"},
-                    BrokenRow{"Date", "a = 1979-05-27", "line 3, column 5: a setting is"},
-                    BrokenRow{"PreferenceNumber", "[preferences]\np = 1", "line 4, column 5: a preference is"},
-                    BrokenRow{"OtherTable", "[setings]\na = 1", "line 3, column 1: there are the tables"},
-                    BrokenRow{"NoTable", "[preferences]\n[other]", "line 4, column 1: there are the tables"}),
+    testing::Values(
+        BrokenRow{.name = "NoValue", .file = "bad =", .problem = "line 3, column 6: "},
+        BrokenRow{.name = "Garbage", .file = "!", .problem = "line 3, column 1: "},
+        BrokenRow{.name = "List", .file = "a = [1]", .problem = "line 3, column 5: a setting is"},
+        BrokenRow{.name = "Date", .file = "a = 1979-05-27", .problem = "line 3, column 5: a setting is"},
+        BrokenRow{
+            .name = "PreferenceNumber", .file = "[preferences]\np = 1", .problem = "line 4, column 5: a preference is"},
+        BrokenRow{.name = "OtherTable", .file = "[setings]\na = 1", .problem = "line 3, column 1: there are the tables"},
+        BrokenRow{.name = "NoTable", .file = "[preferences]\n[other]", .problem = "line 4, column 1: there are the tables"}),
     [](const auto& row) { return row.param.name; });
 
 TEST_F(Settings, UsersFile_IsReadFromTheConfigFolder) {

@@ -30,17 +30,19 @@ TEST_P(BadUtf8, EveryByte_BecomesItsOwnCharacterAndBack) {
     EXPECT_EQ(narrow(wide(GetParam().bytes)), GetParam().bytes);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, BadUtf8,
-                         testing::Values(BadRow{"LoneLead", "\xE9", L"\xF7E9"}, BadRow{"LoneTail", "\x80z", L"\xF780z"},
-                                         BadRow{"CutShort", "\xE2\x82", L"\xF7E2\xF782"},
-                                         BadRow{"TailMissing", "\xE2z\x82", L"\xF7E2z\xF782"},
-                                         BadRow{"Overlong2", "\xC0\x80", L"\xF7C0\xF780"},
-                                         BadRow{"Overlong3", "\xE0\x80\x80", L"\xF7E0\xF780\xF780"},
-                                         BadRow{"Surrogate", "\xED\xA0\x80", L"\xF7ED\xF7A0\xF780"},
-                                         BadRow{"BeyondTheLast", "\xF4\x90\x80\x80", L"\xF7F4\xF790\xF780\xF780"},
-                                         BadRow{"NeverALead", "\xFF\xFE\xF8", L"\xF7FF\xF7FE\xF7F8"},
-                                         BadRow{"ItsOwnEscape", "\xEF\x9F\xA9", L"\xF7EF\xF79F\xF7A9"}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, BadUtf8,
+    testing::Values(BadRow{.name = "LoneLead", .bytes = "\xE9", .characters = L"\xF7E9"},
+                    BadRow{.name = "LoneTail", .bytes = "\x80z", .characters = L"\xF780z"},
+                    BadRow{.name = "CutShort", .bytes = "\xE2\x82", .characters = L"\xF7E2\xF782"},
+                    BadRow{.name = "TailMissing", .bytes = "\xE2z\x82", .characters = L"\xF7E2z\xF782"},
+                    BadRow{.name = "Overlong2", .bytes = "\xC0\x80", .characters = L"\xF7C0\xF780"},
+                    BadRow{.name = "Overlong3", .bytes = "\xE0\x80\x80", .characters = L"\xF7E0\xF780\xF780"},
+                    BadRow{.name = "Surrogate", .bytes = "\xED\xA0\x80", .characters = L"\xF7ED\xF7A0\xF780"},
+                    BadRow{.name = "BeyondTheLast", .bytes = "\xF4\x90\x80\x80", .characters = L"\xF7F4\xF790\xF780\xF780"},
+                    BadRow{.name = "NeverALead", .bytes = "\xFF\xFE\xF8", .characters = L"\xF7FF\xF7FE\xF7F8"},
+                    BadRow{.name = "ItsOwnEscape", .bytes = "\xEF\x9F\xA9", .characters = L"\xF7EF\xF79F\xF7A9"}),
+    [](const auto& row) { return row.param.name; });
 
 TEST(Narrow, EveryTwoBytes_ComeBackAsTheyWere) {
     for (int first = 0; first < 256; ++first) {

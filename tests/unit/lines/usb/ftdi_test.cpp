@@ -91,9 +91,14 @@ TEST_P(FtdiBaud, Divisor_IsUnderstood) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Divisors, FtdiBaud,
-                         testing::Values(BaudRow{0x4138, 0, 9600}, BaudRow{0x2710, 0, 300}, BaudRow{0x001A, 0, 115385},
-                                         BaudRow{0xC04E, 0, 38400}, BaudRow{0x0000, 0, 3000000}, BaudRow{0x0001, 0, 2000000},
-                                         BaudRow{0x809C, 0, 19200}, BaudRow{0x0002, 1, 1263158}));
+                         testing::Values(BaudRow{.value = 0x4138, .index = 0, .baud = 9600},
+                                         BaudRow{.value = 0x2710, .index = 0, .baud = 300},
+                                         BaudRow{.value = 0x001A, .index = 0, .baud = 115385},
+                                         BaudRow{.value = 0xC04E, .index = 0, .baud = 38400},
+                                         BaudRow{.value = 0x0000, .index = 0, .baud = 3000000},
+                                         BaudRow{.value = 0x0001, .index = 0, .baud = 2000000},
+                                         BaudRow{.value = 0x809C, .index = 0, .baud = 19200},
+                                         BaudRow{.value = 0x0002, .index = 1, .baud = 1263158}));
 
 struct FormatRow {
     unsigned value;
@@ -108,8 +113,11 @@ TEST_P(FtdiFormat, Data_IsUnderstood) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, FtdiFormat,
-                         testing::Values(FormatRow{0x0008, "8N1"}, FormatRow{0x1107, "7O2"}, FormatRow{0x0A08, "8E1.5"},
-                                         FormatRow{0x0308, "8M1"}, FormatRow{0x0408, "8S1"}));
+                         testing::Values(FormatRow{.value = 0x0008, .format = "8N1"},
+                                         FormatRow{.value = 0x1107, .format = "7O2"},
+                                         FormatRow{.value = 0x0A08, .format = "8E1.5"},
+                                         FormatRow{.value = 0x0308, .format = "8M1"},
+                                         FormatRow{.value = 0x0408, .format = "8S1"}));
 
 TEST(FtdiSettings, Watcher_HearsOfChangesOnceAllIsSet) {
     FtdiRig rig;
@@ -229,7 +237,8 @@ TEST_P(FtdiLatency, Byte_WaitsForTheTimer) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Timers, FtdiLatency,
-                         testing::Values(LatencyRow{1, 1ms}, LatencyRow{16, 16ms}, LatencyRow{255, 255ms}));
+                         testing::Values(LatencyRow{.value = 1, .time = 1ms}, LatencyRow{.value = 16, .time = 16ms},
+                                         LatencyRow{.value = 255, .time = 255ms}));
 
 TEST(FtdiLatencyTimer, OutOfRange_IsRefused) {
     FtdiRig rig;

@@ -56,9 +56,11 @@ TEST_P(PortOpenAtSpeed, Tty_RunsAtIt) {
     comms_port_close(port);
 }
 INSTANTIATE_TEST_SUITE_P(Speeds, PortOpenAtSpeed,
-                         testing::Values(Speed{50, B50}, Speed{1200, B1200}, Speed{9600, B9600}, Speed{19200, B19200},
-                                         Speed{38400, B38400}, Speed{115200, B115200}, Speed{1000000, B1000000},
-                                         Speed{4000000, B4000000}),
+                         testing::Values(Speed{.baud = 50, .speed = B50}, Speed{.baud = 1200, .speed = B1200},
+                                         Speed{.baud = 9600, .speed = B9600}, Speed{.baud = 19200, .speed = B19200},
+                                         Speed{.baud = 38400, .speed = B38400}, Speed{.baud = 115200, .speed = B115200},
+                                         Speed{.baud = 1000000, .speed = B1000000},
+                                         Speed{.baud = 4000000, .speed = B4000000}),
                          [](const auto& row) { return std::to_string(row.param.baud); });
 
 class PortOpenWithNonsense : public testing::TestWithParam<Settings> {};
@@ -130,9 +132,10 @@ TEST_P(PortOpenBadName, Any_IsNullAndSaysWhy) {
     EXPECT_EQ(events.count("open "), 1U) << events.everything();
 }
 INSTANTIATE_TEST_SUITE_P(Names, PortOpenBadName,
-                         testing::Values(BadName{"/dev/ttyNowhere0", "no such file or directory"},
-                                         BadName{"/dev/null", "not a serial port"}, BadName{"/tmp", "is a directory"},
-                                         BadName{"", "no such file or directory"}));
+                         testing::Values(BadName{.name = "/dev/ttyNowhere0", .reason = "no such file or directory"},
+                                         BadName{.name = "/dev/null", .reason = "not a serial port"},
+                                         BadName{.name = "/tmp", .reason = "is a directory"},
+                                         BadName{.name = "", .reason = "no such file or directory"}));
 
 TEST(PortOpen, SameNameAgain_ClosesTheEarlierFirst) {
     Recorder events;

@@ -315,14 +315,19 @@ TEST_P(NetworkPortBadName, Any_IsNullAndSaysWhy) {
 }
 constexpr const char* form = "the address must read rfc2217://host:port";
 INSTANTIATE_TEST_SUITE_P(Names, NetworkPortBadName,
-                         testing::Values(BadName{"rfc2217://", form}, BadName{"rfc2217://127.0.0.1", form},
-                                         BadName{"rfc2217://127.0.0.1:", form}, BadName{"rfc2217://127.0.0.1:0", form},
-                                         BadName{"rfc2217://127.0.0.1:65536", form},
-                                         BadName{"rfc2217://127.0.0.1:99999999999999999999", form},
-                                         BadName{"rfc2217://127.0.0.1:-1", form}, BadName{"rfc2217://127.0.0.1: 5", form},
-                                         BadName{"rfc2217://127.0.0.1:5x", form}, BadName{"rfc2217://:5000", form},
-                                         BadName{"rfc2217://[]:5000", form}, BadName{"rfc2217://[:5000", form},
-                                         BadName{"rfc2217://::1:5000", form}));
+                         testing::Values(BadName{.name = "rfc2217://", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1:", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1:0", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1:65536", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1:99999999999999999999", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1:-1", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1: 5", .reason = form},
+                                         BadName{.name = "rfc2217://127.0.0.1:5x", .reason = form},
+                                         BadName{.name = "rfc2217://:5000", .reason = form},
+                                         BadName{.name = "rfc2217://[]:5000", .reason = form},
+                                         BadName{.name = "rfc2217://[:5000", .reason = form},
+                                         BadName{.name = "rfc2217://::1:5000", .reason = form}));
 
 TEST(NetworkPort, NobodyListening_IsNullAndSaysSo) {
     Recorder events;
