@@ -39,11 +39,13 @@ def sentences_of(codes):
     return found
 
 
-def is_of_ours(text, equal, sentences):
-    """Whether a text that is searched for is a part of a sentence. A whole word may be a name; then equality is no search."""
+def is_of_ours(text, call, sentences):
+    """Whether a text that is searched for is a part of a sentence. A single word that is compared, or that an object contains (a text
+    has no such function in C++20), is a name."""
+    equal = call.startswith(("==", "!="))
     if MARK.fullmatch(text):
         return not equal
-    if not WORDS.fullmatch(text) or (equal and " " not in text.strip()):
+    if not WORDS.fullmatch(text) or ((equal or "contains(" in call) and " " not in text.strip()):
         return False
     part = re.compile(rf"(?<![\w-]){re.escape(text.strip())}(?![\w-])")
     return any(part.search(sentence) and sentence != text for sentence in sentences)
@@ -59,7 +61,7 @@ def problems(files):
         for found in SEARCH.finditer(code):
             literal = named.get(found[1], found[1])
             is_search = literal[0] in "\"'" and name not in READERS
-            if is_search and is_of_ours(literal[1:-1], found[0][:2] in ("==", "!="), sentences):
+            if is_search and is_of_ours(literal[1:-1], found[0], sentences):
                 yield f"{name}:{line(found.start())}: searches our own text for {literal}"
         for found in FIRST_LETTER.finditer(code if name not in OF_THE_SYSTEM else ""):
             yield f"{name}:{line(found.start())}: changes a text's first letter"
