@@ -50,6 +50,18 @@ bool matches(const LineSettings& line, std::string_view wanted) {
            (line.parity == '?' || line.parity == wanted[1]) && (line.stopBits == 0 || line.stopBits == wanted[2] - '0');
 }
 
+const char* greeting(CheckDesk::Line line) {
+    switch (line) {
+        case CheckDesk::Line::withRts:
+            return "corvane-check 1 rts";
+        case CheckDesk::Line::withoutRts:
+            return "corvane-check 1 no-rts";
+        case CheckDesk::Line::adapter:
+            break;
+    }
+    return "corvane-check 1 adapter";
+}
+
 }  // namespace
 
 void CheckDesk::receive(unsigned char byte, Time now) {
@@ -133,7 +145,7 @@ void CheckDesk::carryOut(std::string_view command, Time now) {
     std::string_view rest = command;
     const std::string_view verb = word(rest);
     if (verb == "hello") {
-        answer(m_hasRts ? "corvane-check 1 rts" : "corvane-check 1 no-rts");
+        answer(greeting(m_line));
     } else if (verb == "echo") {
         answer(std::string(rest));
     } else if (verb == "settings") {

@@ -2,7 +2,7 @@
 //
 // Commands are lines; each has one line of answer unless it says otherwise.
 //
-//   hello           "corvane-check 1 rts", or "no-rts" where the line has no RTS
+//   hello           "corvane-check 1 rts", "corvane-check 1 no-rts" or "corvane-check 1 adapter", as the line is
 //   echo TEXT       TEXT
 //   settings        the line's settings, such as "9600 8N1", with ? for what the line does not show; "unknown"
 //   has SETTINGS    "has" or "has not": whether the line has them now
@@ -13,7 +13,7 @@
 //   packets N       N packets of four digits and a blank, 10 microseconds each; no answer besides
 //   take N          takes N bytes: "took N HASH", and P:LEVEL for each change of RTS when P bytes had arrived
 //   records N       takes N records of 16 bytes, 15 equal letters and a line feed: "records N mixed M"
-//   hang-up         the line drops; no answer
+//   hang-up         the line drops, unless it is an adapter; no answer
 //
 // Bytes that are being taken end when none comes for a second. RTS does nothing but be counted.
 // Threads: one at a time; the caller sees to that.
@@ -34,7 +34,11 @@ public:
     /// Most bytes that one command may ask for.
     static constexpr std::size_t most = 1'000'000;
 
-    explicit CheckDesk(bool hasRts) : m_hasRts(hasRts) {}
+    /// The line: one with RTS, one without, or a USB adapter. An adapter has RTS, but it is too slow for packets, and only
+    /// its plug drops the line.
+    enum class Line { withRts, withoutRts, adapter };
+
+    explicit CheckDesk(Line line) : m_line(line) {}
 
     void receive(unsigned char byte, Time now) override;
     void setRts(bool high, Time now) override;
@@ -56,7 +60,7 @@ private:
     void finishTaking();
     void answer(std::string text);
 
-    const bool m_hasRts;
+    const Line m_line;
     Time m_now{};
     bool m_rts = true;
     unsigned m_rtsChanges = 0;

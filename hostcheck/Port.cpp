@@ -47,7 +47,8 @@ bool Port::greet() {
     send("\nhello\n");
     while (readLine(line)) {
         const std::string_view said = line.c_str();
-        m_rts = said == "corvane-check 1 rts";
+        m_adapter = said == "corvane-check 1 adapter";
+        m_rts = m_adapter || said == "corvane-check 1 rts";
         if (m_rts || said == "corvane-check 1 no-rts") m_farEnd = FarEnd::desk;
         if (said == "hello") m_farEnd = FarEnd::loopback;
         if (answers()) return true;
@@ -119,6 +120,7 @@ Outcome withoutDesk(const Port& port) {
     if (!port.handle()) return notTried("the port %ls cannot be opened", consolePort().c_str());
     if (!port.answers()) return notTried("nothing answers at %ls; start cvdesk --check there", consolePort().c_str());
     if (!port.hasDesk()) return notTried("a loop-back plug cannot show it; it needs cvdesk --check");
+    if (port.isAdapter()) return notTried("a USB adapter cannot do this; it needs cvdesk --check --rfc2217");
     return notTried("this line has no RTS");
 }
 

@@ -39,6 +39,8 @@ public:
     bool hasDesk() const { return m_farEnd == FarEnd::desk; }
     /// The desk's end of the line sees RTS.
     bool hasRts() const { return m_rts; }
+    /// The line is a USB adapter: too slow for a flood, and it does not drop by itself.
+    bool isAdapter() const { return m_adapter; }
     /// A desk or a plug is there.
     bool answers() const { return m_farEnd != FarEnd::none; }
 
@@ -75,6 +77,7 @@ private:
     Cv::Ptr<CommsPort> m_handle;
     FarEnd m_farEnd = FarEnd::none;
     bool m_rts = false;
+    bool m_adapter = false;
     std::atomic<unsigned> m_calls = 0;
     std::atomic<unsigned> m_taken = 0;
     std::atomic<OnCall> m_onCall = nullptr;

@@ -271,7 +271,7 @@ struct Flood {
 
 Outcome flood() {
     Port port;
-    HOSTCHECK_NEEDS(port.hasDesk(), port);
+    HOSTCHECK_NEEDS(port.hasDesk() && !port.isAdapter(), port);
     Flood seen;
     port.settle();
     port.setOnCall(
@@ -300,7 +300,7 @@ Outcome flood() {
 Outcome lost() {
     {
         Port port;
-        HOSTCHECK_NEEDS(port.hasDesk(), port);
+        HOSTCHECK_NEEDS(port.hasDesk() && !port.isAdapter(), port);
         port.send("hang-up\n");
         if (!waitUntil([&] { return comms_geterr(port.handle()) != 0; }, 2 * atOnce))
             return fail("6 s after the line was cut comms_geterr answers 0");

@@ -141,8 +141,10 @@ int serve(const Options& options, const std::vector<Step>& steps, desk::Replay::
         return failure.statusOr(replay(std::move(recorded), std::move(place.line), wake, say, failed));
     }
     if (options.check) {
-        const bool hasRts = !std::holds_alternative<std::string>(options.line);
-        const lines::MachineServer server(std::make_unique<desk::CheckDesk>(hasRts), std::move(place.line), failed);
+        using Line = desk::CheckDesk::Line;
+        const bool isPty = std::holds_alternative<std::string>(options.line);
+        const Line line = place.plug ? Line::adapter : isPty ? Line::withoutRts : Line::withRts;
+        const lines::MachineServer server(std::make_unique<desk::CheckDesk>(line), std::move(place.line), failed);
         if (place.plug) output.put("Listening on " + awaitSerialPort(*place.plug, wake) + '\n');
         while (wake.wait(std::chrono::hours(1)) != common::MainLoop::Cause::end) {
         }

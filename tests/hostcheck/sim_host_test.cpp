@@ -89,7 +89,7 @@ protected:
     void check(const std::function<void(sim::Line&)>& change = [](sim::Line&) {}) {
         sim::World world(sim::Schedule{.seed = GetParam(), .shuffled = GetParam() != 1});
         sim::Line& line = world.addPort("/dev/ttyUSB0", "Corvane Console");
-        line.attach(std::make_unique<desk::CheckDesk>(true));
+        line.attach(std::make_unique<desk::CheckDesk>(desk::CheckDesk::Line::withRts));
         change(line);
         for (int load = 1; load <= 100; ++load) visit(world, load == 100);
     }

@@ -271,7 +271,7 @@ TEST_F(Serial, ByteFaults_LoseDoubleAndFlip) {
 }
 
 TEST_F(Serial, MachineHangsUp_PortIsLostAndOpensAgain) {
-    line.attach(std::make_unique<desk::CheckDesk>(true));
+    line.attach(std::make_unique<desk::CheckDesk>(desk::CheckDesk::Line::withRts));
     const auto port = openPort();
     EXPECT_EQ(send(port, "hang-up\n"), 0);
     EXPECT_EQ(comms_geterr(port), 0);

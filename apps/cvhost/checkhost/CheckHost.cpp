@@ -158,7 +158,7 @@ int checkHost(const CheckHostOptions& options, common::MainLoop& wake) {
         showOnlyPorts({});
         settings().set("console_port", *options.port);
     } else {
-        desk = std::make_unique<lines::MachineServer>(std::make_unique<desk::CheckDesk>(true),
+        desk = std::make_unique<lines::MachineServer>(std::make_unique<desk::CheckDesk>(desk::CheckDesk::Line::withRts),
                                                       std::make_unique<lines::Rfc2217Server>("127.0.0.1", 0), keepFailure);
         showOnlyPorts({{.name = desk->name(), .description = "Corvane Console"}});
     }
