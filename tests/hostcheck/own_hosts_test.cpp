@@ -1,9 +1,12 @@
 // Our own hosts keep every promise, and the results come in every form.
 #include <gmock/gmock.h>
 
+#include <deque>
 #include <fstream>
 #include <sstream>
 
+#include "lines/MachineServer.h"
+#include "lines/Pty.h"
 #include "tests/hostcheck/HostCheckRig.h"
 
 namespace hostcheck_test {
@@ -42,6 +45,39 @@ TEST_F(HostCheckTest, CheckHost_OnPseudoTerminal_AllButRtsKept) {
     for (const auto& [id, result] : run.results()) {
         const bool needsRts = id == "serial-rts" || id == "serial-rts-after-data" || id == "serial-data-after-rts";
         EXPECT_EQ(result, needsRts ? "not tried" : "pass") << id << '\n' << run.describe();
+    }
+}
+
+/// A plug that connects a port's output with its input.
+class LoopbackPlug final : public desk::Machine {
+public:
+    void receive(unsigned char byte, desk::Time now) override { m_bytes.push_back({now, byte}); }
+    void setRts(bool, desk::Time) override {}
+    std::optional<desk::TimedByte> takeOutput(desk::Time) override {
+        if (m_bytes.empty()) return std::nullopt;
+        const desk::TimedByte byte = m_bytes.front();
+        m_bytes.pop_front();
+        return byte;
+    }
+    std::optional<desk::Time> nextEvent() const override {
+        return m_bytes.empty() ? std::nullopt : std::optional(m_bytes.front().at);
+    }
+    bool unpaced() const override { return true; }
+
+private:
+    std::deque<desk::TimedByte> m_bytes;
+};
+
+TEST_F(HostCheckTest, CheckHost_OnLoopbackPlug_TriesWhatNeedsNoDesk) {
+    const lines::MachineServer plug(std::make_unique<LoopbackPlug>(), std::make_unique<lines::Pty>(m_folder.path() / "line"),
+                                    nullptr);
+    const CheckRun run = check({"--level", "3", "--port", plug.name()});
+    const std::set<std::string> needDesk{"serial-settings", "serial-rts",  "serial-rts-after-data", "serial-data-after-rts",
+                                         "serial-flood",    "serial-lost", "serial-writers"};
+    EXPECT_EQ(run.status, 0) << run.describe();
+    EXPECT_EQ(idsOf(run.results()), idsUpTo(3));
+    for (const auto& [id, result] : run.results()) {
+        EXPECT_EQ(result, needDesk.contains(id) ? "not tried" : "pass") << id << '\n' << run.describe();
     }
 }
 
