@@ -159,12 +159,12 @@ transport::Clip clipOf(const std::string& text) {
 }
 
 std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
+std::string whyNoPort(const std::string& name) { return ports::portNameProblem(name).value_or(whyNoName(name)); }
 
 CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
     return app
         .add_option("--port", port, "Look for the console on the port of this name alone: a device, or rfc2217://HOST:PORT")
-        ->check(whyNoName)
-        ->check([](const std::string& name) { return ports::portNameProblem(name).value_or(""); })
+        ->check(whyNoPort)
         ->type_name("NAME");
 }
 
@@ -215,8 +215,7 @@ CLI::App& addCheckHost(CLI::App& app, checkhost::CheckHostOptions& options) {
             "--port", options.port,
             "Use the port of this name, with \"cvdesk --check\" or a loop-back plug behind it, in place of a far end "
             "inside this program")
-        ->check(whyNoName)
-        ->check([](const std::string& name) { return ports::portNameProblem(name).value_or(""); })
+        ->check(whyNoPort)
         ->type_name("NAME");
     check
         .add_option("--level", options.level,
