@@ -23,9 +23,9 @@ public:
 
     /// Unplugged, the desk cannot be reached. After a plug-in the line is retried until its name is free.
     void setPlugged(bool plugged) { m_wantPlugged = plugged; }
-    /// One in eight of the desk's bytes arrives with one bit flipped.
+    /// Flips a bit in one of eight bytes from the desk.
     void setNoisy(bool noisy) { m_noisy = noisy; }
-    /// None of the desk's bytes arrive.
+    /// Drops all bytes from the desk.
     void setSilent(bool silent) { m_silent = silent; }
 
     const std::string& name() const override { return m_name; }

@@ -38,7 +38,7 @@ std::string targetOf(const std::string& link) {
     return std::filesystem::read_symlink(link, ignored);
 }
 
-/// The settings of the host's end. A pseudo-terminal always has 8 data bits and no parity.
+/// What the host has set. A pseudo-terminal always has 8 data bits and no parity.
 desk::LineSettings settingsOf(const FileDescriptor& master) {
     struct Speed {
         speed_t code;
