@@ -196,6 +196,11 @@ int Process::wait() {
     return WIFSIGNALED(m_status) ? 128 + WTERMSIG(m_status) : WEXITSTATUS(m_status);
 }
 
+bool Process::outputEnded() {
+    const std::lock_guard lock(m_mutex);
+    return m_outputEnded;
+}
+
 std::vector<std::string> Process::lines() {
     const std::lock_guard lock(m_mutex);
     return m_lines;

@@ -47,6 +47,8 @@ public:
     /// Waits for the end. The exit status; for a program that a signal ended, 128 and the signal's number.
     int wait();
 
+    /// The program has closed its standard output, as it does by ending.
+    bool outputEnded();
     /// All lines on standard output so far. After wait(): all there are.
     std::vector<std::string> lines();
     /// All of standard error so far.

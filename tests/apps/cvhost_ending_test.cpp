@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -237,6 +238,14 @@ protected:
                        [](const desk::Desk& desk) { return desk.lamp(2) == 'F' && desk.active() && !desk.nextEvent(); });
     }
     bool goesDark() { return becomes(*m_desk, isDark); }
+    /// The doctor lights lamps. False, with what it said on standard output, when it ended before: it tries to start the
+    /// console once, and a machine that stands still meanwhile takes that one attempt from it.
+    bool testsLamps(Process& doctor) {
+        if (becomes(*m_desk, [&](const desk::Desk&) { return m_lampsTested.load() || doctor.outputEnded(); }) && m_lampsTested)
+            return true;
+        for (const std::string& line : doctor.lines()) std::cout << line << '\n';
+        return false;
+    }
 
     static constexpr int testedLamp = 12;  ///< nothing but the doctor's test lights it
     std::string m_port;
@@ -256,12 +265,16 @@ TEST_P(CvhostSignalled, Run_LeavesTheConsoleDark) {
 TEST_P(CvhostSignalled, Doctor_LeavesTheConsoleDark) {
     Process::Setup setup = cvhost({"--port", m_port});
     setup.command.at(1) = "doctor";
-    Process host(withAllSignals(setup));
-    ASSERT_TRUE(becomes(*m_desk, [this](const desk::Desk&) { return m_lampsTested.load(); }));
-    host.signal(GetParam().number);
-    EXPECT_EQ(host.wait(), 0) << host.errors();
+    auto doctor = std::make_unique<Process>(withAllSignals(setup));
+    for (int again = 0; again < 2 && !testsLamps(*doctor); ++again) {
+        ASSERT_TRUE(doctor->outputEnded()) << "the doctor hangs";
+        doctor = std::make_unique<Process>(withAllSignals(setup));
+    }
+    ASSERT_TRUE(testsLamps(*doctor));
+    doctor->signal(GetParam().number);
+    EXPECT_EQ(doctor->wait(), 0) << doctor->errors();
     EXPECT_TRUE(goesDark());
-    EXPECT_THAT(host.lines().back(), HasSubstr("warned"));
+    EXPECT_THAT(doctor->lines().back(), HasSubstr("warned"));
 }
 
 TEST_P(CvhostSignalled, Cvdesk_EndsWithStatusZero) {
