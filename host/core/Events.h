@@ -32,7 +32,7 @@ enum class Direction { transmit, receive };
 
 /// Consumers of events. Each event names its own: they must handle it to compile, and the others ignore it.
 struct Consumer {
-    enum Kind : unsigned { text = 1, json = 2, page = 4, recording = 8, doctor = 16, run = 32 };
+    enum Kind : unsigned { text = 1, json = 2, page = 4, recording = 8, doctor = 16, run = 32, held = 64, control = 128 };
 };
 
 // Of the host. Texts and bytes are the emitter's: a sink copies what it keeps.
@@ -52,8 +52,8 @@ struct PortOpening {
 };
 
 struct PortChange {
-    static constexpr unsigned consumers =
-        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::run;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
+                                          Consumer::doctor | Consumer::run | Consumer::held | Consumer::control;
     std::string_view name;
     PortState state;
 };
@@ -79,8 +79,8 @@ struct PortTrouble {
 
 /// A key press has been queued.
 struct KeyQueued {
-    static constexpr unsigned consumers =
-        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::run;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
+                                          Consumer::doctor | Consumer::run | Consumer::held | Consumer::control;
     int code;
     bool handled;
     int flags;
@@ -88,10 +88,16 @@ struct KeyQueued {
 
 /// Bytes handed to the system for a port, or arrived on it.
 struct LineBytes {
-    static constexpr unsigned consumers =
-        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::run;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
+                                          Consumer::doctor | Consumer::run | Consumer::control;
     Direction direction;
     std::span<const unsigned char> bytes;
+};
+
+/// A byte has arrived, and every receive callback has returned that was called for it.
+struct ByteHandled {
+    static constexpr unsigned consumers = Consumer::held;
+    unsigned char byte;
 };
 
 /// The driver receives `bytes` that have not come over the line: the last words of a port that is being lost.
@@ -102,7 +108,7 @@ struct AddedBytes {
 
 struct RtsChange {
     static constexpr unsigned consumers =
-        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor;
+        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::control;
     int level;
 };
 
@@ -124,15 +130,16 @@ struct HandlerRun {
     bool wheelEnabled;
 };
 
-/// A key that was held counts as released, since its console has gone.
+/// A key whose press was queued is no longer held.
 struct KeyReleased {
-    static constexpr unsigned consumers = Consumer::text | Consumer::json;
-    int code;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::control;
+    int code;           ///< as of its KeyQueued
+    bool lost = false;  ///< its console has gone, and may hold it still
 };
 
 /// A console has become active.
 struct ConsoleActive {
-    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::control;
     int version;
 };
 
@@ -145,7 +152,7 @@ struct ConsoleCall {
 
 /// The transport, whose speed, marks or frame have changed.
 struct PlayheadChange {
-    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::control;
     std::int64_t frame;
     double place;  ///< in frames, also between two
     int speed;     ///< 1024 is play
@@ -179,8 +186,8 @@ struct Quiet {
 };
 
 using Event =
-    std::variant<LogLine, PortOpening, PortChange, PortTrouble, KeyQueued, LineBytes, AddedBytes, RtsChange, ThreadEnded,
-                 HandlerRun, KeyReleased, ConsoleActive, ConsoleCall, PlayheadChange, Note, DeskView, Quiet>;
+    std::variant<LogLine, PortOpening, PortChange, PortTrouble, KeyQueued, LineBytes, ByteHandled, AddedBytes, RtsChange,
+                 ThreadEnded, HandlerRun, KeyReleased, ConsoleActive, ConsoleCall, PlayheadChange, Note, DeskView, Quiet>;
 
 /// Calls `to.take(event)` if the event names `consumer`. A consumer without the overload does not compile.
 template <Consumer::Kind consumer, class To>

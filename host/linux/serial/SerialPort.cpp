@@ -185,6 +185,7 @@ void SerialPort::deliver(std::span<const unsigned char> bytes) {
             LogBoth("%s: %zu bytes wait untaken; what arrives now is dropped\n", m_name.c_str(), ReceiveQueue::limit);
         }
         SerialHandlers::instance().call(*this);
+        publish(ByteHandled{byte});
     }
 }
 
