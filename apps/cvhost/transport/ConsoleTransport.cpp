@@ -42,8 +42,14 @@ void ConsoleTransport::handle(int code, iConsoleResource& console) {
 
 View ConsoleTransport::advance(iConsoleResource& console) {
     const View view = m_deck.view();
+    if (m_lent) return view;
     if (std::exchange(m_shown, view.state.speed) != view.state.speed) console.show_ispeed(view.state.speed);
     return view;
+}
+
+void ConsoleTransport::takeLampsBack(bool show) {
+    if (!std::exchange(m_lent, false)) return;
+    m_shown = show ? std::nullopt : std::optional(m_deck.view().state.speed);
 }
 
 }  // namespace cvhost::transport

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
 #include "apps/cvhost/transport/Deck.h"
 #include "host/api/ConsoleResource.h"
@@ -23,9 +24,17 @@ public:
     /// Returns the deck's state, and shows its speed on the console's lamps if it has changed.
     View advance(iConsoleResource& console);
 
+    // On the thread of `advance`.
+
+    /// From now on somebody else sets the lamps.
+    void lendLamps() { m_lent = true; }
+    /// The lamps follow the deck again: at once with `show`, otherwise from its next change on.
+    void takeLampsBack(bool show);
+
 private:
     Deck& m_deck;
-    int m_shown = 0;  ///< the speed on the lamps
+    std::optional<int> m_shown = 0;  ///< the speed on the lamps, if they show it
+    bool m_lent = false;
 };
 
 }  // namespace cvhost::transport

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "apps/cvhost/transport/ClipDeck.h"
+#include "tests/support/ValueConsole.h"
 
 using cvhost::transport::Clip;
 using cvhost::transport::ClipDeck;
@@ -26,38 +27,6 @@ constexpr int stopKey = 12;
 constexpr int playKey = 11;
 constexpr int jogKey = 28;
 constexpr int jogWheel = 47;
-
-class ValueConsole final : public iConsoleResource {
-public:
-    bool init() override { return true; }
-    void exit() override {}
-    bool active() const override { return true; }
-    void lamp_set(int, int) override {}
-    void enable() override {}
-    void disable() override {}
-    bool enabled() override { return true; }
-    void force_stop() override {}
-    void force_mode(int) override {}
-    double get_jog_gearing() override { return gearing; }
-    void enable_wheel() override { wheel = true; }
-    void enable_suspended_wheel() override {}
-    void disable_wheel() override { wheel = false; }
-    void suspend_wheel() override {}
-    bool wheel_enabled() override { return wheel; }
-    int get_jog_delta() override { return static_cast<int>(jog); }
-    double get_jog_delta_exact() override { return jog; }
-    int get_ispeed() override { return speed; }
-    void set_ispeed(int value) override { speed = value; }
-    bool jog_suspended() override { return false; }
-    void show_ispeed(int value) override { shown.push_back(value); }
-    bool key_is_down(int) override { return false; }
-
-    double gearing = 0.001;
-    double jog = 0;
-    int speed = 1024;
-    bool wheel = false;
-    std::vector<int> shown;
-};
 
 class ConsoleTransportTest : public testing::Test {
 protected:
