@@ -66,9 +66,9 @@ std::string JsonReport::logLine(common::RunClock start, std::string_view text) {
     return line(start, "log", member("text", common::jsonText(text)));
 }
 
-void JsonReport::put(std::string_view event, std::string_view members) { m_output.put(line(m_start, event, members)); }
+void JsonReport::put(std::string_view event, std::string_view members) { m_put(line(m_start, event, members)); }
 
-void JsonReport::take(const LogLine& line) { m_output.put(logLine(m_start, line.text)); }
+void JsonReport::take(const LogLine& line) { m_put(logLine(m_start, line.text)); }
 
 void JsonReport::take(const PortChange& port) {
     put("port", member("name", common::jsonText(port.name)) + member("state", nameOf(port.state)));

@@ -1,7 +1,10 @@
 // The run as JSON, one object a line, for programs.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "apps/common/LineWriter.h"
 #include "apps/common/RunClock.h"
@@ -11,9 +14,13 @@ namespace cvhost::report {
 
 class JsonReport {
 public:
+    /// Takes each line, with its end.
+    using Put = std::function<void(std::string_view line)>;
+
     /// `wire`: prints bytes and RTS levels as well.
+    JsonReport(Put put, common::RunClock start, bool wire) : m_put(std::move(put)), m_start(start), m_wire(wire) {}
     JsonReport(common::LineWriter& output, common::RunClock start, bool wire)
-        : m_output(output), m_start(start), m_wire(wire) {}
+        : JsonReport([&output](std::string_view line) { output.put(line); }, start, wire) {}
 
     /// The line for a `log` event at this moment, with its end.
     static std::string logLine(common::RunClock start, std::string_view text);
@@ -33,7 +40,7 @@ public:
 private:
     void put(std::string_view event, std::string_view members);
 
-    common::LineWriter& m_output;
+    const Put m_put;
     const common::RunClock m_start;
     const bool m_wire;
 };
