@@ -226,7 +226,8 @@ TEST(TextReport, TrimmingKey_QueuedUnderAnothersCode_HasItsOwnLetter) {
     EXPECT_EQ(text({.colour = false, .wire = false},
                    [](const cvhost::EventSink& report) {
                        for (const int code : {31, 39, 40}) report(cvhost::KeyQueued{code, false, 1536});
-                       report(cvhost::KeyReleased{31});
+                       report(cvhost::KeyReleased{.code = 39});
+                       report(cvhost::KeyReleased{.code = 31, .lost = true});
                    }),
               "key      g  (code 31), queued\n"
               "key      h  (code 39), queued\n"

@@ -104,7 +104,7 @@ void TextReport::take(const ConsoleActive& console) {
 }
 
 void TextReport::take(const KeyReleased& key) {
-    put(common::Colour::cyan, "key", keyName(key.code) + ", released with the console");
+    if (key.lost) put(common::Colour::cyan, "key", keyName(key.code) + ", released with the console");
 }
 
 void TextReport::take(const KeyQueued& key) {

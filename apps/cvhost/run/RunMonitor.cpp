@@ -19,6 +19,12 @@ void RunMonitor::addFirst(EventSink sink) {
     m_sinks.insert(m_sinks.begin(), std::move(sink));
 }
 
+void RunMonitor::watchKeys(iConsoleResource* console) {
+    const std::lock_guard lock(m_mutex);
+    m_heldKeys.reset();
+    if (console != nullptr) m_heldKeys.emplace(*console, [this](const KeyReleased& key) { giveToAll(key); });
+}
+
 RunState RunMonitor::state() const {
     const std::lock_guard lock(m_mutex);
     return m_state;
@@ -31,6 +37,7 @@ void RunMonitor::operator()(const Event& event) {
     give<Consumer::run>(event, *this);
     giveToAll(event);
     if (m_nowActive) giveToAll(ConsoleActive{*m_nowActive});
+    if (m_heldKeys) (*m_heldKeys)(event);
     if (m_changed) m_wake();
 }
 

@@ -14,7 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "apps/cvhost/run/HeldKeys.h"
 #include "host/api/ConsoleInput.h"
+#include "host/api/ConsoleResource.h"
 #include "host/core/Events.h"
 
 namespace cvhost::run {
@@ -57,6 +59,10 @@ public:
     /// Gives every later event to `sink` too, before the others: what has been shown is in the recording.
     void addFirst(EventSink sink);
 
+    /// Gives the release of every key that is pressed from now on, before the wake for what has released it. No key's when
+    /// `console` is null, which it must be before the console is gone.
+    void watchKeys(iConsoleResource* console);
+
     RunState state() const;
 
     void operator()(const Event& event);
@@ -75,6 +81,7 @@ private:
     std::vector<EventSink> m_sinks;
     const std::function<void()> m_wake;
     mutable std::mutex m_mutex;
+    std::optional<HeldKeys> m_heldKeys;
     RunState m_state;
     std::string m_tail;              ///< what an active console sent last
     bool m_changed = false;          ///< by the present event

@@ -12,7 +12,6 @@
 #include <utility>
 
 #include "apps/common/ExitStatus.h"
-#include "apps/common/KeyCodes.h"
 #include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/ports/KnownSettings.h"
 #include "apps/cvhost/report/JsonReport.h"
@@ -223,6 +222,7 @@ bool Session::startConsole() {
         *console,
         [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor(ConsoleCall{name, arguments}); });
     m_handlers = std::make_unique<Handlers>(*m_console, *m_transport, m_monitor);
+    m_monitor.watchKeys(m_console.get());
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
         m_show.emplace(Show::Stage{.console = *m_console,
@@ -285,7 +285,6 @@ void Session::noticeLoss(const RunState& state) {
     if (std::exchange(m_losses, state.losses) == state.losses) return;
     setLastWords({});
     say("lost", "the driver looks for its console again");
-    releaseKeys(state);
     m_console->set_ispeed(0);
     console_call_handler(shuttleCode);
     m_advice.clear();
@@ -297,15 +296,6 @@ void Session::restartConsole() {
     m_console->exit();
     m_consoleStarted = Clock::now();
     m_console->init();
-}
-
-/// The driver has no word for it: to the driver, a key is down until the console says otherwise.
-void Session::releaseKeys(const RunState& state) {
-    for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
-        const auto index = static_cast<std::size_t>(code);
-        const bool pressed = std::exchange(m_keysBeforeLoss.at(index), state.keys.at(index)) != state.keys.at(index);
-        if (pressed && m_console->key_is_down(common::keyOf(code))) m_monitor(KeyReleased{code});
-    }
 }
 
 /// A driver that knows a version from before asks for it once in each attempt, and hears no answer that comes together with
@@ -361,6 +351,7 @@ void Session::stop() {
     m_plugin.endStartup();
     const bool active = m_plugin.console() != nullptr && m_plugin.console()->active();
     if (m_console) m_console->exit();
+    m_monitor.watchKeys(nullptr);
     const RunState state = m_monitor.state();
     m_switchedOff = active && !state.portLost && !state.portStuck;
     if (const auto failure = m_plugin.unload()) complain(driver::failureText(*failure));

@@ -3,7 +3,6 @@
 // Threads: the application's main thread.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -56,7 +55,6 @@ private:
     void noticeLoss(const RunState& state);
     void noticeReturn(const RunState& state);
     void restartConsole();
-    void releaseKeys(const RunState& state);
     void advise(const RunState& state);
     void moveTransport();
     void showDesk();
@@ -96,7 +94,6 @@ private:
     Clock::time_point m_consoleStarted{};
     unsigned m_losses = 0;
     unsigned m_starts = 0;
-    std::array<unsigned, ConsoleHandlerTable::codes> m_keysBeforeLoss{};
     bool m_switchedOff = false;
     bool m_recordingEnded = false;
     std::optional<Diagnosis> m_diagnosis;  ///< the last one

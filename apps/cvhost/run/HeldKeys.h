@@ -1,0 +1,43 @@
+// Which keys are held, so that every press that was queued has its release.
+//
+// A console reports presses alone. Whether a key is held it says when asked, so the keys known as held are asked for after
+// each byte that the driver has handled: exact, and without a timer. A press is queued under another code than the one on
+// the key for three of them (common::keyOf). The jog key stays marked as held after the wheel has switched itself on: that
+// counts as a tap.
+//
+// Threads: one at a time, on the event's thread. Nothing here waits.
+#pragma once
+
+#include <bitset>
+#include <functional>
+
+#include "host/api/ConsoleInput.h"
+#include "host/api/ConsoleResource.h"
+#include "host/core/Events.h"
+
+namespace cvhost::run {
+
+class HeldKeys {
+public:
+    using Released = std::function<void(const KeyReleased& key)>;
+
+    /// `released` is called for each release, after the event that brings it about.
+    HeldKeys(iConsoleResource& console, Released released) : m_console(console), m_released(std::move(released)) {}
+
+    void operator()(const Event& event) { give<Consumer::held>(event, *this); }
+
+    void take(const KeyQueued& key);
+    void take(const ByteHandled& handled);
+    void take(const PortChange& port);
+
+private:
+    void release(int code, bool lost);
+
+    iConsoleResource& m_console;
+    const Released m_released;
+    std::bitset<ConsoleHandlerTable::codes> m_held;  ///< by the codes of queued presses
+    unsigned char m_last = 0;                        ///< the byte handled last
+    bool m_jogKey = false;                           ///< queued since then
+};
+
+}  // namespace cvhost::run
