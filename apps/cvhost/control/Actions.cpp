@@ -1,0 +1,56 @@
+#include "apps/cvhost/control/Actions.h"
+
+#include <utility>
+
+namespace cvhost::control {
+namespace {
+
+constexpr int lastOfDisplay = 3;  ///< lamps 1 to 3 show the speed
+constexpr int jogLamp = 4;
+
+}  // namespace
+
+std::string Actions::perform(const Command& command) { return command.setsLamps() ? set(command) : work(command); }
+
+std::string Actions::set(const Command& command) {
+    iConsoleResource& console = m_stage.console;
+    if (!console.active()) return "no console is active; wait for the event \"active\"";
+    m_stage.transport.lendLamps();
+    switch (command.kind) {
+        case Command::Kind::lamp:
+            console.lamp_set(command.lamp, command.state);
+            m_lent.set(static_cast<std::size_t>(command.lamp), !command.keep);
+            if (command.lamp <= lastOfDisplay) m_displayLent = !command.keep;
+            break;
+        case Command::Kind::wheel:
+            command.on ? console.enable_wheel() : console.disable_wheel();
+            break;
+        default:
+            console.show_ispeed(command.speed);
+            m_displayLent = !command.keep;
+    }
+    return {};
+}
+
+std::string Actions::work(const Command& command) {
+    if (m_stage.desk == nullptr) return "this console is a real one: its keys are pressed by hand";
+    bool running = false;
+    m_stage.desk->operate([&](desk::Desk& desk, desk::Time now) {
+        running = desk.programRunning();
+        if (!running) return;
+        command.kind == Command::Kind::press ? desk.press(command.key, now) : desk.release(command.key, now);
+    });
+    return running ? "" : "the simulated console has not started; wait for the event \"active\"";
+}
+
+void Actions::giveLampsBack() {
+    iConsoleResource& console = m_stage.console;
+    for (int lamp = lastOfDisplay + 1; lamp <= static_cast<int>(lamps); ++lamp) {
+        if (!m_lent.test(static_cast<std::size_t>(lamp))) continue;
+        console.lamp_set(lamp, lamp == jogLamp && console.wheel_enabled() ? 'F' : 'O');
+    }
+    m_lent.reset();
+    m_stage.transport.takeLampsBack(std::exchange(m_displayLent, false));
+}
+
+}  // namespace cvhost::control

@@ -1,0 +1,79 @@
+// What passes between the thread of the control socket and the others: events and answers to it, work for the main thread
+// from it. Both ways are of bounded size, and nobody waits for the other.
+//
+// Threads: as tagged. [any] the run's sinks, one at a time; [socket] the socket's thread; [main] the application's.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/common/RunClock.h"
+#include "apps/cvhost/control/Command.h"
+#include "apps/cvhost/control/DeskState.h"
+#include "apps/cvhost/control/Ownership.h"
+#include "apps/cvhost/report/JsonReport.h"
+#include "lines/FileDescriptor.h"
+
+namespace cvhost::control {
+
+/// Work that may have to wait for the line, so it is the main thread's. Without a command: the owner of the lamps has gone.
+struct Job {
+    ClientId client;
+    std::optional<Command> command;
+};
+
+class Exchange {
+public:
+    /// `simulated`: the console is one of software, in this program. `wakeMain` is called when there is work. [main]
+    Exchange(common::RunClock start, bool simulated, std::function<void()> wakeMain);
+
+    /// An event of the run. [any]
+    void operator()(const Event& event);
+
+    /// Readable from each event or answer on until `take`. [socket]
+    int descriptor() const { return m_wake.get(); }
+    /// Wakes the socket's thread. [any]
+    void wake() noexcept;
+
+    struct Item {
+        std::optional<EventKind> kind;  ///< of an event; otherwise it is an answer
+        ClientId client;                ///< whose it is
+        std::string line;               ///< of an event, or why the work was not done; empty: it was
+    };
+    struct News {
+        std::vector<Item> items;  ///< in the order in which they have happened
+        std::size_t missing = 0;  ///< events that found no room
+        common::JsonText desk;    ///< as it is after all of them, if asked for
+    };
+    News take(bool withDesk);  ///< [socket]
+    /// Events of other kinds cost nothing from now on. [socket]
+    void want(EventKinds kinds);
+    /// False when too much work waits. What gives something back always finds room. [socket]
+    bool add(const Job& job);
+
+    std::vector<Job> takeJobs();                        ///< [main]
+    void answer(ClientId client, std::string refusal);  ///< [main]
+
+private:
+    static constexpr std::size_t capacity = 1 << 20;
+    static constexpr std::size_t mostJobs = 64;
+
+    const std::function<void()> m_wakeMain;
+    const lines::FileDescriptor m_wake;
+    std::mutex m_mutex;
+    // All under m_mutex.
+    DeskState m_desk;
+    EventKinds m_wanted;
+    std::string m_line;  ///< the last one of m_report
+    report::JsonReport m_report;
+    std::vector<Item> m_items;
+    std::size_t m_bytes = 0;  ///< of the items' lines
+    std::size_t m_missing = 0;
+    std::vector<Job> m_jobs;
+};
+
+}  // namespace cvhost::control

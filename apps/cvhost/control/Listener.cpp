@@ -1,0 +1,126 @@
+#include "apps/cvhost/control/Listener.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace cvhost::control {
+namespace {
+
+constexpr int waitingConnections = 64;
+
+[[noreturn]] void fail(const std::string& path, int error) {
+    throw ControlFailure("no control socket at " + path + ": " + std::generic_category().message(error) +
+                         "; name another path with --control, or off");
+}
+
+bool fitsAddress(const std::string& path) { return path.size() < sizeof sockaddr_un{}.sun_path; }
+
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::ranges::copy(path, address.sun_path);
+    return address;
+}
+
+lines::FileDescriptor newSocket(int flags) {
+    return lines::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
+}
+
+/// Removes the socket of a process that has gone.
+void clear(const std::string& path) {
+    struct stat found{};
+    if (::lstat(path.c_str(), &found) != 0) return;
+    if (!S_ISSOCK(found.st_mode)) throw ControlFailure("no control socket at " + path + ": there is a file of another kind");
+    const lines::FileDescriptor other = connectTo(path, SOCK_NONBLOCK);
+    if (!other && errno == ECONNREFUSED) {
+        ::unlink(path.c_str());
+        return;
+    }
+    const std::string process = other ? "process " + std::to_string(peerOf(other.get()).process) : "another process";
+    throw ControlFailure("no control socket: " + process + " has " + path + "; name another path with --control");
+}
+
+/// Until its end, no other of these looks whether a socket in the same folder is in use.
+lines::FileDescriptor lockedFolder(const std::string& path) {
+    const std::string folder = std::filesystem::absolute(path).parent_path();
+    lines::FileDescriptor lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock || ::flock(lock.get(), LOCK_EX) != 0) fail(path, errno);
+    return lock;
+}
+
+}  // namespace
+
+std::optional<std::string> defaultPath() {
+    const char* folder = std::getenv("XDG_RUNTIME_DIR");
+    if (folder == nullptr || *folder != '/') return std::nullopt;
+    return std::string(folder) + "/cvhost/control";
+}
+
+void makeDefaultFolder(const std::string& path) {
+    const std::string folder = std::filesystem::path(path).parent_path();
+    if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) fail(path, errno);
+    struct stat found{};
+    if (::lstat(folder.c_str(), &found) != 0) fail(path, errno);
+    if (!S_ISDIR(found.st_mode) || found.st_uid != ::geteuid()) fail(path, EACCES);
+    if ((found.st_mode & ALLPERMS) != S_IRWXU && ::chmod(folder.c_str(), S_IRWXU) != 0) fail(path, errno);
+}
+
+lines::FileDescriptor connectTo(const std::string& path, int flags) {
+    if (!fitsAddress(path)) {
+        errno = ENAMETOOLONG;
+        return {};
+    }
+    lines::FileDescriptor socket = newSocket(flags);
+    const sockaddr_un address = addressOf(path);
+    if (socket && ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return socket;
+    const int error = errno;
+    socket.reset();
+    errno = error;
+    return socket;
+}
+
+Peer peerOf(int socket) {
+    ucred credentials{};
+    socklen_t size = sizeof credentials;
+    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return {.process = 0, .user = uid_t(-1)};
+    return {.process = credentials.pid, .user = credentials.uid};
+}
+
+Listener::Listener(std::string path) : m_path(std::move(path)), m_socket(newSocket(SOCK_NONBLOCK)) {
+    if (!m_socket) fail(m_path, errno);
+    if (!fitsAddress(m_path)) fail(m_path, ENAMETOOLONG);
+    const lines::FileDescriptor lock = lockedFolder(m_path);
+    clear(m_path);
+    const sockaddr_un address = addressOf(m_path);
+    if (::bind(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) fail(m_path, errno);
+    struct stat made{};
+    if (::lstat(m_path.c_str(), &made) != 0) fail(m_path, errno);
+    m_device = made.st_dev;
+    m_file = made.st_ino;
+    // Nobody can connect before it listens.
+    const bool ready = ::chmod(m_path.c_str(), S_IRUSR | S_IWUSR) == 0 && ::listen(m_socket.get(), waitingConnections) == 0;
+    if (!ready) {
+        const int error = errno;
+        ::unlink(m_path.c_str());
+        fail(m_path, error);
+    }
+}
+
+Listener::~Listener() {
+    struct stat found{};
+    if (::lstat(m_path.c_str(), &found) != 0) return;
+    if (found.st_dev == m_device && found.st_ino == m_file) ::unlink(m_path.c_str());
+}
+
+}  // namespace cvhost::control
