@@ -9,6 +9,8 @@
 
 #include "apps/common/ExitStatus.h"
 #include "apps/common/UsageProblem.h"
+#include "apps/cvhost/control/Command.h"
+#include "apps/cvhost/control/Listener.h"
 #include "apps/cvhost/ports/KnownSettings.h"
 #include "apps/cvhost/ports/PortName.h"
 
@@ -94,6 +96,23 @@ constexpr const char* checkHostFooter =
     "  cvhost check-host                        everything that the driver relies on\n"
     "  cvhost check-host --level 3              with floods, a cut line and 100 loads\n"
     "  cvhost check-host --only serial-rts      one promise";
+
+constexpr const char* ctlFooter =
+    "watch              print what happens, one JSON object a line, until cvhost ends\n"
+    "status             print how console, lamps and playhead are; with --json as one JSON object\n"
+    "lamp N STATE       set lamp 1 to 46: on, off, half or blinking\n"
+    "wheel on|off       switch the jog wheel\n"
+    "speed N            show a speed on the lamps; 1024 is play, negative reverse\n"
+    "press KEY          press and release a key of a simulated console, by the character on it\n"
+    "\n"
+    "Lamps stay as they are set. A speed stays until the transport's changes. docs/control.md describes the socket.\n"
+    "\n"
+    "Exit status: 0 done; 1 refused, or no cvhost is there; 2 the command line is wrong.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost ctl watch\n"
+    "  cvhost ctl lamp 5 on\n"
+    "  cvhost ctl press E";
 
 constexpr std::chrono::duration<double> longestTime = std::chrono::hours(24 * 365);
 
@@ -233,12 +252,24 @@ CLI::App& addCheckHost(CLI::App& app, checkhost::CheckHostOptions& options) {
     return check;
 }
 
+CLI::App& addCtl(CLI::App& app, control::CtlOptions& options) {
+    CLI::App& ctl = *app.add_subcommand("ctl", "Watch and work a cvhost that runs.");
+    ctl.footer(ctlFooter);
+    ctl.add_option("COMMAND", options.words, "What to do, as below")->required()->type_name("");
+    ctl.add_option("--socket", options.socket, "Its control socket, in place of $XDG_RUNTIME_DIR/cvhost/control")
+        ->check(whyNoName)
+        ->type_name("PATH");
+    ctl.add_flag("--json", options.json, "Print the status as one JSON object");
+    return ctl;
+}
+
 /// What the command line says to `run` and `play`, in part as it stands there.
 struct RunArguments {
     run::Options options;
     std::vector<std::string> settings;
     std::vector<std::string> preferences;
     bool webOpen = false;
+    std::string control;
 };
 
 /// What `run` and `play` have in common. Returns the option --desk.
@@ -262,6 +293,11 @@ CLI::Option* addRunOptions(CLI::App& app, RunArguments& arguments) {
         ->type_name("[ADDR:]PORT");
     app.add_flag("--web-open", arguments.webOpen,
                  "Let other machines reach the page at ADDR, where everyone on the network can press keys");
+    app.add_option("--control", arguments.control,
+                   "Listen at this socket for programs and \"cvhost ctl\", in place of $XDG_RUNTIME_DIR/cvhost/control; "
+                   "off: at none")
+        ->check(whyNoName)
+        ->type_name("PATH|off");
     app.add_option_function<std::string>(
            "--for", [&options](const std::string& text) { options.time = seconds(text); }, "End after this time")
         ->type_name("SECONDS");
@@ -302,6 +338,10 @@ CLI::App& addPlay(CLI::App& app, RunArguments& arguments) {
 run::Options complete(RunArguments& arguments) {
     run::Options& options = arguments.options;
     checkOpen(options.web, arguments.webOpen);
+    if (arguments.control.empty())
+        options.control = control::defaultPath();
+    else if (arguments.control != "off")
+        options.control = arguments.control;
     for (const std::string& text : arguments.settings) {
         options.settings.push_back(assignment(text, "--set"));
         refuseUnusable(options.settings.back().first, options.settings.back().second);
@@ -310,6 +350,15 @@ run::Options complete(RunArguments& arguments) {
         const auto [key, value] = assignment(text, "--prefer");
         options.preferences.emplace_back(key, truth(value, "--prefer"));
     }
+    return options;
+}
+
+control::CtlOptions completeCtl(control::CtlOptions& options) {
+    const auto request = control::ctlRequest(options.words);
+    if (const auto* problem = std::get_if<control::Problem>(&request)) throw CLI::ValidationError("COMMAND", problem->text);
+    options.request = std::get<control::CtlRequest>(request);
+    if (options.json && options.request.kind != control::CtlRequest::Kind::status)
+        throw CLI::ValidationError("--json", "this is for \"status\" alone");
     return options;
 }
 
@@ -334,6 +383,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
     doctor::DoctorOptions doctorOptions;
     timeline::TimelineOptions timelineOptions;
     checkhost::CheckHostOptions checkHostOptions;
+    control::CtlOptions ctlOptions;
 
     CLI::App app("cvhost loads the console driver and shows what a console on a serial port says to it.", "cvhost");
     app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
@@ -343,6 +393,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
     const CLI::App& doctor = addDoctor(app, doctorOptions);
     const CLI::App& timeline = addTimeline(app, timelineOptions);
     const CLI::App& checkHost = addCheckHost(app, checkHostOptions);
+    const CLI::App& ctl = addCtl(app, ctlOptions);
     addRun(app, runArguments);
     const CLI::App& play = addPlay(app, playArguments);
 
@@ -352,6 +403,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
         if (doctor.parsed()) return doctorOptions;
         if (timeline.parsed()) return timelineOptions;
         if (checkHost.parsed()) return checkHostOptions;
+        if (ctl.parsed()) return completeCtl(ctlOptions);
         return complete(play.parsed() ? playArguments : runArguments);
     } catch (const CLI::ParseError& error) {
         return answer(app, error, {argv, static_cast<std::size_t>(argc)});

@@ -4,6 +4,7 @@
 #include <variant>
 
 #include "apps/cvhost/checkhost/Options.h"
+#include "apps/cvhost/control/Options.h"
 #include "apps/cvhost/doctor/Options.h"
 #include "apps/cvhost/ports/Options.h"
 #include "apps/cvhost/run/Options.h"
@@ -13,7 +14,7 @@ namespace cvhost {
 
 /// What the command line asks for, or the exit status of a program that has said all there is to say.
 using CommandLine = std::variant<run::Options, ports::PortsOptions, doctor::DoctorOptions, timeline::TimelineOptions,
-                                 checkhost::CheckHostOptions, int>;
+                                 checkhost::CheckHostOptions, control::CtlOptions, int>;
 CommandLine parseCommandLine(int argc, const char* const* argv);
 
 }  // namespace cvhost

@@ -13,6 +13,7 @@
 #include "apps/common/RunClock.h"
 #include "apps/cvhost/Options.h"
 #include "apps/cvhost/checkhost/CheckHost.h"
+#include "apps/cvhost/control/Ctl.h"
 #include "apps/cvhost/doctor/Doctor.h"
 #include "apps/cvhost/ports/Ports.h"
 #include "apps/cvhost/run/Session.h"
@@ -34,6 +35,7 @@ int run(int argc, char** argv, common::RunClock start) {
     const auto parsed = cvhost::parseCommandLine(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     if (const auto* ports = std::get_if<cvhost::ports::PortsOptions>(&parsed)) return cvhost::ports::showPorts(*ports);
+    if (const auto* ctl = std::get_if<cvhost::control::CtlOptions>(&parsed)) return cvhost::control::runCtl(*ctl);
     if (const auto* timeline = std::get_if<cvhost::timeline::TimelineOptions>(&parsed))
         return cvhost::timeline::showTimeline(*timeline);
     common::MainLoop wake;

@@ -62,9 +62,10 @@ std::string TemporaryFolder::write(const std::string& name, const std::string& t
 }
 
 Process::Setup CvhostTest::cvhost(const Arguments& arguments) const {
-    Process::Setup setup{
-        .command = {CVHOST_PROGRAM, "run"},
-        .environment = {{"XDG_CONFIG_HOME", m_folder.path() / "config"}, {"XDG_STATE_HOME", m_folder.path() / "state"}}};
+    Process::Setup setup{.command = {CVHOST_PROGRAM, "run"},
+                         .environment = {{"XDG_CONFIG_HOME", m_folder.path() / "config"},
+                                         {"XDG_STATE_HOME", m_folder.path() / "state"},
+                                         {"XDG_RUNTIME_DIR", ""}}};
     setup.command.insert(setup.command.end(), arguments.begin(), arguments.end());
     return setup;
 }

@@ -102,6 +102,11 @@ INSTANTIATE_TEST_SUITE_P(
               {"doctor", "--port", "no-such-port"},
               "\"no-such-port\" is not a port",
               "cvhost doctor --help"},
+        Wrong{"ControlOfNoName", {"run", "--control", ""}, "--control: the name is empty"},
+        Wrong{"CtlWithoutCommand", {"ctl"}, "COMMAND is required", "cvhost ctl --help"},
+        Wrong{"CtlMistyped", {"ctl", "lmp", "5", "on"}, "(did you mean \"lamp\"?)", "cvhost ctl --help"},
+        Wrong{"CtlLampOfNoNumber", {"ctl", "lamp", "x", "on"}, "a whole number from 1 to 46", "cvhost ctl --help"},
+        Wrong{"CtlJsonOfALamp", {"ctl", "--json", "lamp", "5", "on"}, "\"status\" alone", "cvhost ctl --help"},
         Wrong{"SetWithoutKey", {"run", "--set", "=1"}, "\"=1\" is not KEY=VALUE"},
         Wrong{"PreferNoTruth", {"run", "--prefer", "HardwareConsoleEnabled=maybe"}, "\"maybe\" is neither true nor false"}),
     [](const auto& row) { return row.param.name; });

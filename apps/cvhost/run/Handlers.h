@@ -3,8 +3,12 @@
 //
 // Each run of a handler is reported with the console's values.
 //
-// Threads: the handlers run on whatever thread calls them.
+// Threads: any; the handlers run on the thread that calls them.
 #pragma once
+
+#include <atomic>
+#include <bitset>
+#include <cstdint>
 
 #include "apps/cvhost/run/RunMonitor.h"
 #include "apps/cvhost/transport/ConsoleTransport.h"
@@ -20,6 +24,9 @@ public:
     /// Empty entries for every code that has no handler.
     ConsoleHandlerTable& table() { return m_table; }
 
+    /// What has these codes from now on is somebody else's: they count as handled, and the transport hears nothing of them.
+    void setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes);
+
     bool execute(int code) override;
 
 private:
@@ -27,6 +34,7 @@ private:
     transport::ConsoleTransport& m_transport;
     RunMonitor& m_monitor;
     ConsoleHandlerTable m_table;
+    std::atomic<std::uint64_t> m_claimed = 0;  ///< a bit for each code
 };
 
 }  // namespace cvhost::run

@@ -29,6 +29,8 @@ struct Options {
     std::string record;
     /// Where the page is served; nothing: nowhere.
     std::optional<web::WebAddress> web;
+    /// Where the control socket is; nothing: nowhere.
+    std::optional<std::string> control;
     /// How long to run; without it, until a signal.
     std::optional<std::chrono::duration<double>> time;
     std::vector<std::pair<std::string, std::string>> settings;

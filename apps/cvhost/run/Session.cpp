@@ -90,6 +90,15 @@ double beyondPlay() {
     return exact != nullptr ? *exact : 1.0;
 }
 
+PlayheadChange playheadOf(const transport::View& view) {
+    return {.frame = view.state.frame,
+            .place = view.place,
+            .speed = view.state.speed,
+            .markIn = view.state.markIn,
+            .markOut = view.state.markOut,
+            .framesPerSecond = view.clip.rate.nominal()};
+}
+
 std::string missingLine(Options::Events events, common::RunClock start, std::size_t count) {
     if (events == Options::Events::text) return report::TextReport::missingLine(count);
     return report::JsonReport::logLine(
@@ -230,6 +239,7 @@ bool Session::startConsole() {
                                    .say = [this](std::string_view text) { say("show", text); }});
     }
     if (m_options.web) startWeb();
+    if (m_options.control) startControl();
     if (m_recorder) m_monitor.addFirst(std::ref(*m_recorder));
     m_consoleStarted = Clock::now();
     m_console->init();
@@ -245,6 +255,24 @@ void Session::startWeb() {
     if (m_options.web->open) complain("warning: everyone on the network can press keys on this page");
 }
 
+void Session::startControl() {
+    const std::string& path = *m_options.control;
+    m_exchange.emplace(m_start, m_options.desk, [this] { m_wake.signal(); });
+    (*m_exchange)(playheadOf(m_deck->view()));
+    m_monitor.addFirst(std::ref(*m_exchange));
+    try {
+        if (path == control::defaultPath()) control::makeDefaultFolder(path);
+        m_control.emplace(path, control::Server::Stage{
+                                    .start = m_start, .exchange = *m_exchange, .claim = [this](const control::Codes& codes) {
+                                        m_handlers->setClaimed(codes);
+                                    }});
+    } catch (const control::ControlFailure& failure) {
+        return complain(failure.what());
+    }
+    m_actions.emplace(control::Actions::Stage{.console = *m_console, .transport = *m_transport, .desk = m_desk.get()});
+    say("control", "the control socket is " + path);
+}
+
 void Session::live() {
     const auto limit = m_options.time.value_or(std::chrono::hours(24 * 365 * 100));
     while (m_output.error() == 0) {
@@ -256,6 +284,7 @@ void Session::live() {
         if (m_mpv != nullptr && m_mpv->ended()) return say("film", "mpv has ended");
 
         takeKeys();
+        if (m_control) m_control->perform(*m_actions);
         const RunState state = m_monitor.state();
         noticeLoss(state);
         noticeReturn(state);
@@ -330,12 +359,7 @@ void Session::moveTransport() {
         m_shownClip = view.clip;
     }
     if (!m_playheadNews->take(state, Clock::now().time_since_epoch())) return;
-    m_monitor(PlayheadChange{.frame = state.frame,
-                             .place = view.place,
-                             .speed = state.speed,
-                             .markIn = state.markIn,
-                             .markOut = state.markOut,
-                             .framesPerSecond = view.clip.rate.nominal()});
+    m_monitor(playheadOf(view));
 }
 
 void Session::showDesk() {
@@ -356,6 +380,7 @@ void Session::stop() {
     m_switchedOff = active && !state.portLost && !state.portStuck;
     if (const auto failure = m_plugin.unload()) complain(driver::failureText(*failure));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
+    m_control.reset();
     say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded"
                : active && state.portStuck
                    ? "the driver is unloaded; the console may be lit still: its port took nothing more"

@@ -11,6 +11,9 @@
 #include "apps/common/LineWriter.h"
 #include "apps/common/MainLoop.h"
 #include "apps/common/RunClock.h"
+#include "apps/cvhost/control/Actions.h"
+#include "apps/cvhost/control/Exchange.h"
+#include "apps/cvhost/control/Server.h"
 #include "apps/cvhost/map/MpvDeck.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Handlers.h"
@@ -50,6 +53,7 @@ private:
     bool startDeck();
     bool startConsole();
     void startWeb();
+    void startControl();
     void live();
     void takeKeys();
     void noticeLoss(const RunState& state);
@@ -76,6 +80,7 @@ private:
     common::MainLoop& m_wake;
     common::LineWriter m_output;
     const std::unique_ptr<web::PageState> m_page;  ///< null without a page
+    std::optional<control::Exchange> m_exchange;
     std::optional<recording::Recorder> m_recorder;
     RunMonitor m_monitor;
     lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
@@ -90,6 +95,8 @@ private:
     PluginLibrary m_plugin;
     std::optional<Show> m_show;
     std::unique_ptr<web::WebServer> m_web;
+    std::optional<control::Actions> m_actions;
+    std::optional<control::Server> m_control;
 
     Clock::time_point m_consoleStarted{};
     unsigned m_losses = 0;
