@@ -15,16 +15,6 @@ inline std::string_view viewOf(std::span<const unsigned char> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-/// `text` as a JSON string with its quotes. What is not printable, and every byte that is not UTF-8, becomes an escape.
-inline std::string jsonText(std::string_view text) {
-    return '"' + cvhost::escapedText(text, {.hexHead = "\\u00", .named = "\n\r\t", .backslashed = "\"\\"}) + '"';
-}
-
-/// `bytes` as a JSON string with its quotes, one character a byte; other than printable ASCII becomes "\u00NN".
-inline std::string jsonBytes(std::span<const unsigned char> bytes) {
-    return '"' + cvhost::escapedBytes(viewOf(bytes), {.hexHead = "\\u00", .backslashed = "\"\\"}) + '"';
-}
-
 /// `text` for a terminal: what is not printable, and every byte that is not UTF-8, becomes "\r", "\n" or "\xNN".
 inline std::string plainText(std::string_view text) {
     return cvhost::escapedText(text, {.hexHead = "\\x", .named = "\n\r"});

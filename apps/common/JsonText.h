@@ -7,6 +7,7 @@
 #include <concepts>
 #include <cstdint>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -30,6 +31,13 @@ public:
     JsonText(std::string_view value);
     JsonText(const std::string& value) : JsonText(std::string_view(value)) {}
     JsonText(const char* value) : JsonText(std::string_view(value)) {}
+
+    /// In ASCII: other characters are escaped. A byte that is not UTF-8 becomes the character with its number.
+    static JsonText ascii(std::string_view text);
+    /// Each byte as the character with its number, likewise.
+    static JsonText bytes(std::span<const unsigned char> bytes);
+    /// A number with so many digits after the point, at most 16; null for what is no number.
+    static JsonText fixed(double value, int digits);
 
     static JsonText object(std::initializer_list<Member> members);
     static JsonText list(const std::vector<JsonText>& values);

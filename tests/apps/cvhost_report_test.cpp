@@ -33,43 +33,22 @@ using Bytes = std::vector<unsigned char>;
 
 struct Escaped {
     std::string text;
-    std::string json;
     std::string plain;
 };
 
 class Escape : public testing::TestWithParam<Escaped> {};
 
-TEST_P(Escape, Text_OfAnyBytes_IsSafeToShow) {
-    EXPECT_EQ(common::jsonText(GetParam().text), GetParam().json);
-    EXPECT_EQ(common::plainText(GetParam().text), GetParam().plain);
-    EXPECT_TRUE(nlohmann::json::accept(common::jsonText(GetParam().text)));
-}
+TEST_P(Escape, Text_OfAnyBytes_IsSafeToShow) { EXPECT_EQ(common::plainText(GetParam().text), GetParam().plain); }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, Escape,
-    testing::Values(Escaped{"", R"("")", ""}, Escaped{"plain", R"("plain")", "plain"},
-                    Escaped{"a\"b\\c", R"("a\"b\\c")", "a\"b\\c"}, Escaped{"line\r\n", R"("line\r\n")", "line\\r\\n"},
-                    Escaped{"\x1b[2J", R"("\u001b[2J")", "\\x1b[2J"}, Escaped{std::string(1, '\0'), R"("\u0000")", "\\x00"},
-                    Escaped{"\x7f", R"("\u007f")", "\\x7f"}, Escaped{"\xff", R"("\u00ff")", "\\xff"},
-                    Escaped{"\xc3\xa9", "\"\xc3\xa9\"", "\xc3\xa9"},                          // é
-                    Escaped{"\xc3", R"("\u00c3")", "\\xc3"},                                  // cut short
-                    Escaped{"\xc0\x80", R"("\u00c0\u0080")", "\\xc0\\x80"},                   // overlong
-                    Escaped{"\xc2\x9b", R"("\u00c2\u009b")", "\\xc2\\x9b"},                   // a control character
-                    Escaped{"\xed\xa0\x80", R"("\u00ed\u00a0\u0080")", "\\xed\\xa0\\x80"}));  // a surrogate
-
-TEST(EscapeBytes, Json_EveryByte_IsOneCharacterAgain) {
-    Bytes all;
-    for (int byte = 0; byte < 256; ++byte) all.push_back(static_cast<unsigned char>(byte));
-    const std::string json = common::jsonBytes(all);
-    const std::string decoded = nlohmann::json::parse(json);
-    std::string expected;
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        if (byte >= 0x80) expected += static_cast<char>(byte < 0xC0 ? 0xC2 : 0xC3);
-        expected += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
-    }
-    EXPECT_EQ(decoded, expected);
-    for (const char character : json) EXPECT_TRUE(character >= 0x20 && character < 0x7F);
-}
+INSTANTIATE_TEST_SUITE_P(Texts, Escape,
+                         testing::Values(Escaped{"", ""}, Escaped{"plain", "plain"}, Escaped{"a\"b\\c", "a\"b\\c"},
+                                         Escaped{"line\r\n", "line\\r\\n"}, Escaped{"\x1b[2J", "\\x1b[2J"},
+                                         Escaped{std::string(1, '\0'), "\\x00"}, Escaped{"\x7f", "\\x7f"},
+                                         Escaped{"\xff", "\\xff"}, Escaped{"\xc3\xa9", "\xc3\xa9"},  // é
+                                         Escaped{"\xc3", "\\xc3"},                                   // cut short
+                                         Escaped{"\xc0\x80", "\\xc0\\x80"},                          // overlong
+                                         Escaped{"\xc2\x9b", "\\xc2\\x9b"},                          // a control character
+                                         Escaped{"\xed\xa0\x80", "\\xed\\xa0\\x80"}));               // a surrogate
 
 /// A report on a pipe; what it prints is read at the end.
 template <class ReportOf>
@@ -143,10 +122,10 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
 ,"event":"key","code":5,"handled":false,"flags":1536}
 ,"event":"key","code":28,"handled":true,"flags":1536}
 ,"event":"handler","code":47,"ispeed":0,"jog":-1,"jog_exact":-1.5}
-,"event":"handler","code":0,"ispeed":-11994,"jog":0,"jog_exact":0}
+,"event":"handler","code":0,"ispeed":-11994,"jog":0,"jog_exact":0.0}
 ,"event":"playhead","frame":7524,"timecode":"00:05:00:24","speed":-1024,"in":null,"out":15000000000}
 ,"event":"wire","dir":"tx","bytes":"F12 "}
-,"event":"wire","dir":"rx","bytes":"\u000d\u00ff\""}
+,"event":"wire","dir":"rx","bytes":"\r\u00ff\""}
 ,"event":"rts","level":0}
 )");
 }

@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "apps/common/Escape.h"
+#include "apps/common/JsonText.h"
 #include "apps/common/Nearest.h"
 
 namespace cvhost::control {
@@ -76,7 +76,7 @@ std::size_t word(const Json& value, const std::string& what, std::span<const std
     for (std::size_t i = 0; i < known.size(); ++i) {
         if (text == known[i]) return i;
     }
-    refuse(what + " must be one of " + list(known) + ", not " + common::jsonText(text) + meant(text, known));
+    refuse(what + " must be one of " + list(known) + ", not " + common::JsonText::ascii(text).text() + meant(text, known));
 }
 
 bool truth(const Json& object, const std::string& name) {
@@ -167,7 +167,8 @@ const Form& formOf(const Json& object) {
         if (name.get_ref<const std::string&>() == form.name) return form;
     }
     const auto& text = name.get_ref<const std::string&>();
-    refuse("there is no command " + common::jsonText(text) + meant(text, names) + "; the commands are " + list(names));
+    refuse("there is no command " + common::JsonText::ascii(text).text() + meant(text, names) + "; the commands are " +
+           list(names));
 }
 
 void checkMembers(const Json& object, const Form& form) {
@@ -175,7 +176,7 @@ void checkMembers(const Json& object, const Form& form) {
     known.emplace_back("do");
     for (const auto& [name, value] : object.items()) {
         if (std::ranges::count(known, name) != 0) continue;
-        refuse("\"" + form.name + "\" has no member " + common::jsonText(name) + meant(name, known));
+        refuse("\"" + form.name + "\" has no member " + common::JsonText::ascii(name).text() + meant(name, known));
     }
 }
 

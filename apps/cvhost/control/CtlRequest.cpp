@@ -2,7 +2,6 @@
 #include <span>
 #include <system_error>
 
-#include "apps/common/Escape.h"
 #include "apps/common/JsonText.h"
 #include "apps/common/Nearest.h"
 #include "apps/cvhost/control/Options.h"
@@ -73,7 +72,7 @@ std::variant<CtlRequest, Problem> ctlRequest(const Words& words) {
         }
         return request;
     }
-    return Problem{"there is no command " + common::jsonText(words.front()) +
+    return Problem{"there is no command " + common::JsonText::ascii(words.front()).text() +
                    common::didYouMean(common::nearest(words.front(), names))};
 }
 

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "apps/common/JsonText.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/RunClock.h"
 #include "host/core/Events.h"
@@ -38,7 +40,7 @@ public:
     void take(const PlayheadChange& change);
 
 private:
-    void put(std::string_view event, std::string_view members);
+    void put(std::string_view event, std::initializer_list<common::JsonText::Member> members);
 
     const Put m_put;
     const common::RunClock m_start;
