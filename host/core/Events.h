@@ -120,6 +120,11 @@ struct ThreadEnded {
 
 // Of a run.
 
+/// A run begins. It is the first event.
+struct RunBegun {
+    static constexpr unsigned consumers = Consumer::json;
+};
+
 /// One run of a console handler, with the console's values at that moment.
 struct HandlerRun {
     static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::run;
@@ -185,9 +190,9 @@ struct Quiet {
     static constexpr unsigned consumers = Consumer::text;
 };
 
-using Event =
-    std::variant<LogLine, PortOpening, PortChange, PortTrouble, KeyQueued, LineBytes, ByteHandled, AddedBytes, RtsChange,
-                 ThreadEnded, HandlerRun, KeyReleased, ConsoleActive, ConsoleCall, PlayheadChange, Note, DeskView, Quiet>;
+using Event = std::variant<LogLine, PortOpening, PortChange, PortTrouble, KeyQueued, LineBytes, ByteHandled, AddedBytes,
+                           RtsChange, ThreadEnded, RunBegun, HandlerRun, KeyReleased, ConsoleActive, ConsoleCall,
+                           PlayheadChange, Note, DeskView, Quiet>;
 
 /// Calls `to.take(event)` if the event names `consumer`. A consumer without the overload does not compile.
 template <Consumer::Kind consumer, class To>

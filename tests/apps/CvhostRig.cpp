@@ -20,6 +20,7 @@ bool has(const Json& event, const Json& members) {
 /// The members that each event has, besides its time and its name.
 const std::map<std::string, std::set<std::string>>& forms() {
     static const std::map<std::string, std::set<std::string>> forms{
+        {"start", {"format"}},
         {"log", {"text"}},
         {"port", {"name", "state"}},
         {"active", {"version", "input_ignored"}},

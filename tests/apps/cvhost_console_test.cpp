@@ -277,6 +277,8 @@ TEST_F(CvhostTest, DeskOption_Json_BringsTheEmbeddedConsoleUp) {
     host.signal(SIGINT);
 
     EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_EQ(events(host).front().at("event"), "start");
+    EXPECT_EQ(events(host).front().at("format"), 1);
     EXPECT_THAT(events(host, {{"event", "log"}, {"text", "CON:   console_init: console version 7\n"}}), SizeIs(1));
     EXPECT_THAT(events(host, {{"event", "wire"}}), IsEmpty()) << "without --wire";
     EXPECT_THAT(events(host, {{"event", "rts"}}), IsEmpty()) << "without --wire";

@@ -92,6 +92,7 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
     EXPECT_EQ(
         json(true,
              [](const cvhost::EventSink& report) {
+                 report(cvhost::RunBegun{});
                  report(cvhost::LogLine{"text\n"});
                  report(cvhost::PortChange{"/dev/ttyUSB0", PortState::open});
                  report(cvhost::PortChange{"/dev/ttyUSB0", PortState::closed});
@@ -114,7 +115,8 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
                  report(cvhost::DeskView{'O', 'F', 'O', 'O', false});
                  report(cvhost::Quiet{});
              }),
-        R"(,"event":"log","text":"text\n"}
+        R"(,"event":"start","format":1}
+,"event":"log","text":"text\n"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"open"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"closed"}
 ,"event":"port","name":"/dev/ttyUSB0","state":"lost"}

@@ -35,6 +35,8 @@ constexpr EventKind kindOf(const HandlerRun&) { return EventKind::handler; }
 constexpr EventKind kindOf(const PlayheadChange&) { return EventKind::playhead; }
 constexpr EventKind kindOf(const LineBytes&) { return EventKind::wire; }
 constexpr EventKind kindOf(const RtsChange&) { return EventKind::rts; }
+/// A client gets the hello instead.
+constexpr std::nullopt_t kindOf(const RunBegun&) { return std::nullopt; }
 
 /// Nothing for an event that JSON does not have.
 inline std::optional<EventKind> kindOfEvent(const Event& event) {

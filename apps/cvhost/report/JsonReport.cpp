@@ -8,6 +8,9 @@ namespace {
 
 using Json = common::JsonText;
 
+/// docs/events.md says when it changes.
+constexpr int formatNumber = 1;
+
 Json orNull(std::optional<std::int64_t> value) { return value ? Json(*value) : Json(); }
 
 std::string line(common::RunClock start, std::string_view event, std::initializer_list<Json::Member> members) {
@@ -37,6 +40,8 @@ std::string JsonReport::logLine(common::RunClock start, std::string_view text) {
 void JsonReport::put(std::string_view event, std::initializer_list<Json::Member> members) {
     m_put(line(m_start, event, members));
 }
+
+void JsonReport::take(const RunBegun&) { put("start", {{"format", formatNumber}}); }
 
 void JsonReport::take(const LogLine& line) { m_put(logLine(m_start, line.text)); }
 

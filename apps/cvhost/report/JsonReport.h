@@ -1,4 +1,4 @@
-// The run as JSON, one object a line, for programs.
+// The run as JSON, one object a line, for programs. docs/events.md lists the events.
 #pragma once
 
 #include <functional>
@@ -29,6 +29,7 @@ public:
 
     void operator()(const Event& event) { give<Consumer::json>(event, *this); }
 
+    void take(const RunBegun&);
     void take(const LogLine& line);
     void take(const PortChange& port);
     void take(const KeyQueued& key);

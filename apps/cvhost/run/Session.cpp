@@ -150,6 +150,7 @@ bool Session::startRecording() {
 
 void Session::prepareHost() {
     setLogDestinations({.standardError = logsToStandardError(m_options.events), .file = true});
+    m_monitor(RunBegun{});
     setEventSink(std::ref(m_monitor));
     say("start", "cvhost " CVHOST_VERSION ", a host for the console driver; Ctrl-C ends it");
     if (m_recorder && m_recorder->path() != m_options.record)
