@@ -52,7 +52,7 @@ protected:
     static void waitForAll(Process& host, const std::vector<Json>& inOrder);
     /// Waits until `bytes` have gone over the wire.
     static void waitForWire(Process& host, const std::string& direction, const std::string& bytes);
-    /// All events so far. Expects each line to be one of the known forms, and time never to run backwards.
+    /// All events so far. Expects time never to run backwards.
     static std::vector<Json> events(Process& host);
     static std::vector<Json> events(Process& host, const Json& members);
     /// All that went over the wire in one direction.

@@ -1,6 +1,7 @@
 #include "tests/apps/Process.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/eventfd.h>
@@ -8,11 +9,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -63,6 +67,37 @@ pid_t spawn(const Process::Setup& setup, int output, int errors) {
     return pid;
 }
 
+/// The definition in cvhost's schema of what the command prints; empty if it prints no JSON.
+std::string_view definitionOf(const std::vector<std::string>& command) {
+    const auto has = [&](std::string_view word) { return std::ranges::find(command, word) != command.end(); };
+    const auto events = std::ranges::find(command, "--events");
+    if (events != command.end() && events + 1 != command.end() && events[1] == "json") return "event";
+    if (!has("--json")) return {};
+    return has("ports") ? "ports" : has("doctor") ? "doctor" : "";
+}
+
+/// Leaves the JSON that the program has printed to tools/test/run_tests, which validates it.
+void leaveJson(const std::vector<std::string>& command, const std::vector<std::string>& lines, bool whole) {
+    const char* file = std::getenv("TEST_JSON");
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    const std::string_view definition = definitionOf(command);
+    if (file == nullptr || test == nullptr || definition.empty() || lines.empty()) return;
+    std::string text;
+    const auto add = [&](std::string_view what, const std::string& json) {
+        text.append(test->test_suite_name()).append(".").append(test->name()).append("\t").append(what);
+        text.append("\t").append(json).append("\n");
+    };
+    if (definition == "event") {
+        add("events/start", lines.front());
+        for (const std::string& line : lines) add(definition, line);
+    } else if (whole) {
+        std::string json;
+        for (const std::string& line : lines) json += line;
+        add(definition, json);
+    }
+    std::ofstream(file, std::ios::app) << text << std::flush;
+}
+
 }  // namespace
 
 std::mutex& Process::starting() {
@@ -70,7 +105,7 @@ std::mutex& Process::starting() {
     return mutex;
 }
 
-Process::Process(const Setup& setup) : m_outputWanted(setup.readOutput) {
+Process::Process(const Setup& setup) : m_command(setup.command), m_outputWanted(setup.readOutput) {
     std::array<int, 2> output{};
     std::array<int, 2> errors{};
     checked(::pipe2(output.data(), O_CLOEXEC), "pipe");
@@ -102,6 +137,7 @@ Process::~Process() {
     for (const int fd : {m_output, m_errors, m_wake}) {
         if (fd >= 0) ::close(fd);
     }
+    leaveJson(m_command, m_lines, m_ended && WIFEXITED(m_status));
 }
 
 void Process::read() {

@@ -1,4 +1,5 @@
-// A program under test: started with its output in pipes, read line by line, signalled, and waited for.
+// A program under test: started with its output in pipes, read line by line, signalled, and waited for. Every line of JSON
+// that cvhost prints is validated against its schema after the tests.
 //
 // Threads: one test thread; a thread of the object's own reads the pipes. Nothing waits longer than a generous limit: then
 // it throws, with all that the program has said.
@@ -59,6 +60,7 @@ private:
     void takeOutput(const char* text, std::size_t size);
     [[noreturn]] void giveUp(const std::string& waitingFor);
 
+    const std::vector<std::string> m_command;
     pid_t m_pid = -1;
     int m_status = -1;
     bool m_ended = false;
