@@ -17,6 +17,8 @@ constexpr std::array properties{"pause", "speed", "play-dir", "time-pos", "eof-r
 constexpr int seekRequest = 1;
 constexpr double slowest = 0.01;  ///< mpv's slowest speed
 constexpr double fastest = 100;
+/// What mpv says of these properties is flat. A tree's copy is made by recursion.
+constexpr int deepest = 4;
 constexpr std::int64_t mostWaiting = transport::Playhead::jogParts * 1'000'000'000;
 
 std::string command(std::initializer_list<Json> words, int request = 0) {
@@ -111,7 +113,8 @@ std::string Film::takeCommands() {
 }
 
 void Film::hear(std::string_view line) {
-    const Json message = Json::parse(line, nullptr, false);
+    const auto isShallow = [](int depth, Json::parse_event_t, const Json&) { return depth <= deepest; };
+    const Json message = Json::parse(line, isShallow, false);
     if (!message.is_object()) return;
     const auto member = [&](const char* name) {
         const auto found = message.find(name);

@@ -56,6 +56,16 @@ protected:
 
 }  // namespace
 
+TEST_F(FilmTest, Hear_NestedVeryDeep_IsLeftOut) {
+    const std::string nested = std::string(30'000, '[') + std::string(30'000, ']');
+    m_film.hear(R"({"event":)" + nested + "}");
+    m_film.hear(R"({"event":"property-change","name":"time-pos","data":)" + nested + "}");
+    m_film.hear(nested);
+    EXPECT_EQ(frame(), 100);
+    mpvSays("time-pos", 8.0);
+    EXPECT_EQ(frame(), 200);
+}
+
 TEST(Film, TakeCommands_First_AskForWhatShows) {
     Film film;
     const std::string text = film.takeCommands();
