@@ -3,9 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <span>
 #include <string_view>
 
+#include "apps/common/OptionValues.h"
 #include "apps/common/UsageProblem.h"
 #include "apps/cvdesk/ExitStatus.h"
 
@@ -49,7 +51,7 @@ bool whole(std::string_view text, Number& number) {
     return error == std::errc{} && end == text.data() + text.size();
 }
 
-NetworkAddress networkAddress(const std::string& text) {
+std::optional<NetworkAddress> networkAddress(const std::string& text) {
     NetworkAddress result;
     const std::size_t colon = text.rfind(':');
     if (colon != std::string::npos) {
@@ -57,25 +59,16 @@ NetworkAddress networkAddress(const std::string& text) {
         if (result.address.size() > 2 && result.address.front() == '[' && result.address.back() == ']')
             result.address = result.address.substr(1, result.address.size() - 2);
     }
-    if (result.address.empty() || !whole(std::string_view(text).substr(colon + 1), result.port))
-        throw CLI::ValidationError("--rfc2217",
-                                   "\"" + text + "\" is not a port from 0 to 65535, with or without ADDR: before it");
+    if (result.address.empty() || !whole(std::string_view(text).substr(colon + 1), result.port)) return std::nullopt;
     return result;
 }
 
-desk::Model model(const std::string& text) {
-    if (text == "V4") return desk::Model::V4;
-    if (text == "other") return desk::Model::other;
-    throw CLI::ValidationError("--model", "\"" + text + "\" is neither V4 nor other");
-}
-
 /// As a USB text descriptor holds it: 255 bytes, of which two are its head and two each character.
-std::string productText(const std::string& text) {
+std::string whyNoProduct(const std::string& text) {
     constexpr std::size_t longest = (255 - 2) / 2;
     const bool printable = std::ranges::all_of(text, [](char letter) { return letter >= ' ' && letter <= '~'; });
-    if (text.empty() || text.size() > longest || !printable)
-        throw CLI::ValidationError("--usb-product", "the text is not 1 to 126 printable ASCII characters");
-    return text;
+    const bool fits = !text.empty() && text.size() <= longest && printable;
+    return fits ? "" : "the text is not 1 to 126 printable ASCII characters";
 }
 
 std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
@@ -98,31 +91,34 @@ int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const ch
 
 std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     Options options;
-    std::string network, link;
+    NetworkAddress network;
+    std::string link;
     UsbAdapter adapter;
     CLI::App app("cvdesk is a simulated edit console: a desk with keys, lamps and a jog/shuttle wheel.", "cvdesk");
     app.set_version_flag("--version", "cvdesk " CVDESK_VERSION);
     app.footer(footer);
-    const CLI::Option* toNetwork =
-        app.add_option("--rfc2217", network, "Serve a network serial port (RFC 2217); port 0 picks a free one")
-            ->type_name("[ADDR:]PORT");
+    const CLI::Option* toNetwork = common::addParsed(app, "--rfc2217", network, networkAddress,
+                                                     "a port from 0 to 65535, with or without ADDR: before it",
+                                                     "Serve a network serial port (RFC 2217); port 0 picks a free one")
+                                       ->type_name("[ADDR:]PORT");
     const CLI::Option* toPty = app.add_option("--pty", link, "Serve a pseudo-terminal; LINK becomes a symbolic link to it")
                                    ->check(whyNoName)
                                    ->type_name("LINK");
     bool usb = false;
     CLI::Option* toUsb = app.add_flag("--usb", usb, "Be a USB serial adapter of this machine's kernel");
-    app.add_option_function<std::string>(
-           "--usb-product", [&](const std::string& text) { adapter.product = productText(text); },
-           "Product text of the adapter (default \"USB Serial Port\")")
+    app.add_option("--usb-product", adapter.product, "Product text of the adapter (default \"USB Serial Port\")")
+        ->check(whyNoProduct)
         ->type_name("TEXT")
         ->needs(toUsb);
     app.add_option("--firmware", options.desk.firmware, "Version that the program answers, 0 to 4095 (default 7)")
         ->type_name("N")
         ->check(whyNoVersion);
-    app.add_option_function<std::string>(
-           "--model", [&](const std::string& text) { options.desk.model = model(text); },
-           "Model that the monitor names (default V4)")
-        ->type_name("V4|other");
+    const auto setModel = [&options](const std::string& text) {
+        options.desk.model = text == "V4" ? desk::Model::V4 : desk::Model::other;
+    };
+    common::takesOneOf(
+        *app.add_option_function<std::string>("--model", setModel, "Model that the monitor names (default V4)"),
+        {"V4", "other"});
     CLI::Option* script =
         app.add_option("--script", options.scriptFile, "Play this script; see below")->check(whyNoName)->type_name("FILE");
     app.add_option("--replay", options.replayFile, "Be the console of this recording of cvhost's, and end with it")
@@ -147,7 +143,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
         else if (!toPty->empty())
             options.line = link;
         else
-            options.line = networkAddress(network);
+            options.line = network;
     } catch (const CLI::ParseError& error) {
         return answer(app, error, {argv, static_cast<std::size_t>(argc)});
     }

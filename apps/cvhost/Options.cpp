@@ -2,12 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <system_error>
 
 #include "apps/common/ExitStatus.h"
+#include "apps/common/OptionValues.h"
 #include "apps/common/UsageProblem.h"
 #include "apps/cvhost/control/Command.h"
 #include "apps/cvhost/control/Listener.h"
@@ -116,49 +120,56 @@ constexpr const char* ctlFooter =
 
 constexpr std::chrono::duration<double> longestTime = std::chrono::hours(24 * 365);
 
-/// "KEY=VALUE" in two; the key must not be empty.
-std::pair<std::string, std::string> assignment(const std::string& text, const char* option) {
+bool isAssignment(const std::string& text) { return text.find('=') != 0 && text.find('=') != text.npos; }
+
+/// "KEY=VALUE" in two.
+std::pair<std::string, std::string> assignment(const std::string& text) {
     const std::size_t equals = text.find('=');
-    if (equals == 0 || equals == text.npos) throw CLI::ValidationError(option, "\"" + text + "\" is not KEY=VALUE");
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-bool truth(const std::string& text, const char* option) {
+std::optional<bool> truth(const std::string& text) {
     if (text == "true" || text == "1") return true;
     if (text == "false" || text == "0") return false;
-    throw CLI::ValidationError(option, "\"" + text + "\" is neither true nor false");
+    return std::nullopt;
 }
 
 /// A setting whose value the driver would ignore is refused. One that is unknown may be another plug-in's.
-void refuseUnusable(const std::string& key, const std::string& text) {
+std::string whyNoSetting(const std::string& text) {
     using Kind = ports::SettingProblem::Kind;
+    if (!isAssignment(text)) return common::quoted(text) + " is not KEY=VALUE";
+    const auto [key, value] = assignment(text);
     Settings scratch;
-    scratch.setFromText(key, text);
+    scratch.setFromText(key, value);
     const auto problem = ports::judgeSetting(key, *scratch.find(key));
-    if (problem && (problem->kind == Kind::wrongType || problem->kind == Kind::noPort)) {
-        throw CLI::ValidationError("--set", problem->text);
-    }
+    const bool refused = problem && (problem->kind == Kind::wrongType || problem->kind == Kind::noPort);
+    return refused ? problem->text : "";
 }
 
-run::Options::Events events(const std::string& text) {
-    if (text == "text") return run::Options::Events::text;
-    if (text == "json") return run::Options::Events::json;
-    throw CLI::ValidationError("--events", "\"" + text + "\" is neither text nor json");
+std::string whyNoPreference(const std::string& text) {
+    if (!isAssignment(text)) return common::quoted(text) + " is not KEY=VALUE";
+    const std::string value = assignment(text).second;
+    return truth(value) ? "" : common::quoted(value) + " is neither true nor false";
 }
 
-std::chrono::duration<double> seconds(const std::string& text) {
-    double value = 0;
+template <class Number>
+std::optional<Number> number(const std::string& text) {
+    Number value = 0;
     const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
     const bool whole = end.ec == std::errc() && end.ptr == text.data() + text.size();
-    if (!whole || !(value >= 0 && value <= longestTime.count())) {
-        throw CLI::ValidationError("--for", "\"" + text + "\" is not a number of seconds up to a year");
-    }
-    return std::chrono::duration<double>(value);
+    return whole ? std::optional(value) : std::nullopt;
 }
 
-web::WebAddress addressOf(const std::string& text) {
-    if (const auto address = web::webAddress(text)) return *address;
-    throw CLI::ValidationError("--web", "\"" + text + "\" is not a port, or ADDR:PORT with brackets around an IPv6 address");
+std::optional<std::chrono::duration<double>> seconds(const std::string& text) {
+    const auto value = number<double>(text);
+    if (!value || !(*value >= 0 && *value <= longestTime.count())) return std::nullopt;
+    return std::chrono::duration<double>(*value);
+}
+
+std::string whyNoSeed(const std::string& text) {
+    constexpr auto highest = std::numeric_limits<std::uint64_t>::max();
+    if (number<std::uint64_t>(text)) return "";
+    return common::quoted(text) + " is not a whole number from 0 to " + std::to_string(highest);
 }
 
 /// Other machines reach the page only by both an address of theirs and the option for it.
@@ -172,11 +183,6 @@ void checkOpen(std::optional<web::WebAddress>& address, bool open) {
     if (address) address->open = open;
 }
 
-transport::Clip clipOf(const std::string& text) {
-    if (const auto clip = transport::clip(text)) return *clip;
-    throw CLI::ValidationError("--clip", "\"" + text + "\" is not FRAMES@RATE, such as 15000@25 or 1800@30000/1001");
-}
-
 std::string whyNoName(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
 std::string whyNoPort(const std::string& name) { return ports::portNameProblem(name).value_or(whyNoName(name)); }
 
@@ -188,9 +194,9 @@ CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
 }
 
 void addClip(CLI::App& run, transport::Clip& result) {
-    run.add_option_function<std::string>(
-           "--clip", [&result](const std::string& text) { result = clipOf(text); },
-           "What keys, ring and wheel play: so many frames at so many a second; 15000@25, ten minutes, unless given")
+    common::addParsed(
+        run, "--clip", result, transport::clip, "FRAMES@RATE, such as 15000@25 or 1800@30000/1001",
+        "What keys, ring and wheel play: so many frames at so many a second; 15000@25, ten minutes, unless given")
         ->type_name("FRAMES@RATE");
 }
 
@@ -236,14 +242,12 @@ CLI::App& addCheckHost(CLI::App& app, checkhost::CheckHostOptions& options) {
             "inside this program")
         ->check(whyNoPort)
         ->type_name("NAME");
-    check
-        .add_option("--level", options.level,
-                    "1: a console can be started; 2: all that the driver relies on (the default); "
-                    "3: floods, a cut line and 100 loads too")
-        ->check(CLI::Range(1, 3))
-        ->type_name("1|2|3");
+    common::takesOneOf(*check.add_option("--level", options.level,
+                                         "1: a console can be started; 2: all that the driver relies on (the default); "
+                                         "3: floods, a cut line and 100 loads too"),
+                       {"1", "2", "3"});
     check.add_option("--only", options.only, "Try these promises alone, ids with commas between them")->type_name("ID,...");
-    check.add_option("--seed", options.seed, "Repeat a run's random bytes")->check(CLI::NonNegativeNumber)->type_name("N");
+    check.add_option("--seed", options.seed, "Repeat a run's random bytes")->check(whyNoSeed)->type_name("N");
     check.add_option("--json", options.json, "Write the results to this file as JSON")->check(whyNoName)->type_name("FILE");
     check.add_option("--junit", options.junit, "Write the results to this file as JUnit's XML")
         ->check(whyNoName)
@@ -277,19 +281,22 @@ CLI::Option* addRunOptions(CLI::App& app, RunArguments& arguments) {
     run::Options& options = arguments.options;
     CLI::Option* desk = app.add_flag("--desk", options.desk, "Run against a simulated console inside this program");
     addPort(app, options.port)->excludes(desk);
-    app.add_option_function<std::string>(
-           "--events", [&options](const std::string& text) { options.events = events(text); },
-           "How to print what happens: as text for a person (the default), or as one JSON object a line")
-        ->type_name("text|json");
+    const auto setEvents = [&options](const std::string& text) {
+        options.events = text == "json" ? run::Options::Events::json : run::Options::Events::text;
+    };
+    common::takesOneOf(*app.add_option_function<std::string>("--events", setEvents,
+                                                             "How to print what happens: as text for a person (the "
+                                                             "default), or as one JSON object a line"),
+                       {"text", "json"});
     app.add_flag("--wire", options.wire, "Print the bytes on the line and the RTS levels as well");
     app.add_option(
            "--record", options.record,
            "Record everything at the serial port in this file, which must not exist yet, or in a new file in this folder")
         ->check(whyNoName)
         ->type_name("FILE");
-    app.add_option_function<std::string>(
-           "--web", [&options](const std::string& text) { options.web = addressOf(text); },
-           "Serve a page with the console on it, to this machine alone unless --web-open is given; port 0: any free one")
+    common::addParsed(
+        app, "--web", options.web, web::webAddress, "a port, or ADDR:PORT with brackets around an IPv6 address",
+        "Serve a page with the console on it, to this machine alone unless --web-open is given; port 0: any free one")
         ->type_name("[ADDR:]PORT");
     app.add_flag("--web-open", arguments.webOpen,
                  "Let other machines reach the page at ADDR, where everyone on the network can press keys");
@@ -298,14 +305,15 @@ CLI::Option* addRunOptions(CLI::App& app, RunArguments& arguments) {
                    "off: at none")
         ->check(whyNoName)
         ->type_name("PATH|off");
-    app.add_option_function<std::string>(
-           "--for", [&options](const std::string& text) { options.time = seconds(text); }, "End after this time")
+    common::addParsed(app, "--for", options.time, seconds, "a number of seconds up to a year", "End after this time")
         ->type_name("SECONDS");
     app.add_option("--set", arguments.settings, "A setting, over the settings file")
+        ->check(whyNoSetting)
         ->type_name("KEY=VALUE")
         ->expected(1)
         ->take_all();
     app.add_option("--prefer", arguments.preferences, "A preference, over the settings file; BOOL is true or false")
+        ->check(whyNoPreference)
         ->type_name("KEY=BOOL")
         ->expected(1)
         ->take_all();
@@ -342,13 +350,10 @@ run::Options complete(RunArguments& arguments) {
         options.control = control::defaultPath();
     else if (arguments.control != "off")
         options.control = arguments.control;
-    for (const std::string& text : arguments.settings) {
-        options.settings.push_back(assignment(text, "--set"));
-        refuseUnusable(options.settings.back().first, options.settings.back().second);
-    }
+    for (const std::string& text : arguments.settings) options.settings.push_back(assignment(text));
     for (const std::string& text : arguments.preferences) {
-        const auto [key, value] = assignment(text, "--prefer");
-        options.preferences.emplace_back(key, truth(value, "--prefer"));
+        const auto [key, value] = assignment(text);
+        options.preferences.emplace_back(key, truth(value).value_or(false));
     }
     return options;
 }
