@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "apps/common/Colour.h"
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 
 namespace cvdesk {
@@ -17,10 +18,9 @@ using desk::DeskEvent;
 std::string plain(std::string_view text) { return cvhost::escapedBytes(text, {.hexHead = "\\x"}); }
 
 std::string lampText(int number, char state) {
-    static constexpr std::array<std::string_view, 5> names{"", " forward", " stop", " reverse", " wheel"};
-    std::string text = std::to_string(number);
-    if (number < static_cast<int>(names.size())) text += names[static_cast<std::size_t>(number)];
-    return text + (state == 'O' ? " off" : state == 'F' ? " on" : std::string(" ") + state);
+    const std::string name(common::lampName(number));
+    const std::string look = state == 'O' ? "off" : state == 'F' ? "on" : std::string(1, state);
+    return std::to_string(number) + ' ' + (name.empty() ? name : name + ' ') + look;
 }
 
 struct Text {

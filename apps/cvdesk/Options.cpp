@@ -7,6 +7,7 @@
 #include <span>
 #include <string_view>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/OptionValues.h"
 #include "apps/common/UsageProblem.h"
 #include "apps/cvdesk/ExitStatus.h"
@@ -114,7 +115,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
         ->type_name("N")
         ->check(whyNoVersion);
     const auto setModel = [&options](const std::string& text) {
-        options.desk.model = text == "V4" ? desk::Model::V4 : desk::Model::other;
+        options.desk.model = *common::modelOf(text);
     };
     common::takesOneOf(
         *app.add_option_function<std::string>("--model", setModel, "Model that the monitor names (default V4)"),

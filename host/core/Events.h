@@ -32,7 +32,17 @@ enum class Direction { transmit, receive };
 
 /// Consumers of events. Each event names its own: they must handle it to compile, and the others ignore it.
 struct Consumer {
-    enum Kind : unsigned { text = 1, json = 2, page = 4, recording = 8, doctor = 16, run = 32, held = 64, control = 128 };
+    enum Kind : unsigned {
+        text = 1,
+        json = 2,
+        page = 4,
+        recording = 8,
+        doctor = 16,
+        run = 32,
+        held = 64,
+        control = 128,
+        startup = 256,
+    };
 };
 
 // Of the host. Texts and bytes are the emitter's: a sink copies what it keeps.
@@ -40,27 +50,27 @@ struct Consumer {
 /// A line of the log, with its end.
 struct LogLine {
     static constexpr unsigned consumers =
-        Consumer::text | Consumer::json | Consumer::page | Consumer::doctor | Consumer::run;
+        Consumer::text | Consumer::json | Consumer::page | Consumer::doctor | Consumer::startup;
     std::string_view text;
 };
 
 /// A port is about to be opened; PortChange to open, or PortTrouble, follows.
 struct PortOpening {
-    static constexpr unsigned consumers = Consumer::recording;
+    static constexpr unsigned consumers = Consumer::recording | Consumer::startup;
     std::string_view name;
     LineSettings settings;
 };
 
 struct PortChange {
     static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
-                                          Consumer::doctor | Consumer::run | Consumer::held | Consumer::control;
+                                          Consumer::doctor | Consumer::startup | Consumer::held | Consumer::control;
     std::string_view name;
     PortState state;
 };
 
 /// What is wrong with a port.
 struct PortTrouble {
-    static constexpr unsigned consumers = Consumer::recording | Consumer::doctor | Consumer::run;
+    static constexpr unsigned consumers = Consumer::recording | Consumer::startup;
     enum class Kind {
         cannotOpen,
         busy,             ///< another program has it, so it cannot be opened
@@ -89,7 +99,7 @@ struct KeyQueued {
 /// Bytes handed to the system for a port, or arrived on it.
 struct LineBytes {
     static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
-                                          Consumer::doctor | Consumer::run | Consumer::control;
+                                          Consumer::doctor | Consumer::startup | Consumer::control;
     Direction direction;
     std::span<const unsigned char> bytes;
 };
@@ -102,19 +112,19 @@ struct ByteHandled {
 
 /// The driver receives `bytes` that have not come over the line: the last words of a port that is being lost.
 struct AddedBytes {
-    static constexpr unsigned consumers = Consumer::recording;
+    static constexpr unsigned consumers = Consumer::recording | Consumer::startup;
     std::span<const unsigned char> bytes;
 };
 
 struct RtsChange {
     static constexpr unsigned consumers =
-        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::doctor | Consumer::control;
+        Consumer::text | Consumer::json | Consumer::page | Consumer::recording | Consumer::startup | Consumer::control;
     int level;
 };
 
 /// A thread that the plug-in began has done its work.
 struct ThreadEnded {
-    static constexpr unsigned consumers = Consumer::run;
+    static constexpr unsigned consumers = Consumer::startup;
     std::string_view name;
 };
 
@@ -144,7 +154,7 @@ struct KeyReleased {
 
 /// A console has become active.
 struct ConsoleActive {
-    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::control;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::control;
     int version;
 };
 

@@ -277,7 +277,7 @@ TEST(TextReport, Jog_AnyCount_ShowsItsFinePart) {
 
 struct Reason {
     std::string name;
-    cvhost::run::RunState heard;
+    cvhost::wire::StartupFacts startup;
     cvhost::run::Circumstances circumstances;
     std::string words;
 };
@@ -287,18 +287,19 @@ void PrintTo(const Reason& reason, std::ostream* out) { *out << reason.name; }
 class Advice : public testing::TestWithParam<Reason> {};
 
 TEST_P(Advice, NoConsole_ForThisReason_SaysItAndWhatToDo) {
-    const std::string advice = cvhost::run::whyNoConsole(GetParam().heard, GetParam().circumstances).text;
+    const std::string advice = cvhost::run::whyNoConsole(GetParam().startup, GetParam().circumstances).text;
     EXPECT_NE(advice.find(GetParam().words), advice.npos) << advice;
     EXPECT_NE(advice.find("; "), advice.npos) << "what to do: " << advice;
 }
 
-cvhost::run::RunState port(const std::string& name, const std::string& failure, bool open = false, bool lost = false) {
-    cvhost::run::RunState heard;
-    heard.triedPort = name;
-    heard.openFailure = failure;
-    heard.portOpen = open;
-    heard.portLost = lost;
-    return heard;
+cvhost::wire::StartupFacts port(const std::string& name, const std::string& failure,
+                                std::optional<cvhost::PortState> state = {}) {
+    cvhost::wire::StartupFacts startup;
+    startup.triedPort = name;
+    startup.portState = state;
+    if (!failure.empty())
+        startup.trouble = {.kind = cvhost::PortTrouble::Kind::cannotOpen, .error = 0, .port = name, .reason = failure};
+    return startup;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -308,26 +309,33 @@ INSTANTIATE_TEST_SUITE_P(
         Reason{"NoName", {}, {.preferred = true, .waited = true}, "no port is named"},
         Reason{"Missing", port("/dev/no-such-port", ""), {.preferred = true, .waited = true}, "there is no"},
         Reason{"Busy",
-               port("/dev/null", "/dev/null: device or resource busy"),
+               port("/dev/null", "device or resource busy"),
                {.preferred = true, .waited = true},
                "device or resource busy; name another port"},
         Reason{"NoPortsName",
-               port("ttyUSB0", "ttyUSB0: no such file or directory"),
+               port("ttyUSB0", "no such file or directory"),
                {.preferred = true, .waited = true},
                "\"ttyUSB0\" is not a port: name a device such as /dev/ttyUSB0"},
         Reason{"Network",
-               port("rfc2217://[::1]:9", "rfc2217://[::1]:9: connection refused"),
+               port("rfc2217://[::1]:9", "connection refused"),
                {.preferred = true, .waited = true},
                "connection refused; check the name"},
-        Reason{"Lost", port("/dev/ttyUSB0", "", false, true), {.preferred = true, .waited = true}, "was lost"},
-        Reason{"Silent", port("/dev/ttyUSB0", "", true), {.preferred = true, .waited = true}, "no console has answered"},
-        Reason{"TooSoon", port("/dev/ttyUSB0", "", true), {.preferred = true, .waited = false}, "before start-up was done"},
-        Reason{"NoiseInName", port("/dev/\x1b[2J", "", true), {.preferred = true, .waited = true}, "\\x1b"}),
+        Reason{"Lost", port("/dev/ttyUSB0", "", cvhost::PortState::lost), {.preferred = true, .waited = true}, "was lost"},
+        Reason{"Silent",
+               port("/dev/ttyUSB0", "", cvhost::PortState::open),
+               {.preferred = true, .waited = true},
+               "no console has answered"},
+        Reason{"TooSoon",
+               port("/dev/ttyUSB0", "", cvhost::PortState::open),
+               {.preferred = true, .waited = false},
+               "before start-up was done"},
+        Reason{
+            "NoiseInName", port("/dev/\x1b[2J", "", cvhost::PortState::open), {.preferred = true, .waited = true}, "\\x1b"}),
     [](const auto& row) { return row.param.name; });
 
 TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
     const auto lost = [](const std::string& name) {
-        return cvhost::run::whyNoConsole(port(name, "", false, true), {.preferred = true, .waited = true}).text;
+        return cvhost::run::whyNoConsole(port(name, "", cvhost::PortState::lost), {.preferred = true, .waited = true}).text;
     };
     cvhost::settings().set("console_port", "/dev/ttyUSB0");
     EXPECT_EQ(

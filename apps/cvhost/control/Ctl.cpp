@@ -14,7 +14,7 @@
 #include <system_error>
 
 #include "apps/common/Escape.h"
-#include "apps/common/KeyCodes.h"
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/MotionText.h"
 #include "apps/cvhost/control/Listener.h"

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <span>
-#include <vector>
+#include <string_view>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Formatted.h"
-#include "apps/common/KeyCodes.h"
 #include "host/core/KeyQueue.h"
 
 namespace cvhost::doctor {
@@ -18,33 +17,26 @@ using common::formatted;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr int lampCount = 46;
 constexpr auto lampTime = 80ms;
 /// How long nothing may come before the key test ends, and when it ends in any case.
 constexpr auto quietLimit = 5s;
 constexpr auto keysLimit = 10min;
-constexpr int shuttleCode = 0;
-constexpr int jogCode = 47;
 
 std::string keysText(const std::array<unsigned, ConsoleHandlerTable::codes>& keys) {
     std::string text;
     for (std::size_t code = 0; code < keys.size(); ++code) {
         if (keys[code] == 0) continue;
-        text += formatted(" %c", static_cast<char>(common::keyOf(static_cast<int>(code)) + 0x40));
+        text += formatted(" %c", common::keyLetter(common::keyOf(static_cast<int>(code))));
         if (keys[code] > 1) text += formatted(" (%u times)", keys[code]);
     }
     return text.empty() ? "" : "keys" + text;
 }
 
-/// How many lamps were told to light up.
-int lampsSent(std::span<const LoggedEvent> seen) {
-    std::string sent(1, ' ');
-    for (const LoggedEvent& each : seen) {
-        if (each.kind == LoggedEvent::Kind::transmit) sent += each.text;
-    }
+/// How many lamps were told to light up, by commands behind a space.
+int lampsSent(std::string_view sent) {
     int count = 0;
-    for (int lamp = 1; lamp <= lampCount; ++lamp) {
-        if (sent.find(formatted(" F%d ", lamp)) != std::string::npos) ++count;
+    for (int lamp = 1; lamp <= common::lampCount; ++lamp) {
+        if (sent.find(formatted(" F%d ", lamp)) != sent.npos) ++count;
     }
     return count;
 }
@@ -57,34 +49,33 @@ void append(std::string& text, const std::string& more) {
 }  // namespace
 
 DeskTest::DeskTest(Setting setting) : m_setting(std::move(setting)) {
-    m_table.set(shuttleCode, this);
-    m_table.set(jogCode, this);
+    m_table.set(common::keys::ring, this);
+    m_table.set(common::keys::wheel, this);
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_table);
 }
 
 DeskTest::~DeskTest() { ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr); }
 
 Check DeskTest::lamps() {
-    const std::size_t before = m_setting.events.seen().size();
-    for (int lamp = 1; lamp <= lampCount; ++lamp) {
-        m_setting.progress(formatted("lamp %d of %d", lamp, lampCount));
+    const std::size_t before = m_setting.events.seen().sent.size();
+    for (int lamp = 1; lamp <= common::lampCount; ++lamp) {
+        m_setting.progress(formatted("lamp %d of %d", lamp, common::lampCount));
         m_setting.console.lamp_set(lamp, 'O');  // the driver does not send what it takes a lamp to be already
         m_setting.console.lamp_set(lamp, 'F');
         for (const auto next = Clock::now() + lampTime; Clock::now() < next;) {
             if (!m_setting.wait(lampTime)) continue;
-            return {CheckId::lampTest, Check::Result::warn, formatted("ended at lamp %d of %d", lamp, lampCount),
+            return {CheckId::lampTest, Check::Result::warn, formatted("ended at lamp %d of %d", lamp, common::lampCount),
                     "run the doctor again, to its end, to see all lamps"};
         }
         m_setting.console.lamp_set(lamp, 'O');
     }
-    const std::vector<LoggedEvent> seen = m_setting.events.seen();
-    const int sent = lampsSent(std::span(seen).subspan(before));
-    if (sent < lampCount) {
-        return {CheckId::lampTest, Check::Result::fail, formatted("%d of %d lamp commands went out", sent, lampCount),
-                "check the adapter and its cable"};
+    const int sent = lampsSent(' ' + m_setting.events.seen().sent.substr(before));
+    if (sent < common::lampCount) {
+        return {CheckId::lampTest, Check::Result::fail,
+                formatted("%d of %d lamp commands went out", sent, common::lampCount), "check the adapter and its cable"};
     }
     return {CheckId::lampTest, Check::Result::pass,
-            formatted("lamps 1 to %d were lit one after the other; a lamp that stayed dark is broken", lampCount)};
+            formatted("lamps 1 to %d were lit one after the other; a lamp that stayed dark is broken", common::lampCount)};
 }
 
 Check DeskTest::keys() {
@@ -118,7 +109,7 @@ Check DeskTest::keys() {
 
 bool DeskTest::execute(int code) {
     const std::lock_guard lock(m_mutex);
-    if (code == shuttleCode) {
+    if (code == common::keys::ring) {
         const int speed = m_setting.console.get_ispeed();
         m_wheel.fastestForward = std::max(m_wheel.fastestForward, speed);
         m_wheel.fastestReverse = std::min(m_wheel.fastestReverse, speed);
@@ -136,7 +127,7 @@ DeskTest::Wheel DeskTest::wheel() const {
 }
 
 std::string DeskTest::arrived() const {
-    std::string text = keysText(m_setting.events.keys());
+    std::string text = keysText(m_setting.events.seen().keys);
     const Wheel all = wheel();
     if (all.shuttleMoves != 0) {
         append(text,
@@ -147,7 +138,7 @@ std::string DeskTest::arrived() const {
 }
 
 unsigned DeskTest::count() const {
-    const auto keys = m_setting.events.keys();
+    const auto keys = m_setting.events.seen().keys;
     const Wheel all = wheel();
     return std::accumulate(keys.begin(), keys.end(), 0U) + all.shuttleMoves + all.jogMoves;
 }

@@ -30,6 +30,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using Stage = wire::StartupFacts::Stage;
 
 /// One attempt of the driver's takes three seconds and a port of the network five; a line that takes no bytes fifteen.
 constexpr auto startupLimit = 30s;
@@ -38,22 +39,6 @@ constexpr auto settled = 300ms;
 constexpr auto settlingLimit = 5s;
 
 void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
-
-std::size_t sentPieces(const std::vector<LoggedEvent>& seen) {
-    return static_cast<std::size_t>(std::ranges::count(seen, LoggedEvent::Kind::transmit, &LoggedEvent::kind));
-}
-
-bool isLost(const std::vector<LoggedEvent>& seen) {
-    return std::ranges::any_of(seen, [](const LoggedEvent& each) { return each.kind == LoggedEvent::Kind::lost; });
-}
-
-std::string logText(const std::vector<LoggedEvent>& seen) {
-    std::string text;
-    for (const LoggedEvent& each : seen) {
-        if (each.kind == LoggedEvent::Kind::log) text += each.text;
-    }
-    return text;
-}
 
 std::string versionsText(const std::string& driver) {
     utsname system{};
@@ -178,17 +163,17 @@ bool Doctor::examineStartup() {
     m_driver = text(m_plugin.plugin()->displayName()) + ' ' + text(m_plugin.plugin()->version());
     const auto limit = Clock::now() + startupLimit;
     console->init();
-    while (startupState(m_events.seen()) == Startup::underWay && Clock::now() < limit) {
+    while (m_events.seen().startup.stage() == Stage::underWay && Clock::now() < limit) {
         progress("the console is being started");
         if (wait(200ms)) break;
     }
-    const bool active = startupState(m_events.seen()) == Startup::active;
+    const bool active = m_events.seen().startup.stage() == Stage::active;
     if (m_ended && !active) {
         add({CheckId::interrupted, Check::Result::fail, "the doctor was ended before start-up was done",
              "run it again and let it come to its end"});
         return false;
     }
-    for (Check& check : checkStartup(m_circumstances.choice.name, m_events.seen())) add(std::move(check));
+    for (Check& check : checkStartup(m_circumstances.choice.name, m_events.seen().startup)) add(std::move(check));
     if (active) waitUntilSettled();
     return active;
 }
@@ -196,10 +181,10 @@ bool Doctor::examineStartup() {
 void Doctor::waitUntilSettled() {
     const auto limit = Clock::now() + settlingLimit;
     auto lastSent = Clock::now();
-    std::size_t pieces = 0;
+    std::size_t sent = 0;
     while (Clock::now() - lastSent < settled && Clock::now() < limit) {
         if (wait(100ms)) return;
-        if (const std::size_t now = sentPieces(m_events.seen()); std::exchange(pieces, now) != now) lastSent = Clock::now();
+        if (const std::size_t now = m_events.seen().sent.size(); std::exchange(sent, now) != now) lastSent = Clock::now();
     }
 }
 
@@ -223,7 +208,7 @@ void Doctor::examineDesk() {
         askForKeys();
         add(m_deskTest->keys());
     }
-    if (isLost(m_events.seen())) {
+    if (m_events.seen().portLost) {
         add({CheckId::portLost, Check::Result::fail, m_circumstances.choice.name + " was lost while the console was tested",
              "check the adapter and its cable"});
     }
@@ -258,7 +243,7 @@ bool Doctor::writeBundle() {
     m_bundle->add("report.txt", m_report);
     m_bundle->add("report.json", checksJson(m_circumstances.choice.name, m_checks));
     m_bundle->add("ports.json", ports::portsJson(ports::surveyPorts(), m_circumstances.choice));
-    m_bundle->add("log.txt", logText(m_events.seen()));
+    m_bundle->add("log.txt", m_events.seen().log);
     m_bundle->add("versions.txt", versionsText(m_driver));
     m_bundle->addOpen("recording.jsonl", m_recording.get());
     m_bundle->addFile("cvhost.log", logPath());

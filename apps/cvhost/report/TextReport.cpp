@@ -7,7 +7,6 @@
 #include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 #include "apps/common/Formatted.h"
-#include "apps/common/KeyCodes.h"
 #include "apps/common/MotionText.h"
 #include "apps/common/Timecode.h"
 #include "host/api/ConsoleInput.h"
@@ -22,10 +21,10 @@ constexpr std::size_t longestWireLine = 48;
 
 /// The letter on the key that was pressed, and the code under which the press is queued.
 std::string keyName(int code) {
-    const char letter = static_cast<char>(common::keyOf(code) + 0x40);
+    const char letter = common::keyLetter(common::keyOf(code));
     std::string name = formatted(code >= 0 && code < 0x3F ? "%c" : "?", letter) + formatted("  (code %d)", code);
-    if (code == 12) name += ", stop";
-    if (code == 28) name += ", jog";
+    if (code == common::keys::stop) name += ", stop";
+    if (code == common::keys::jog) name += ", jog";
     return name;
 }
 
@@ -113,11 +112,11 @@ void TextReport::take(const KeyQueued& key) {
 
 void TextReport::take(const HandlerRun& run) {
     switch (run.code) {
-        case 0:
+        case common::keys::ring:
             return put(common::Colour::magenta, "shuttle", common::speedText(run.speed));
-        case 28:
+        case common::keys::jog:
             return put(common::Colour::yellow, "wheel", run.wheelEnabled ? "on" : "off");
-        case 47:
+        case common::keys::wheel:
             if (run.jogExact < 0 || run.jogExact > 0) put(common::Colour::yellow, "jog", common::jogText(run.jogExact));
             return;
         default:

@@ -31,62 +31,68 @@ std::string holderAdvice(const std::string& port) {
            ports::howToEnd(holders.front(), common::plainText(port));
 }
 
-Diagnosis whyNotOpen(const RunState& state) {
+/// The port, and why it could not be opened if that is known.
+std::string openFailure(const wire::StartupFacts& startup) {
+    return common::plainText(startup.cannotOpen() ? startup.trouble->port + ": " + startup.trouble->reason
+                                                  : startup.triedPort);
+}
+
+Diagnosis whyNotOpen(const wire::StartupFacts& startup) {
     using Reason = Diagnosis::Reason;
-    const std::string name = common::plainText(state.triedPort);
-    const std::string failure = "cannot open " + (state.openFailure.empty() ? name : common::plainText(state.openFailure));
-    if (const auto problem = ports::portNameProblem(state.triedPort)) {
+    const std::string name = common::plainText(startup.triedPort);
+    const std::string failure = "cannot open " + openFailure(startup);
+    if (const auto problem = ports::portNameProblem(startup.triedPort)) {
         return {Reason::portBad, *problem + "; correct the setting console_port"};
     }
-    if (state.triedPort.starts_with(rfc2217Prefix)) {
+    if (startup.triedPort.starts_with(rfc2217Prefix)) {
         return {Reason::portNotOpen, failure + "; check the name, and that whatever serves the port there is running"};
     }
-    if (::access(state.triedPort.c_str(), F_OK) != 0 && errno == ENOENT) {
+    if (::access(startup.triedPort.c_str(), F_OK) != 0 && errno == ENOENT) {
         return {Reason::portMissing,
                 "there is no " + name +
                     "; plug the console's serial adapter in, check its cable, or name another port with --port"};
     }
-    if (const auto access = accessTo(state.triedPort); access && !access->allowed) {
+    if (const auto access = accessTo(startup.triedPort); access && !access->allowed) {
         return {Reason::portForbidden, name + " may not be used by this user; " + ports::howToBeAllowed(*access, name)};
     }
-    if (!ports::mayBeTerminal(state.triedPort)) return {Reason::portNotOpen, failure + "; name another port with --port"};
-    if (const std::string holder = holderAdvice(state.triedPort); !holder.empty()) {
+    if (!ports::mayBeTerminal(startup.triedPort)) return {Reason::portNotOpen, failure + "; name another port with --port"};
+    if (const std::string holder = holderAdvice(startup.triedPort); !holder.empty()) {
         return {Reason::portHeld, name + " is in use: " + holder};
     }
     return {Reason::portNotOpen, failure + "; \"sudo cvhost ports\" shows whether another program uses it"};
 }
 
-Diagnosis silent(const RunState& state) {
-    const std::string holder = holderAdvice(state.triedPort);
+Diagnosis silent(const wire::StartupFacts& startup) {
+    const std::string holder = holderAdvice(startup.triedPort);
     return {Diagnosis::Reason::silent,
-            common::plainText(state.triedPort) + " is open, but after " +
-                (state.rtsMissing ? "" : "a reset through RTS and ") +
+            common::plainText(startup.triedPort) + " is open, but after " +
+                (startup.rtsMissing ? "" : "a reset through RTS and ") +
                 "six requests for its version no console has answered; " +
                 (holder.empty() ? "" : "it is also in use: " + holder + "; ") + "check that it is switched on, that its " +
-                (state.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
+                (startup.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
                 ", and that this is its port"};
 }
 
 }  // namespace
 
-Diagnosis whyNoConsole(const RunState& state, Circumstances circumstances) {
+Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumstances) {
     using Reason = Diagnosis::Reason;
     if (!circumstances.preferred) {
         return {Reason::preferenceOff,
                 "the preference HardwareConsoleEnabled is off, so none is looked for; run with --prefer "
                 "HardwareConsoleEnabled=true"};
     }
-    if (state.portLost) {
+    if (startup.isLost()) {
         return {Reason::portLost,
-                common::plainText(state.triedPort) + " was lost; check the adapter and its cable" +
-                    (isFixed(state.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "")};
+                common::plainText(startup.triedPort) + " was lost; check the adapter and its cable" +
+                    (isFixed(startup.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "")};
     }
-    if (!state.portOpen && !state.openFailure.empty()) return whyNotOpen(state);
+    if (!startup.isOpen() && startup.cannotOpen()) return whyNotOpen(startup);
     if (!circumstances.waited) {
         return {Reason::tooEarly, "the program ended before start-up was done; let it run a few seconds longer"};
     }
-    if (state.triedPort.empty()) return {Reason::noPort, "no port is named to look on; name one with --port"};
-    return state.portOpen ? silent(state) : whyNotOpen(state);
+    if (startup.triedPort.empty()) return {Reason::noPort, "no port is named to look on; name one with --port"};
+    return startup.isOpen() ? silent(startup) : whyNotOpen(startup);
 }
 
 Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now) {

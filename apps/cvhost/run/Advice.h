@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "apps/cvhost/run/RunMonitor.h"
+#include "apps/cvhost/wire/Startup.h"
 
 namespace cvhost::run {
 
@@ -35,7 +35,7 @@ struct Diagnosis {
     std::string text;
 };
 
-Diagnosis whyNoConsole(const RunState& state, Circumstances circumstances);
+Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumstances);
 
 /// The better of what was known and what is known now: that it is too early to say replaces nothing that still holds while
 /// a port is open.

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "apps/common/KeyCodes.h"
+#include "apps/common/ConsoleFacts.h"
 
 namespace cvhost::run {
 namespace {

@@ -2,13 +2,9 @@
 
 #include <utility>
 
+#include "apps/common/ConsoleFacts.h"
+
 namespace cvhost::run {
-namespace {
-
-constexpr int lastLamp = 46;
-
-}  // namespace
-
 void RestoringConsole::keep(int thing, std::function<void()> set) {
     const std::lock_guard lock(m_mutex);
     std::erase_if(m_wishes, [=](const Wish& wish) { return wish.thing == thing; });
@@ -41,7 +37,7 @@ void RestoringConsole::exit() {
 
 void RestoringConsole::lamp_set(int lamp, int state) {
     m_told("lamp_set", {lamp, state});
-    if (lamp >= 1 && lamp <= lastLamp) keep(lamp, [=, this] { lamp_set(lamp, state); });
+    if (lamp >= 1 && lamp <= common::lampCount) keep(lamp, [=, this] { lamp_set(lamp, state); });
     m_console.lamp_set(lamp, state);
 }
 

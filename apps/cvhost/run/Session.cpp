@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/ExitStatus.h"
 #include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/ports/KnownSettings.h"
@@ -44,7 +45,6 @@ constexpr auto diagnosisInterval = 1s;
 /// The simulated console takes the last commands in wire time.
 constexpr auto lastCommandsLimit = 2s;
 
-constexpr int shuttleCode = 0;
 /// A packet that a loss has cut off is brought to more than this length, which makes it none.
 constexpr std::size_t longestPacket = 12;
 constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
@@ -293,7 +293,7 @@ void Session::live() {
         moveTransport();
         showDesk();
         noticeRecordingEnd();
-        if (m_show && state.version) m_show->advance(Clock::now(), state);
+        if (m_show && state.startup.version) m_show->advance(Clock::now(), state);
         if (cause == common::MainLoop::Cause::time) m_monitor(Quiet{});
     }
 }
@@ -307,16 +307,16 @@ void Session::takeKeys() {
 
 /// The driver is told that its console has gone, whoever listens is told what that means, and the driver looks for it again.
 void Session::noticeLoss(const RunState& state) {
-    if (state.powerCycled) {
+    if (state.startup.powerCycled) {
         say("lost", "the console has been switched off and on");
-        losePort(state.triedPort, ECONNRESET);  // rather than tell the console's monitor to switch lamps off
+        losePort(state.startup.triedPort, ECONNRESET);  // rather than tell the console's monitor to switch lamps off
         return;
     }
-    if (std::exchange(m_losses, state.losses) == state.losses) return;
+    if (std::exchange(m_losses, state.startup.losses) == state.startup.losses) return;
     setLastWords({});
     say("lost", "the driver looks for its console again");
     m_console->set_ispeed(0);
-    console_call_handler(shuttleCode);
+    console_call_handler(common::keys::ring);
     m_advice.clear();
     m_diagnosis = diagnosis(state);
     restartConsole();
@@ -331,19 +331,20 @@ void Session::restartConsole() {
 /// A driver that knows a version from before asks for it once in each attempt, and hears no answer that comes together with
 /// what is left of the boot monitor's: only its first attempt on a port keeps the two apart.
 void Session::noticeReturn(const RunState& state) {
-    const bool late = Clock::now() - std::max(m_consoleStarted, state.portChanged) >= firstAttemptPatience;
-    if (state.version && !state.active && state.portOpen && late) restartConsole();
-    if (std::exchange(m_starts, state.starts) == state.starts) return;
+    const wire::StartupFacts& startup = state.startup;
+    if (startup.version && !startup.active && startup.isOpen() && waitedFor(startup) >= firstAttemptPatience)
+        restartConsole();
+    if (std::exchange(m_starts, startup.completions) == startup.completions) return;
     setLastWords(std::string(longestPacket, '\x18') + ' ');
     m_console->restore();
 }
 
 void Session::advise(const RunState& state) {
-    if (state.active) {
+    if (state.startup.active) {
         m_diagnosis.reset();
         return;
     }
-    if (!waited(state) || Clock::now() < m_nextDiagnosis) return;
+    if (!waited(state.startup) || Clock::now() < m_nextDiagnosis) return;
     m_nextDiagnosis = Clock::now() + diagnosisInterval;
     m_diagnosis = diagnosis(state);
     if (m_diagnosis->text == m_advice) return;
@@ -378,12 +379,12 @@ void Session::stop() {
     if (m_console) m_console->exit();
     m_monitor.watchKeys(nullptr);
     const RunState state = m_monitor.state();
-    m_switchedOff = active && !state.portLost && !state.portStuck;
+    m_switchedOff = active && !state.startup.isLost() && !state.startup.notTaking;
     if (const auto failure = m_plugin.unload()) complain(driver::failureText(*failure));
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     m_control.reset();
     say("end", m_switchedOff ? "lamps and wheel off, the driver is unloaded"
-               : active && state.portStuck
+               : active && state.startup.notTaking
                    ? "the driver is unloaded; the console may be lit still: its port took nothing more"
                    : "the driver is unloaded");
 }
@@ -402,15 +403,15 @@ void Session::tellEnd() {
 }
 
 int Session::result(const std::string& whyNoConsole) {
-    const RunState state = m_monitor.state();
+    const bool wasActive = m_monitor.state().startup.version.has_value();
     if (const int error = m_output.error(); error != 0) {
-        if (error == EPIPE) return state.version ? common::exitStatus::active : common::exitStatus::none;
+        if (error == EPIPE) return wasActive ? common::exitStatus::active : common::exitStatus::none;
         complain(common::unwritableText(error));
         return common::exitStatus::none;
-    } else if (!state.version) {
+    } else if (!wasActive) {
         complain("no console became active: " + whyNoConsole);
     }
-    return state.version && !m_recordingEnded ? common::exitStatus::active : common::exitStatus::none;
+    return wasActive && !m_recordingEnded ? common::exitStatus::active : common::exitStatus::none;
 }
 
 void Session::say(std::string_view heading, std::string_view text) { m_monitor(Note{heading, text}); }
@@ -420,23 +421,27 @@ void Session::tellAddress(std::string_view heading, const std::string& sentence)
     if (m_options.events == Options::Events::json) writeStandardError("cvhost: " + sentence + '\n');
 }
 
-bool Session::waited(const RunState& state) const {
-    const Clock::duration needed = state.portOpen ? Clock::duration(silentConsolePatience) : missingPortPatience;
-    return Clock::now() - std::max(m_consoleStarted, state.portChanged) >= needed;
+Session::Clock::duration Session::waitedFor(const wire::StartupFacts& startup) const {
+    return Clock::now() - std::max(m_consoleStarted, Clock::time_point(startup.portChanged));
+}
+
+bool Session::waited(const wire::StartupFacts& startup) const {
+    const Clock::duration needed = startup.isOpen() ? Clock::duration(silentConsolePatience) : missingPortPatience;
+    return waitedFor(startup) >= needed;
 }
 
 Diagnosis Session::diagnosis(const RunState& state) const {
     const bool preferred = settings().findPreference(driver::consoleEnabled).value_or(false);
-    return whyNoConsole(state, {.preferred = preferred, .waited = waited(state)});
+    return whyNoConsole(state.startup, {.preferred = preferred, .waited = waited(state.startup)});
 }
 
 DeskView Session::deskView() {
     DeskView view = deskAtRest;
     m_desk->operate([&](desk::Desk& desk, desk::Time) {
-        view = {.reverse = desk.lamp(3),
-                .stop = desk.lamp(2),
-                .forward = desk.lamp(1),
-                .jog = desk.lamp(4),
+        view = {.reverse = desk.lamp(common::lamps::reverse),
+                .stop = desk.lamp(common::lamps::stop),
+                .forward = desk.lamp(common::lamps::forward),
+                .jog = desk.lamp(common::lamps::jog),
                 .wheel = desk.wheelOn()};
     });
     return view;

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "apps/common/ConsoleFacts.h"
+
 namespace cvhost::run {
 namespace {
 
@@ -26,7 +28,7 @@ void Show::addKeys() {
     for (const char key : {'A', 'C', 'E', 'P', 'T'}) {
         m_steps.push_back({.pause = 180ms,
                            .desk = [key](desk::Desk& desk, desk::Time now) { desk.tap(key, now); },
-                           .awaited = Awaited{Awaited::Kind::key, key - 0x40}});
+                           .awaited = Awaited{Awaited::Kind::key, common::keyCode(key)}});
     }
 }
 
@@ -37,18 +39,18 @@ void Show::addShuttle() {
     for (const unsigned char position : positions) {
         m_steps.push_back({.pause = 120ms,
                            .desk = [position](desk::Desk& desk, desk::Time now) { desk.shuttle(position, now); },
-                           .awaited = Awaited{Awaited::Kind::handler, 0}});
+                           .awaited = Awaited{Awaited::Kind::handler, common::keys::ring}});
     }
 }
 
 void Show::addJog() {
-    const auto key = [](desk::Desk& desk, desk::Time now) { desk.tap('\\', now); };
+    const auto key = [](desk::Desk& desk, desk::Time now) { desk.tap(common::keyLetter(common::keys::jog), now); };
     const auto turn = [this](std::int8_t counts, std::int16_t fine) {
         m_steps.push_back({.pause = 150ms,
                            .desk = [=](desk::Desk& desk, desk::Time now) { desk.jog(counts, fine, now); },
-                           .awaited = Awaited{Awaited::Kind::handler, 47}});
+                           .awaited = Awaited{Awaited::Kind::handler, common::keys::wheel}});
     };
-    const Awaited jogKey{Awaited::Kind::handler, 28};
+    const Awaited jogKey{Awaited::Kind::handler, common::keys::jog};
 
     m_steps.push_back(
         {.pause = 600ms, .say = "jog: the jog key switches the wheel on and off", .desk = key, .awaited = jogKey});

@@ -14,14 +14,14 @@
 #include <vector>
 
 #include "apps/common/Colour.h"
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 #include "apps/common/ExitStatus.h"
 #include "apps/common/Formatted.h"
-#include "apps/common/KeyCodes.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/MotionText.h"
 #include "apps/cvhost/wire/ShuttleLaw.h"
-#include "apps/cvhost/wire/WireReader.h"
+#include "apps/cvhost/wire/Startup.h"
 
 namespace cvhost::timeline {
 namespace {
@@ -53,24 +53,38 @@ std::span<const unsigned char> bytesOf(const Event& event) {
     return {reinterpret_cast<const unsigned char*>(event.text.data()), event.text.size()};
 }
 
-/// What comes before the event gets no more bytes.
-bool endsMessages(Event::Kind kind) {
+/// What the host reported, if it is about the line.
+std::optional<cvhost::Event> hostEvent(const Event& event) {
     using enum Event::Kind;
-    return kind == opening || kind == open || kind == closed || kind == lost || kind == rts || kind == added;
-}
-
-/// What becomes of the line, for the events that are not about bytes.
-void followLine(wire::WireReader& reader, const Event& event) {
-    using enum Event::Kind;
-    if (event.kind == rts && event.number == 0) reader.reset();
-    if (event.kind == open || event.kind == closed || event.kind == lost) reader.forget();
+    switch (event.kind) {
+        case opening:
+            return PortOpening{event.port, event.line};
+        case open:
+            return PortChange{event.port, PortState::open};
+        case closed:
+            return PortChange{event.port, PortState::closed};
+        case lost:
+            return PortChange{event.port, PortState::lost};
+        case tx:
+            return LineBytes{Direction::transmit, bytesOf(event)};
+        case rx:
+            return LineBytes{Direction::receive, bytesOf(event)};
+        case added:
+            return AddedBytes{bytesOf(event)};
+        case rts:
+            return RtsChange{event.number};
+        case trouble:
+        case call:
+        case key:
+            return std::nullopt;
+    }
+    return std::nullopt;
 }
 
 /// The press that the driver has queued, by the key that it stands for.
 std::string queuedText(int queuedCode) {
     const int code = common::keyOf(queuedCode);
-    const bool hasLetter = code >= 0 && code < wire::ConsoleLook::keys;
-    return "key " + (hasLetter ? std::string(1, static_cast<char>('@' + code)) + ' ' : std::string()) + "(code " +
+    return "key " + (common::isKey(code) ? std::string{common::keyLetter(code), ' '} : std::string()) + "(code " +
            std::to_string(code) + ") queued";
 }
 
@@ -108,22 +122,19 @@ public:
 private:
     void take(const Event& event) {
         const bool sent = event.kind == Event::Kind::tx;
-        if (sent || event.kind == Event::Kind::rx) {
-            m_last[sent ? 0 : 1] = m_number;
-            m_reader.read(sent ? Direction::transmit : Direction::receive, bytesOf(event), {});
-        } else if (endsMessages(event.kind)) {
-            flush();
-            followLine(m_reader, event);
-        }
+        const bool bytes = sent || event.kind == Event::Kind::rx;
+        if (bytes) m_last[sent ? 0 : 1] = m_number;
+        if (const auto line = hostEvent(event)) m_startup.follow(*line, event.at, bytes ? wire::WireReader::Take() : m_note);
         ++m_number;
     }
     void flush() {
-        m_reader.flush([this](const wire::WireMessage& message) {
-            m_unfinished.of(message.direction).push_back(m_last[message.direction == Direction::transmit ? 0 : 1]);
-        });
+        for (const Direction direction : {Direction::transmit, Direction::receive}) m_startup.flush(direction, m_note);
     }
 
-    wire::WireReader m_reader;
+    const wire::WireReader::Take m_note = [this](const wire::WireMessage& message) {
+        m_unfinished.of(message.direction).push_back(m_last[message.direction == Direction::transmit ? 0 : 1]);
+    };
+    wire::Startup m_startup;
     std::size_t m_number = 0;
     std::array<std::size_t, 2> m_last{};
     Unfinished m_unfinished;
@@ -139,16 +150,16 @@ public:
 
     void tell(const Event& event);
     void tell(const Damage& damage);
-    /// The port that is open; empty: none.
-    const std::string& open() const { return m_open; }
+    const wire::StartupFacts& startup() const { return m_startup.facts(); }
 
 private:
     void tellPort(const Event& event);
-    void tellBytes(Direction direction, const Event& event);
+    /// Tells the message that stays unfinished behind the present event's bytes, if one does.
+    void endUnfinished(Direction direction);
     void tellMessage(const wire::WireMessage& message);
     void add(common::Colour tint, std::string_view heading, std::string_view text);
 
-    wire::WireReader m_reader;
+    wire::Startup m_startup;
     Unfinished m_unfinished;
     std::array<std::size_t, 2> m_nextUnfinished{};
     const wire::WireReader::Take m_take = [this](const wire::WireMessage& message) { tellMessage(message); };
@@ -157,7 +168,6 @@ private:
     std::optional<microseconds> m_before;  ///< the time of the last line
     std::string m_time;                    ///< how that line began
     bool m_hasGap = false;                 ///< with a gap, which the next line does not have
-    std::string m_open;
     std::string m_line;
     const bool m_colour;
     const TimelineSink& m_put;
@@ -180,22 +190,22 @@ void Teller::add(common::Colour tint, std::string_view heading, std::string_view
 }
 
 void Teller::tell(const Damage& damage) {
-    m_reader.missed();
+    m_startup.missed();
     add(common::Colour::red, "damaged", damage.text());
 }
 
 void Teller::tell(const Event& event) {
     using enum Event::Kind;
     m_at = event.at;
+    if (const auto line = hostEvent(event)) m_startup.follow(*line, m_at, m_take);
     if (event.kind == tx || event.kind == rx) {
-        tellBytes(event.kind == tx ? Direction::transmit : Direction::receive, event);
+        endUnfinished(event.kind == tx ? Direction::transmit : Direction::receive);
     } else if (event.kind == added) {
         add(common::Colour::red, "added",
             '"' + common::plainBytes(bytesOf(event)) + "\"  by the host, to end what the loss has cut off");
     } else if (event.kind == trouble) {
         add(common::Colour::red, "trouble", common::plainText(event.port) + ' ' + common::plainText(event.text));
     } else if (event.kind == rts) {
-        followLine(m_reader, event);
         add(common::Colour::yellow, "reset",
             event.number == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
     } else if (event.kind == call) {
@@ -212,19 +222,16 @@ void Teller::tellPort(const Event& event) {
     const std::string name = common::plainText(event.port);
     if (event.kind == Event::Kind::opening)
         return add(common::Colour::blue, "port", name + " opens: " + settingsText(event.line));
-    followLine(m_reader, event);
-    m_open = event.kind == Event::Kind::open ? name : "";
     if (event.kind == Event::Kind::lost) return add(common::Colour::red, "port", name + " is lost");
     add(common::Colour::blue, "port", name + (event.kind == Event::Kind::open ? " is open" : " is closed"));
 }
 
-void Teller::tellBytes(Direction direction, const Event& event) {
-    m_reader.read(direction, bytesOf(event), m_take);
+void Teller::endUnfinished(Direction direction) {
     const std::vector<std::size_t>& unfinished = m_unfinished.of(direction);
     std::size_t& next = m_nextUnfinished[direction == Direction::transmit ? 0 : 1];
     if (next == unfinished.size() || unfinished[next] != m_number) return;
     ++next;
-    m_reader.flush(direction, m_take);
+    m_startup.flush(direction, m_take);
 }
 
 void Teller::tellMessage(const wire::WireMessage& message) {
@@ -269,8 +276,9 @@ std::string writeTimeline(Reader reader, bool colour, const TimelineSink& put) {
     if (reader.cutShort())
         put(common::painted(common::Colour::yellow, "The recording is cut off within a line, which is left out", colour) +
             '\n');
-    if (!teller.open().empty())
-        put(common::painted(common::Colour::yellow, "The recording ends while " + teller.open() + " is open", colour) +
+    if (teller.startup().isOpen())
+        put(common::painted(common::Colour::yellow,
+                            "The recording ends while " + common::plainText(teller.startup().port) + " is open", colour) +
             '\n');
     return damaged;
 }

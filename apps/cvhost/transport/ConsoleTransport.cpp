@@ -7,8 +7,6 @@
 namespace cvhost::transport {
 namespace {
 
-constexpr int ringCode = 0;
-constexpr int jogCode = 47;
 /// The host's unit for a jog count. Ours is a thousand frames.
 constexpr double framesPerUnit = 1000;
 constexpr double mostFramesPerCount = 10'000;
@@ -27,9 +25,9 @@ std::int64_t tenThousandths(double value, double most) {
 
 void ConsoleTransport::handle(int code, iConsoleResource& console) {
     switch (code) {
-        case ringCode:
+        case keys::ring:
             return m_deck.shuttle(console.get_ispeed());
-        case jogCode:
+        case keys::wheel:
             return m_deck.jog(tenThousandths(console.get_jog_delta_exact(), mostCounts) *
                               tenThousandths(console.get_jog_gearing() * framesPerUnit, mostFramesPerCount));
         case keys::jog:

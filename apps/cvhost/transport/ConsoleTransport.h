@@ -17,7 +17,8 @@ public:
     explicit ConsoleTransport(Deck& deck) : m_deck(deck) {}
 
     /// The codes that `handle` acts on: the ring, the transport keys, the jog key and the jog wheel.
-    static constexpr std::array codes{0, 7, 8, 9, 11, 12, 13, 15, 28, 47};
+    static constexpr std::array codes{keys::ring, keys::fastForward, keys::fastReverse, keys::markIn, keys::play,
+                                      keys::stop, keys::reverse,     keys::markOut,     keys::jog,    keys::wheel};
 
     /// Acts on `code` with the console's present values. The jog key switches the wheel on or off.
     void handle(int code, iConsoleResource& console);

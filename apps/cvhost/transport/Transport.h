@@ -11,21 +11,13 @@
 #include <cstdint>
 #include <optional>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/cvhost/transport/Clip.h"
 #include "apps/cvhost/transport/Playhead.h"
 
 namespace cvhost::transport {
 
-namespace keys {
-constexpr int fastForward = 7;
-constexpr int fastReverse = 8;
-constexpr int markIn = 9;
-constexpr int play = 11;
-constexpr int stop = 12;
-constexpr int reverse = 13;
-constexpr int markOut = 15;
-constexpr int jog = 28;
-}  // namespace keys
+namespace keys = common::keys;
 
 /// A transport's visible state.
 struct State {

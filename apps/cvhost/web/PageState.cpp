@@ -11,7 +11,6 @@
 #include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 #include "apps/common/JsonText.h"
-#include "apps/common/KeyCodes.h"
 
 namespace cvhost::web {
 namespace {
@@ -32,18 +31,23 @@ double rounded(double value, double places) { return std::isfinite(value) ? std:
 
 std::string text(std::initializer_list<Json::Member> members) { return Json::object(members).text(); }
 
-std::string_view nameOf(wire::StartupTrace::State state) {
+std::string_view nameOf(wire::Startup::State state) {
     switch (state) {
-        case wire::StartupTrace::State::waiting:
+        case wire::Startup::State::waiting:
             return "waiting";
-        case wire::StartupTrace::State::now:
+        case wire::Startup::State::now:
             return "now";
-        case wire::StartupTrace::State::done:
+        case wire::Startup::State::done:
             return "done";
-        case wire::StartupTrace::State::failed:
+        case wire::Startup::State::failed:
             return "failed";
     }
     return "";
+}
+
+std::string_view linkName(const wire::StartupFacts& startup) {
+    if (startup.active) return "active";
+    return startup.isOpen() ? "starting" : startup.isLost() ? "lost" : "looking";
 }
 
 }  // namespace
@@ -164,6 +168,14 @@ std::string PageState::news(Position& position) {
     return out += '}';
 }
 
+void PageState::operator()(const Event& event) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_startup.follow(event, m_start.elapsed(), [this](const wire::WireMessage& message) { addMessage(message); });
+    }
+    give<Consumer::page>(event, *this);
+}
+
 void PageState::take(const LogLine& line) {
     change([&] { addLog("log", line.text); });
 }
@@ -177,43 +189,29 @@ void PageState::addLog(std::string_view heading, std::string_view line) {
 }
 
 void PageState::take(const PortChange& port) {
-    const PortState state = port.state;
-    change([&] {
-        const double now = m_start.seconds();
-        m_port = shown(port.name);
-        m_link = state == PortState::open ? Link::starting : state == PortState::lost ? Link::lost : Link::looking;
-        m_steps.port(m_port, state, now);
-        m_reader.flush([&](const wire::WireMessage& message) { addMessage(message); });
-        m_reader.forget();
-        m_version = 0;
-        addLog("port", m_port + (state == PortState::open     ? " is open"
-                                 : state == PortState::closed ? " is closed"
-                                                              : " is lost"));
-    });
+    const std::string_view becomes = port.state == PortState::open     ? " is open"
+                                     : port.state == PortState::closed ? " is closed"
+                                                                       : " is lost";
+    change([&] { addLog("port", shown(port.name).append(becomes)); });
 }
 
 void PageState::take(const RtsChange& rts) {
-    const int level = rts.level;
+    const bool isLow = rts.level == 0;
     change([&] {
-        m_reader.flush([&](const wire::WireMessage& message) { addMessage(message); });
-        if (level == 0) m_reader.reset();
-        m_steps.rts(level, m_start.seconds());
         m_wire.add(text({{"t", rounded(m_start.seconds(), 1000)},
                          {"dir", "rts"},
-                         {"bytes", level == 0 ? "RTS low" : "RTS high"},
-                         {"meaning", level == 0 ? "held in reset" : "released"}}));
+                         {"bytes", isLow ? "RTS low" : "RTS high"},
+                         {"meaning", isLow ? "held in reset" : "released"}}));
     });
 }
 
-void PageState::take(const LineBytes& line) {
-    change(
-        [&] { m_reader.read(line.direction, line.bytes, [&](const wire::WireMessage& message) { addMessage(message); }); });
+/// Its messages are on the list already.
+void PageState::take(const LineBytes&) {
+    change([] {});
 }
 
 void PageState::addMessage(const wire::WireMessage& message) {
-    const double now = m_start.seconds();
-    m_steps.message(message, now);
-    m_wire.add(text({{"t", rounded(now, 1000)},
+    m_wire.add(text({{"t", rounded(m_start.seconds(), 1000)},
                      {"dir", message.direction == Direction::transmit ? "tx" : "rx"},
                      {"bytes", message.bytes},
                      {"meaning", message.meaning}}));
@@ -231,11 +229,11 @@ void PageState::take(const KeyQueued& key) {
 void PageState::take(const HandlerRun& run) {
     change([&] {
         m_wheel = run.wheelEnabled;
-        if (run.code == 47) {
+        if (run.code == common::keys::wheel) {
             m_jog = rounded(run.jogExact, 10000);
             m_jogTotal += m_jog;
         }
-        if (run.code == 47) addSample();
+        if (run.code == common::keys::wheel) addSample();
     });
 }
 
@@ -246,30 +244,24 @@ void PageState::addSample() {
     m_samples.add(Json::list({rounded(now, 1000), m_playhead.speed, rounded(m_jogTotal, 10000)}).text());
 }
 
-void PageState::take(const ConsoleActive& console) {
-    change([&] {
-        m_link = Link::active;
-        m_version = console.version;
-        m_steps.active(console.version, m_start.seconds());
-    });
-}
-
 common::JsonText PageState::stateJson() const {
-    static constexpr std::array<std::string_view, 4> links{"looking", "starting", "active", "lost"};
-    const wire::ConsoleLook& look = m_reader.look();
+    const wire::StartupFacts& startup = m_startup.facts();
+    const wire::ConsoleLook& look = m_startup.reader().look();
+    const wire::PacketReader& packets = m_startup.reader().packets();
+    const int version = startup.active ? startup.version.value_or(0) : 0;
     const wire::ConsoleLook& lit = m_embedded ? m_desk : look;
     std::vector<Json> held;
-    for (int code = 0; code < wire::ConsoleLook::keys; ++code) {
+    for (int code = 0; code < common::keyCount; ++code) {
         if (look.held.at(static_cast<std::size_t>(code))) held.emplace_back(code);
     }
     Json state = Json::object({{"run", m_run},
                                {"t", rounded(m_start.seconds(), 1000)},
-                               {"link", links.at(static_cast<std::size_t>(m_link))},
-                               {"port", m_port},
-                               {"version", m_version},
-                               {"inputIgnored", m_link == Link::active && common::ignoresInput(m_version)},
-                               {"met8", m_reader.packets().onlyVersion8()},
-                               {"wheelIgnored", m_reader.packets().statusIgnored()},
+                               {"link", linkName(startup)},
+                               {"port", shown(startup.port)},
+                               {"version", version},
+                               {"inputIgnored", startup.active && common::ignoresInput(version)},
+                               {"met8", packets.onlyVersion8()},
+                               {"wheelIgnored", packets.statusIgnored()},
                                {"lamps", std::string(lit.lamp.begin(), lit.lamp.end())},
                                {"deskWheel", lit.wheel},
                                {"held", Json::list(held)},
@@ -278,14 +270,14 @@ common::JsonText PageState::stateJson() const {
                                {"speed", m_playhead.speed},
                                {"jog", m_jog},
                                {"jogTotal", rounded(m_jogTotal, 10000)},
-                               {"wheel", m_wheel && m_link == Link::active},
+                               {"wheel", m_wheel && startup.active},
                                {"embedded", m_embedded}});
     if (m_embedded) {
         state.add("faults", Json::object({{"plugged", m_faults.plugged},
                                           {"noise", m_faults.noisy},
                                           {"silent", m_faults.silent},
                                           {"firmware", m_faults.firmware},
-                                          {"model", m_faults.model == desk::Model::V4 ? "V4" : "other"}}));
+                                          {"model", common::modelName(m_faults.model)}}));
     }
     state.add("transport", transportJson());
     state.add("steps", stepsJson());
@@ -306,9 +298,11 @@ common::JsonText PageState::transportJson() const {
 
 common::JsonText PageState::stepsJson() const {
     std::vector<Json> steps;
-    for (const wire::StartupTrace::Step& step : m_steps.steps()) {
-        steps.push_back(Json::object(
-            {{"name", step.name}, {"state", nameOf(step.state)}, {"t", rounded(step.at, 1000)}, {"text", step.text}}));
+    for (const wire::Startup::Step& step : m_startup.steps()) {
+        steps.push_back(Json::object({{"name", step.name},
+                                      {"state", nameOf(step.state)},
+                                      {"t", rounded(std::chrono::duration<double>(step.at).count(), 1000)},
+                                      {"text", shown(step.text)}}));
     }
     return Json::list(steps);
 }

@@ -15,8 +15,7 @@
 #include "apps/common/RunClock.h"
 #include "apps/cvhost/transport/Transport.h"
 #include "apps/cvhost/wire/ShuttleLaw.h"
-#include "apps/cvhost/wire/StartupTrace.h"
-#include "apps/cvhost/wire/WireReader.h"
+#include "apps/cvhost/wire/Startup.h"
 #include "desk/DeskEvent.h"
 #include "desk/Monitor.h"
 #include "host/core/Events.h"
@@ -77,7 +76,7 @@ public:
     /// All changes since `position`, as one JSON object.
     std::string news(Position& position);
 
-    void operator()(const Event& event) { give<Consumer::page>(event, *this); }
+    void operator()(const Event& event);
 
     void take(const LogLine& line);
     void take(const PortChange& port);
@@ -85,13 +84,10 @@ public:
     void take(const LineBytes& line);
     void take(const RtsChange& rts);
     void take(const HandlerRun& run);
-    void take(const ConsoleActive& console);
     void take(const PlayheadChange& moved);
     void take(const Note& note);
 
 private:
-    enum class Link { looking, starting, active, lost };
-
     template <class Change>
     void change(Change change);
     void addLog(std::string_view heading, std::string_view line);
@@ -110,11 +106,7 @@ private:
     const lines::FileDescriptor m_changes;
     std::uint64_t m_change = 1;
 
-    Link m_link = Link::looking;
-    std::string m_port;
-    int m_version = 0;
-    wire::StartupTrace m_steps;
-    wire::WireReader m_reader;
+    wire::Startup m_startup;
     wire::ConsoleLook m_desk;  ///< of the embedded desk: its lamps and wheel alone
     DeskFaults m_faults;
     wire::ShuttleLaw m_law;

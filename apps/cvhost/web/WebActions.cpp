@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "apps/common/ConsoleFacts.h"
 namespace cvhost::web {
 namespace {
 
@@ -66,7 +67,7 @@ void changeFaults(const Stage& stage, const std::function<void(DeskFaults&)>& al
 }
 
 void key(const Stage& stage, const Json& action) {
-    const char key = static_cast<char>('@' + number(action, "key", 0, wire::ConsoleLook::keys - 1));
+    const char key = common::keyLetter(number(action, "key", 0, common::keyCount - 1));
     const bool press = member(action, "do") == "press";
     operate(stage, [=](desk::Desk& desk, desk::Time now) { press ? desk.press(key, now) : desk.release(key, now); });
 }
@@ -108,7 +109,7 @@ void power(const Stage& stage, const Json&) {
 
 void be(const Stage& stage, const Json& action) {
     const int firmware = number(action, "firmware", 0, 0xFFF);
-    const auto model = word(action, "model", {"V4", "other"}) == "V4" ? desk::Model::V4 : desk::Model::other;
+    const auto model = *common::modelOf(word(action, "model", {common::models[0].name, common::models[1].name}));
     changeFaults(stage, [=](DeskFaults& faults) {
         faults.firmware = firmware;
         faults.model = model;
@@ -126,7 +127,7 @@ void be(const Stage& stage, const Json& action) {
 }
 
 void lamp(const Stage& stage, const Json& action) {
-    const int lamp = number(action, "lamp", 1, wire::ConsoleLook::lamps);
+    const int lamp = number(action, "lamp", 1, common::lampCount);
     const std::string state = word(action, "state", {"O", "F", "H", "B"});
     if (!stage.console.active()) throw WebRefusal(409, "The console is not active yet");
     stage.console.lamp_set(lamp, state.front());

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "apps/common/ConsoleFacts.h"
 #include "host/api/ConsoleInput.h"
 
 namespace cvhost::wire {
@@ -68,7 +69,7 @@ Packet PacketReader::classify(std::string_view text) const {
                 .ring = number(text, 1, 2),
                 .turned = count < 0 ? count - fine : count + fine};
     }
-    const int code = static_cast<signed char>(first) - '@';
+    const int code = common::keyCode(first);
     const bool released = text.size() == 2 && text[1] == 'U';
     if (!is_valid_keycode(code) || (text.size() > 1 && !released)) return {.kind = unknown};
     return {.kind = released ? release : press, .accepted = listens(), .number = code};

@@ -4,14 +4,12 @@
 #include <optional>
 #include <utility>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
 #include "apps/common/MotionText.h"
 
 namespace cvhost::wire {
 namespace {
-
-constexpr std::string_view prompt = "EPROM>";
-constexpr std::string_view jump = "J 0100 0";
 
 std::optional<unsigned> hex(std::string_view digits) {
     unsigned value = 0;
@@ -33,13 +31,13 @@ std::string_view stateName(char state) {
     }
 }
 
-std::string_view lampName(int lamp) {
-    static constexpr std::array<std::string_view, 5> names{"", " (forward)", " (stop)", " (reverse)", " (jog)"};
-    return lamp < 5 ? names[static_cast<std::size_t>(lamp)] : "";
+std::string lampText(int lamp) {
+    const std::string name(common::lampName(lamp));
+    return "lamp " + std::to_string(lamp) + (name.empty() ? "" : " (" + name + ')');
 }
 
-std::string keyText(char key, std::string_view what) {
-    return std::string("key ") + key + " (code " + std::to_string(key - '@') + ") " + std::string(what);
+std::string keyText(int code, std::string_view what) {
+    return std::string("key ") + common::keyLetter(code) + " (code " + std::to_string(code) + ") " + std::string(what);
 }
 
 }  // namespace
@@ -61,7 +59,8 @@ void WireReader::receive(std::span<const unsigned char> bytes, const Take& take)
         message += static_cast<char>(bytes[i]);
         const auto packet = m_driverReads ? m_packets.take(bytes[i], last) : std::nullopt;
         if (packet) follow(*packet);
-        const bool ends = m_received.monitor ? bytes[i] == '\n' || message.ends_with(prompt) : packet || bytes[i] == ' ';
+        const bool ends =
+            m_received.monitor ? bytes[i] == '\n' || message.ends_with(common::promptWord) : packet || bytes[i] == ' ';
         if (ends || message.size() >= longest) finish(m_received, take, packet);
     }
 }
@@ -117,7 +116,7 @@ std::string WireReader::meaning(Way& way, const std::optional<Packet>& packet) {
     if (way.monitor) {
         // The jump's echo is the last of the monitor.
         if (!m_sent.monitor && way.message.ends_with('\n')) way.monitor = false;
-        return way.message.ends_with(prompt) ? "the boot monitor's prompt" : "";
+        return way.message.ends_with(common::promptWord) ? "the boot monitor's prompt" : "";
     }
     if (!packet && !way.message.ends_with(' ')) return "unfinished";
     const std::string_view text = std::string_view(way.message).substr(0, way.message.size() - 1);
@@ -127,12 +126,12 @@ std::string WireReader::meaning(Way& way, const std::optional<Packet>& packet) {
 
 /// What is typed to the boot monitor.
 std::string WireReader::typed(std::string_view text) {
-    if (text == jump) {
+    if (text == common::startRequest) {
         m_jumping = true;
         return "start the program at 0100";
     }
     if (text == "\r" && std::exchange(m_jumping, false)) m_sent.monitor = false;
-    return text == "H " ? "which model?" : text == "\r" ? "return" : "";
+    return text == common::modelRequest ? "which model?" : text == "\r" ? "return" : "";
 }
 
 std::string WireReader::command(std::string_view text) {
@@ -151,10 +150,10 @@ std::string WireReader::command(std::string_view text) {
     int lamp = 0;
     const auto end = std::from_chars(text.data() + 1, text.data() + text.size(), lamp);
     const bool number = end.ec == std::errc() && end.ptr == text.data() + text.size() && text[1] != '0';
-    if (!number || lamp < 1 || lamp > ConsoleLook::lamps || std::string_view("OFHB").find(text[0]) == text.npos)
+    if (!number || lamp < 1 || lamp > common::lampCount || std::string_view("OFHB").find(text[0]) == text.npos)
         return "not a command";
     m_look.lamp[static_cast<std::size_t>(lamp - 1)] = text[0];
-    return "lamp " + std::to_string(lamp) + std::string(lampName(lamp)) + ' ' + std::string(stateName(text[0]));
+    return lampText(lamp) + ' ' + std::string(stateName(text[0]));
 }
 
 /// What the packet changes, if the driver takes it.
@@ -184,7 +183,7 @@ std::string WireReader::packetText(const Packet& packet, std::string_view text) 
             return head + "ignored";
         case press:
         case release:
-            return head + keyText(static_cast<char>('@' + packet.number), packet.kind == press ? "pressed" : "released") +
+            return head + keyText(packet.number, packet.kind == press ? "pressed" : "released") +
                    std::string(whyIgnored(packet));
         case status: {
             const int deflection = packet.ring - 127;

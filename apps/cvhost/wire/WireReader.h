@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/cvhost/wire/PacketReader.h"
 #include "host/core/Events.h"
 
@@ -21,11 +22,8 @@ namespace cvhost::wire {
 
 /// The console as it must look from what has passed on its line.
 struct ConsoleLook {
-    static constexpr int lamps = 46;
-    static constexpr int keys = 48;  ///< codes of keys
-
-    std::array<char, lamps> lamp{};  ///< lamp 1 first: 'O', 'F', 'H' or 'B'; '?' until the first command for it
-    std::array<bool, keys> held{};   ///< by key code
+    std::array<char, common::lampCount> lamp{};  ///< lamp 1 first: 'O', 'F', 'H' or 'B'; '?' until the first command for it
+    std::array<bool, common::keyCount> held{};   ///< by key code
     bool wheel = false;
     bool ringTold = false;  ///< the console has told where its ring is
     int ring = 127;         ///< position of the shuttle ring, 0..255

@@ -1,6 +1,8 @@
 // Start-up judged from what was seen on the line.
 #include <gmock/gmock.h>
 
+#include <functional>
+
 #include "apps/cvhost/doctor/StartupChecks.h"
 
 namespace cvhost {
@@ -9,48 +11,68 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using Kind = doctor::LoggedEvent::Kind;
+using Trouble = PortTrouble::Kind;
+using Stage = wire::StartupFacts::Stage;
 
-const doctor::LoggedEvent opened{.kind = Kind::open, .at = 1s};
-const doctor::LoggedEvent prompt{.kind = Kind::receive, .text = "\r\nEPROM>"};
-const doctor::LoggedEvent over{.kind = Kind::log, .text = "CON:   console_init: no console found\n"};
+/// Something that happens during start-up.
+struct Happening {
+    std::function<Event()> event;
+    wire::Time at{};
+};
 
-doctor::LoggedEvent sent(std::string text) { return {.kind = Kind::transmit, .text = std::move(text)}; }
-doctor::LoggedEvent came(std::string text) { return {.kind = Kind::receive, .text = std::move(text)}; }
+const Happening opened{[] { return PortChange{"/dev/ttyUSB0", PortState::open}; }, 1s};
+const Happening lost{[] { return PortChange{"/dev/ttyUSB0", PortState::lost}; }};
+
+Happening logged(std::string line, wire::Time at = {}) {
+    return {[=] { return LogLine{line}; }, at};
+}
+Happening passed(Direction direction, std::string bytes) {
+    return {[=] { return LineBytes{direction, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}}; }};
+}
+Happening sent(std::string bytes) { return passed(Direction::transmit, std::move(bytes)); }
+Happening came(std::string bytes) { return passed(Direction::receive, std::move(bytes)); }
 /// The driver's own line of what it took in one go.
-doctor::LoggedEvent read(const std::string& text) {
+Happening read(const std::string& text) {
     const std::string end = " (bytesRead: " + std::to_string(text.size()) + " timeout 0)\n";
-    return {.kind = Kind::log, .text = "CON:   ReadString: " + text + end};
+    return logged("CON:   ReadString: " + text + end);
 }
-using Trouble = cvhost::PortTrouble::Kind;
-
-doctor::LoggedEvent trouble(Trouble what, std::string reason = {}) {
-    return {.kind = Kind::trouble, .text = std::move(reason), .trouble = what};
+Happening trouble(Trouble what, std::string reason = {}) {
+    return {[=] { return PortTrouble{.name = "/dev/ttyUSB0", .kind = what, .reason = reason}; }};
 }
-doctor::LoggedEvent active(int version) {
-    return {.kind = Kind::log, .at = 3s, .text = "CON:   console_init: console version " + std::to_string(version) + "\n"};
+Happening active(int version) {
+    return logged("CON:   console_init: console version " + std::to_string(version) + "\n", 3s);
 }
 
-std::vector<std::string> found(const std::vector<doctor::LoggedEvent>& seen) {
+const std::string promptText = "\r\nEPROM>";
+const Happening prompt = came(promptText);
+const Happening over = logged("CON:   console_init: no console found\n");
+
+wire::StartupFacts after(const std::vector<Happening>& seen) {
+    wire::Startup startup;
+    for (const Happening& each : seen) startup.follow(each.event(), each.at);
+    return startup.facts();
+}
+
+std::vector<std::string> found(const std::vector<Happening>& seen) {
     std::vector<std::string> result;
-    for (const doctor::Check& check : doctor::checkStartup("/dev/ttyUSB0", seen)) {
+    for (const doctor::Check& check : doctor::checkStartup("/dev/ttyUSB0", after(seen))) {
         result.push_back(std::string(nameOf(check.result)) + ' ' + std::string(nameOf(check.id)));
     }
     return result;
 }
 
-std::string lastText(const std::vector<doctor::LoggedEvent>& seen) {
-    return doctor::checkStartup("/dev/ttyUSB0", seen).back().text;
+std::string lastText(const std::vector<Happening>& seen) {
+    return doctor::checkStartup("/dev/ttyUSB0", after(seen)).back().text;
 }
 
 TEST(StartupState, Events_TellHowFarItIs) {
-    EXPECT_EQ(doctor::startupState({}), doctor::Startup::underWay);
-    EXPECT_EQ(doctor::startupState(std::vector{opened}), doctor::Startup::underWay);
-    EXPECT_EQ(doctor::startupState(std::vector{trouble(Trouble::busy, "busy")}), doctor::Startup::notOpen);
-    EXPECT_EQ(doctor::startupState(std::vector{opened, over}), doctor::Startup::silent);
-    EXPECT_EQ(doctor::startupState(std::vector{opened, trouble(Trouble::notTaking)}), doctor::Startup::silent);
-    EXPECT_EQ(doctor::startupState(std::vector{opened, doctor::LoggedEvent{.kind = Kind::lost}}), doctor::Startup::lost);
-    EXPECT_EQ(doctor::startupState(std::vector{opened, active(7)}), doctor::Startup::active);
+    EXPECT_EQ(after({}).stage(), Stage::underWay);
+    EXPECT_EQ(after({opened}).stage(), Stage::underWay);
+    EXPECT_EQ(after({trouble(Trouble::busy, "busy")}).stage(), Stage::notOpen);
+    EXPECT_EQ(after({opened, over}).stage(), Stage::silent);
+    EXPECT_EQ(after({opened, trouble(Trouble::notTaking)}).stage(), Stage::silent);
+    EXPECT_EQ(after({opened, lost}).stage(), Stage::lost);
+    EXPECT_EQ(after({opened, active(7)}).stage(), Stage::active);
 }
 
 TEST(JudgeStartup, NeverOpened_IsPortOpenOrHeld) {
@@ -61,13 +83,12 @@ TEST(JudgeStartup, NeverOpened_IsPortOpenOrHeld) {
 }
 
 /// What passes when the driver has read the prompt and asks which model it is, and what it reads of the reply.
-std::vector<doctor::LoggedEvent> identified(const std::string& reply) {
-    return {opened,     prompt,     read(prompt.text),  sent("H "), came("H "),
+std::vector<Happening> identified(const std::string& reply) {
+    return {opened,     prompt,     read(promptText),   sent("H "), came("H "),
             read("H "), sent("\r"), came('\r' + reply), read("\r"), read(reply)};
 }
 
-std::vector<doctor::LoggedEvent> operator+(std::vector<doctor::LoggedEvent> all,
-                                           const std::vector<doctor::LoggedEvent>& more) {
+std::vector<Happening> operator+(std::vector<Happening> all, const std::vector<Happening>& more) {
     all.insert(all.end(), more.begin(), more.end());
     return all;
 }
@@ -85,8 +106,8 @@ TEST(JudgeStartup, ActiveWithoutIdentity_Warns) {
 
 // On a line without RTS the prompt comes when the line is opened, and is purged.
 TEST(JudgeStartup, PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
-    const std::vector<doctor::LoggedEvent> seen{opened, prompt, trouble(Trouble::rtsMissing), read(""), read("")};
-    const std::vector<doctor::LoggedEvent> working =
+    const std::vector<Happening> seen{opened, prompt, trouble(Trouble::rtsMissing), read(""), read("")};
+    const std::vector<Happening> working =
         seen + std::vector{sent("J 0100 0"), came("J 0100 0"), read("J 0100 0"), active(7)};
     EXPECT_THAT(found(working), ElementsAre("WARN modem-lines", "PASS console-active"));
     EXPECT_THAT(lastText(working), HasSubstr("answered: model not asked, version 7"));
@@ -94,9 +115,9 @@ TEST(JudgeStartup, PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
 }
 
 TEST(JudgeStartup, ReplyThatTheDriverDidNotRead_IsNone) {
-    const std::vector<doctor::LoggedEvent> late{opened,          prompt,   sent("H "), read(""),
-                                                sent("\r"),      read(""), read(""),   came("H \r\r\nV4 X\r\nEPROM>"),
-                                                sent("J 0100 0")};
+    const std::vector<Happening> late{opened,          prompt,   sent("H "), read(""),
+                                      sent("\r"),      read(""), read(""),   came("H \r\r\nV4 X\r\nEPROM>"),
+                                      sent("J 0100 0")};
     EXPECT_THAT(found(late + std::vector{active(7)}), ElementsAre("WARN identification-none", "PASS console-active"));
     EXPECT_THAT(found(late + std::vector{over}), ElementsAre("FAIL identification-none"));
 }
@@ -123,7 +144,7 @@ TEST(JudgeStartup, ReplyOfOneCharacter_IsAnUnknownModel) {
 }
 
 TEST(JudgeStartup, ReplyThatBeginsWithZero_IsAnUnknownModel) {
-    const doctor::LoggedEvent zeros{.kind = Kind::log, .text = "CON:   ReadString:  (bytesRead: 3 timeout 0)\n"};
+    const Happening zeros = logged("CON:   ReadString:  (bytesRead: 3 timeout 0)\n");
     EXPECT_THAT(found({opened, prompt, sent("H "), read("H "), sent("\r"), read("\r"), zeros, active(7)}),
                 ElementsAre("WARN model-unknown", "PASS console-active"));
 }
@@ -131,7 +152,7 @@ TEST(JudgeStartup, ReplyThatBeginsWithZero_IsAnUnknownModel) {
 TEST(JudgeStartup, ReadLineThatIsNone_IsPassedOver) {
     for (const char* text :
          {"CON:   ReadString: ", "CON:   ReadString: (bytesRead: 3", "CON:   ReadString: x (bytesRead: -1"}) {
-        EXPECT_THAT(found({opened, prompt, sent("H "), {.kind = Kind::log, .text = text}, active(7)}),
+        EXPECT_THAT(found({opened, prompt, sent("H "), logged(text), active(7)}),
                     ElementsAre("WARN identification-none", "PASS console-active"));
     }
 }
@@ -156,10 +177,8 @@ TEST(JudgeStartup, MuchNoise_IsCutShort) {
 }
 
 TEST(JudgeStartup, Lost_SaysWhy) {
-    EXPECT_THAT(found({opened, trouble(Trouble::lost, "I/O error"), doctor::LoggedEvent{.kind = Kind::lost}}),
-                ElementsAre("FAIL port-lost"));
-    EXPECT_THAT(lastText({opened, trouble(Trouble::lost, "I/O error"), doctor::LoggedEvent{.kind = Kind::lost}}),
-                HasSubstr(": I/O error"));
+    EXPECT_THAT(found({opened, trouble(Trouble::lost, "I/O error"), lost}), ElementsAre("FAIL port-lost"));
+    EXPECT_THAT(lastText({opened, trouble(Trouble::lost, "I/O error"), lost}), HasSubstr(": I/O error"));
 }
 
 TEST(JudgeStartup, VersionSix_IsTooOld) {

@@ -5,41 +5,26 @@
 #include <string>
 #include <vector>
 
-#include "apps/cvhost/wire/StartupTrace.h"
 #include "apps/cvhost/wire/WireReader.h"
 
 namespace apps_test {
 namespace {
 
 using ::cvhost::Direction;
-using ::cvhost::wire::StartupTrace;
 using ::cvhost::wire::WireMessage;
 using ::cvhost::wire::WireReader;
 using testing::ElementsAre;
 
 struct Reading {
     cvhost::wire::WireReader reader;
-    cvhost::wire::StartupTrace steps;
     std::vector<std::string> meanings;
 
     void pass(Direction direction, const std::string& bytes) {
         reader.read(direction, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()},
-                    [this](const cvhost::wire::WireMessage& message) {
-                        meanings.push_back(message.meaning);
-                        steps.message(message, 0);
-                    });
+                    [this](const WireMessage& message) { meanings.push_back(message.meaning); });
     }
     void sends(const std::string& bytes) { pass(Direction::transmit, bytes); }
     void hears(const std::string& bytes) { pass(Direction::receive, bytes); }
-    void rts(int level) {
-        if (level == 0) reader.reset();
-        steps.rts(level, 0);
-    }
-    std::vector<cvhost::wire::StartupTrace::State> states() const {
-        std::vector<cvhost::wire::StartupTrace::State> states;
-        for (const auto& step : steps.steps()) states.push_back(step.state);
-        return states;
-    }
 };
 
 struct Meant {
@@ -116,95 +101,6 @@ TEST(WireReader, Status_OfAnotherVersionAfter8_IsIgnored) {
     }
     reading.hears("V008 ");
     EXPECT_FALSE(packets.statusIgnored());
-}
-
-TEST(WireReader, Startup_OfAConsole_ShowsEachStep) {
-    using enum cvhost::wire::StartupTrace::State;
-    Reading reading;
-    reading.reader.forget();
-    reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
-    EXPECT_THAT(reading.states(), ElementsAre(done, waiting, waiting, waiting, waiting, waiting));
-    reading.rts(0);
-    EXPECT_THAT(reading.states(), ElementsAre(done, now, waiting, waiting, waiting, waiting));
-    reading.rts(1);
-    reading.hears("\r\nEPR");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, now, waiting, waiting, waiting));
-    reading.hears("OM>");
-    EXPECT_EQ(reading.steps.steps()[2].text, "shown");
-    reading.sends("H ");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, now, waiting, waiting));
-    reading.hears("H ");
-    reading.sends("\r");
-    reading.hears("\r\r\nV4 monitor\r\nEPROM>");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, waiting, waiting));
-    EXPECT_EQ(reading.steps.steps()[3].text, "V4 monitor");
-    reading.sends("J 0100 0");
-    reading.sends("\r");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, now, waiting));
-    reading.hears("J 0100 0\r");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, now, waiting));
-    reading.hears("\r\n");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, done, waiting));
-    EXPECT_EQ(reading.steps.steps()[4].text, "at 0100");
-    reading.sends("? ");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, done, now));
-    reading.hears("V007 ");
-    EXPECT_EQ(reading.meanings.back(), "version 7");
-    reading.steps.active(7, 0);
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, done, done, done, done));
-}
-
-TEST(WireReader, Startup_SilentConsole_ShowsWhereItFailed) {
-    using enum cvhost::wire::StartupTrace::State;
-    Reading reading;
-    reading.reader.forget();
-    reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
-    for (const int level : {0, 1, 0, 1}) reading.rts(level);
-    reading.sends("J 0100 0");
-    reading.sends("\r");
-    reading.sends("? ");
-    reading.sends("? ");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, failed, now));
-    EXPECT_EQ(reading.steps.steps()[2].text, "no answer");
-    EXPECT_EQ(reading.steps.steps()[3].text, "not asked");
-    EXPECT_EQ(reading.steps.steps()[4].text, "not confirmed");
-    EXPECT_EQ(reading.steps.steps()[5].text, "asked 2 times");
-}
-
-TEST(WireReader, Startup_ProgramThatRunsAlready_HasStartedOnceItAnswers) {
-    using enum StartupTrace::State;
-    Reading reading;
-    reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
-    for (const int level : {0, 1, 0, 1}) reading.rts(level);
-    reading.sends("J 0100 0");
-    reading.sends("\r");
-    reading.sends("? ");
-    reading.hears("V007 ");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, failed, now));
-    reading.steps.active(7, 0);
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, done, done));
-    EXPECT_EQ(reading.steps.steps()[4].text, "it answers");
-}
-
-TEST(WireReader, Startup_PromptThatTheDriverDidNotRead_ModelWasNotAsked) {
-    using enum cvhost::wire::StartupTrace::State;
-    Reading reading;
-    reading.steps.port("/dev/ttyUSB0", ::cvhost::PortState::open, 0);
-    for (const int level : {0, 1, 0, 1}) reading.rts(level);
-    reading.hears("\r\nEPROM>");
-    reading.sends("J 0100 0");
-    EXPECT_THAT(reading.states(), ElementsAre(done, done, failed, failed, now, waiting));
-    EXPECT_EQ(reading.steps.steps()[2].text, "not read in time");
-    EXPECT_EQ(reading.steps.steps()[3].text, "not asked");
-}
-
-TEST(WireReader, Startup_ModelAskedInVain_HasNoAnswer) {
-    Reading reading;
-    for (const int level : {0, 1}) reading.rts(level);
-    reading.hears("\r\nEPROM>");
-    reading.sends("H ");
-    reading.sends("J 0100 0");
-    EXPECT_EQ(reading.steps.steps()[3].text, "no answer");
 }
 
 }  // namespace
