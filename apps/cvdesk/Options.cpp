@@ -114,9 +114,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     app.add_option("--firmware", options.desk.firmware, "Version that the program answers, 0 to 4095 (default 7)")
         ->type_name("N")
         ->check(whyNoVersion);
-    const auto setModel = [&options](const std::string& text) {
-        options.desk.model = *common::modelOf(text);
-    };
+    const auto setModel = [&options](const std::string& text) { options.desk.model = *common::modelOf(text); };
     common::takesOneOf(
         *app.add_option_function<std::string>("--model", setModel, "Model that the monitor names (default V4)"),
         {"V4", "other"});

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <system_error>
 
-#include "apps/common/Escape.h"
 #include "apps/common/ConsoleFacts.h"
+#include "apps/common/Escape.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/MotionText.h"
 #include "apps/cvhost/control/Listener.h"

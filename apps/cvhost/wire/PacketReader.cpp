@@ -1,6 +1,7 @@
 #include "apps/cvhost/wire/PacketReader.h"
 
 #include <cstdint>
+#include <utility>
 
 #include "apps/common/ConsoleFacts.h"
 #include "host/api/ConsoleInput.h"
@@ -27,14 +28,11 @@ int number(std::string_view text, std::size_t begin, std::size_t length) {
 
 }  // namespace
 
-std::optional<Packet> PacketReader::take(unsigned char byte, bool last) {
-    const bool full = m_text.size() > longestText;
-    if (!full) m_text += static_cast<char>(byte);
-    if (byte != ' ' && !(byte == '\0' && (last || full))) return std::nullopt;
+std::optional<Packet> PacketReader::take(unsigned char byte) {
+    if (m_text.size() <= longestText) m_text += static_cast<char>(byte);
+    if (byte != ' ' && byte != '\0') return std::nullopt;
     m_text.pop_back();
-    const std::string text = m_text.substr(0, m_text.find('\0'));
-    m_text.clear();
-    return decode(text);
+    return decode(std::exchange(m_text, {}));
 }
 
 void PacketReader::close() {

@@ -23,8 +23,8 @@ struct Packet {
 
 class PacketReader {
 public:
-    /// Takes the next byte; the packet that it completes. `last`: the driver has no further byte yet.
-    std::optional<Packet> take(unsigned char byte, bool last);
+    /// Takes the next byte; the packet that it completes. The driver gets each byte before the next has arrived.
+    std::optional<Packet> take(unsigned char byte);
     /// The driver has closed its port: until the next version, nothing else counts.
     void close();
     /// Bytes are missing: whatever may have been told in them counts as told.

@@ -53,14 +53,12 @@ void WireReader::read(Direction direction, std::span<const unsigned char> bytes,
 }
 
 void WireReader::receive(std::span<const unsigned char> bytes, const Take& take) {
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const bool last = i + 1 == bytes.size();
+    for (const unsigned char byte : bytes) {
         std::string& message = m_received.message;
-        message += static_cast<char>(bytes[i]);
-        const auto packet = m_driverReads ? m_packets.take(bytes[i], last) : std::nullopt;
+        message += static_cast<char>(byte);
+        const auto packet = m_driverReads ? m_packets.take(byte) : std::nullopt;
         if (packet) follow(*packet);
-        const bool ends =
-            m_received.monitor ? bytes[i] == '\n' || message.ends_with(common::promptWord) : packet || bytes[i] == ' ';
+        const bool ends = m_received.monitor ? byte == '\n' || message.ends_with(common::promptWord) : packet || byte == ' ';
         if (ends || message.size() >= longest) finish(m_received, take, packet);
     }
 }

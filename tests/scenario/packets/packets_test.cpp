@@ -1,12 +1,16 @@
-// The programs' reader of packets and the driver get the same random bytes, and must accept the same.
+// The programs' readers and the driver get the same random bytes, and must accept the same and show the same.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdint>
 #include <random>
 #include <string>
+#include <utility>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/cvhost/wire/PacketReader.h"
+#include "apps/cvhost/wire/ShuttleLaw.h"
+#include "apps/cvhost/wire/WireReader.h"
 #include "tests/support/ConsoleTestAccess.h"
 #include "tests/support/Rig.h"
 
@@ -26,7 +30,7 @@ public:
     void receive(const std::string& bytes) {
         for (const char byte : bytes) {
             m_rig.receives({&byte, 1});
-            if (const auto packet = m_reader.take(static_cast<unsigned char>(byte), true)) follow(*packet);
+            if (const auto packet = m_reader.take(static_cast<unsigned char>(byte))) follow(*packet);
         }
     }
     /// The host ends the console and opens it again.
@@ -121,6 +125,61 @@ TEST(PacketReader, RandomPackets_AcceptedAsByTheDriver) {
         accepted += pair.accepted();
     }
     EXPECT_GT(accepted, 3000);
+}
+
+/// The driver, and what the programs show of the same console.
+class Screen {
+public:
+    Screen() {
+        m_rig.jog_turn_on(false);
+        m_rig.handle(common::keys::wheel, [this](int) {
+            // The key "o" runs the wheel's handler too, with what the wheel told last.
+            m_turned += std::exchange(ConsoleTestAccess::jogDeltaExact(m_rig.console()), 0);
+            return true;
+        });
+        m_rig.console().open_port();
+        ConsoleTestAccess::wheelEnabled(m_rig.console()) = true;
+    }
+
+    /// The host reads `bytes` in one go, and gives them to the driver one by one.
+    void receive(const std::string& bytes) {
+        m_rig.receives(bytes);
+        m_reader.read(cvhost::Direction::receive, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}, {});
+    }
+    void compare() {
+        Cv::Console& console = m_rig.console();
+        const cvhost::wire::ConsoleLook& look = m_reader.look();
+        const int speed = look.ringTold ? cvhost::wire::ShuttleLaw{}.speed(look.ring) : m_speedAtFirst;
+        EXPECT_EQ(speed, console.get_ispeed());
+        EXPECT_EQ(look.turned, m_turned);
+        for (int code = 0; code < ConsoleTestAccess::keyEntries; ++code)
+            EXPECT_EQ(look.held.at(static_cast<std::size_t>(code)), console.key_is_down(code)) << code;
+    }
+    double turned() const { return m_turned; }
+
+private:
+    Rig m_rig{Rig::Scripted{}};
+    cvhost::wire::WireReader m_reader;
+    const int m_speedAtFirst = m_rig.console().get_ispeed();
+    double m_turned = 0;
+};
+
+TEST(WireReader, RandomBytes_SpeedMovementAndKeysAreTheDrivers) {
+    int turned = 0;
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        Screen screen;
+        Draw draw(seed);
+        for (int count = 0; count < 50 && !testing::Test::HasFailure(); ++count) {
+            std::string bytes;
+            for (int packets = draw.below(4); packets >= 0; --packets)
+                bytes += draw.bytes() + (draw.below(8) == 0 ? '\0' : ' ');
+            SCOPED_TRACE("seed " + std::to_string(seed) + ", bytes " + std::to_string(count) + ": " + bytes);
+            screen.receive(bytes);
+            screen.compare();
+        }
+        if (screen.turned() != 0) ++turned;
+    }
+    EXPECT_GT(turned, 100);
 }
 
 TEST(PacketReader, Version7After8_StatusIsRefusedUntilTheProcessEnds) {
