@@ -5,13 +5,28 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace common {
 
 /// `text` in quotation marks.
 std::string quoted(const std::string& text);
+
+/// What is wrong with an empty text where a name must be; empty when nothing is.
+std::string whyEmpty(const std::string& text);
+
+/// The number that is all of `text`; nothing if it is none, or out of range.
+template <class Number>
+std::optional<Number> number(const std::string& text) {
+    Number value = 0;
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool whole = end.ec == std::errc() && end.ptr == text.data() + text.size();
+    return whole ? std::optional(value) : std::nullopt;
+}
 
 /// The option takes one of these texts, at least two.
 void takesOneOf(CLI::Option& option, const std::vector<std::string>& values);

@@ -3,21 +3,23 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <exception>
 #include <iostream>
-#include <variant>
+#include <span>
 
 #include "apps/common/ExitStatus.h"
 #include "apps/common/LineWriter.h"
-#include "apps/common/MainLoop.h"
 #include "apps/common/RunClock.h"
-#include "apps/cvhost/Options.h"
-#include "apps/cvhost/checkhost/CheckHost.h"
-#include "apps/cvhost/control/Ctl.h"
-#include "apps/cvhost/doctor/Doctor.h"
-#include "apps/cvhost/ports/Ports.h"
-#include "apps/cvhost/run/Session.h"
-#include "apps/cvhost/timeline/Timeline.h"
+#include "apps/common/UsageProblem.h"
+#include "apps/cvhost/checkhost/Options.h"
+#include "apps/cvhost/control/Options.h"
+#include "apps/cvhost/doctor/Options.h"
+#include "apps/cvhost/ports/Options.h"
+#include "apps/cvhost/run/Options.h"
+#include "apps/cvhost/timeline/Options.h"
 #include "apps/cvhost/web/WebServer.h"
 #include "host/core/Failure.h"
 
@@ -31,19 +33,42 @@ bool occupyStandardFiles() {
     return true;
 }
 
+constexpr const char* footer =
+    "\"cvhost run --help\" shows the options of run, and so on.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost run                               the console on one of this machine's serial ports\n"
+    "  cvhost run --desk --web 8080             a simulated console to be worked in a browser\n"
+    "  cvhost doctor                            what keeps a console from working";
+
+/// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
+int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const char* const> arguments) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+        return app.exit(error);
+    }
+    const auto subcommands = app.get_subcommands();
+    const std::string subcommand = subcommands.empty() ? "" : subcommands.front()->get_name() + ' ';
+    std::cerr << "cvhost: " << common::usageProblem(app, error, arguments) << "; \"cvhost " << subcommand
+              << "--help\" shows what it takes.\n";
+    return common::exitStatus::usage;
+}
+
 int run(int argc, char** argv, common::RunClock start) {
-    const auto parsed = cvhost::parseCommandLine(argc, argv);
-    if (const int* status = std::get_if<int>(&parsed)) return *status;
-    if (const auto* ports = std::get_if<cvhost::ports::PortsOptions>(&parsed)) return cvhost::ports::showPorts(*ports);
-    if (const auto* ctl = std::get_if<cvhost::control::CtlOptions>(&parsed)) return cvhost::control::runCtl(*ctl);
-    if (const auto* timeline = std::get_if<cvhost::timeline::TimelineOptions>(&parsed))
-        return cvhost::timeline::showTimeline(*timeline);
-    common::MainLoop wake;
-    if (const auto* check = std::get_if<cvhost::checkhost::CheckHostOptions>(&parsed))
-        return cvhost::checkhost::checkHost(*check, wake);
-    if (const auto* doctor = std::get_if<cvhost::doctor::DoctorOptions>(&parsed))
-        return cvhost::doctor::Doctor(*doctor, wake).run();
-    return cvhost::run::Session(std::get<cvhost::run::Options>(parsed), start, wake).run();
+    CLI::App app("cvhost loads the console driver and shows what a console on a serial port says to it.", "cvhost");
+    app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
+    app.require_subcommand(1);
+    app.footer(footer);
+    const std::array subcommands{cvhost::ports::addPorts(app),       cvhost::doctor::addDoctor(app),
+                                 cvhost::timeline::addTimeline(app), cvhost::checkhost::addCheckHost(app),
+                                 cvhost::control::addCtl(app),       cvhost::run::addRun(app, start),
+                                 cvhost::run::addPlay(app, start)};
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return answer(app, error, {argv, static_cast<std::size_t>(argc)});
+    }
+    const auto chosen = std::ranges::find_if(subcommands, [](const auto& each) { return each.app->parsed(); });
+    return chosen->run();
 }
 
 constexpr const char* shortage = "; see whether the system is short of memory, threads or ports.\n";

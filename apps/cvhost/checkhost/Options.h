@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "apps/common/Subcommand.h"
+
 namespace cvhost::checkhost {
 
 struct CheckHostOptions {
@@ -16,5 +18,7 @@ struct CheckHostOptions {
     std::string junit;
     bool list = false;
 };
+
+common::Subcommand addCheckHost(CLI::App& app);
 
 }  // namespace cvhost::checkhost

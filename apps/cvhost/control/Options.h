@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "apps/common/Subcommand.h"
 #include "apps/cvhost/control/Command.h"
 
 namespace cvhost::control {
@@ -19,12 +20,13 @@ struct CtlRequest {
 /// What the words after `cvhost ctl` ask for.
 std::variant<CtlRequest, Problem> ctlRequest(const std::vector<std::string>& words);
 
-/// Of `cvhost ctl`.
 struct CtlOptions {
     std::string socket;  ///< empty: at the default path
     bool json = false;   ///< the status as it comes
     std::vector<std::string> words;
     CtlRequest request;
 };
+
+common::Subcommand addCtl(CLI::App& app);
 
 }  // namespace cvhost::control

@@ -1,4 +1,4 @@
-// What the command line says to `cvhost run`.
+// What the command line says to `cvhost run` and `cvhost play`.
 #pragma once
 
 #include <chrono>
@@ -7,12 +7,13 @@
 #include <utility>
 #include <vector>
 
+#include "apps/common/RunClock.h"
+#include "apps/common/Subcommand.h"
 #include "apps/cvhost/transport/Clip.h"
 #include "apps/cvhost/web/WebGuard.h"
 
 namespace cvhost::run {
 
-/// Of `cvhost run` and `cvhost play`.
 struct Options {
     enum class Events { text, json };
 
@@ -36,5 +37,9 @@ struct Options {
     std::vector<std::pair<std::string, std::string>> settings;
     std::vector<std::pair<std::string, bool>> preferences;
 };
+
+/// `start` is when the program started.
+common::Subcommand addRun(CLI::App& app, common::RunClock start);
+common::Subcommand addPlay(CLI::App& app, common::RunClock start);
 
 }  // namespace cvhost::run

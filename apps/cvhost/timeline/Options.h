@@ -3,11 +3,14 @@
 
 #include <string>
 
+#include "apps/common/Subcommand.h"
+
 namespace cvhost::timeline {
 
-/// Of `cvhost timeline`.
 struct TimelineOptions {
     std::string file;
 };
+
+common::Subcommand addTimeline(CLI::App& app);
 
 }  // namespace cvhost::timeline
