@@ -36,7 +36,7 @@ ConsoleStub::~ConsoleStub() {
     ::eventfd_write(m_stop.get(), 1);
     if (m_line < 0 && m_listening) {
         // Nobody came: be the one that is waited for.
-        const cvhost::Descriptor caller(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const cvhost::FileDescriptor caller(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_in place{};
         place.sin_family = AF_INET;
         place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

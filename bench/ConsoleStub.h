@@ -54,7 +54,7 @@ private:
     std::unique_ptr<UsbEnd> m_usb;
     serialtest::ConsoleStub m_connection;
     std::atomic<int> m_line{-1};
-    cvhost::Descriptor m_stop;
+    cvhost::FileDescriptor m_stop;
     std::atomic<std::uint64_t> m_commands{0};
     serialtest::Watched m_watched;
     std::string m_recent;  ///< the last bytes received; under m_watched

@@ -23,19 +23,19 @@
 namespace bench {
 namespace {
 
-using cvhost::Descriptor;
+using cvhost::FileDescriptor;
 
 /// The descriptor of a connection to `end`, or of its terminal, made raw.
-Descriptor openPlainly(const ConsoleStub& end) {
+FileDescriptor openPlainly(const ConsoleStub& end) {
     if (end.port() == 0) {
-        Descriptor tty(::open(end.name().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        FileDescriptor tty(::open(end.name().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
         termios line{};
         if (!tty || ::tcgetattr(tty.get(), &line) != 0) throw std::runtime_error("cannot open " + end.name());
         ::cfmakeraw(&line);
         ::tcsetattr(tty.get(), TCSANOW, &line);
         return tty;
     }
-    Descriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    FileDescriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in place{};
     place.sin_family = AF_INET;
     place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -81,7 +81,7 @@ private:
         }
     }
 
-    Descriptor m_line;
+    FileDescriptor m_line;
     std::thread m_thread;
 };
 
@@ -129,7 +129,7 @@ private:
 class Asio final : public Contender {
 public:
     Asio(LineKind line, Unit unit) : Contender("Boost.Asio", line), m_unit(unit) {
-        Descriptor opened = openPlainly(end());
+        FileDescriptor opened = openPlainly(end());
         if (line == LineKind::rfc2217) {
             passOffers(opened.get());
             m_socket.assign(boost::asio::ip::tcp::v4(), ::dup(opened.get()));

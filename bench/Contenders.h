@@ -45,7 +45,7 @@ protected:
     void endLine() { m_end.reset(); }
 
 private:
-    cvhost::Descriptor m_mailboxFile;
+    cvhost::FileDescriptor m_mailboxFile;
     Mailbox* m_mailbox;
     std::unique_ptr<ConsoleStub> m_end;
 };

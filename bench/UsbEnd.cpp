@@ -19,7 +19,7 @@ constexpr desk::Time longestTimer = std::chrono::milliseconds(255);
 UsbEnd::UsbEnd(bool timer, lines::UsbPlug plug)
     : m_timer(timer),
       m_port(plug.port),
-      m_alarm(lines::owned(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "no timer")),
+      m_alarm(cvhost::owned(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "no timer")),
       m_line(std::move(plug.device), "USB Serial Port") {}
 
 void UsbEnd::serve(int stop, const std::function<void(const std::string&)>& data) {

@@ -37,8 +37,8 @@ private:
 
     const bool m_timer;
     const int m_port;
-    const lines::FileDescriptor m_alarm;  ///< a timer: when the line must be served next
-    std::mutex m_lock;                    ///< over the rest
+    const cvhost::FileDescriptor m_alarm;  ///< a timer: when the line must be served next
+    std::mutex m_lock;                     ///< over the rest
     lines::UsbLine m_line;
     std::string m_received;
 };

@@ -34,7 +34,7 @@ std::thread quietThread(Body body) {
 
 MachineServer::MachineServer(std::unique_ptr<desk::Machine> machine, std::unique_ptr<Line> line, Failed failed)
     : m_line(std::move(line)),
-      m_wake(owned(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "no eventfd")),
+      m_wake(cvhost::owned(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "no eventfd")),
       m_machine(std::move(machine)) {
     m_thread = quietThread([this, failed = std::move(failed)] {
         try {

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "desk/Machine.h"
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 #include "lines/Line.h"
 
 namespace lines {
@@ -43,8 +43,8 @@ private:
     void wake();
 
     std::unique_ptr<Line> m_line;
-    FileDescriptor m_wake;  ///< an eventfd
-    std::mutex m_lock;      ///< over the machine and m_stopping
+    cvhost::FileDescriptor m_wake;  ///< an eventfd
+    std::mutex m_lock;              ///< over the machine and m_stopping
     std::unique_ptr<desk::Machine> m_machine;
     bool m_stopping = false;
     std::thread m_thread;

@@ -15,7 +15,7 @@ namespace {
 
 [[noreturn]] void fail(const std::string& what) { throw std::system_error(errno, std::generic_category(), what); }
 
-std::string deviceOf(const FileDescriptor& master) {
+std::string deviceOf(const cvhost::FileDescriptor& master) {
     std::array<char, 64> name{};
     if (::grantpt(master.get()) != 0 || ::unlockpt(master.get()) != 0 ||
         ::ptsname_r(master.get(), name.data(), name.size()) != 0)
@@ -25,7 +25,8 @@ std::string deviceOf(const FileDescriptor& master) {
 
 /// Also opens the terminal once: only then does the master report a hang-up.
 void makeRaw(const std::string& device) {
-    const FileDescriptor slave = owned(::open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + device);
+    const cvhost::FileDescriptor slave =
+        cvhost::owned(::open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + device);
     termios mode{};
     if (::tcgetattr(slave.get(), &mode) != 0) fail("cannot read the mode of " + device);
     ::cfmakeraw(&mode);
@@ -39,7 +40,7 @@ std::string targetOf(const std::string& link) {
 }
 
 /// What the host has set. A pseudo-terminal always has 8 data bits and no parity.
-desk::LineSettings settingsOf(const FileDescriptor& master) {
+desk::LineSettings settingsOf(const cvhost::FileDescriptor& master) {
     struct Speed {
         speed_t code;
         int baud;
@@ -77,13 +78,13 @@ bool isLeftOver(const std::string& link, const std::string& device) {
 
 Pty::Pty(std::string link)
     : m_link(std::move(link)),
-      m_openings(owned(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK), "no inotify instance to be had")) {
+      m_openings(cvhost::owned(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK), "no inotify instance to be had")) {
     make();
 }
 
 void Pty::make() {
-    FileDescriptor master =
-        owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK), "no pseudo-terminal to be had");
+    cvhost::FileDescriptor master =
+        cvhost::owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK), "no pseudo-terminal to be had");
     m_device = deviceOf(master);
     makeRaw(m_device);
     if (::inotify_add_watch(m_openings.get(), m_device.c_str(), IN_OPEN) < 0) fail("cannot watch " + m_device);

@@ -8,8 +8,8 @@
 
 #include <string>
 
+#include "host/core/FileDescriptor.h"
 #include "lines/Backlog.h"
-#include "lines/FileDescriptor.h"
 #include "lines/Line.h"
 
 namespace lines {
@@ -40,9 +40,9 @@ private:
 
     std::string m_link;
     std::string m_device;
-    FileDescriptor m_master;
-    FileDescriptor m_openings;  ///< an inotify instance that reports when the terminal is opened
-    bool m_listened = false;    ///< a host has it open
+    cvhost::FileDescriptor m_master;
+    cvhost::FileDescriptor m_openings;  ///< an inotify instance that reports when the terminal is opened
+    bool m_listened = false;            ///< a host has it open
     Backlog m_backlog;
 };
 

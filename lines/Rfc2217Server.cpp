@@ -28,7 +28,7 @@ struct Addresses {
     }
 };
 
-FileDescriptor listenOn(const std::string& address, std::uint16_t port) {
+cvhost::FileDescriptor listenOn(const std::string& address, std::uint16_t port) {
     addrinfo wanted{};
     wanted.ai_socktype = SOCK_STREAM;
     wanted.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
@@ -36,7 +36,8 @@ FileDescriptor listenOn(const std::string& address, std::uint16_t port) {
     if (const int error = ::getaddrinfo(address.c_str(), std::to_string(port).c_str(), &wanted, &found.first); error != 0)
         throw std::runtime_error("no address " + address + " (" + ::gai_strerror(error) + ")");
     const std::string what = "cannot listen on " + address + ":" + std::to_string(port);
-    FileDescriptor listener = owned(::socket(found.first->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), what);
+    cvhost::FileDescriptor listener =
+        cvhost::owned(::socket(found.first->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), what);
     const int on = 1;
     ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (::bind(listener.get(), found.first->ai_addr, found.first->ai_addrlen) != 0 ||
@@ -45,7 +46,7 @@ FileDescriptor listenOn(const std::string& address, std::uint16_t port) {
     return listener;
 }
 
-std::uint16_t portOf(const FileDescriptor& listener) {
+std::uint16_t portOf(const cvhost::FileDescriptor& listener) {
     sockaddr_storage bound{};
     socklen_t size = sizeof bound;
     std::array<char, NI_MAXSERV> port{};
@@ -58,7 +59,7 @@ std::uint16_t portOf(const FileDescriptor& listener) {
 }  // namespace
 
 struct Rfc2217Server::Client final : private rfc2217::Attached {
-    explicit Client(FileDescriptor connected) : socket(std::move(connected)), port(*this, backlog.bytes()) {
+    explicit Client(cvhost::FileDescriptor connected) : socket(std::move(connected)), port(*this, backlog.bytes()) {
         const int on = 1;
         ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         ::setsockopt(socket.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
@@ -75,7 +76,7 @@ struct Rfc2217Server::Client final : private rfc2217::Attached {
     void send(std::span<const unsigned char> bytes);
     bool flush();
 
-    FileDescriptor socket;
+    cvhost::FileDescriptor socket;
     Backlog backlog;
 
 private:
@@ -156,7 +157,7 @@ void Rfc2217Server::hangUp() { m_client.reset(); }
 void Rfc2217Server::acceptClients(desk::Machine& desk, desk::Time now) {
     m_nextAccept.reset();
     for (;;) {
-        FileDescriptor socket(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        cvhost::FileDescriptor socket(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (!socket) {
             // Out of descriptors: the waiting host keeps the listener readable.
             if (errno != EAGAIN) m_nextAccept = now + acceptPause;

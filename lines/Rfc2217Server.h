@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 #include "lines/Line.h"
 
 namespace lines {
@@ -35,7 +35,7 @@ private:
 
     void acceptClients(desk::Machine& desk, desk::Time now);
 
-    FileDescriptor m_listener;
+    cvhost::FileDescriptor m_listener;
     std::string m_name;
     std::uint16_t m_port = 0;
     std::unique_ptr<Client> m_client;

@@ -7,7 +7,7 @@
 
 namespace lines {
 
-UsbLine::UsbLine(FileDescriptor connection, std::string product, SettingsWatcher watcher)
+UsbLine::UsbLine(cvhost::FileDescriptor connection, std::string product, SettingsWatcher watcher)
     : m_product(std::move(product)), m_connection(std::move(connection)), m_device(m_product, std::move(watcher)) {}
 
 void UsbLine::watchFor(std::vector<pollfd>& waits) const {

@@ -5,8 +5,8 @@
 
 #include <string>
 
+#include "host/core/FileDescriptor.h"
 #include "lines/Backlog.h"
-#include "lines/FileDescriptor.h"
 #include "lines/Line.h"
 #include "lines/UsbIp.h"
 
@@ -16,7 +16,7 @@ class UsbLine final : public Line {
 public:
     /// `connection`: the device's end. `product`: the adapter's product text, printable
     /// ASCII, 126 characters at most. `watcher` is called on the server's thread with the desk's lock held.
-    UsbLine(FileDescriptor connection, std::string product, SettingsWatcher watcher = {});
+    UsbLine(cvhost::FileDescriptor connection, std::string product, SettingsWatcher watcher = {});
 
     /// The product text.
     const std::string& name() const override { return m_product; }
@@ -31,7 +31,7 @@ private:
     bool flush();
 
     std::string m_product;
-    FileDescriptor m_connection;
+    cvhost::FileDescriptor m_connection;
     UsbIp m_device;
     Backlog m_backlog;
 };

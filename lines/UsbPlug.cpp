@@ -40,12 +40,12 @@ std::vector<int> freePorts() {
 UsbPlug plugIn() {
     std::array<int, 2> ends{-1, -1};
     const std::vector<int> ports = freePorts();
-    const FileDescriptor attach = owned(::open((controller + "/attach").c_str(), O_WRONLY | O_CLOEXEC),
-                                        "the virtual USB host controller may be used by root alone");
+    const cvhost::FileDescriptor attach = cvhost::owned(::open((controller + "/attach").c_str(), O_WRONLY | O_CLOEXEC),
+                                                        "the virtual USB host controller may be used by root alone");
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
         throw std::system_error(errno, std::generic_category(), "no pair of sockets to be had");
-    UsbPlug plug{.device = FileDescriptor(ends[0])};
-    const FileDescriptor kernels(ends[1]);
+    UsbPlug plug{.device = cvhost::FileDescriptor(ends[0])};
+    const cvhost::FileDescriptor kernels(ends[1]);
     for (const int port : ports) {
         const std::string request = std::to_string(port) + ' ' + std::to_string(kernels.get()) + ' ' +
                                     std::to_string(deviceId) + ' ' + std::to_string(fullSpeed) + '\n';

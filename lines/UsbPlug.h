@@ -5,13 +5,13 @@
 
 #include <string>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace lines {
 
 struct UsbPlug {
     /// The device's end of a USB/IP connection. Closing it pulls the plug.
-    FileDescriptor device;
+    cvhost::FileDescriptor device;
     int port = -1;  ///< of the controller, from 0
 };
 

@@ -30,7 +30,7 @@ ControlClient::ControlClient(const std::string& path) {
     path.copy(address.sun_path, path.size());
     const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(2);
     while (true) {
-        m_socket = lines::owned(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+        m_socket = cvhost::owned(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
         if (::connect(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) break;
         if (std::chrono::steady_clock::now() > limit) throw std::runtime_error("nobody listens at " + path);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

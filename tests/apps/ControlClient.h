@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace apps_test {
 
@@ -35,7 +35,7 @@ public:
 private:
     Json nextEvent();
 
-    lines::FileDescriptor m_socket;
+    cvhost::FileDescriptor m_socket;
     std::string m_bytes;
     std::deque<Json> m_kept;         ///< events that `ask` has met
     std::deque<std::string> m_last;  ///< lines

@@ -23,16 +23,16 @@ std::string CvdeskTest::whereIs(Process& desk) {
     return desk.waitForLine([&](const std::string& line) { return line.starts_with(start); }).substr(start.size());
 }
 
-lines::FileDescriptor CvdeskTest::openPort() const {
+cvhost::FileDescriptor CvdeskTest::openPort() const {
     const std::string link = m_folder.path() / "desk";
-    return lines::owned(::open(link.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + link);
+    return cvhost::owned(::open(link.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + link);
 }
 
-void CvdeskTest::say(const lines::FileDescriptor& port, std::string_view text) {
+void CvdeskTest::say(const cvhost::FileDescriptor& port, std::string_view text) {
     EXPECT_EQ(::write(port.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
 }
 
-std::string CvdeskTest::hear(const lines::FileDescriptor& port, std::size_t count) {
+std::string CvdeskTest::hear(const cvhost::FileDescriptor& port, std::size_t count) {
     constexpr std::chrono::milliseconds limit = std::chrono::seconds(30);
     std::string text;
     std::array<char, 256> bytes;

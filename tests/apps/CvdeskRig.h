@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 #include "tests/apps/CvhostRig.h"
 
 namespace apps_test {
@@ -19,10 +19,10 @@ protected:
     static std::string whereIs(Process& desk);
 
     /// Opens the pseudo-terminal of scripted().
-    lines::FileDescriptor openPort() const;
-    static void say(const lines::FileDescriptor& port, std::string_view text);
+    cvhost::FileDescriptor openPort() const;
+    static void say(const cvhost::FileDescriptor& port, std::string_view text);
     /// The next `count` bytes from the desk; fewer when nothing more comes.
-    static std::string hear(const lines::FileDescriptor& port, std::size_t count);
+    static std::string hear(const cvhost::FileDescriptor& port, std::size_t count);
 
     TemporaryFolder m_folder;
 };

@@ -43,7 +43,7 @@ MpvRemote::MpvRemote(const std::filesystem::path& socket) {
     std::memcpy(address.sun_path, socket.c_str(), socket.string().size());
     const auto limit = Clock::now() + generous;
     while (Clock::now() < limit) {
-        m_socket = lines::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        m_socket = cvhost::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         if (::connect(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return;
         std::this_thread::sleep_for(pause);
     }

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace apps_test {
 
@@ -36,7 +36,7 @@ public:
 private:
     nlohmann::json ask(const nlohmann::json& command);
 
-    lines::FileDescriptor m_socket;
+    cvhost::FileDescriptor m_socket;
     std::string m_unread;
     int m_request = 0;
 };

@@ -59,7 +59,7 @@ ScriptedConsole::ScriptedConsole(Script script)
 void ScriptedConsole::hangUp() {
     ::eventfd_write(m_stop.get(), 1);
     // Where nobody has connected yet, the thread waits for that.
-    const cvhost::Descriptor visitor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const cvhost::FileDescriptor visitor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in place{};
     place.sin_family = AF_INET;
     place.sin_port = htons(static_cast<std::uint16_t>(m_peer.port()));

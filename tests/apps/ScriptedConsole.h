@@ -39,7 +39,7 @@ private:
 
     const Script m_script;
     serialtest::Peer m_peer;
-    cvhost::Descriptor m_stop;
+    cvhost::FileDescriptor m_stop;
     std::thread m_thread;
 };
 

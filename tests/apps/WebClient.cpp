@@ -17,7 +17,7 @@ constexpr int patienceMs = 60'000;
 }  // namespace
 
 WebClient::WebClient(int port, int receiveBuffer)
-    : m_socket(lines::owned(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
+    : m_socket(cvhost::owned(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
     if (receiveBuffer != 0) ::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     sockaddr_in address{};
     address.sin_family = AF_INET;

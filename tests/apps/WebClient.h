@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace apps_test {
 
@@ -35,7 +35,7 @@ public:
     static std::string get(int port, const std::string& path);
 
 private:
-    lines::FileDescriptor m_socket;
+    cvhost::FileDescriptor m_socket;
     std::string m_received;
 };
 

@@ -27,7 +27,7 @@ protected:
     }
 
     std::optional<Process> desk;
-    lines::FileDescriptor port;
+    cvhost::FileDescriptor port;
 };
 
 struct Sent {

@@ -118,7 +118,7 @@ TEST_F(CvdeskTest, OutputsReaderGone_KeepsServing) {
     Process desk(scripted(""));
     whereIs(desk);
     desk.closeOutput();
-    const lines::FileDescriptor port = openPort();
+    const cvhost::FileDescriptor port = openPort();
     say(port, "F1 F2 ? ");
     EXPECT_EQ(hear(port, 5), "V007 ");
     say(port, "O1 O2 ? ");

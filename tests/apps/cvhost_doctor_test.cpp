@@ -12,7 +12,7 @@
 #include <memory>
 
 #include "desk/Monitor.h"
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 #include "tests/apps/MachineRig.h"
 #include "tests/apps/OwnPort.h"
 #include "tests/apps/ScriptedConsole.h"
@@ -213,7 +213,7 @@ TEST_F(Doctor, Port_Refused_CannotBeOpened) {
 TEST_F(Doctor, Port_HeldByAnother_IsToldByWhom) {
     Process desk(ptyDesk());
     whereIs(desk);
-    const lines::FileDescriptor holding = lines::owned(::open(deskLink().c_str(), O_RDWR | O_NOCTTY), deskLink());
+    const cvhost::FileDescriptor holding = cvhost::owned(::open(deskLink().c_str(), O_RDWR | O_NOCTTY), deskLink());
     const Json report = examine(doctor(deskLink()), 1);
     EXPECT_THAT(findings(report), ElementsAre("fail port-held"));
     EXPECT_THAT(textOf(report, "port-held"), HasSubstr(std::to_string(::getpid()) + " (doctor_test) has it open"));
@@ -222,7 +222,7 @@ TEST_F(Doctor, Port_HeldByAnother_IsToldByWhom) {
 
 // Many programs have /dev/null open: none of them is to be ended.
 TEST_F(Doctor, Port_NoTerminal_IsNoSerialPort) {
-    const lines::FileDescriptor holding = lines::owned(::open("/dev/null", O_RDWR), "/dev/null");
+    const cvhost::FileDescriptor holding = cvhost::owned(::open("/dev/null", O_RDWR), "/dev/null");
     for (const std::string& name : {std::string("/dev/null"), m_folder.write("file", ""), m_folder.path().string()}) {
         const Json report = examine(doctor(name), 1);
         EXPECT_THAT(findings(report), ElementsAre("fail port-open"));

@@ -17,8 +17,8 @@
 #include <utility>
 
 #include "desk/DeskEvent.h"
+#include "host/core/FileDescriptor.h"
 #include "lines/DeskServer.h"
-#include "lines/FileDescriptor.h"
 #include "lines/Rfc2217Server.h"
 #include "tests/apps/CvhostRig.h"
 #include "tests/apps/ScriptedConsole.h"
@@ -113,8 +113,8 @@ TEST_F(CvhostTest, Settings_UnknownOrOutOfRange_AreSaidOnceOnStandardError) {
 TEST_F(CvhostTest, Run_PortHeldByAnother_NamesTheProcess) {
     Process desk(cvdesk({"--pty", m_folder.path() / "desk"}));
     whereIs(desk);
-    const lines::FileDescriptor holding =
-        lines::owned(::open((m_folder.path() / "desk").c_str(), O_RDWR | O_NOCTTY), "the desk");
+    const cvhost::FileDescriptor holding =
+        cvhost::owned(::open((m_folder.path() / "desk").c_str(), O_RDWR | O_NOCTTY), "the desk");
     ASSERT_EQ(::flock(holding.get(), LOCK_EX | LOCK_NB), 0);
     Process host(cvhost({"--port", m_folder.path() / "desk"}));
     const std::string line =

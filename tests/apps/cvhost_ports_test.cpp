@@ -9,7 +9,7 @@
 #include <climits>
 #include <csignal>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 #include "tests/apps/MachineRig.h"
 
 namespace apps_test {
@@ -34,7 +34,7 @@ protected:
         if (errors != nullptr) *errors = process.errors();
         return Json::parse(output(process)).at("choice");
     }
-    static bool hasSeenSomething(const lines::FileDescriptor& watch) {
+    static bool hasSeenSomething(const cvhost::FileDescriptor& watch) {
         std::array<char, sizeof(inotify_event) + NAME_MAX + 1> event{};
         return ::read(watch.get(), event.data(), event.size()) > 0;
     }
@@ -88,12 +88,12 @@ TEST_F(Ports, Setting_WithoutFittingDescription_IsTheReason) {
 TEST_F(Ports, Setting_PseudoTerminal_IsThereAndIsNotOpened) {
     Process desk(ptyDesk());
     whereIs(desk);
-    const lines::FileDescriptor watch = lines::owned(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "inotify");
+    const cvhost::FileDescriptor watch = cvhost::owned(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "inotify");
     ASSERT_GE(::inotify_add_watch(watch.get(), device().c_str(), IN_OPEN), 0);
     const std::string settings = "[settings]\nconsole_port = \"" + deskLink() + "\"\n";
     Json choice = choiceBySettings(settings);
     EXPECT_FALSE(hasSeenSomething(watch)) << "the port was opened";
-    lines::owned(::open(deskLink().c_str(), O_RDWR | O_NOCTTY), deskLink());
+    cvhost::owned(::open(deskLink().c_str(), O_RDWR | O_NOCTTY), deskLink());
     EXPECT_TRUE(hasSeenSomething(watch)) << "an opening would not have been seen";
     EXPECT_EQ(choice.at("name"), deskLink());
     EXPECT_THAT(choice.at("text").get<std::string>(), EndsWith("the setting console_port names it"));

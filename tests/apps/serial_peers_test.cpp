@@ -106,7 +106,7 @@ protected:
 
     std::vector<std::string> command() {
         std::string path = (std::filesystem::temp_directory_path() / "serial_peers_XXXXXX").string();
-        cvhost::Descriptor(::mkstemp(path.data()));
+        cvhost::FileDescriptor(::mkstemp(path.data()));
         settings = path;
         std::ofstream(settings) << "%YAML 1.1\n---\nconnection: &desk\n  accepter: telnet(rfc2217),tcp," << url.substr(10, 9)
                                 << "," << url.substr(20) << "\n  connector: serialdev," << far.path << ",9600n81,local\n";

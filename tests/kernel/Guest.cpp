@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace kernel_test {
 namespace {
@@ -43,7 +43,7 @@ void mountFileSystems() {
 
 void loadModule(const std::string& name) {
     const std::string path = "/modules/" + name + ".ko";
-    const auto file = lines::owned(::open(path.c_str(), O_RDONLY | O_CLOEXEC), path);
+    const auto file = cvhost::owned(::open(path.c_str(), O_RDONLY | O_CLOEXEC), path);
     checked(::syscall(SYS_finit_module, file.get(), "", 0), "load " + name);
 }
 

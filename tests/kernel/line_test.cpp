@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 class SerialLine : public KernelTest {
 protected:
     static void setLowLatency(const std::string& port, bool low) {
-        const auto tty = lines::owned(::open(port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), port);
+        const auto tty = cvhost::owned(::open(port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), port);
         serial_struct driver{};
         ASSERT_EQ(::ioctl(tty.get(), TIOCGSERIAL, &driver), 0);
         const int flag = static_cast<int>(ASYNC_LOW_LATENCY);

@@ -28,7 +28,7 @@ void waitForCount(Process& host, const std::string& text, int count) {
 /// Pulls the plug and puts it back while somebody holds the lost port still: the adapter comes back under another number.
 void replug(std::optional<Adapter>& adapter) {
     const std::string before = adapter->port();
-    const auto held = lines::owned(::open(before.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), before);
+    const auto held = cvhost::owned(::open(before.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), before);
     adapter.reset();
     adapter.emplace();
     ASSERT_NE(adapter->port(), before);

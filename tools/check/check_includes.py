@@ -18,7 +18,7 @@ TABLE = {
     "hostcheck": ["host/api", "hostcheck"],
     "rfc2217": ["rfc2217"],
     "desk": ["desk"],
-    "lines": ["desk", "lines", "rfc2217"],
+    "lines": ["desk", "lines", "rfc2217", "host/core/FileDescriptor.h"],
     "apps/common": ["host/core", "desk", "apps/common"],
     "apps/recording": ["host/core", "desk", "apps/recording"],
     "apps/cvdesk": ["desk", "lines", "apps/common", "apps/recording", "apps/cvdesk"],

@@ -64,7 +64,7 @@ public:
     }
 
 private:
-    const lines::FileDescriptor m_socket;
+    const cvhost::FileDescriptor m_socket;
     std::string m_bytes;
 };
 

@@ -8,7 +8,7 @@ namespace cvhost::control {
 
 Exchange::Exchange(common::RunClock start, bool simulated, std::function<void()> wakeMain)
     : m_wakeMain(std::move(wakeMain)),
-      m_wake(lines::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")),
+      m_wake(cvhost::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")),
       m_desk(simulated),
       m_report([this](std::string_view line) { m_line = line; }, start, true) {}
 

@@ -16,7 +16,7 @@
 #include "apps/cvhost/control/DeskState.h"
 #include "apps/cvhost/control/Ownership.h"
 #include "apps/cvhost/report/JsonReport.h"
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace cvhost::control {
 
@@ -63,7 +63,7 @@ private:
     static constexpr std::size_t mostJobs = 64;
 
     const std::function<void()> m_wakeMain;
-    const lines::FileDescriptor m_wake;
+    const cvhost::FileDescriptor m_wake;
     std::mutex m_mutex;
     // All under m_mutex.
     DeskState m_desk;

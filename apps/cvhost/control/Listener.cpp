@@ -33,8 +33,8 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
-lines::FileDescriptor newSocket(int flags) {
-    return lines::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
+cvhost::FileDescriptor newSocket(int flags) {
+    return cvhost::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
 }
 
 /// Removes the socket of a process that has gone.
@@ -42,7 +42,7 @@ void clear(const std::string& path) {
     struct stat found{};
     if (::lstat(path.c_str(), &found) != 0) return;
     if (!S_ISSOCK(found.st_mode)) throw ControlFailure("no control socket at " + path + ": there is a file of another kind");
-    const lines::FileDescriptor other = connectTo(path, SOCK_NONBLOCK);
+    const cvhost::FileDescriptor other = connectTo(path, SOCK_NONBLOCK);
     if (!other && errno == ECONNREFUSED) {
         ::unlink(path.c_str());
         return;
@@ -52,9 +52,9 @@ void clear(const std::string& path) {
 }
 
 /// Until its end, no other of these looks whether a socket in the same folder is in use.
-lines::FileDescriptor lockedFolder(const std::string& path) {
+cvhost::FileDescriptor lockedFolder(const std::string& path) {
     const std::string folder = std::filesystem::absolute(path).parent_path();
-    lines::FileDescriptor lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    cvhost::FileDescriptor lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!lock || ::flock(lock.get(), LOCK_EX) != 0) fail(path, errno);
     return lock;
 }
@@ -76,12 +76,12 @@ void makeDefaultFolder(const std::string& path) {
     if ((found.st_mode & ALLPERMS) != S_IRWXU && ::chmod(folder.c_str(), S_IRWXU) != 0) fail(path, errno);
 }
 
-lines::FileDescriptor connectTo(const std::string& path, int flags) {
+cvhost::FileDescriptor connectTo(const std::string& path, int flags) {
     if (!fitsAddress(path)) {
         errno = ENAMETOOLONG;
         return {};
     }
-    lines::FileDescriptor socket = newSocket(flags);
+    cvhost::FileDescriptor socket = newSocket(flags);
     const sockaddr_un address = addressOf(path);
     if (socket && ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return socket;
     const int error = errno;
@@ -100,7 +100,7 @@ Peer peerOf(int socket) {
 Listener::Listener(std::string path) : m_path(std::move(path)), m_socket(newSocket(SOCK_NONBLOCK)) {
     if (!m_socket) fail(m_path, errno);
     if (!fitsAddress(m_path)) fail(m_path, ENAMETOOLONG);
-    const lines::FileDescriptor lock = lockedFolder(m_path);
+    const cvhost::FileDescriptor lock = lockedFolder(m_path);
     clear(m_path);
     const sockaddr_un address = addressOf(m_path);
     if (::bind(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) fail(m_path, errno);

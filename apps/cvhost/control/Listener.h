@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace cvhost::control {
 
@@ -38,13 +38,13 @@ public:
 
 private:
     const std::string m_path;
-    const lines::FileDescriptor m_socket;
+    const cvhost::FileDescriptor m_socket;
     dev_t m_device = 0;  ///< where the file is
     ino_t m_file = 0;
 };
 
 /// A socket connected to `path`; without a descriptor if that fails, with errno set.
-lines::FileDescriptor connectTo(const std::string& path, int flags);
+cvhost::FileDescriptor connectTo(const std::string& path, int flags);
 
 /// The other end of a connected socket.
 struct Peer {

@@ -108,7 +108,7 @@ void Server::read(Client& client) {
 
 void Server::accept() {
     while (true) {
-        lines::FileDescriptor socket(::accept4(m_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        cvhost::FileDescriptor socket(::accept4(m_listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (socket) {
             welcome(std::move(socket));
         } else if (errno != EINTR && errno != ECONNABORTED) {
@@ -118,7 +118,7 @@ void Server::accept() {
     }
 }
 
-void Server::welcome(lines::FileDescriptor socket) {
+void Server::welcome(cvhost::FileDescriptor socket) {
     const Peer peer = peerOf(socket.get());
     const auto refuse = [&](const std::string& why) {
         sendSome(socket.get(), lineOf(m_stage.start, "error", JsonText::object({{"text", why}})));

@@ -47,7 +47,7 @@ public:
 
 private:
     struct Client {
-        lines::FileDescriptor socket;
+        cvhost::FileDescriptor socket;
         Peer peer{};
         LineBuffer input{};
         Backlog output{};
@@ -65,7 +65,7 @@ private:
     void wait();
     static void notice(Client& client, short happened);
     void accept();
-    void welcome(lines::FileDescriptor socket);
+    void welcome(cvhost::FileDescriptor socket);
     /// Distributes what has happened. What a client gets as its state is what they add up to.
     common::JsonText distribute(bool withDesk);
     void distribute(const Exchange::Item& item);

@@ -47,7 +47,7 @@ std::string versionsText(const std::string& driver) {
     return text + "libc " + ::gnu_get_libc_version() + "\n";
 }
 
-std::unique_ptr<recording::Recorder> makeRecorder(const Descriptor& file) {
+std::unique_ptr<recording::Recorder> makeRecorder(const FileDescriptor& file) {
     if (!file) return nullptr;
     return std::make_unique<recording::Recorder>(::fcntl(file.get(), F_DUPFD_CLOEXEC, 0), "cvhost " CVHOST_VERSION);
 }

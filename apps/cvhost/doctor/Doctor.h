@@ -66,7 +66,7 @@ private:
     const bool m_colour;
     const bool m_live;  ///< progress can be shown
     std::optional<Bundle> m_bundle;
-    Descriptor m_recording;  ///< a file in memory, for the bundle
+    FileDescriptor m_recording;  ///< a file in memory, for the bundle
     std::unique_ptr<recording::Recorder> m_recorder;
     EventLog m_events;
     PortCircumstances m_circumstances{};

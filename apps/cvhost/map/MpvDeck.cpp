@@ -26,7 +26,7 @@ bool mayTryAgain(int error) { return error == EAGAIN || error == EWOULDBLOCK || 
 MpvDeck::MpvDeck(const std::string& film, std::function<void()> changed)
     : m_changed(std::move(changed)),
       m_mpv(film),
-      m_wake(lines::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")),
+      m_wake(cvhost::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")),
       m_thread([this] { guarded([this] { talk(); }); }) {}
 
 MpvDeck::~MpvDeck() {

@@ -43,7 +43,7 @@ private:
 
     const std::function<void()> m_changed;
     MpvProcess m_mpv;
-    const lines::FileDescriptor m_wake;
+    const cvhost::FileDescriptor m_wake;
     std::mutex m_mutex;
     Film m_film;           ///< under m_mutex
     std::string m_unsent;  ///< the thread's

@@ -66,7 +66,7 @@ pid_t spawn(const std::string& film, int socket) {
 }
 
 bool endsInTime(pid_t process) {
-    const lines::FileDescriptor handle(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+    const cvhost::FileDescriptor handle(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
     pollfd waited{handle.get(), POLLIN, 0};
     return handle.get() >= 0 && ::poll(&waited, 1, endTimeoutMs) > 0;
 }
@@ -78,8 +78,8 @@ MpvProcess::MpvProcess(const std::string& film) {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw MpvFailure("no socket for mpv: " + std::generic_category().message(errno));
     }
-    m_socket = lines::FileDescriptor(ends[0]);
-    const lines::FileDescriptor theirs(ends[1]);
+    m_socket = cvhost::FileDescriptor(ends[0]);
+    const cvhost::FileDescriptor theirs(ends[1]);
     if (::fcntl(m_socket.get(), F_SETFL, O_NONBLOCK) != 0) throw MpvFailure("no socket for mpv");
     m_process = spawn(film, theirs.get());
 }

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace cvhost::map {
 
@@ -32,7 +32,7 @@ public:
     int socket() const { return m_socket.get(); }
 
 private:
-    lines::FileDescriptor m_socket;
+    cvhost::FileDescriptor m_socket;
     pid_t m_process = -1;
 };
 

@@ -73,7 +73,7 @@ PageState::PageState(common::RunClock start, bool embedded)
     : m_start(start),
       m_embedded(embedded),
       m_run(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())),
-      m_changes(lines::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
+      m_changes(cvhost::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
     m_desk.lamp.fill('O');
 }
 

@@ -19,7 +19,7 @@
 #include "desk/DeskEvent.h"
 #include "desk/Monitor.h"
 #include "host/core/Events.h"
-#include "lines/FileDescriptor.h"
+#include "host/core/FileDescriptor.h"
 
 namespace cvhost::web {
 
@@ -103,7 +103,7 @@ private:
     const std::string m_run;  ///< a unique id of this run
 
     mutable std::mutex m_mutex;
-    const lines::FileDescriptor m_changes;
+    const cvhost::FileDescriptor m_changes;
     std::uint64_t m_change = 1;
 
     wire::Startup m_startup;

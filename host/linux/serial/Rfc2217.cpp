@@ -38,7 +38,7 @@ int remaining(Clock::time_point deadline) {
 
 class Rfc2217Transport final : public SerialTransport, rfc2217::Listener {
 public:
-    explicit Rfc2217Transport(Descriptor connection) : m_connection(std::move(connection)) {}
+    explicit Rfc2217Transport(FileDescriptor connection) : m_connection(std::move(connection)) {}
     ~Rfc2217Transport() override;
 
     /// Offers, waits for the peer's agreement for a while, and asks for the settings. True when the peer agreed. [opening]
@@ -63,7 +63,7 @@ private:
     int send(std::span<const unsigned char> stream);
     int flush();  // under m_mutex
 
-    Descriptor m_connection;
+    FileDescriptor m_connection;
     rfc2217::Codec m_codec{rfc2217::Role::client};
     rfc2217::Bytes m_arrived;               ///< data taken from the stream [rx]
     std::size_t m_taken = 0;                ///< how much of it read() has handed on [rx]
@@ -218,10 +218,11 @@ void tune(int connection) {
 }
 
 /// A connection, or none and why in `error`.
-Descriptor connectTo(const addrinfo& place, Clock::time_point deadline, int& error) {
-    Descriptor connection(::socket(place.ai_family, place.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, place.ai_protocol));
+FileDescriptor connectTo(const addrinfo& place, Clock::time_point deadline, int& error) {
+    FileDescriptor connection(
+        ::socket(place.ai_family, place.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, place.ai_protocol));
     error = errno;
-    if (!connection) return Descriptor();
+    if (!connection) return FileDescriptor();
     error = ::connect(connection.get(), place.ai_addr, place.ai_addrlen) == 0 ? 0 : errno;
     if (error == EINPROGRESS) {
         error = ETIMEDOUT;
@@ -230,7 +231,7 @@ Descriptor connectTo(const addrinfo& place, Clock::time_point deadline, int& err
             ::getsockopt(connection.get(), SOL_SOCKET, SO_ERROR, &error, &size);
         }
     }
-    return error == 0 ? std::move(connection) : Descriptor();
+    return error == 0 ? std::move(connection) : FileDescriptor();
 }
 
 }  // namespace
@@ -257,7 +258,7 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> places(found, &::freeaddrinfo);
     const auto deadline = Clock::now() + connectLimit;
     int error = ETIMEDOUT;
-    Descriptor connection;
+    FileDescriptor connection;
     int untried = 0;
     for (const addrinfo* place = found; place != nullptr; place = place->ai_next) ++untried;
     for (const addrinfo* place = found; place != nullptr && !connection; place = place->ai_next) {

@@ -87,7 +87,7 @@ private:
     std::atomic<int> m_failure = 0;  ///< what lose() was called with
     ReceiveQueue m_queue;
     std::size_t m_dropped = 0;                     ///< bytes that found the queue full [rx]
-    Descriptor m_wake;                             ///< an eventfd: wakes the receive thread
+    FileDescriptor m_wake;                         ///< an eventfd: wakes the receive thread
     std::mutex m_receiving;                        ///< held by the receive thread, except while it is in handlers
     std::mutex m_sending;                          ///< held for a whole call: calls follow one another
     std::mutex m_reporting;                        ///< held so that sent bytes are reported before the replies to them

@@ -3,36 +3,15 @@
 // Threads: read() on the receive thread alone; the other operations on any thread, but one at a time. None of them waits.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <memory>
 #include <span>
 #include <string>
-#include <utility>
 
 #include "host/core/Events.h"
+#include "host/core/FileDescriptor.h"
 
 namespace cvhost {
-
-/// Owns a file descriptor.
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor = -1) noexcept : m_descriptor(descriptor) {}
-    Descriptor(Descriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-    Descriptor& operator=(Descriptor other) noexcept {
-        std::swap(m_descriptor, other.m_descriptor);
-        return *this;
-    }
-    ~Descriptor() {
-        if (m_descriptor >= 0) ::close(m_descriptor);
-    }
-    int get() const noexcept { return m_descriptor; }
-    explicit operator bool() const noexcept { return m_descriptor >= 0; }
-
-private:
-    int m_descriptor;
-};
 
 class SerialTransport {
 public:

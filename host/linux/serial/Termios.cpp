@@ -35,7 +35,7 @@ speed_t speedOf(int baud) {
 
 class TermiosTransport final : public SerialTransport {
 public:
-    explicit TermiosTransport(Descriptor tty) : m_tty(std::move(tty)) {}
+    explicit TermiosTransport(FileDescriptor tty) : m_tty(std::move(tty)) {}
     ~TermiosTransport() override;
 
     int descriptor() const noexcept override { return m_tty.get(); }
@@ -54,7 +54,7 @@ private:
         return {.error = count < 0 ? errno : EIO};
     }
 
-    Descriptor m_tty;
+    FileDescriptor m_tty;
 };
 
 TermiosTransport::~TermiosTransport() {
@@ -122,7 +122,7 @@ OpenedTransport failed(int error) { return {.transport = nullptr, .error = error
 
 OpenedTransport openTermios(const std::string& path, const LineSettings& settings) {
     if (speedOf(settings.baud) == B0) return {.transport = nullptr, .error = 0, .reason = "no such baud rate"};
-    Descriptor tty(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    FileDescriptor tty(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!tty) return failed(errno);
     termios before{};
     if (tcgetattr(tty.get(), &before) != 0) return {.transport = nullptr, .error = ENOTTY, .reason = "not a serial port"};

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "desk/Desk.h"
+#include "host/core/FileDescriptor.h"
 #include "lines/DeskServer.h"
-#include "lines/FileDescriptor.h"
 
 namespace lines_test {
 
@@ -56,7 +56,7 @@ inline bool booted(lines::DeskServer& server) {
     return comes([&] { return seen(server, [](desk::Desk& desk) { return !desk.nextEvent(); }); });
 }
 
-inline bool readable(const lines::FileDescriptor& descriptor) {
+inline bool readable(const cvhost::FileDescriptor& descriptor) {
     pollfd wait{.fd = descriptor.get(), .events = POLLIN, .revents = 0};
     return ::poll(&wait, 1, static_cast<int>(std::chrono::milliseconds(limit).count())) == 1;
 }

@@ -191,8 +191,8 @@ TEST_F(FaultyLineTest, Silence_On_LetsNothingThroughUntilOff) {
 }
 
 /// Listens on a port of 127.0.0.1, or on any; nothing to listen with when it cannot.
-lines::FileDescriptor listening(std::uint16_t port) {
-    lines::FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+cvhost::FileDescriptor listening(std::uint16_t port) {
+    cvhost::FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int on = 1;
     ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
@@ -200,7 +200,7 @@ lines::FileDescriptor listening(std::uint16_t port) {
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     const bool bound = ::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    return bound && ::listen(socket.get(), 1) == 0 ? std::move(socket) : lines::FileDescriptor();
+    return bound && ::listen(socket.get(), 1) == 0 ? std::move(socket) : cvhost::FileDescriptor();
 }
 
 /// Whether `condition` comes to hold.
@@ -228,12 +228,12 @@ TEST(FaultyLine, ServedDesk_PortTakenForAWhile_ComesBackByItself) {
     lines::DeskServer server({.running = true}, std::move(faulty));
     const auto plug = [&](bool plugged) { server.operate([&](desk::Desk&, Time) { line.setPlugged(plugged); }); };
     plug(false);
-    lines::FileDescriptor other;
+    cvhost::FileDescriptor other;
     ASSERT_TRUE(comes([&] { return static_cast<bool>(other = listening(port)); }));
     plug(true);
     EXPECT_TRUE(comes([&] { return tried >= 3; })) << "it was tried " << tried << " times";
     EXPECT_EQ(made, 1);
-    other = lines::FileDescriptor();
+    other = cvhost::FileDescriptor();
     EXPECT_TRUE(comes([&] { return made == 2; }));
 }
 

@@ -14,8 +14,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace lines_test;
+using cvhost::FileDescriptor;
 using lines::DeskServer;
-using lines::FileDescriptor;
 using testing::HasSubstr;
 using testing::Property;
 using testing::Throws;
@@ -262,7 +262,7 @@ TEST_F(NetworkLine, HostThatNeverReadsItsAnswers_BlocksOnlyItself) {
 }
 
 /// Connects, and waits as long as a generous time for that.
-bool reaches(const lines::FileDescriptor& socket, std::uint16_t port) {
+bool reaches(const cvhost::FileDescriptor& socket, std::uint16_t port) {
     const timeval time{.tv_sec = 60, .tv_usec = 0};
     ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
     sockaddr_in address{};
@@ -274,9 +274,9 @@ bool reaches(const lines::FileDescriptor& socket, std::uint16_t port) {
 
 TEST_F(NetworkLine, Clients_ManyBeforeTheNextRound_AllReachTheServer) {
     const lines::Rfc2217Server line;
-    std::vector<lines::FileDescriptor> clients;
+    std::vector<cvhost::FileDescriptor> clients;
     for (int i = 0; i < 64; ++i) {
-        clients.push_back(lines::owned(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"));
+        clients.push_back(cvhost::owned(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"));
         ASSERT_TRUE(reaches(clients.back(), line.port())) << i;
     }
 }

@@ -15,8 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace lines_test;
+using cvhost::FileDescriptor;
 using lines::DeskServer;
-using lines::FileDescriptor;
 using testing::HasSubstr;
 using testing::Property;
 using testing::Throws;
@@ -81,7 +81,7 @@ TEST_F(PtyLine, LinkToAFile_IsLeftAlone) {
 }
 
 TEST_F(PtyLine, LinkWhoseTerminalsNumberIsAnothersNow_IsReplaced) {
-    const auto newTerminal = [] { return lines::owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "no terminal"); };
+    const auto newTerminal = [] { return cvhost::owned(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "no terminal"); };
     FileDescriptor terminal;
     do {  // until no other program takes the number
         std::filesystem::remove(link);

@@ -14,8 +14,8 @@
 namespace usb_test {
 namespace {
 
+using cvhost::FileDescriptor;
 using lines::DeskServer;
-using lines::FileDescriptor;
 using testing::HasSubstr;
 
 constexpr auto limit = 20s;

@@ -104,7 +104,7 @@ TEST_F(Holders, RunningProgram_IsFoundByItsShortName) {
 }
 
 TEST_F(Holders, RealLock_ThisProcessIsLeftOut) {
-    const Descriptor file(::open(port().c_str(), O_RDWR | O_CLOEXEC));
+    const FileDescriptor file(::open(port().c_str(), O_RDWR | O_CLOEXEC));
     ASSERT_EQ(::flock(file.get(), LOCK_EX), 0);
     EXPECT_THAT(holdersOf(port()), IsEmpty());
 }

@@ -69,7 +69,7 @@ std::string ConsoleStub::read(std::size_t count) const {
     return all;
 }
 
-Pty::Pty() : ConsoleStub(cvhost::Descriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))) {
+Pty::Pty() : ConsoleStub(cvhost::FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))) {
     char text[64] = "";
     termios line{};
     if (::grantpt(get()) != 0 || ::unlockpt(get()) != 0 || ::ptsname_r(get(), text, sizeof text) != 0 ||
@@ -97,7 +97,7 @@ Peer::Peer() : m_listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
 }
 
 ConsoleStub Peer::accept() const {
-    return ConsoleStub(cvhost::Descriptor(::accept4(m_listening.get(), nullptr, nullptr, SOCK_CLOEXEC)));
+    return ConsoleStub(cvhost::FileDescriptor(::accept4(m_listening.get(), nullptr, nullptr, SOCK_CLOEXEC)));
 }
 
 bool Taker::callback(void* self) {

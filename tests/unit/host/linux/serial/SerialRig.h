@@ -72,15 +72,16 @@ private:
 /// The far end of a line, on a descriptor.
 class ConsoleStub {
 public:
-    explicit ConsoleStub(cvhost::Descriptor descriptor = cvhost::Descriptor()) : m_descriptor(std::move(descriptor)) {}
+    explicit ConsoleStub(cvhost::FileDescriptor descriptor = cvhost::FileDescriptor())
+        : m_descriptor(std::move(descriptor)) {}
     int get() const { return m_descriptor.get(); }
     void send(std::string_view bytes) const;
     /// The next `count` bytes; fewer when the line ended or patience did.
     std::string read(std::size_t count) const;
-    void close() { m_descriptor = cvhost::Descriptor(); }
+    void close() { m_descriptor = cvhost::FileDescriptor(); }
 
 private:
-    cvhost::Descriptor m_descriptor;
+    cvhost::FileDescriptor m_descriptor;
 };
 
 /// A pty whose slave is a port to open.
@@ -100,7 +101,7 @@ public:
     ConsoleStub accept() const;
 
 private:
-    cvhost::Descriptor m_listening;
+    cvhost::FileDescriptor m_listening;
     int m_port = 0;
 };
 

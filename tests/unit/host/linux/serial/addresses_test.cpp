@@ -61,7 +61,7 @@ public:
     }
 
 private:
-    std::vector<cvhost::Descriptor> m_waiting;
+    std::vector<cvhost::FileDescriptor> m_waiting;
 };
 
 int portAtTheOtherEndOf(int connection) {

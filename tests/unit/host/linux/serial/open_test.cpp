@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Settings, PortOpenRefused,
 TEST(PortOpen, LockedElsewhere_IsNullAndSaysSo) {
     Recorder events;
     const Pty pty;
-    const cvhost::Descriptor other(::open(pty.path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const cvhost::FileDescriptor other(::open(pty.path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     ASSERT_EQ(::flock(other.get(), LOCK_EX | LOCK_NB), 0);
     EXPECT_FALSE(open(pty.name()));
     EXPECT_TRUE(events.waitFor("log cannot open " + pty.path + ": device or resource busy\n")) << events.everything();
@@ -106,7 +106,7 @@ TEST(PortOpen, LockedElsewhere_IsNullAndSaysSo) {
 
 TEST(PortOpen, WhileOpen_OthersAreKeptOut) {
     const Pty pty;
-    const cvhost::Descriptor other(::open(pty.path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const cvhost::FileDescriptor other(::open(pty.path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     const auto port = open(pty.name());
     ASSERT_TRUE(port);
     int exclusive = 0;

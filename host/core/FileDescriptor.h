@@ -1,4 +1,6 @@
 // Owns one file descriptor and closes it at the end.
+//
+// Threads: a plain value.
 #pragma once
 
 #include <unistd.h>
@@ -8,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-namespace lines {
+namespace cvhost {
 
 class FileDescriptor {
 public:
@@ -38,4 +40,4 @@ inline FileDescriptor owned(int fd, const std::string& what) {
     return FileDescriptor(fd);
 }
 
-}  // namespace lines
+}  // namespace cvhost
