@@ -108,7 +108,8 @@ public:
 
 private:
     static void say(const char* reason) noexcept {
-        std::fprintf(stderr, "cvdesk: a thread has failed: %s; see whether the system is short of memory.\n", reason);
+        std::fprintf(stderr, "cvdesk: a thread has failed: %s; see whether the system is short of memory or threads.\n",
+                     reason);
     }
 
     common::MainLoop& m_wake;
@@ -184,6 +185,8 @@ int run(int argc, const char* const* argv) {
     try {
         return serve(options, steps, std::move(recorded));
     } catch (const std::exception& error) {
+        const auto* const system = dynamic_cast<const std::system_error*>(&error);
+        if (system != nullptr && system->code() == std::errc::resource_unavailable_try_again) throw;  // no more threads
         std::cerr << "cvdesk: " << error.what() << "; choose another place for the desk.\n";
         return exitStatus::noLine;
     }
@@ -197,7 +200,7 @@ int main(int argc, char** argv) {
     try {
         return cvdesk::run(argc, argv);
     } catch (const std::exception& error) {
-        std::cerr << "cvdesk: " << error.what() << "; see whether the system is short of memory.\n";
+        std::cerr << "cvdesk: " << error.what() << "; see whether the system is short of memory or threads.\n";
         return cvdesk::exitStatus::failed;
     }
 }

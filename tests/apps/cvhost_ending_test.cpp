@@ -241,7 +241,8 @@ protected:
     /// The doctor lights lamps. False, with what it said on standard output, when it ended before: it tries to start the
     /// console once, and a machine that stands still meanwhile takes that one attempt from it.
     bool testsLamps(Process& doctor) {
-        if (becomes(*m_desk, [&](const desk::Desk&) { return m_lampsTested.load() || doctor.outputEnded(); }) && m_lampsTested)
+        if (becomes(*m_desk, [&](const desk::Desk&) { return m_lampsTested.load() || doctor.outputEnded(); }) &&
+            m_lampsTested)
             return true;
         for (const std::string& line : doctor.lines()) std::cout << line << '\n';
         return false;
@@ -285,16 +286,18 @@ TEST_P(CvhostSignalled, Cvdesk_EndsWithStatusZero) {
 }
 
 // All of signal(7) whose default is to end the process, but SIGKILL, the faults, and those that are errors of a write.
-INSTANTIATE_TEST_SUITE_P(Signals, CvhostSignalled,
-                         testing::Values(EndingSignal{SIGHUP, "HUP"}, EndingSignal{SIGINT, "INT"},
-                                         EndingSignal{SIGQUIT, "QUIT"}, EndingSignal{SIGUSR1, "USR1"},
-                                         EndingSignal{SIGUSR2, "USR2"}, EndingSignal{SIGALRM, "ALRM"},
-                                         EndingSignal{SIGTERM, "TERM"}, EndingSignal{SIGSTKFLT, "STKFLT"},
-                                         EndingSignal{SIGXCPU, "XCPU"}, EndingSignal{SIGVTALRM, "VTALRM"},
-                                         EndingSignal{SIGPROF, "PROF"}, EndingSignal{SIGIO, "IO"},
-                                         EndingSignal{SIGPWR, "PWR"}, EndingSignal{SIGRTMIN, "RTMIN"},
-                                         EndingSignal{SIGRTMIN + 7, "RTMIN7"}, EndingSignal{SIGRTMAX, "RTMAX"}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Signals, CvhostSignalled,
+    testing::Values(EndingSignal{.number = SIGHUP, .name = "HUP"}, EndingSignal{.number = SIGINT, .name = "INT"},
+                    EndingSignal{.number = SIGQUIT, .name = "QUIT"}, EndingSignal{.number = SIGUSR1, .name = "USR1"},
+                    EndingSignal{.number = SIGUSR2, .name = "USR2"}, EndingSignal{.number = SIGALRM, .name = "ALRM"},
+                    EndingSignal{.number = SIGTERM, .name = "TERM"}, EndingSignal{.number = SIGSTKFLT, .name = "STKFLT"},
+                    EndingSignal{.number = SIGXCPU, .name = "XCPU"}, EndingSignal{.number = SIGVTALRM, .name = "VTALRM"},
+                    EndingSignal{.number = SIGPROF, .name = "PROF"}, EndingSignal{.number = SIGIO, .name = "IO"},
+                    EndingSignal{.number = SIGPWR, .name = "PWR"}, EndingSignal{.number = SIGRTMIN, .name = "RTMIN"},
+                    EndingSignal{.number = SIGRTMIN + 7, .name = "RTMIN7"},
+                    EndingSignal{.number = SIGRTMAX, .name = "RTMAX"}),
+    [](const auto& row) { return row.param.name; });
 
 /// A desk behind a network port that a test looks at.
 struct SeenDesk {
@@ -392,7 +395,16 @@ TEST_P(CvhostWithFewThreads, Run_SystemGivesNoMore_SaysSoAndEndsWithStatusOne) {
     EXPECT_TRUE(becomes(desk.server, isDark));
 }
 
-// The first writes the output, the second is the driver's start-up.
+TEST_P(CvhostWithFewThreads, Cvdesk_SystemGivesNoMore_SaysSoAndBlamesNoPlace) {
+    Process::Setup setup = cvdesk({"--rfc2217", "0"});
+    setup.environment.insert({{"LD_PRELOAD", STARVE_LIBRARY}, {"STARVE_THREADS", std::to_string(GetParam())}});
+    Process desk(setup);
+    EXPECT_EQ(desk.wait(), 1);
+    EXPECT_EQ(desk.errors(),
+              "cvdesk: Resource temporarily unavailable; see whether the system is short of memory or threads.\n");
+}
+
+// The first writes the output, the second is the driver's start-up, or carries the desk.
 INSTANTIATE_TEST_SUITE_P(Threads, CvhostWithFewThreads, testing::Values(0, 1));
 #endif
 
