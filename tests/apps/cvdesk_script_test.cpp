@@ -47,12 +47,18 @@ TEST_P(CvdeskOperator, Command_Played_SendsThis) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, CvdeskOperator,
-                         testing::Values(Sent{"press E", "E "}, Sent{"release E", "EU "}, Sent{"tap E", "E EU "},
-                                         Sent{"tap #", "# #U "}, Sent{"shuttle 200", "\\C8000000 "},
-                                         Sent{"jog -3", "\\7FFD0000 "}, Sent{"jog -3 5000", "\\7FFD1388 "},
-                                         Sent{"  jog\t127 -32768  ", "\\7F7F8000 "}, Sent{"raw a b\\x20", "a b "},
-                                         Sent{"raw \\x41\\\\\\xff", "A\\\xff"}, Sent{"sleep 1ms\r\npress E\r", "E "},
-                                         Sent{"# press A\n\n   # press B\npress C", "C "}));
+                         testing::Values(Sent{.command = "press E", .packets = "E "},
+                                         Sent{.command = "release E", .packets = "EU "},
+                                         Sent{.command = "tap E", .packets = "E EU "},
+                                         Sent{.command = "tap #", .packets = "# #U "},
+                                         Sent{.command = "shuttle 200", .packets = "\\C8000000 "},
+                                         Sent{.command = "jog -3", .packets = "\\7FFD0000 "},
+                                         Sent{.command = "jog -3 5000", .packets = "\\7FFD1388 "},
+                                         Sent{.command = "  jog\t127 -32768  ", .packets = "\\7F7F8000 "},
+                                         Sent{.command = "raw a b\\x20", .packets = "a b "},
+                                         Sent{.command = "raw \\x41\\\\\\xff", .packets = "A\\\xff"},
+                                         Sent{.command = "sleep 1ms\r\npress E\r", .packets = "E "},
+                                         Sent{.command = "# press A\n\n   # press B\npress C", .packets = "C "}));
 
 TEST_F(CvdeskScript, WaitActive_WithoutAHost_WaitsUntilToldToEnd) {
     for (const int ending : {SIGINT, SIGTERM}) {

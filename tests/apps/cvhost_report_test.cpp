@@ -40,15 +40,17 @@ class Escape : public testing::TestWithParam<Escaped> {};
 
 TEST_P(Escape, Text_OfAnyBytes_IsSafeToShow) { EXPECT_EQ(common::plainText(GetParam().text), GetParam().plain); }
 
-INSTANTIATE_TEST_SUITE_P(Texts, Escape,
-                         testing::Values(Escaped{"", ""}, Escaped{"plain", "plain"}, Escaped{"a\"b\\c", "a\"b\\c"},
-                                         Escaped{"line\r\n", "line\\r\\n"}, Escaped{"\x1b[2J", "\\x1b[2J"},
-                                         Escaped{std::string(1, '\0'), "\\x00"}, Escaped{"\x7f", "\\x7f"},
-                                         Escaped{"\xff", "\\xff"}, Escaped{"\xc3\xa9", "\xc3\xa9"},  // é
-                                         Escaped{"\xc3", "\\xc3"},                                   // cut short
-                                         Escaped{"\xc0\x80", "\\xc0\\x80"},                          // overlong
-                                         Escaped{"\xc2\x9b", "\\xc2\\x9b"},                          // a control character
-                                         Escaped{"\xed\xa0\x80", "\\xed\\xa0\\x80"}));               // a surrogate
+INSTANTIATE_TEST_SUITE_P(
+    Texts, Escape,
+    testing::Values(Escaped{.text = "", .plain = ""}, Escaped{.text = "plain", .plain = "plain"},
+                    Escaped{.text = "a\"b\\c", .plain = "a\"b\\c"}, Escaped{.text = "line\r\n", .plain = "line\\r\\n"},
+                    Escaped{.text = "\x1b[2J", .plain = "\\x1b[2J"}, Escaped{.text = std::string(1, '\0'), .plain = "\\x00"},
+                    Escaped{.text = "\x7f", .plain = "\\x7f"}, Escaped{.text = "\xff", .plain = "\\xff"},
+                    Escaped{.text = "\xc3\xa9", .plain = "\xc3\xa9"},               // é
+                    Escaped{.text = "\xc3", .plain = "\\xc3"},                      // cut short
+                    Escaped{.text = "\xc0\x80", .plain = "\\xc0\\x80"},             // overlong
+                    Escaped{.text = "\xc2\x9b", .plain = "\\xc2\\x9b"},             // a control character
+                    Escaped{.text = "\xed\xa0\x80", .plain = "\\xed\\xa0\\x80"}));  // a surrogate
 
 /// A report on a pipe; what it prints is read at the end.
 template <class ReportOf>
@@ -302,36 +304,48 @@ cvhost::wire::StartupFacts port(const std::string& name, const std::string& fail
     return startup;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Reasons, Advice,
-    testing::Values(
-        Reason{"Preference", {}, {.preferred = false, .waited = true}, "HardwareConsoleEnabled is off"},
-        Reason{"NoName", {}, {.preferred = true, .waited = true}, "no port is named"},
-        Reason{"Missing", port("/dev/no-such-port", ""), {.preferred = true, .waited = true}, "there is no"},
-        Reason{"Busy",
-               port("/dev/null", "device or resource busy"),
-               {.preferred = true, .waited = true},
-               "device or resource busy; name another port"},
-        Reason{"NoPortsName",
-               port("ttyUSB0", "no such file or directory"),
-               {.preferred = true, .waited = true},
-               "\"ttyUSB0\" is not a port: name a device such as /dev/ttyUSB0"},
-        Reason{"Network",
-               port("rfc2217://[::1]:9", "connection refused"),
-               {.preferred = true, .waited = true},
-               "connection refused; check the name"},
-        Reason{"Lost", port("/dev/ttyUSB0", "", cvhost::PortState::lost), {.preferred = true, .waited = true}, "was lost"},
-        Reason{"Silent",
-               port("/dev/ttyUSB0", "", cvhost::PortState::open),
-               {.preferred = true, .waited = true},
-               "no console has answered"},
-        Reason{"TooSoon",
-               port("/dev/ttyUSB0", "", cvhost::PortState::open),
-               {.preferred = true, .waited = false},
-               "before start-up was done"},
-        Reason{
-            "NoiseInName", port("/dev/\x1b[2J", "", cvhost::PortState::open), {.preferred = true, .waited = true}, "\\x1b"}),
-    [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(Reasons, Advice,
+                         testing::Values(Reason{.name = "Preference",
+                                                .startup = {},
+                                                .circumstances = {.preferred = false, .waited = true},
+                                                .words = "HardwareConsoleEnabled is off"},
+                                         Reason{.name = "NoName",
+                                                .startup = {},
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "no port is named"},
+                                         Reason{.name = "Missing",
+                                                .startup = port("/dev/no-such-port", ""),
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "there is no"},
+                                         Reason{.name = "Busy",
+                                                .startup = port("/dev/null", "device or resource busy"),
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "device or resource busy; name another port"},
+                                         Reason{.name = "NoPortsName",
+                                                .startup = port("ttyUSB0", "no such file or directory"),
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "\"ttyUSB0\" is not a port: name a device such as /dev/ttyUSB0"},
+                                         Reason{.name = "Network",
+                                                .startup = port("rfc2217://[::1]:9", "connection refused"),
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "connection refused; check the name"},
+                                         Reason{.name = "Lost",
+                                                .startup = port("/dev/ttyUSB0", "", cvhost::PortState::lost),
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "was lost"},
+                                         Reason{.name = "Silent",
+                                                .startup = port("/dev/ttyUSB0", "", cvhost::PortState::open),
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "no console has answered"},
+                                         Reason{.name = "TooSoon",
+                                                .startup = port("/dev/ttyUSB0", "", cvhost::PortState::open),
+                                                .circumstances = {.preferred = true, .waited = false},
+                                                .words = "before start-up was done"},
+                                         Reason{.name = "NoiseInName",
+                                                .startup = port("/dev/\x1b[2J", "", cvhost::PortState::open),
+                                                .circumstances = {.preferred = true, .waited = true},
+                                                .words = "\\x1b"}),
+                         [](const auto& row) { return row.param.name; });
 
 TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
     const auto lost = [](const std::string& name) {

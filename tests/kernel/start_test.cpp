@@ -44,9 +44,14 @@ TEST_P(Startup, Run_ConsoleResetThroughRts_BecomesActive) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Consoles, Startup,
-                         testing::Values(Console{"V4", 5, 7}, Console{"V4", 6, 6}, Console{"V4", 7, 7}, Console{"V4", 8, 7},
-                                         Console{"other", 5, 7}, Console{"other", 6, 6}, Console{"other", 7, 7},
-                                         Console{"other", 8, 7}),
+                         testing::Values(Console{.model = "V4", .firmware = 5, .version = 7},
+                                         Console{.model = "V4", .firmware = 6, .version = 6},
+                                         Console{.model = "V4", .firmware = 7, .version = 7},
+                                         Console{.model = "V4", .firmware = 8, .version = 7},
+                                         Console{.model = "other", .firmware = 5, .version = 7},
+                                         Console{.model = "other", .firmware = 6, .version = 6},
+                                         Console{.model = "other", .firmware = 7, .version = 7},
+                                         Console{.model = "other", .firmware = 8, .version = 7}),
                          [](const auto& row) { return row.param.model + "_firmware" + std::to_string(row.param.firmware); });
 
 }  // namespace

@@ -50,13 +50,14 @@ TEST_P(UnplugAtStart, Run_PlugPulledAndPutBack_SameHostStartsTheConsoleUnderAnot
     EXPECT_EQ(end(host), 0) << host.errors();
 }
 
-INSTANTIATE_TEST_SUITE_P(Moments, UnplugAtStart,
-                         testing::Values(Moment{"rtsLow", {{"event", "rts"}, {"level", 0}}},
-                                         Moment{"rtsHigh", {{"event", "rts"}, {"level", 1}}},
-                                         Moment{"prompt", {{"event", "wire"}, {"dir", "rx"}, {"bytes", "P"}}},
-                                         Moment{"identify", sent("H ")}, Moment{"jump", sent("J 0100 0")},
-                                         Moment{"firstCommand", sent("F2 ")}, Moment{"version", sent("? ")}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Moments, UnplugAtStart,
+    testing::Values(Moment{.name = "rtsLow", .event = {{"event", "rts"}, {"level", 0}}},
+                    Moment{.name = "rtsHigh", .event = {{"event", "rts"}, {"level", 1}}},
+                    Moment{.name = "prompt", .event = {{"event", "wire"}, {"dir", "rx"}, {"bytes", "P"}}},
+                    Moment{.name = "identify", .event = sent("H ")}, Moment{.name = "jump", .event = sent("J 0100 0")},
+                    Moment{.name = "firstCommand", .event = sent("F2 ")}, Moment{.name = "version", .event = sent("? ")}),
+    [](const auto& row) { return row.param.name; });
 
 using Unplug = KernelTest;
 

@@ -13,45 +13,45 @@ namespace {
 
 struct Declaration {
     const char* name;
-    std::vector<std::string> bases;
-    std::vector<std::pair<std::string, std::string>> fields;  ///< name and what the type begins with
+    std::vector<std::string> bases{};
+    std::vector<std::pair<std::string, std::string>> fields{};  ///< name and what the type begins with
 };
 
 void PrintTo(const Declaration& declaration, std::ostream* out) { *out << declaration.name; }
 
 const Declaration s_declarations[] = {
-    {"CvPluginBase",
-     {},
-     {{"m_initialised", "bool"},
-      {"m_kind", "int"},
-      {"m_version", "LightweightString<char>"},
-      {"m_displayName", "LightweightString<char>"},
-      {"m_components", "vector<CvComponentBase*,"}}},
-    {"CvDeviceDriverBase", {"CvPluginBase"}, {}},
-    {"Console::DeviceDriver", {"CvDeviceDriverBase"}, {}},
-    {"CvComponentBase",
-     {"virtual CvComponentBaseSharedResourceTag"},
-     {{"m_type", "unsignedint"}, {"m_name", "LightweightString<char>"}}},
-    {"CvResourceTypeBase", {"CvComponentBase"}, {{"m_resourceType", "int"}}},
-    {"iObject", {"virtual InternalRefCount", "virtual iVirtual"}, {}},
-    {"iConsoleResource", {"iObject"}, {}},
-    {"Cv::Console",
-     {"CvResourceTypeBase", "iConsoleResource", "BasicThread"},
-     {{"m_wheelEnabled", "bool"},
-      {"m_jogSuspended", "bool"},
-      {"m_enabled", "bool"},
-      {"m_shuttleOffset", "int"},
-      {"m_ispeed", "int"},
-      {"m_jogDelta", "int"},
-      {"m_jogDeltaExact", "double"},
-      {"m_state", "int"},
-      {"m_version", "int"},
-      {"m_monitorMode", "bool"},
-      {"m_blinkPending", "bool"},
-      {"m_lampState", "int[47]"},
-      {"m_keyDown", "unsignedchar[46]"},
-      {"m_port", "Ptr<CommsPort>"},
-      {"m_rxEvent", "Ptr<iThreadEvent>"}}},
+    {.name = "CvPluginBase",
+     .bases = {},
+     .fields = {{"m_initialised", "bool"},
+                {"m_kind", "int"},
+                {"m_version", "LightweightString<char>"},
+                {"m_displayName", "LightweightString<char>"},
+                {"m_components", "vector<CvComponentBase*,"}}},
+    {.name = "CvDeviceDriverBase", .bases = {"CvPluginBase"}},
+    {.name = "Console::DeviceDriver", .bases = {"CvDeviceDriverBase"}},
+    {.name = "CvComponentBase",
+     .bases = {"virtual CvComponentBaseSharedResourceTag"},
+     .fields = {{"m_type", "unsignedint"}, {"m_name", "LightweightString<char>"}}},
+    {.name = "CvResourceTypeBase", .bases = {"CvComponentBase"}, .fields = {{"m_resourceType", "int"}}},
+    {.name = "iObject", .bases = {"virtual InternalRefCount", "virtual iVirtual"}},
+    {.name = "iConsoleResource", .bases = {"iObject"}},
+    {.name = "Cv::Console",
+     .bases = {"CvResourceTypeBase", "iConsoleResource", "BasicThread"},
+     .fields = {{"m_wheelEnabled", "bool"},
+                {"m_jogSuspended", "bool"},
+                {"m_enabled", "bool"},
+                {"m_shuttleOffset", "int"},
+                {"m_ispeed", "int"},
+                {"m_jogDelta", "int"},
+                {"m_jogDeltaExact", "double"},
+                {"m_state", "int"},
+                {"m_version", "int"},
+                {"m_monitorMode", "bool"},
+                {"m_blinkPending", "bool"},
+                {"m_lampState", "int[47]"},
+                {"m_keyDown", "unsignedchar[46]"},
+                {"m_port", "Ptr<CommsPort>"},
+                {"m_rxEvent", "Ptr<iThreadEvent>"}}},
 };
 
 class ClassLayouts : public testing::TestWithParam<Declaration> {};
@@ -59,7 +59,7 @@ class ClassLayouts : public testing::TestWithParam<Declaration> {};
 TEST_P(ClassLayouts, BasesAndFields_InDeclaredOrderOneAfterTheOther) {
     const ClassLayout layout = debugInfo().layoutOf(GetParam().name);
     std::size_t end = 0;
-    std::vector<std::string> bases;
+    std::vector<std::string> bases{};
     for (const Base& base : layout.bases) {
         bases.push_back(base.name);
         EXPECT_TRUE(base.name.starts_with("virtual ") || bases.size() == 1 || base.offset > layout.bases[0].offset)

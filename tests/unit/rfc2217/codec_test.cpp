@@ -72,7 +72,7 @@ TEST(CodecData, OtherTelnetCommands_AreSkipped) {
 struct CommandRow {
     const char* name;
     Command command;
-    Bytes value;
+    Bytes value{};
 };
 void PrintTo(const CommandRow& row, std::ostream* out) { *out << row.name << ' ' << rfc2217_test::hex(row.value); }
 
@@ -108,19 +108,20 @@ TEST_P(CodecFixedLength, ValueOfAnotherLength_IsDropped) {
     EXPECT_THAT(entries(stream), IsEmpty());
 }
 
-const std::vector<CommandRow> ofFixedLength{{"baud", Command::setBaudRate, bytes({0, 0, 0x25, 0x80})},
-                                            {"baud", Command::setBaudRate, bytes({IAC, IAC, IAC, IAC})},
-                                            {"data size", Command::setDataSize, bytes({8})},
-                                            {"parity", Command::setParity, bytes({1})},
-                                            {"stop size", Command::setStopSize, bytes({1})},
-                                            {"RTS off", Command::setControl, bytes({12})},
-                                            {"line state", Command::notifyLineState, bytes({0x60})},
-                                            {"modem state", Command::notifyModemState, bytes({IAC})},
-                                            {"suspend", Command::flowControlSuspend, {}},
-                                            {"resume", Command::flowControlResume, {}},
-                                            {"line mask", Command::setLineStateMask, bytes({IAC})},
-                                            {"modem mask", Command::setModemStateMask, bytes({IAC})},
-                                            {"purge", Command::purgeData, bytes({3})}};
+const std::vector<CommandRow> ofFixedLength{
+    {.name = "baud", .command = Command::setBaudRate, .value = bytes({0, 0, 0x25, 0x80})},
+    {.name = "baud", .command = Command::setBaudRate, .value = bytes({IAC, IAC, IAC, IAC})},
+    {.name = "data size", .command = Command::setDataSize, .value = bytes({8})},
+    {.name = "parity", .command = Command::setParity, .value = bytes({1})},
+    {.name = "stop size", .command = Command::setStopSize, .value = bytes({1})},
+    {.name = "RTS off", .command = Command::setControl, .value = bytes({12})},
+    {.name = "line state", .command = Command::notifyLineState, .value = bytes({0x60})},
+    {.name = "modem state", .command = Command::notifyModemState, .value = bytes({IAC})},
+    {.name = "suspend", .command = Command::flowControlSuspend},
+    {.name = "resume", .command = Command::flowControlResume},
+    {.name = "line mask", .command = Command::setLineStateMask, .value = bytes({IAC})},
+    {.name = "modem mask", .command = Command::setModemStateMask, .value = bytes({IAC})},
+    {.name = "purge", .command = Command::purgeData, .value = bytes({3})}};
 const std::vector<CommandRow> signatures{{"signature", Command::signature, bytes({'x', 'y'})},
                                          {"signature", Command::signature, bytes({IAC})},
                                          {"signature", Command::signature, {}}};
