@@ -13,7 +13,9 @@ std::string joined(const std::vector<std::string>& values, const std::string& be
 
 std::string quoted(const std::string& text) { return '"' + text + '"'; }
 
-std::string whyEmpty(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
+CLI::Validator isNotEmpty() {
+    return {[](const std::string& text) { return text.empty() ? "the name is empty" : ""; }, ""};
+}
 
 void takesOneOf(CLI::Option& option, const std::vector<std::string>& values) {
     const std::string complaint =

@@ -16,8 +16,8 @@ namespace common {
 /// `text` in quotation marks.
 std::string quoted(const std::string& text);
 
-/// What is wrong with an empty text where a name must be; empty when nothing is.
-std::string whyEmpty(const std::string& text);
+/// Refuses an empty text where a name must be.
+CLI::Validator isNotEmpty();
 
 /// The number that is all of `text`; nothing if it is none, or out of range.
 template <class Number>

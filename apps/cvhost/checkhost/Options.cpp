@@ -39,14 +39,14 @@ common::Subcommand addCheckHost(CLI::App& app) {
     CLI::App& check = *app.add_subcommand("check-host", "Check whether this host keeps its promises to the driver.");
     check.footer(footer);
     check.add_option("--plugin", options->plugin, "Load this plug-in, in place of the installed CorvaneHostCheck.so")
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("PATH");
     check
         .add_option(
             "--port", options->port,
             "Use the port of this name, with \"cvdesk --check\" or a loop-back plug behind it, in place of a far end "
             "inside this program")
-        ->check(ports::whyNoPort)
+        ->check(ports::isPort())
         ->type_name("NAME");
     common::takesOneOf(*check.add_option("--level", options->level,
                                          "1: a console can be started; 2: all that the driver relies on (the default); "
@@ -55,10 +55,10 @@ common::Subcommand addCheckHost(CLI::App& app) {
     check.add_option("--only", options->only, "Try these promises alone, ids with commas between them")->type_name("ID,...");
     check.add_option("--seed", options->seed, "Repeat a run's random bytes")->check(whyNoSeed)->type_name("N");
     check.add_option("--json", options->json, "Write the results to this file as JSON")
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("FILE");
     check.add_option("--junit", options->junit, "Write the results to this file as JUnit's XML")
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("FILE");
     check.add_flag("--list", options->list, "List the promises and try none");
     return {&check, [options] {

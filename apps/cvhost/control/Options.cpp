@@ -43,7 +43,7 @@ common::Subcommand addCtl(CLI::App& app) {
     ctl.footer(footer);
     ctl.add_option("COMMAND", options->words, "What to do, as below")->required()->type_name("");
     ctl.add_option("--socket", options->socket, "Its control socket, in place of $XDG_RUNTIME_DIR/cvhost/control")
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("PATH");
     ctl.add_flag("--json", options->json, "Print the status as one JSON object");
     ctl.callback([options] { complete(*options); });

@@ -35,7 +35,7 @@ common::Subcommand addDoctor(CLI::App& app) {
     doctor.add_flag("--json", options->json, "Print one JSON object; what it will touch is said on standard error");
     doctor.add_flag("--quick", options->quick, "Leave out the tests of lamps and keys");
     doctor.add_option("--bundle", options->bundle, "Make an archive (tar.gz) for support; FILE must not be there yet")
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("FILE");
     return {&doctor, [options] {
                 common::MainLoop wake;

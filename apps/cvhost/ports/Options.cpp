@@ -27,12 +27,15 @@ common::Subcommand addPorts(CLI::App& app) {
     return {&ports, [options] { return showPorts(*options); }};
 }
 
-std::string whyNoPort(const std::string& name) { return portNameProblem(name).value_or(common::whyEmpty(name)); }
+CLI::Validator isPort() {
+    const auto problem = [](const std::string& name) { return portNameProblem(name).value_or(""); };
+    return CLI::Validator(problem, "") & common::isNotEmpty();
+}
 
 CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port) {
     return app
         .add_option("--port", port, "Look for the console on the port of this name alone: a device, or rfc2217://HOST:PORT")
-        ->check(whyNoPort)
+        ->check(isPort())
         ->type_name("NAME");
 }
 

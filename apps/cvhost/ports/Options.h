@@ -14,8 +14,8 @@ struct PortsOptions {
 
 common::Subcommand addPorts(CLI::App& app);
 
-/// What is wrong with `name` as the value of an option that must name a port; empty when nothing is.
-std::string whyNoPort(const std::string& name);
+/// Refuses what is no port's name.
+CLI::Validator isPort();
 
 /// The option --port of several subcommands.
 CLI::Option* addPort(CLI::App& app, std::optional<std::string>& port);

@@ -125,7 +125,7 @@ CLI::Option* addRunOptions(CLI::App& app, Arguments& arguments) {
     app.add_option(
            "--record", options.record,
            "Record everything at the serial port in this file, which must not exist yet, or in a new file in this folder")
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("FILE");
     common::addParsed(
         app, "--web", options.web, web::webAddress, "a port, or ADDR:PORT with brackets around an IPv6 address",
@@ -136,7 +136,7 @@ CLI::Option* addRunOptions(CLI::App& app, Arguments& arguments) {
     app.add_option("--control", arguments.control,
                    "Listen at this socket for programs and \"cvhost ctl\", in place of $XDG_RUNTIME_DIR/cvhost/control; "
                    "off: at none")
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("PATH|off");
     common::addParsed(app, "--for", options.time, seconds, "a number of seconds up to a year", "End after this time")
         ->type_name("SECONDS");

@@ -28,7 +28,7 @@ common::Subcommand addTimeline(CLI::App& app) {
     timeline.footer(footer);
     timeline.add_option("FILE", options->file, "The recording, as \"cvhost run --record FILE\" makes it")
         ->required()
-        ->check(common::whyEmpty)
+        ->check(common::isNotEmpty())
         ->type_name("");
     return {&timeline, [options] { return showTimeline(*options); }};
 }
