@@ -159,6 +159,9 @@ TEST_F(CvhostPlay, FilmsEnd_Reached_LightsTheStopLamp) {
     EXPECT_TRUE(lit("OOB"));
     EXPECT_TRUE(mpv.becomes("eof-reached", true));
     EXPECT_TRUE(lit("OFO"));
+    // One processor decodes 50 frames a second backwards: from the end, that is 40 seconds.
+    mpv.set("time-pos", 4);
+    EXPECT_TRUE(mpv.becomesFrame(100));
     tap('H');
     EXPECT_TRUE(lit("BOO"));
     EXPECT_TRUE(lit("OFO"));  // at the beginning
