@@ -1,32 +1,13 @@
 // The settings' TOML: a whole file, and one value on its own.
 
-#define TOML_EXCEPTIONS 0
-#define TOML_MAX_NESTED_VALUES 8
-#include <toml++/toml.h>
-
-#include <algorithm>
 #include <utility>
 #include <vector>
 
+#include "host/core/BoundedToml.h"
 #include "host/core/Settings.h"
 
 namespace cvhost {
 namespace {
-
-/// A key becomes a table in a table for each of its dots, and the library destroys these by recursion.
-constexpr std::ptrdiff_t mostDots = 64;
-
-/// The number of the first line with more dots than this, comments aside; 0: there is none.
-std::size_t lineWithManyDots(std::string_view text) {
-    for (std::size_t number = 1; !text.empty(); ++number) {
-        const std::string_view line = text.substr(0, text.find('\n'));
-        const std::size_t first = line.find_first_not_of(" \t");
-        const bool isComment = first != line.npos && line[first] == '#';
-        if (!isComment && std::ranges::count(line, '.') > mostDots) return number;
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-    }
-    return 0;
-}
 
 /// A number, truth value or text; nothing for the kinds that no setting has.
 std::optional<Settings::Value> scalar(const toml::node& node) {

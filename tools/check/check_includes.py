@@ -27,7 +27,7 @@ TABLE = {
     "apps/cvhost/ports": ["host/core", "host/linux", "apps/common", "apps/cvhost/driver", "apps/cvhost/ports"],
     "apps/cvhost/report": ["host/api", "host/core", "apps/common", "apps/cvhost/report"],
     "apps/cvhost/transport": ["host/api", "apps/common", "apps/cvhost/transport"],
-    "apps/cvhost/map": ["host/core", "lines", "apps/cvhost/transport", "apps/cvhost/map"],
+    "apps/cvhost/map": ["host/core", "lines", "apps/common", "apps/cvhost/transport", "apps/cvhost/map"],
     "apps/cvhost/doctor": ["host/api", "host/core", "host/linux", "apps/common", "apps/recording", "apps/cvhost/driver",
                            "apps/cvhost/wire", "apps/cvhost/ports", "apps/cvhost/doctor"],
     "apps/cvhost/timeline": ["apps/common", "apps/recording", "apps/cvhost/wire", "apps/cvhost/timeline"],
