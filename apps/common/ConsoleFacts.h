@@ -51,6 +51,22 @@ inline constexpr int reverse = 3;
 inline constexpr int jog = 4;
 }  // namespace lamps
 
+/// The lamp of a key: four have one that shows more than the key, the others follow in the order of the codes. 0: it has
+/// none.
+constexpr int lampOfKey(int code) {
+    constexpr std::array<int, 4> own{keys::play, keys::stop, keys::reverse, keys::jog};  // lamps 1 to 4
+    constexpr int missing = 22;
+    if (code < 0 || code >= keyCount - 1 || code == missing) return 0;
+    int lamp = static_cast<int>(own.size()) + 1;
+    for (std::size_t i = 0; i < own.size(); ++i) {
+        if (own[i] == code) return static_cast<int>(i) + 1;
+        if (own[i] < code) --lamp;
+    }
+    return lamp + code - (code > missing ? 1 : 0);
+}
+static_assert(lampOfKey(keys::play) == lamps::forward && lampOfKey(keys::jog) == lamps::jog);
+static_assert(lampOfKey(0) == 5 && lampOfKey(21) == 23 && lampOfKey(22) == 0 && lampOfKey(23) == 24 && lampOfKey(46) == 46);
+
 /// Empty for a lamp that has none.
 constexpr std::string_view lampName(int lamp) {
     constexpr std::array<std::string_view, 5> names{"", "forward", "stop", "reverse", "jog"};

@@ -1,0 +1,33 @@
+// What a map asks of its target.
+//
+// Threads: plain values.
+#pragma once
+
+#include <cstdint>
+
+#include "apps/cvhost/map/Map.h"
+
+namespace cvhost::map {
+
+struct Action {
+    enum class Kind : std::uint8_t {
+        press,       ///< hold `chord` until the release with the same `hold`
+        release,     ///< a release without a press does nothing
+        tap,         ///< press and release `chord`
+        turn,        ///< do what `wheel` says, `amount` times
+        releaseAll,  ///< nothing is held any more
+    };
+
+    Kind kind;
+    std::uint8_t hold = 0;  ///< the code of the desk's key
+    Chord chord{};
+    WheelAction wheel{};
+    int amount = 0;  ///< counts, or if it scrolls, scrollUnits of a count; negative backward
+
+    /// A count of the wheel scrolls by this many units, as input devices with fine wheels count.
+    static constexpr int scrollUnits = 120;
+
+    bool operator==(const Action&) const = default;
+};
+
+}  // namespace cvhost::map
