@@ -12,7 +12,7 @@ int main(int count, char** arguments) {
     bool done = false;
     try {
         kernel_test::mountFileSystems();
-        for (const std::string& module : kernel_test::adapterModules()) kernel_test::loadModule(module);
+        for (const std::string& module : kernel_test::modules()) kernel_test::loadModule(module);
         if (count != 3) throw std::runtime_error("ROUNDS and SAMPLES are missing");
         const int rounds = std::atoi(arguments[1]), samples = std::atoi(arguments[2]);
         using bench::LineKind, bench::Unit;

@@ -17,6 +17,7 @@
 #include "apps/cvhost/checkhost/Options.h"
 #include "apps/cvhost/control/Options.h"
 #include "apps/cvhost/doctor/Options.h"
+#include "apps/cvhost/map/Options.h"
 #include "apps/cvhost/ports/Options.h"
 #include "apps/cvhost/run/Options.h"
 #include "apps/cvhost/timeline/Options.h"
@@ -60,8 +61,8 @@ int run(int argc, char** argv, common::RunClock start) {
     app.footer(footer);
     const std::array subcommands{cvhost::ports::addPorts(app),       cvhost::doctor::addDoctor(app),
                                  cvhost::timeline::addTimeline(app), cvhost::checkhost::addCheckHost(app),
-                                 cvhost::control::addCtl(app),       cvhost::run::addRun(app, start),
-                                 cvhost::run::addPlay(app, start)};
+                                 cvhost::control::addCtl(app),       cvhost::map::addMap(app),
+                                 cvhost::run::addRun(app, start),    cvhost::run::addPlay(app, start)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -42,6 +42,7 @@ struct Consumer {
         held = 64,
         control = 128,
         startup = 256,
+        map = 512,
     };
 };
 
@@ -63,7 +64,8 @@ struct PortOpening {
 
 struct PortChange {
     static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
-                                          Consumer::doctor | Consumer::startup | Consumer::held | Consumer::control;
+                                          Consumer::doctor | Consumer::startup | Consumer::held | Consumer::control |
+                                          Consumer::map;
     std::string_view name;
     PortState state;
 };
@@ -90,7 +92,8 @@ struct PortTrouble {
 /// A key press has been queued.
 struct KeyQueued {
     static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
-                                          Consumer::doctor | Consumer::run | Consumer::held | Consumer::control;
+                                          Consumer::doctor | Consumer::run | Consumer::held | Consumer::control |
+                                          Consumer::map;
     int code;
     bool handled;
     int flags;
@@ -137,7 +140,7 @@ struct RunBegun {
 
 /// One run of a console handler, with the console's values at that moment.
 struct HandlerRun {
-    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::run;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::run | Consumer::map;
     int code;
     int speed;
     int jog;
@@ -147,7 +150,7 @@ struct HandlerRun {
 
 /// A key whose press was queued is no longer held.
 struct KeyReleased {
-    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::control;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::control | Consumer::map;
     int code;           ///< as of its KeyQueued
     bool lost = false;  ///< its console has gone, and may hold it still
 };

@@ -29,8 +29,9 @@ void mountAt(const char* folder, const char* type) {
 
 }  // namespace
 
-const std::vector<std::string>& adapterModules() {
-    static const std::vector<std::string> names{"usb-common", "usbcore", "usbip-core", "vhci-hcd", "usbserial", "ftdi_sio"};
+const std::vector<std::string>& modules() {
+    static const std::vector<std::string> names{"usb-common", "usbcore",  "usbip-core", "vhci-hcd",
+                                                "usbserial",  "ftdi_sio", "evdev",      "uinput"};
     return names;
 }
 

@@ -8,8 +8,9 @@
 
 namespace kernel_test {
 
-/// The kernel modules that a USB serial adapter of software needs, in the order of loading. They lie in /modules.
-const std::vector<std::string>& adapterModules();
+/// The kernel modules that a USB serial adapter and a keyboard of software need, in the order of loading. They are in
+/// /modules.
+const std::vector<std::string>& modules();
 
 /// Mounts what programs expect. Throws std::system_error when the kernel refuses.
 void mountFileSystems();

@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
     bool passed = false;
     try {
         kernel_test::mountFileSystems();
-        for (const std::string& module : kernel_test::adapterModules()) kernel_test::loadModule(module);
+        for (const std::string& module : kernel_test::modules()) kernel_test::loadModule(module);
         testing::InitGoogleTest(&argc, argv);
         passed = RUN_ALL_TESTS() == 0;
         const testing::UnitTest& all = *testing::UnitTest::GetInstance();

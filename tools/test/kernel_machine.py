@@ -7,7 +7,7 @@ import shutil
 import struct
 import subprocess
 
-MODULES = ["usb-common", "usbcore", "usbip-core", "vhci-hcd", "usbserial", "ftdi_sio"]
+MODULES = ["usb-common", "usbcore", "usbip-core", "vhci-hcd", "usbserial", "ftdi_sio", "evdev", "uinput"]
 STATUS = {33: True, 65: False}  # the guest says 0x10 or 0x20 to isa-debug-exit
 # With -icount time in the guest runs with its instructions, so that waiting costs nothing and every run is alike. A KVM that
 # can be opened may still not run this kernel: always TCG.

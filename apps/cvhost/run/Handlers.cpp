@@ -10,23 +10,24 @@ constexpr int lastOfNothing = 6;  ///< codes 1 to 6 are handled, and do nothing
 
 }  // namespace
 
-Handlers::Handlers(iConsoleResource& console, transport::ConsoleTransport& transport, RunMonitor& monitor)
-    : m_console(console), m_transport(transport), m_monitor(monitor) {
+Handlers::Handlers(iConsoleResource& console, transport::ConsoleTransport& transport, RunMonitor& monitor, bool mapped)
+    : m_console(console), m_transport(transport), m_monitor(monitor), m_mapped(mapped) {
     setClaimed({});
 }
 
 void Handlers::setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes) {
     m_claimed = codes.to_ullong();
     for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
-        const bool handled = (code >= 1 && code <= lastOfNothing) || codes.test(static_cast<std::size_t>(code)) ||
+        const bool handled = m_mapped || (code >= 1 && code <= lastOfNothing) ||
+                             codes.test(static_cast<std::size_t>(code)) ||
                              std::ranges::count(transport::ConsoleTransport::codes, code) != 0;
         m_table.set(code, handled ? this : nullptr);
     }
 }
 
 bool Handlers::execute(int code) {
-    const bool claimed = is_valid_keycode(code) && (m_claimed >> code & 1) != 0;
-    if (!claimed) m_transport.handle(code, m_console);
+    const bool mapped = m_mapped && code != common::keys::jog;
+    if (!mapped && !isClaimed(code)) m_transport.handle(code, m_console);
     m_monitor(HandlerRun{.code = code,
                          .speed = m_console.get_ispeed(),
                          .jog = m_console.get_jog_delta(),

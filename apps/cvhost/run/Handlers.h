@@ -19,7 +19,8 @@ namespace cvhost::run {
 
 class Handlers final : public ConsoleHandler {
 public:
-    Handlers(iConsoleResource& console, transport::ConsoleTransport& transport, RunMonitor& monitor);
+    /// With `mapped`, a map acts on all codes in the transport's place, except on the jog key.
+    Handlers(iConsoleResource& console, transport::ConsoleTransport& transport, RunMonitor& monitor, bool mapped);
 
     /// Empty entries for every code that has no handler.
     ConsoleHandlerTable& table() { return m_table; }
@@ -27,12 +28,16 @@ public:
     /// What has these codes from now on is somebody else's: they count as handled, and the transport hears nothing of them.
     void setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes);
 
+    /// Whether `code` is somebody else's. Any thread.
+    bool isClaimed(int code) const { return is_valid_keycode(code) && (m_claimed >> code & 1) != 0; }
+
     bool execute(int code) override;
 
 private:
     iConsoleResource& m_console;
     transport::ConsoleTransport& m_transport;
     RunMonitor& m_monitor;
+    const bool m_mapped;
     ConsoleHandlerTable m_table;
     std::atomic<std::uint64_t> m_claimed = 0;  ///< a bit for each code
 };

@@ -191,6 +191,10 @@ common::Subcommand addRun(CLI::App& app, common::RunClock start) {
     CLI::Option* desk = addRunOptions(run, *arguments);
     run.add_flag("--show", arguments->options.show, "Have the simulated console give a short show")->needs(desk);
     addClip(run, arguments->options.clip);
+    run.add_option("--map", arguments->options.map,
+                   "Have the console work other programs, as this map says; \"cvhost map list\" shows the maps")
+        ->check(common::isNotEmpty())
+        ->type_name("NAME|FILE");
     return subcommand(run, arguments, start);
 }
 

@@ -26,6 +26,8 @@ struct Options {
     std::string film;
     /// The built-in clip.
     transport::Clip clip;
+    /// The map that says what the console works in place of the clip: its name or file; empty: none.
+    std::string map;
     /// Where everything at the serial port is recorded; empty: nowhere.
     std::string record;
     /// Where the page is served; nothing: nowhere.

@@ -42,6 +42,8 @@ constexpr auto silentConsolePatience = 5s;
 constexpr auto firstAttemptPatience = 2s;
 /// Looking for a port's holders takes a walk through all processes.
 constexpr auto diagnosisInterval = 1s;
+/// How often the map's file is looked at.
+constexpr auto mapInterval = 500ms;
 /// The simulated console takes the last commands in wire time.
 constexpr auto lastCommandsLimit = 2s;
 
@@ -127,7 +129,7 @@ Session::~Session() {
 int Session::run() {
     if (!startRecording()) return common::exitStatus::usage;
     prepareHost();
-    if (!startDeck() || !startConsole()) return common::exitStatus::none;
+    if (!startMap() || !startDeck() || !startConsole()) return common::exitStatus::none;
     live();
     const std::string why = better(m_diagnosis, diagnosis(m_monitor.state())).text;  // before the port is closed
     stop();
@@ -217,6 +219,19 @@ bool Session::startDeck() {
     return true;
 }
 
+bool Session::startMap() {
+    if (m_options.map.empty()) return true;
+    try {
+        m_map.emplace(m_options.map);
+    } catch (const map::TargetFailure& failure) {
+        complain(failure.what());
+        return false;
+    }
+    m_monitor.addFirst(std::ref(*m_map));
+    say("map", "the map is " + m_map->file().path);
+    return true;
+}
+
 bool Session::startConsole() {
     const std::string path = driver::driverPath();
     if (const auto failure = m_plugin.load(path)) {
@@ -231,7 +246,8 @@ bool Session::startConsole() {
     m_console = std::make_unique<RestoringConsole>(
         *console,
         [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor(ConsoleCall{name, arguments}); });
-    m_handlers = std::make_unique<Handlers>(*m_console, *m_transport, m_monitor);
+    m_handlers = std::make_unique<Handlers>(*m_console, *m_transport, m_monitor, m_map.has_value());
+    if (m_map) m_map->setClaimed([this](int code) { return m_handlers->isClaimed(code); });
     m_monitor.watchKeys(m_console.get());
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
@@ -291,6 +307,7 @@ void Session::live() {
         noticeReturn(state);
         advise(state);
         moveTransport();
+        followMap();
         showDesk();
         noticeRecordingEnd();
         if (m_show && state.startup.version) m_show->advance(Clock::now(), state);
@@ -364,6 +381,19 @@ void Session::moveTransport() {
     m_monitor(playheadOf(view));
 }
 
+void Session::followMap() {
+    if (!m_map) return;
+    m_map->showLamps(*m_console, m_transport->lampsLent());
+    if (Clock::now() < m_nextMapRefresh) return;
+    m_nextMapRefresh = Clock::now() + mapInterval;
+    const map::Mapping::News news = m_map->refresh();
+    if (news.changed) say("map", m_map->file().path + " has been read again");
+    for (const std::string& problem : news.problems) complain(problem);
+    if (!news.problems.empty()) complain("the map stays as it was");
+    const auto failure = m_map->failure();
+    if (failure && !std::exchange(m_mapFailed, true)) complain(*failure);
+}
+
 void Session::showDesk() {
     if (!m_desk || m_options.events != Options::Events::text) return;
     const DeskView view = deskView();
@@ -372,6 +402,7 @@ void Session::showDesk() {
 }
 
 void Session::stop() {
+    if (m_map) m_map->end();
     m_web.reset();
     if (m_plugin.plugin() == nullptr) return;
     m_plugin.endStartup();

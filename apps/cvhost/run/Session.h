@@ -14,6 +14,7 @@
 #include "apps/cvhost/control/Actions.h"
 #include "apps/cvhost/control/Exchange.h"
 #include "apps/cvhost/control/Server.h"
+#include "apps/cvhost/map/Mapping.h"
 #include "apps/cvhost/map/MpvDeck.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Handlers.h"
@@ -51,6 +52,7 @@ private:
     void choosePorts();
     void startDesk();
     bool startDeck();
+    bool startMap();
     bool startConsole();
     void startWeb();
     void startControl();
@@ -61,6 +63,7 @@ private:
     void restartConsole();
     void advise(const RunState& state);
     void moveTransport();
+    void followMap();
     void showDesk();
     void stop();
     void noticeRecordingEnd();
@@ -84,6 +87,7 @@ private:
     const std::unique_ptr<web::PageState> m_page;  ///< null without a page
     std::optional<control::Exchange> m_exchange;
     std::optional<recording::Recorder> m_recorder;
+    std::optional<map::Mapping> m_map;
     RunMonitor m_monitor;
     lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
     std::unique_ptr<lines::DeskServer> m_desk;
@@ -105,6 +109,8 @@ private:
     unsigned m_starts = 0;
     bool m_switchedOff = false;
     bool m_recordingEnded = false;
+    bool m_mapFailed = false;
+    Clock::time_point m_nextMapRefresh{};
     std::optional<Diagnosis> m_diagnosis;  ///< the last one
     Clock::time_point m_nextDiagnosis{};
     std::string m_advice;  ///< the last that was said

@@ -29,6 +29,7 @@ public:
 
     /// From now on somebody else sets the lamps.
     void lendLamps() { m_lent = true; }
+    bool lampsLent() const { return m_lent; }
     /// The lamps follow the deck again: at once with `show`, otherwise from its next change on.
     void takeLampsBack(bool show);
 

@@ -1,0 +1,40 @@
+#include "apps/cvhost/map/Mailbox.h"
+
+#include <algorithm>
+
+namespace cvhost::map {
+namespace {
+
+constexpr int mostAmount = 1000 * Action::scrollUnits;
+
+}  // namespace
+
+void Mailbox::put(const Action& action, Time now) {
+    if (action.kind == Action::Kind::turn && m_count > 0) {
+        Letter& last = at(m_count - 1);
+        if (last.action.kind == Action::Kind::turn && last.action.wheel == action.wheel) {
+            const int amount = now - last.at > longestTurnWait ? 0 : last.action.amount;
+            last = {action, now};
+            last.action.amount = std::clamp(action.amount + amount, -mostAmount, mostAmount);
+            return;
+        }
+    }
+    if (m_count == capacity) {
+        m_count = 1;
+        at(0) = {{.kind = Action::Kind::releaseAll}, now};
+    }
+    at(m_count++) = {action, now};
+}
+
+std::optional<Action> Mailbox::take(Time now) {
+    while (m_count > 0) {
+        const Letter letter = at(0);
+        m_first = (m_first + 1) % capacity;
+        --m_count;
+        const bool late = letter.action.kind == Action::Kind::turn && now - letter.at > longestTurnWait;
+        if (!late) return letter.action;
+    }
+    return std::nullopt;
+}
+
+}  // namespace cvhost::map

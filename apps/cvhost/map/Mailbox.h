@@ -1,0 +1,45 @@
+// Actions on their way to a target.
+//
+// Turns of the wheel add up while they wait, and those of a hand that has stopped are left out. If the target lets too many
+// actions wait, all of them are replaced by one releaseAll: every press that it took has its release.
+//
+// Threads: one at a time. Nothing here allocates.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <optional>
+
+#include "apps/cvhost/map/Action.h"
+
+namespace cvhost::map {
+
+class Mailbox {
+public:
+    using Time = std::chrono::nanoseconds;
+
+    static constexpr std::size_t capacity = 256;
+    /// A turn that has waited longer is left out.
+    static constexpr Time longestTurnWait = std::chrono::milliseconds(50);
+
+    /// `now`: on any clock that does not run backwards.
+    void put(const Action& action, Time now);
+    /// The next action; empty: none is due.
+    std::optional<Action> take(Time now);
+    bool empty() const { return m_count == 0; }
+
+private:
+    struct Letter {
+        Action action;
+        Time at;
+    };
+
+    Letter& at(std::size_t index) { return m_letters.at((m_first + index) % capacity); }
+
+    std::array<Letter, capacity> m_letters{};
+    std::size_t m_first = 0;
+    std::size_t m_count = 0;
+};
+
+}  // namespace cvhost::map

@@ -1,0 +1,179 @@
+#include "apps/cvhost/map/MapCommand.h"
+
+#include <linux/input-event-codes.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "apps/common/Escape.h"
+#include "apps/common/ExitStatus.h"
+#include "apps/common/Nearest.h"
+#include "apps/cvhost/map/Engine.h"
+#include "apps/cvhost/map/KeyNames.h"
+#include "apps/cvhost/map/KeyStrokes.h"
+#include "apps/cvhost/map/MapFiles.h"
+
+namespace cvhost::map {
+namespace {
+
+void print(const std::string& line) { std::cout << common::plainText(line) << '\n'; }
+void complain(const std::string& sentence) { std::cerr << "cvhost: " << common::plainText(sentence) << ".\n"; }
+
+std::string padded(std::string text, std::size_t width) {
+    text.resize(std::max(text.size() + 1, width), ' ');
+    return text;
+}
+
+int listMaps() {
+    constexpr std::size_t nameWidth = 16;
+    for (const NamedMap& named : allMaps()) {
+        const auto read = readMap(named.path);
+        const Map* map = std::get_if<Map>(&read);
+        print(padded(named.name, nameWidth) +
+              (map != nullptr ? map->title : "broken: see \"cvhost map check " + named.path + '"'));
+    }
+    return common::exitStatus::active;
+}
+
+std::string wheelText(const WheelAction& wheel) {
+    switch (wheel.scroll) {
+        case Scroll::up:
+            return "scroll up";
+        case Scroll::down:
+            return "scroll down";
+        case Scroll::left:
+            return "scroll left";
+        case Scroll::right:
+            return "scroll right";
+        case Scroll::none:
+            return chordText(wheel.forward) + " or " + chordText(wheel.backward);
+    }
+    return {};
+}
+
+void showZones(const char* direction, const Ring& ring, const std::vector<Ring::Zone>& zones) {
+    for (const Ring::Zone& zone : zones) {
+        char speed[16];
+        std::snprintf(speed, sizeof speed, "%.2f", zone.from / 1024.0);
+        print(padded(std::string("  ring ") + direction, 18) + "from " + speed + "  " + tapsText(zone.taps) +
+              (ring.stepping ? " for one zone out" : ""));
+    }
+}
+
+void showSection(const Section& section) {
+    constexpr std::size_t width = 18;
+    for (int code = 0; code < common::keyCount; ++code) {
+        const auto& action = section.keys.at(static_cast<std::size_t>(code));
+        if (!action) continue;
+        print("  " + padded(deskKeyName(code), width - 2) + tapsText(action->taps) + (action->held ? ", held" : ""));
+    }
+    if (section.ring) {
+        print(padded("  ring centre", width) + tapsText(section.ring->centre));
+        showZones("forward", *section.ring, section.ring->forward);
+        showZones("backward", *section.ring, section.ring->backward);
+    }
+    if (!section.wheel) return;
+    const Wheel& wheel = *section.wheel;
+    print(padded("  wheel", width) + wheelText(wheel.normal));
+    if (wheel.slowBelow > 0)
+        print(padded("  wheel, slow", width) + wheelText(wheel.slow) + " below " + std::to_string(wheel.slowBelow) +
+              " counts a second");
+    if (wheel.fastFrom)
+        print(padded("  wheel, fast", width) + wheelText(wheel.fast) + " from " + std::to_string(*wheel.fastFrom) +
+              " counts a second");
+}
+
+void showMap(const Map& map) {
+    if (!map.title.empty()) print(map.title);
+    showSection(map.base);
+    for (const Layer& layer : map.layers) {
+        print("layer " + layer.name + ", while " + deskKeyName(layer.key) + (layer.latched ? " is latched" : " is held"));
+        showSection(layer.section);
+    }
+}
+
+std::string strokeText(const InputEvent& event) {
+    return chordText({.keys = {event.code}, .count = 1}) + (event.value == 1 ? " down" : " up");
+}
+
+/// What the key sends when it is pressed and when it is released, with the layer of `layerKey` on if there is one.
+std::pair<std::string, std::string> strokesOf(const Map& map, int key, std::optional<int> layerKey) {
+    std::string text;
+    KeyStrokes strokes([&](std::span<const InputEvent> together) {
+        for (const InputEvent& event : together) text += (text.empty() ? "" : ", ") + strokeText(event);
+    });
+    Engine engine(map, [&](const Action& action) { strokes.take(action); });
+    if (layerKey) engine.press(*layerKey);
+    engine.press(key);
+    const std::string pressed = std::exchange(text, {});
+    engine.release(key);
+    return {pressed, text};
+}
+
+void showStrokes(const std::string& heading, const Map& map, int key, std::optional<int> layerKey) {
+    const auto [pressed, released] = strokesOf(map, key, layerKey);
+    print(heading + (pressed.empty() && released.empty() ? " sends nothing" : ""));
+    if (!pressed.empty()) print("  pressed:  " + pressed);
+    if (!released.empty()) print("  released: " + released);
+}
+
+int tryKey(const Map& map, const std::string& name) {
+    const auto key = deskKey(name);
+    if (!key) {
+        complain("the desk has no key \"" + name + '"' + common::didYouMean(common::nearest(name, deskKeyNames())));
+        return common::exitStatus::usage;
+    }
+    const auto layer = std::ranges::find(map.layers, *key, &Layer::key);
+    if (layer != map.layers.end()) {
+        print(name + " switches the layer " + layer->name + " on" + (layer->latched ? " or off" : " while it is held"));
+        return common::exitStatus::active;
+    }
+    if (*key == common::keys::jog) {
+        print(name + " switches the wheel on or off");
+        return common::exitStatus::active;
+    }
+    showStrokes(name, map, *key, std::nullopt);
+    for (const Layer& each : map.layers) {
+        if (each.section.keys.at(static_cast<std::size_t>(*key)))
+            showStrokes(name + " in the layer " + each.name, map, *key, each.key);
+    }
+    return common::exitStatus::active;
+}
+
+int work(const MapOptions& options) {
+    const auto found = findMap(options.map);
+    if (const auto* problem = std::get_if<std::string>(&found)) {
+        complain(*problem);
+        return common::exitStatus::none;
+    }
+    const std::string& path = std::get<NamedMap>(found).path;
+    const auto read = readMap(path);
+    if (const auto* problems = std::get_if<MapProblems>(&read)) {
+        for (const std::string& problem : *problems) std::cerr << common::plainText(problem) << '\n';
+        return common::exitStatus::none;
+    }
+    const Map& map = std::get<Map>(read);
+    if (options.command == MapOptions::Command::tryKey) return tryKey(map, options.key);
+    if (options.command == MapOptions::Command::show) {
+        showMap(map);
+    } else {
+        print(path + " is a map without mistakes");
+    }
+    return common::exitStatus::active;
+}
+
+}  // namespace
+
+int runMapCommand(const MapOptions& options) {
+    const int status = options.command == MapOptions::Command::list ? listMaps() : work(options);
+    std::cout.flush();
+    return std::cout ? status : common::exitStatus::none;
+}
+
+}  // namespace cvhost::map

@@ -1,0 +1,64 @@
+#include "apps/cvhost/map/TargetThread.h"
+
+#include <utility>
+
+#include "host/core/Failure.h"
+
+namespace cvhost::map {
+namespace {
+
+Mailbox::Time now() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+}  // namespace
+
+TargetThread::TargetThread(std::unique_ptr<Target> target)
+    : m_target(std::move(target)), m_thread([this] { guarded([this] { work(); }); }) {}
+
+TargetThread::~TargetThread() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stopping = true;
+    }
+    m_news.notify_one();
+    m_thread.join();
+}
+
+void TargetThread::send(const Action& action) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_failure) return;
+        m_mailbox.put(action, now());
+    }
+    m_news.notify_one();
+}
+
+std::optional<std::string> TargetThread::failure() {
+    const std::lock_guard lock(m_mutex);
+    return m_failure;
+}
+
+void TargetThread::work() {
+    try {
+        takeAll();
+        m_target->take({.kind = Action::Kind::releaseAll});
+    } catch (const TargetFailure& failure) {
+        m_target.reset();  // which releases what it holds
+        const std::lock_guard lock(m_mutex);
+        m_failure = failure.what();
+    }
+}
+
+void TargetThread::takeAll() {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_news.wait(lock, [this] { return m_stopping || !m_mailbox.empty(); });
+        const auto action = m_mailbox.take(now());
+        if (!action && m_stopping) return;
+        if (!action) continue;
+        lock.unlock();
+        m_target->take(*action);
+        lock.lock();
+    }
+}
+
+}  // namespace cvhost::map

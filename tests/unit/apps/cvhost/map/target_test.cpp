@@ -1,0 +1,272 @@
+// The way to a target: what waits, what is merged, what a target that hangs loses; and a map at work with events of a run.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <mutex>
+
+#include "apps/cvhost/map/Mailbox.h"
+#include "apps/cvhost/map/Mapping.h"
+#include "apps/cvhost/map/TargetThread.h"
+#include "tests/support/ValueConsole.h"
+#include "tests/unit/apps/cvhost/map/MapRig.h"
+
+using namespace map_test;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+Chord chord(const std::string& text) { return std::get<Chord>(parseChord(text)); }
+Action pressed(int hold, const std::string& text) {
+    return {.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(hold), .chord = chord(text)};
+}
+Action released(int hold) { return {.kind = Action::Kind::release, .hold = static_cast<std::uint8_t>(hold)}; }
+Action turned(int amount, Scroll scroll = Scroll::down) {
+    return {.kind = Action::Kind::turn, .wheel = {.scroll = scroll}, .amount = amount};
+}
+
+/// What a target was asked to do. It can be made to hang.
+class Log {
+public:
+    void add(const std::string& text) {
+        std::unique_lock lock(m_mutex);
+        m_entered = true;
+        m_changed.notify_all();
+        m_changed.wait(lock, [this] { return !m_hanging; });
+        m_texts.push_back(text);
+        m_changed.notify_all();
+    }
+    void hang(bool hanging) {
+        const std::lock_guard lock(m_mutex);
+        m_hanging = hanging;
+        m_entered = false;
+        m_changed.notify_all();
+    }
+    void waitUntilHung() {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_entered; });
+    }
+    /// Waits until so many actions have come.
+    Texts wait(std::size_t count) {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [&] { return m_texts.size() >= count; });
+        return m_texts;
+    }
+    Texts texts() {
+        const std::lock_guard lock(m_mutex);
+        return m_texts;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_hanging = false;
+    bool m_entered = false;
+    Texts m_texts;
+};
+
+class LoggedTarget final : public Target {
+public:
+    explicit LoggedTarget(Log& log, bool fails = false) : m_log(log), m_fails(fails) {}
+    void take(const Action& action) override {
+        if (m_fails) throw TargetFailure("it is broken");
+        m_log.add(textOf(action));
+    }
+
+private:
+    Log& m_log;
+    const bool m_fails;
+};
+
+class MappingTest : public testing::Test {
+protected:
+    MappingTest() {
+        write(
+            "[keys]\nE = 'ctrl+z'\ng = 'a'\n[ring]\ncentre = 'k'\nsteps = [1]\nforward = 'l'\nbackward = 'j'\n"
+            "[wheel]\nscroll = 'up'\n[layer.a]\nheld = 'A'\n");
+    }
+    ~MappingTest() override { std::filesystem::remove(m_path); }
+
+    void write(const std::string& text) const { std::ofstream(m_path) << "target = 'keys'\n" << text; }
+    Mapping& mapping() {
+        if (!m_mapping)
+            m_mapping.emplace(NamedMap{"m", m_path}, std::get<Map>(readMap(m_path)), std::make_unique<LoggedTarget>(m_log));
+        return *m_mapping;
+    }
+    /// All that the target was asked to do.
+    Texts end() {
+        mapping().end();
+        return m_log.texts();
+    }
+    void press(int code) { mapping()(cvhost::KeyQueued{.code = code, .handled = true, .flags = 0}); }
+    void release(int code) { mapping()(cvhost::KeyReleased{.code = code}); }
+    void handler(int code, int speed, double jog) {
+        mapping()(cvhost::HandlerRun{.code = code, .speed = speed, .jog = 0, .jogExact = jog, .wheelEnabled = true});
+    }
+
+    const std::string m_path = testing::TempDir() + "map_test_" + std::to_string(::getpid()) + ".toml";
+    Log m_log;
+    std::optional<Mapping> m_mapping;
+};
+
+}  // namespace
+
+TEST(Mailbox, Put_TurnsInARow_AddUp) {
+    Mailbox mailbox;
+    mailbox.put(turned(3), 0s);
+    mailbox.put(turned(-5), 1ms);
+    mailbox.put(turned(1, Scroll::up), 1ms);
+    EXPECT_EQ(mailbox.take(2ms), turned(-2));
+    EXPECT_EQ(mailbox.take(2ms), turned(1, Scroll::up));
+    EXPECT_FALSE(mailbox.take(2ms));
+}
+
+TEST(Mailbox, Put_TurnAfterAKey_StaysBehindIt) {
+    Mailbox mailbox;
+    mailbox.put(turned(1), 0s);
+    mailbox.put(pressed(1, "a"), 0s);
+    mailbox.put(turned(1), 0s);
+    EXPECT_EQ(mailbox.take(0s), turned(1));
+    EXPECT_EQ(mailbox.take(0s), pressed(1, "a"));
+    EXPECT_EQ(mailbox.take(0s), turned(1));
+}
+
+TEST(Mailbox, Take_TurnOfAHandThatHasStopped_IsLeftOut) {
+    Mailbox mailbox;
+    mailbox.put(turned(7), 0s);
+    mailbox.put(pressed(1, "a"), 0s);
+    EXPECT_EQ(mailbox.take(51ms), pressed(1, "a"));
+    mailbox.put(turned(7), 0s);
+    mailbox.put(turned(2), 60ms);
+    EXPECT_EQ(mailbox.take(100ms), turned(2));
+}
+
+TEST(Mailbox, Put_BeyondCapacity_BecomesOneReleaseOfAll) {
+    Mailbox mailbox;
+    for (std::size_t i = 0; i < Mailbox::capacity; ++i) mailbox.put(pressed(1, "a"), 0s);
+    mailbox.put(released(1), 0s);
+    EXPECT_EQ(mailbox.take(0s), (Action{.kind = Action::Kind::releaseAll}));
+    EXPECT_EQ(mailbox.take(0s), released(1));
+    EXPECT_TRUE(mailbox.empty());
+}
+
+TEST(TargetThread, Send_TargetHangs_SenderGoesOnAndAllIsReleased) {
+    Log log;
+    {
+        TargetThread thread(std::make_unique<LoggedTarget>(log));
+        log.hang(true);
+        thread.send(pressed(1, "shift"));
+        log.waitUntilHung();
+        for (std::size_t i = 0; i < 10 * Mailbox::capacity; ++i) thread.send(i % 2 == 0 ? pressed(2, "a") : released(2));
+        log.hang(false);
+    }
+    const Texts texts = log.texts();
+    ASSERT_GT(texts.size(), 2U);
+    EXPECT_EQ(texts[0], "press shift");
+    EXPECT_EQ(texts[1], "release all");
+    EXPECT_EQ(texts.back(), "release all");
+    EXPECT_LE(texts.size(), Mailbox::capacity + 2);
+}
+
+TEST(TargetThread, End_ActionsWait_DoesThemAndReleasesAll) {
+    Log log;
+    {
+        TargetThread(std::make_unique<LoggedTarget>(log)).send(pressed(1, "a"));
+    }
+    EXPECT_THAT(log.texts(), ElementsAre("press a", "release all"));
+}
+
+TEST(TargetThread, Failure_OfTheTarget_IsReported) {
+    Log log;
+    TargetThread thread(std::make_unique<LoggedTarget>(log, true));
+    EXPECT_FALSE(thread.failure());
+    thread.send(pressed(1, "a"));
+    while (!thread.failure()) std::this_thread::yield();
+    EXPECT_EQ(thread.failure(), "it is broken");
+}
+
+TEST_F(MappingTest, Events_KeysRingAndWheel_ReachTheTarget) {
+    press(5);
+    release(5);
+    handler(0, 1024, 0);
+    handler(47, 1024, -0.5);
+    handler(47, 1024, std::numeric_limits<double>::quiet_NaN());
+    handler(5, 0, 3);
+    EXPECT_THAT(end(), ElementsAre("press ctrl+z", "release E", "l", "turn -60", "k", "release all", "release all"));
+}
+
+TEST_F(MappingTest, Events_TrimmingKeys_AreThoseOfTheDesk) {
+    press(31);  // the key "g" has the code 39
+    release(31);
+    press(39);
+    EXPECT_THAT(end(), ElementsAre("press a", "release g", "release all", "release all"));
+}
+
+TEST_F(MappingTest, Events_ConsoleLost_ReleasesEverything) {
+    press(5);
+    handler(0, 2048, 0);
+    mapping()(cvhost::PortChange{.name = "p", .state = cvhost::PortState::lost});
+    release(5);
+    handler(0, 0, 0);
+    EXPECT_THAT(m_log.wait(4), ElementsAre("press ctrl+z", "l", "k", "release all"));
+}
+
+TEST_F(MappingTest, Events_ClaimedCodes_AreLeftAlone) {
+    mapping().setClaimed([](int code) { return code == 5 || code == 0; });
+    press(5);
+    release(5);
+    handler(0, 1024, 0);
+    press(31);
+    EXPECT_THAT(end(), ElementsAre("press a", "release all", "release all"));
+}
+
+TEST_F(MappingTest, Events_AfterTheEnd_DoNothing) {
+    press(5);
+    mapping().end();
+    release(5);
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("press ctrl+z", "release all", "release all"));
+}
+
+TEST_F(MappingTest, ShowLamps_LayerOnAndOff_FollowsItUnlessTheLampsAreLent) {
+    ValueConsole console;
+    press(1);
+    mapping().showLamps(console, false);
+    EXPECT_EQ(console.lamps.at(6), 'F');
+    release(1);
+    mapping().showLamps(console, false);
+    EXPECT_EQ(console.lamps.at(6), 'O');
+    mapping().showLamps(console, true);
+    press(1);
+    mapping().showLamps(console, true);
+    EXPECT_EQ(console.lamps.at(6), 'O');
+    mapping().showLamps(console, false);
+    EXPECT_EQ(console.lamps.at(6), 'F');
+}
+
+TEST_F(MappingTest, Refresh_FileChangedOrBroken_TakesItOverOrKeepsTheLast) {
+    press(5);
+    EXPECT_FALSE(mapping().refresh().changed);
+    write("[keys]\nE = 'b'\n");
+    EXPECT_TRUE(mapping().refresh().changed);
+    press(5);
+    write("[keys]\nE = 'spcae'\n");
+    const Mapping::News broken = mapping().refresh();
+    EXPECT_FALSE(broken.changed);
+    EXPECT_THAT(broken.problems, ElementsAre(m_path + ":3:5: there is no key \"spcae\" (did you mean \"space\"?)"));
+    EXPECT_THAT(mapping().refresh().problems, IsEmpty());
+    release(5);
+    std::filesystem::remove(m_path);
+    EXPECT_THAT(mapping().refresh().problems, SizeIs(1));
+    press(5);
+    EXPECT_THAT(end(),
+                ElementsAre("press ctrl+z", "release all", "press b", "release E", "press b", "release all", "release all"));
+}
