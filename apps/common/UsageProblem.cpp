@@ -92,10 +92,10 @@ std::string valueOfFlag(const CLI::App& active, Arguments arguments) {
     return {};
 }
 
-std::string missing(const CLI::App& app, const CLI::App& active) {
-    if (&app == &active && !subcommandsOf(app).empty()) {
+std::string missing(const CLI::App& active) {
+    if (active.get_require_subcommand_min() > 0 && active.get_subcommands().empty()) {
         std::string text = "a subcommand is required:";
-        for (const CLI::App* subcommand : subcommandsOf(app)) {
+        for (const CLI::App* subcommand : subcommandsOf(active)) {
             text.append(text.ends_with(':') ? " " : ", ").append(subcommand->get_name());
         }
         return text;
@@ -127,7 +127,7 @@ std::string usageProblem(const CLI::App& app, const CLI::ParseError& error, Argu
     } else if (is(error, CLI::ExitCodes::ConversionError) || is(error, CLI::ExitCodes::InvalidError)) {
         text = valueOfFlag(active, arguments);
     } else if (is(error, CLI::ExitCodes::RequiredError)) {
-        text = missing(app, active);
+        text = missing(active);
     }
     return text.empty() ? asSaid(error) : text;
 }
