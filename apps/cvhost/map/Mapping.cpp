@@ -32,7 +32,8 @@ std::int64_t partsOf(double counts) {
 }  // namespace
 
 Mapping::Mapping(const std::string& nameOrFile)
-    : Mapping(found(nameOrFile), readable(found(nameOrFile).path), std::make_unique<KeyboardTarget>()) {}
+    // In braces, arguments are evaluated in their order: a broken map is reported before a missing keyboard.
+    : Mapping{found(nameOrFile), readable(found(nameOrFile).path), std::make_unique<KeyboardTarget>()} {}
 
 Mapping::Mapping(NamedMap file, Map map, std::unique_ptr<Target> target)
     : m_file(std::move(file)),
