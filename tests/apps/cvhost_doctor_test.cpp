@@ -42,6 +42,7 @@ protected:
         for (const Json& check : report.at("checks")) {
             EXPECT_EQ(check.contains("next"), check.at("result") != "pass") << check;
             if (check.at("result") == "skip" && !skipped) continue;
+            if (check.at("id") == "uinput-permission") continue;  // of the machine that the tests run on
             found.push_back(check.at("result").get<std::string>() + ' ' + check.at("id").get<std::string>());
         }
         return found;

@@ -17,6 +17,7 @@ enum class CheckId : std::size_t {
     settingUnknown,
     settingInvalid,
     preferenceOff,
+    uinputPermission,
     portName,
     portNone,
     portPermission,
@@ -42,13 +43,13 @@ enum class CheckId : std::size_t {
 };
 
 /// The names by which programs and docs/troubleshooting.md know the checks, in the order of CheckId. They never change.
-inline constexpr std::array<std::string_view, 27> checkNames{
-    "driver-load",   "settings-file", "setting-unknown", "setting-invalid", "preference-off",
-    "port-name",     "port-none",     "port-permission", "port-held",       "port-open",
-    "port-lost",     "modem-manager", "brltty",          "latency-timer",   "modem-lines",
-    "write-failed",  "line-silent",   "line-noise",      "program-running", "identification-none",
-    "model-unknown", "version-none",  "version-old",     "console-active",  "lamp-test",
-    "key-test",      "interrupted",
+inline constexpr std::array<std::string_view, 28> checkNames{
+    "driver-load",         "settings-file", "setting-unknown", "setting-invalid", "preference-off",
+    "uinput-permission",   "port-name",     "port-none",       "port-permission", "port-held",
+    "port-open",           "port-lost",     "modem-manager",   "brltty",          "latency-timer",
+    "modem-lines",         "write-failed",  "line-silent",     "line-noise",      "program-running",
+    "identification-none", "model-unknown", "version-none",    "version-old",     "console-active",
+    "lamp-test",           "key-test",      "interrupted",
 };
 static_assert(checkNames.size() == static_cast<std::size_t>(CheckId::interrupted) + 1);
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -119,6 +120,9 @@ void Doctor::prepareHost() {
              "set " + std::string(driver::consoleEnabled) + " = true in " + settingsPath()});
         settings().setPreference(driver::consoleEnabled, true);
     }
+    std::error_code none;
+    const bool maps = std::filesystem::is_directory(std::filesystem::path(settingsPath()).parent_path() / "maps", none);
+    if (auto check = checkKeyboard(accessTo("/dev/uinput"), maps)) add(std::move(*check));
     settings().set("console_debug", std::int64_t{1});
     if (m_options.port) {
         showOnlyPorts({});

@@ -104,4 +104,18 @@ std::vector<Check> checkPort(const PortCircumstances& of) {
     return checks;
 }
 
+std::optional<Check> checkKeyboard(const std::optional<PortAccess>& uinput, bool maps) {
+    using enum Check::Result;
+    if (uinput && !uinput->allowed) {
+        return Check{CheckId::uinputPermission, warn,
+                     "\"cvhost run --map\" can make no virtual keyboard: /dev/uinput may not be opened by " + uinput->user +
+                         ", it belongs to " + ports::rightsText(*uinput),
+                     "install the package's udev rule 70-corvane-console.rules, then: sudo udevadm trigger /dev/uinput"};
+    }
+    if (!maps) return std::nullopt;
+    if (uinput) return Check{CheckId::uinputPermission, pass, "/dev/uinput can be opened for the virtual keyboard of maps"};
+    return Check{CheckId::uinputPermission, warn, "there is no /dev/uinput for the virtual keyboard of maps",
+                 "sudo modprobe uinput"};
+}
+
 }  // namespace cvhost::doctor

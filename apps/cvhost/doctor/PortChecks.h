@@ -26,4 +26,8 @@ struct PortCircumstances {
 
 std::vector<Check> checkPort(const PortCircumstances& of);
 
+/// Whether maps can have a virtual keyboard: of `uinput`, the device that makes one, if it is there. `maps`: the user has
+/// maps. Empty if there is nothing to report.
+std::optional<Check> checkKeyboard(const std::optional<PortAccess>& uinput, bool maps);
+
 }  // namespace cvhost::doctor

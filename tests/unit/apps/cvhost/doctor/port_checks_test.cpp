@@ -24,6 +24,25 @@ std::vector<std::string> found(const doctor::PortCircumstances& of) {
     return result;
 }
 
+std::string keyboardFinding(const std::optional<PortAccess>& uinput, bool maps) {
+    const auto check = doctor::checkKeyboard(uinput, maps);
+    return check ? std::string(nameOf(check->result)) + ' ' + std::string(nameOf(check->id)) + ": " + check->next : "";
+}
+
+TEST(JudgeKeyboard, Forbidden_IsReportedWithTheRemedy) {
+    const PortAccess forbidden{.owner = "root", .group = "root", .mode = 0600, .allowed = false, .user = "ann"};
+    EXPECT_THAT(keyboardFinding(forbidden, false), HasSubstr("WARN uinput-permission: install the package's udev rule"));
+    EXPECT_THAT(doctor::checkKeyboard(forbidden, true)->text, HasSubstr("may not be opened by ann"));
+}
+
+TEST(JudgeKeyboard, AllowedOrMissing_IsReportedToThoseWhoHaveMaps) {
+    const PortAccess allowed{.owner = "root", .group = "root", .mode = 0600, .allowed = true, .user = "root"};
+    EXPECT_EQ(keyboardFinding(allowed, false), "");
+    EXPECT_EQ(keyboardFinding(allowed, true), "PASS uinput-permission: ");
+    EXPECT_EQ(keyboardFinding(std::nullopt, false), "");
+    EXPECT_EQ(keyboardFinding(std::nullopt, true), "WARN uinput-permission: sudo modprobe uinput");
+}
+
 TEST(JudgePort, Well_NothingIsSaid) { EXPECT_THAT(found(well()), IsEmpty()); }
 
 TEST(JudgePort, NoFile_OtherPortsAreNamed) {
