@@ -50,7 +50,9 @@ TEST_F(CvhostTest, For_TimeOverDuringStartUp_EndsCleanly) {
     Process host(cvhost({"--desk", "--events", "json", "--for", "0.05"}));
     const int status = host.wait();
     EXPECT_EQ(status, events(host, {{"event", "active"}}).empty() ? 1 : 0) << host.errors();
-    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "closed"}}), SizeIs(1));
+    // On a busy machine the time may be over before the port is open.
+    EXPECT_THAT(events(host, {{"event", "port"}, {"state", "closed"}}),
+                SizeIs(events(host, {{"event", "port"}, {"state", "open"}}).size()));
 }
 
 TEST_F(CvhostTest, Run_NoSuchDevice_SaysSoAndWhatToDo) {
