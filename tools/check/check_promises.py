@@ -5,7 +5,7 @@ import re
 PROMISES = "hostcheck/Promises.h"
 BROKEN = "tests/hostcheck/broken_hosts_test.cpp"
 PROMISE = re.compile(r'^ *\{"([a-z0-9-]+)", [123],', re.MULTILINE)
-HOST = re.compile(r'^ *\{"([a-z0-9-]+)(?:/[a-z0-9-]+)?"[,}]', re.MULTILINE)
+HOST = re.compile(r'^ *\{\.name = "([a-z0-9-]+)(?:/[a-z0-9-]+)?"[,}]', re.MULTILINE)
 
 
 def problems(root):
