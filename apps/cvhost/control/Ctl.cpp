@@ -71,7 +71,7 @@ private:
 /// An event that has one of these names; an error is complained of. Nothing if it does not come.
 std::optional<Json> await(Connection& cvhost, std::string_view name) {
     while (const auto line = cvhost.next()) {
-        const Json event = Json::parse(*line, nullptr, false);
+        Json event = Json::parse(*line, nullptr, false);
         if (!event.is_object() || !event.contains("event")) continue;
         if (event["event"] == name) return event;
         if (event["event"] != "error") continue;
@@ -89,7 +89,7 @@ int watch(Connection& cvhost) {
         if (!welcome && event.is_object() && event.value("event", "") == "error")
             return complain(event.value("text", "cvhost has refused"));
         welcome = true;
-        std::cout << *line << std::endl;
+        std::cout << *line << '\n' << std::flush;
         if (!std::cout) return errno == EPIPE ? done : complain(common::unwritableText(errno));
     }
     return done;

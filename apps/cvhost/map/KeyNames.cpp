@@ -81,6 +81,7 @@ const std::vector<std::string>& keyboardNames() {
 
 std::vector<KeyCode> keyboardCodes() {
     std::vector<KeyCode> codes;
+    codes.reserve(keyboard.size());
     for (const Named& key : keyboard) codes.push_back(static_cast<KeyCode>(key.code));
     return codes;
 }
