@@ -56,9 +56,9 @@ std::string meant(const std::string& word, std::span<const std::string> known) {
     return common::didYouMean(common::nearest(word, known));
 }
 
-const Json& member(const Json& object, const std::string& name) {
+const Json& member(const Json& object, const char* name) {
     const auto found = object.find(name);
-    if (found == object.end()) refuse('"' + name + "\" is missing");
+    if (found == object.end()) refuse(std::string("\"") + name + "\" is missing");
     return *found;
 }
 
@@ -86,9 +86,9 @@ bool truth(const Json& object, const std::string& name) {
     return found->get<bool>();
 }
 
-const Json& array(const Json& object, const std::string& name) {
+const Json& array(const Json& object, const char* name) {
     const Json& value = member(object, name);
-    if (!value.is_array()) refuse('"' + name + "\" must be a list");
+    if (!value.is_array()) refuse(std::string("\"") + name + "\" must be a list");
     return value;
 }
 
