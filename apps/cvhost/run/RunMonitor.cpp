@@ -1,6 +1,7 @@
 #include "apps/cvhost/run/RunMonitor.h"
 
 #include <chrono>
+#include <memory>
 #include <utility>
 #include <variant>
 
@@ -21,7 +22,8 @@ void RunMonitor::addFirst(EventSink sink) {
 void RunMonitor::watchKeys(iConsoleResource* console) {
     const std::lock_guard lock(m_mutex);
     m_heldKeys.reset();
-    if (console != nullptr) m_heldKeys.emplace(*console, [this](const KeyReleased& key) { giveToAll(key); });
+    if (console == nullptr) return;
+    m_heldKeys = std::make_unique<HeldKeys>(*console, [this](const KeyReleased& key) { giveToAll(key); });
 }
 
 RunState RunMonitor::state() const {

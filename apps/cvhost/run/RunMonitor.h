@@ -6,8 +6,8 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <mutex>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -52,7 +52,7 @@ private:
     std::vector<EventSink> m_sinks;
     const std::function<void()> m_wake;
     mutable std::mutex m_mutex;
-    std::optional<HeldKeys> m_heldKeys;
+    std::unique_ptr<HeldKeys> m_heldKeys;  ///< null: no keys are watched
     wire::Startup m_startup;
     std::array<unsigned, ConsoleHandlerTable::codes> m_keys{};
     std::array<unsigned, ConsoleHandlerTable::codes> m_handlers{};
