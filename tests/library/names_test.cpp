@@ -29,7 +29,8 @@ std::vector<Symbol> undefinedNames() {
 
 TEST(LibraryNames, ExportedNames_Are_TheSeven) {
     std::vector<std::string> names;
-    for (const Symbol& symbol : readSymbols(pluginPath(), SymbolTable::dynamic)) {
+    const std::string plugin = pluginPath();
+    for (const Symbol& symbol : readSymbols(plugin, SymbolTable::dynamic)) {
         if (!isUndefined(symbol)) names.push_back(readable(symbol.name));
     }
     EXPECT_THAT(names, UnorderedElementsAre("cvPluginInstance", "LoadRamFile(unsigned char*&)", "m_pgmName",
@@ -41,7 +42,8 @@ TEST(LibraryNames, ExportedData_HaveTheirSizes) {
     GTEST_SKIP() << "instrumentation pads the data";
 #endif
     std::map<std::string, std::uint64_t> bytes;
-    for (const Symbol& symbol : readSymbols(pluginPath(), SymbolTable::dynamic)) {
+    const std::string plugin = pluginPath();
+    for (const Symbol& symbol : readSymbols(plugin, SymbolTable::dynamic)) {
         if (!isUndefined(symbol) && symbol.type != 'T') bytes[symbol.name] = symbol.size;
     }
     const std::map<std::string, std::uint64_t> expected = {
@@ -103,7 +105,8 @@ TEST(LibraryNames, NoName_IsUniqueInTheProcess) {
 
 TEST(LibraryNames, AllocationOperators_AreLocalInAllForms) {
     std::vector<std::string> local;
-    for (const Symbol& symbol : readSymbols(pluginPath(), SymbolTable::full)) {
+    const std::string plugin = pluginPath();
+    for (const Symbol& symbol : readSymbols(plugin, SymbolTable::full)) {
         const std::string name = readable(symbol.name);
         if (symbol.type == 't' && name.starts_with("operator ") && !name.ends_with(".cold]")) local.push_back(name);
     }
