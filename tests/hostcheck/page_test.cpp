@@ -38,7 +38,7 @@ TEST(HostCheckPage, Promises_AreThoseOfTheCheck) {
 
 enum class Names { defined, needed };
 
-std::set<std::string> namesOf(const char* file, Names wanted) {
+std::set<std::string> namesOf(const std::string& file, Names wanted) {
     std::set<std::string> names;
     for (const library::Symbol& symbol : library::readSymbols(file, library::SymbolTable::dynamic)) {
         const bool undefined = symbol.type == 'U';
