@@ -17,7 +17,7 @@ constexpr const char* footer =
     "\n"
     "Exit status: 0 all passed, warnings or not; 1 something failed, or standard output cannot be written;\n"
     "2 the command line is wrong, or FILE cannot be made.\n"
-    "Ctrl-C (SIGINT) and SIGTERM switch the console's lamps and wheel off, and what was found so far is told.\n"
+    "Ctrl-C (SIGINT) and SIGTERM switch the console's lamps and wheel off; the findings so far are shown.\n"
     "NO_COLOR, when set, keeps colour out of the text.\n"
     "\n"
     "Examples:\n"

@@ -19,7 +19,7 @@ struct Action {
     };
 
     Kind kind;
-    std::uint8_t hold = 0;  ///< the code of the desk's key
+    std::uint8_t hold = 0;  ///< the desk key's code
     Chord chord{};
     WheelAction wheel{};
     int amount = 0;  ///< counts, or if it scrolls, scrollUnits of a count; negative backward

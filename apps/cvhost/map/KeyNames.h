@@ -28,7 +28,7 @@ std::string tapsText(const Taps& taps);
 /// "play", or the character on the key; empty for what is no key of the desk.
 std::optional<int> deskKey(std::string_view name);
 std::string deskKeyName(int code);
-/// The names of the desk's keys that have one besides their character.
+/// The desk keys that have a name besides their character.
 const std::vector<std::string>& deskKeyNames();
 
 }  // namespace cvhost::map

@@ -1,4 +1,4 @@
-// A target with a thread of its own: whoever sends never waits for the application.
+// A target with a thread of its own: sending never waits for the application.
 //
 // Threads: any.
 #pragma once

@@ -8,8 +8,8 @@
 namespace cvhost::run {
 namespace {
 
-constexpr int jogKey = 28;
-constexpr unsigned char jogKeyByte = '\\';
+constexpr int jogKey = common::keys::jog;
+constexpr unsigned char jogKeyByte = common::keyLetter(jogKey);
 
 }  // namespace
 

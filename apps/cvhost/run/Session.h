@@ -73,9 +73,9 @@ private:
     void say(std::string_view heading, std::string_view text);
     /// Says where something is that this run has made; with JSON, on standard error.
     void tellAddress(std::string_view heading, const std::string& sentence);
-    /// Whether start-up has had its time with the port as it is.
     /// Since start-up began on the port as it is.
     Clock::duration waitedFor(const wire::StartupFacts& startup) const;
+    /// Whether start-up has had its time with the port as it is.
     bool waited(const wire::StartupFacts& startup) const;
     Diagnosis diagnosis(const RunState& state) const;
     DeskView deskView();

@@ -9,7 +9,6 @@
 namespace cvhost::wire {
 namespace {
 
-constexpr std::string_view shown = "shown";
 /// Behind the echo of the request to start: the return's echo and the monitor's answer.
 constexpr std::string_view startConfirmed = "\\r\\r\\n";
 constexpr std::size_t longestText = 8;
@@ -155,6 +154,7 @@ void Startup::set(Name step, State state, std::string text) {
     m_steps[step].state = state;
     m_steps[step].at = m_now;
     m_steps[step].text = std::move(text);
+    if (step == prompt) m_promptShown = false;
 }
 
 void Startup::giveUp(Name step, std::string text) {
@@ -175,7 +175,7 @@ void Startup::sent(char byte) {
     } else if (m_sent == common::startRequest) {
         attempt.startAsked = true;
         m_reads = 0;
-        giveUp(prompt, m_steps[prompt].text == shown ? "not read in time" : "no answer");
+        giveUp(prompt, m_promptShown ? "not read in time" : "no answer");
         giveUp(model, attempt.modelAsked ? "no answer" : "not asked");
         set(started, State::now, "told to start");
     } else if (m_sent.ends_with(common::versionRequest)) {
@@ -196,7 +196,10 @@ void Startup::received(char byte) {
     if (m_received == common::prompt) {
         m_facts.prompted = true;
         if (m_facts.active) m_facts.powerCycled = m_news = true;
-        if (m_steps[prompt].state == State::now) set(prompt, State::now, std::string(shown));
+        if (m_steps[prompt].state == State::now) {
+            set(prompt, State::now, "shown");
+            m_promptShown = true;
+        }
     }
     if (attempt.versionRequests == 0) return;
     append(m_answer, byte, versionPacket);

@@ -140,8 +140,9 @@ private:
     WireReader m_reader;
     std::string m_sent;  ///< the last bytes each way, as many as the longest text that is looked for
     std::string m_received;
-    std::string m_answer;  ///< the last bytes since the version was asked, as many as tell it
-    int m_reads = 0;       ///< how often the driver has read since it asked for the model or the start
+    std::string m_answer;        ///< the last bytes since the version was asked, as many as tell it
+    int m_reads = 0;             ///< how often the driver has read since it asked for the model or the start
+    bool m_promptShown = false;  ///< since the prompt's step was entered
 
     // Of the present event.
     Time m_now{};
