@@ -13,7 +13,9 @@ namespace {
 using Json = nlohmann::json;
 namespace keys = transport::keys;
 
-constexpr std::array properties{"pause", "speed", "play-dir", "time-pos", "eof-reached", "duration", "container-fps"};
+/// The direction has two names: mpv 0.35 has only the first, and mpv 0.40 reports changes only under the second.
+constexpr std::array properties{"pause",    "speed",       "play-dir", "play-direction",
+                                "time-pos", "eof-reached", "duration", "container-fps"};
 constexpr int seekRequest = 1;
 constexpr double slowest = 0.01;  ///< mpv's slowest speed
 constexpr double fastest = 100;
@@ -135,7 +137,7 @@ void Film::hear(std::string_view line) {
 void Film::change(std::string_view property, const Json& value) {
     if (property == "pause") m_paused = value == true;
     if (property == "eof-reached") m_atEnd = value == true;
-    if (property == "play-dir") m_backward = value == "backward";
+    if ((property == "play-dir" || property == "play-direction") && value.is_string()) m_backward = value == "backward";
     if (property == "speed") m_speed = number(value, 1);
     if (property == "duration") m_duration = std::max(number(value, 0), 0.0);
     if (property == "container-fps") m_rate = number(value, 0);

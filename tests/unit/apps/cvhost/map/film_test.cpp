@@ -97,6 +97,15 @@ TEST_F(FilmTest, Key_Play_AsksForItAndShowsItOnlyWhenMpvDoes) {
     EXPECT_EQ(speed(), 0);
 }
 
+TEST_F(FilmTest, Hear_DirectionUnderEitherName_CountsTheOneThatMpvHas) {
+    mpvSays("pause", false);
+    mpvSays("play-dir", "backward");
+    mpvSays("play-direction", nullptr);  // this mpv does not have it
+    EXPECT_EQ(speed(), -1024);
+    mpvSays("play-direction", "forward");
+    EXPECT_EQ(speed(), 1024);
+}
+
 TEST_F(FilmTest, Shuttle_Turned_AsksForItsSpeedAndDirection) {
     m_film.shuttle(1536);
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","speed",1.5])", R"(["set_property","pause",false])"));
