@@ -110,7 +110,7 @@ std::optional<Check> checkKeyboard(const std::optional<PortAccess>& uinput, bool
         return Check{CheckId::uinputPermission, warn,
                      "\"cvhost run --map\" can make no virtual keyboard: /dev/uinput may not be opened by " + uinput->user +
                          ", it belongs to " + ports::rightsText(*uinput),
-                     "install the package's udev rule 70-corvane-console.rules, then: sudo udevadm trigger /dev/uinput"};
+                     "install the package's udev rule 70-cvhost-uinput.rules, then: sudo udevadm trigger /dev/uinput"};
     }
     if (!maps) return std::nullopt;
     if (uinput) return Check{CheckId::uinputPermission, pass, "/dev/uinput can be opened for the virtual keyboard of maps"};
