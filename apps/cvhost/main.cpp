@@ -8,10 +8,12 @@
 #include <array>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <span>
 
 #include "apps/common/ExitStatus.h"
 #include "apps/common/LineWriter.h"
+#include "apps/common/Pages.h"
 #include "apps/common/RunClock.h"
 #include "apps/common/UsageProblem.h"
 #include "apps/cvhost/checkhost/Options.h"
@@ -42,6 +44,14 @@ constexpr const char* footer =
     "  cvhost run --desk --web 8080             a simulated console to be worked in a browser\n"
     "  cvhost doctor                            what keeps a console from working";
 
+/// Help that names pages where they are installed.
+class HelpFormatter : public CLI::Formatter {
+public:
+    std::string make_footer(const CLI::App* app) const override {
+        return common::withPages(CLI::Formatter::make_footer(app));
+    }
+};
+
 /// Reports the error in one sentence on standard error; help and version, which are no errors, on standard output.
 int answer(const CLI::App& app, const CLI::ParseError& error, std::span<const char* const> arguments) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -59,6 +69,7 @@ int run(int argc, char** argv, common::RunClock start) {
     app.set_version_flag("--version", "cvhost " CVHOST_VERSION);
     app.require_subcommand(1);
     app.footer(footer);
+    app.formatter(std::make_shared<HelpFormatter>());  // the subcommands take it over
     const std::array subcommands{cvhost::ports::addPorts(app),       cvhost::doctor::addDoctor(app),
                                  cvhost::timeline::addTimeline(app), cvhost::checkhost::addCheckHost(app),
                                  cvhost::control::addCtl(app),       cvhost::map::addMap(app),

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <sstream>
 #include <string>
 
 #include "tests/apps/CvhostRig.h"
@@ -229,6 +231,26 @@ TEST_F(CvhostTest, Help_OfTheWhole_HasExamples) {
     EXPECT_EQ(host.wait(), 0);
     EXPECT_THAT(host.lines(),
                 IsSupersetOf({StartsWith("Examples:"), StartsWith("  cvhost run "), StartsWith("  cvhost doctor ")}));
+}
+
+TEST_F(CvhostTest, Help_ThatNamesPages_NamesThoseThatExist) {
+    for (const char* subcommand : {"doctor", "ctl", "map", "check-host"}) {
+        Process::Setup setup = cvhost({});
+        setup.command.resize(1);
+        setup.command.insert(setup.command.end(), {subcommand, "--help"});
+        Process host(setup);
+        EXPECT_EQ(host.wait(), 0);
+        std::size_t pages = 0;
+        for (const std::string& line : host.lines()) {
+            std::istringstream words(line);
+            for (std::string word; words >> word;) {
+                if (!word.ends_with(".md")) continue;
+                EXPECT_TRUE(word.starts_with('/') && std::filesystem::exists(word)) << subcommand << ": " << word;
+                ++pages;
+            }
+        }
+        EXPECT_NE(pages, 0u) << subcommand;
+    }
 }
 
 TEST_F(CvhostTest, Version_AskedFor_IsOneLine) {

@@ -43,7 +43,7 @@ TABLE = {
     "apps/cvhost/checkhost": ["host/api", "host/core", "host/linux", "desk", "lines", "apps/common", "apps/cvhost/driver",
                               "apps/cvhost/ports", "apps/cvhost/checkhost"],
     "apps/cvhost": ["host/core", "apps/common", "apps/cvhost"],
-    "packaging": ["host/api", "host/linux"],
+    "packaging": ["host/api", "host/core", "host/linux"],
     "tests": [""],
     "bench": [""],
     "fuzz": [""],

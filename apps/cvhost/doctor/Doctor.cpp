@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "apps/common/ExitStatus.h"
+#include "apps/common/Pages.h"
 #include "apps/cvhost/doctor/StartupChecks.h"
 #include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/ports/KnownSettings.h"
@@ -239,7 +240,7 @@ void Doctor::tellEnd() {
     say(std::string(result) + ": " + std::to_string(count(Check::Result::pass)) + " passed, " +
         std::to_string(count(Check::Result::warn)) + " warned, " + std::to_string(count(Check::Result::fail)) + " failed" +
         (skipped == 0 ? "" : ", " + std::to_string(skipped) + " skipped") +
-        "; docs/troubleshooting.md says more about each\n");
+        common::withPages("; docs/troubleshooting.md says more about each\n"));
     if (m_options.json) m_output.put(checksJson(m_circumstances.choice.name, m_checks));
 }
 
