@@ -59,6 +59,10 @@ bool fits(Type type, const Settings::Value& value) {
     return false;
 }
 
+}  // namespace
+
+std::span<const KnownSetting> knownSettings() { return table; }
+
 std::string typeText(const KnownSetting& known) {
     switch (known.type) {
         case Type::whole:
@@ -72,10 +76,6 @@ std::string typeText(const KnownSetting& known) {
     }
     return {};
 }
-
-}  // namespace
-
-std::span<const KnownSetting> knownSettings() { return table; }
 
 std::optional<SettingProblem> judgeSetting(const std::string& key, const Settings::Value& value) {
     const KnownSetting* known = find(key);

@@ -27,6 +27,8 @@ struct KnownSetting {
 };
 
 std::span<const KnownSetting> knownSettings();
+/// What a value must be, such as "a whole number from 0 to 1".
+std::string typeText(const KnownSetting& known);
 
 struct SettingProblem {
     enum class Kind {

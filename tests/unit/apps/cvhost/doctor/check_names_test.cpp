@@ -5,6 +5,8 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "apps/cvhost/doctor/Checks.h"
 
@@ -19,6 +21,19 @@ TEST(CheckNames, Document_HasAnEntryForEachAndNoOther) {
         EXPECT_TRUE(documented.insert(line.substr(4)).second) << line << " comes twice";
     }
     EXPECT_EQ(documented, std::set<std::string>(doctor::checkNames.begin(), doctor::checkNames.end()));
+}
+
+TEST(CheckNames, ManualPage_HasAnEntryForEachAndNoOther) {
+    std::vector<std::string> entries;
+    bool inFindings = false;
+    std::ifstream in(MANUAL);
+    for (std::string line; std::getline(in, line);) {
+        if (line.starts_with("# ")) inFindings = line == "# FINDINGS";
+        if (inFindings && line.starts_with('*')) entries.push_back(line);
+    }
+    std::vector<std::string> wanted;
+    for (const std::string_view name : doctor::checkNames) wanted.push_back('*' + std::string(name) + '*');
+    EXPECT_THAT(entries, testing::UnorderedElementsAreArray(wanted));
 }
 
 TEST(CheckNames, Id_NamesItsOwn) {

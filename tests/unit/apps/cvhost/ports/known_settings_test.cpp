@@ -3,6 +3,8 @@
 
 #include <fstream>
 #include <iterator>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,11 +19,46 @@ using Kind = ports::SettingProblem::Kind;
 
 Kind kindOf(const std::string& key, const Settings::Value& value) { return ports::judgeSetting(key, value).value().kind; }
 
-TEST(KnownSettings, Manual_NamesEach) {
-    std::ifstream file(MANUAL);
-    std::string manual(std::istreambuf_iterator<char>(file), {});
-    std::erase(manual, '\\');
-    for (const ports::KnownSetting& known : ports::knownSettings()) EXPECT_THAT(manual, HasSubstr(known.key));
+std::string textOf(const char* path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// A line for each setting as its manual page has it: "*KEY*" and what it must be, in one.
+std::vector<std::string> entriesOf(const std::string& page) {
+    std::vector<std::string> entries;
+    std::istringstream lines(page);
+    for (std::string line, next; std::getline(lines, line);) {
+        if (!line.starts_with('*') || !line.ends_with('*') || !std::getline(lines, next)) continue;
+        entries.push_back(line + next);
+    }
+    return entries;
+}
+
+TEST(KnownSettings, Manual_HasEachWithTypeRangeAndDefault) {
+    std::vector<std::string> entries;
+    for (const ports::KnownSetting& known : ports::knownSettings()) {
+        std::string type = ports::typeText(known);
+        if (type.starts_with('a')) type.front() = 'A';
+        entries.push_back('*' + std::string(known.key) + "*\t" + type + ". Default: " + std::string(known.initial) + '.');
+    }
+    EXPECT_EQ(entriesOf(textOf(SETTINGS_MANUAL)), entries);
+}
+
+TEST(KnownSettings, Sample_Uncommented_SetsEachToItsDefault) {
+    std::string sample;
+    std::istringstream lines(textOf(SETTINGS_SAMPLE));
+    for (std::string line; std::getline(lines, line);) {
+        const bool commentedOut = line.starts_with('#') && !line.starts_with("# ");
+        sample += line.substr(commentedOut ? 1 : 0) + '\n';
+    }
+    Settings settings;
+    ASSERT_EQ(settings.takeFile(sample), std::nullopt);
+    EXPECT_EQ(ports::judgeSettings(settings).size(), 0u);
+    for (const ports::KnownSetting& known : ports::knownSettings()) {
+        EXPECT_THAT(sample, HasSubstr('\n' + std::string(known.key) + " = " + std::string(known.initial) + '\n'));
+    }
+    EXPECT_EQ(settings.all().size() + settings.allPreferences().size(), ports::knownSettings().size());
 }
 
 TEST(JudgeSetting, ValueThatTheDriverTakes_IsNoProblem) {
