@@ -1,7 +1,7 @@
 # Warnings, hardening, sanitizers and coverage, the same for every room.
 
 add_compile_options(
-  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align -Wnon-virtual-dtor
+  -Wall -Wextra -Wpedantic $<$<BOOL:${CORVANE_WERROR}>:-Werror> -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align -Wnon-virtual-dtor
   -Wundef -Wformat=2 -Wno-format-nonliteral -Wdouble-promotion
   # Inline functions' statics as unique symbols would pin the plug-in in memory at dlclose.
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
