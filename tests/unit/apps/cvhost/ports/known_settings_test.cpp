@@ -61,6 +61,13 @@ TEST(KnownSettings, Sample_Uncommented_SetsEachToItsDefault) {
     EXPECT_EQ(settings.all().size() + settings.allPreferences().size(), ports::knownSettings().size());
 }
 
+TEST(KnownSettings, Completion_HasEach) {
+    const std::string completion = textOf(SETTINGS_COMPLETION);
+    for (const ports::KnownSetting& known : ports::knownSettings()) {
+        EXPECT_THAT(completion, HasSubstr(' ' + std::string(known.key) + '='));
+    }
+}
+
 TEST(JudgeSetting, ValueThatTheDriverTakes_IsNoProblem) {
     EXPECT_FALSE(ports::judgeSetting("console_debug", std::int64_t{1}));
     EXPECT_FALSE(ports::judgeSetting("AutomaticJogTurnOnTriggerLevel", std::int64_t{999}));
