@@ -99,8 +99,9 @@ std::string Film::takeCommands() {
         if (speed == 0) text += command({"set_property", "pause", true});
         const double times = speed == 0 ? 1.0 : std::abs(speed) / double{transport::playSpeed};
         text += command({"set_property", "speed", std::clamp(times, slowest, fastest)});
-        if (std::exchange(m_sentBackward, speed < 0) != (speed < 0)) {
-            text += command({"set_property", "play-dir", speed < 0 ? "backward" : "forward"});
+        const bool backward = speed < 0;
+        if (std::exchange(m_sentBackward, backward) != backward || m_backward != backward) {
+            text += command({"set_property", "play-dir", backward ? "backward" : "forward"});
             if (speed == 0) m_seekDue = true;  // a change of direction shows another frame
         }
         if (speed != 0) text += command({"set_property", "pause", false});
@@ -109,7 +110,8 @@ std::string Film::takeCommands() {
         m_seekDue = false;
         m_seekSent = true;
         m_seekAnswered = false;
-        text += command({"set_property", "time-pos", secondsOf(m_playhead.frame())}, seekRequest);
+        // A user's mpv may be set to seek to key frames, so time-pos would not be exact.
+        text += command({"seek", secondsOf(m_playhead.frame()), "absolute+exact"}, seekRequest);
     }
     return text;
 }
@@ -128,6 +130,8 @@ void Film::hear(std::string_view line) {
         if (name.is_string()) change(name.get_ref<const std::string&>(), member("data"));
     } else if (event == "playback-restart") {
         if (m_seekAnswered) m_seekSent = false;
+    } else if (event == "end-file") {
+        m_seekDue = m_seekSent = false;  // the target was in this film
     } else if (event.is_null() && member("request_id") == seekRequest) {
         m_seekAnswered = true;
         if (member("error") != "success") m_seekSent = false;

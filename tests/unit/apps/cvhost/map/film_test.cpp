@@ -140,19 +140,31 @@ TEST_F(FilmTest, Key_StopAfterReverse_ParksOnTheFrameThatShows) {
     mpvSays("time-pos", 3.0);
     m_film.key(stop);
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","pause",true])", R"(["set_property","speed",1.0])",
-                                    R"(["set_property","play-dir","forward"])", R"(["set_property","time-pos",3.0])"));
+                                    R"(["set_property","play-dir","forward"])", R"(["seek",3.0,"absolute+exact"])"));
+}
+
+TEST_F(FilmTest, Key_PlayAfterMpvWasTurnedRound_TurnsItBack) {
+    mpvSays("play-dir", "backward");
+    m_film.key(play);
+    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","speed",1.0])", R"(["set_property","play-dir","forward"])",
+                                    R"(["set_property","pause",false])"));
+    mpvSays("play-dir", "forward");
+    m_film.key(reverse);
+    EXPECT_THAT(sent(), testing::Contains(R"(["set_property","play-dir","backward"])"));
+    m_film.key(stop);  // mpv has not said yet that it plays backward
+    EXPECT_THAT(sent(), testing::Contains(R"(["set_property","play-dir","forward"])"));
 }
 
 TEST_F(FilmTest, Jog_Counts_AreOneAbsoluteTarget) {
     m_film.jog(count);
     m_film.jog(2 * count);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",4.12])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.12,"absolute+exact"])"));
     EXPECT_EQ(frame(), 103);
 }
 
 TEST_F(FilmTest, Jog_WhileATargetIsOnItsWay_TheNewestFollowsIt) {
     m_film.jog(count);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",4.04])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.04,"absolute+exact"])"));
     for (int i = 0; i < 50; ++i) {
         m_film.jog(count);
         EXPECT_THAT(sent(), IsEmpty());
@@ -160,7 +172,7 @@ TEST_F(FilmTest, Jog_WhileATargetIsOnItsWay_TheNewestFollowsIt) {
     mpvSays("time-pos", 4.04);
     EXPECT_EQ(frame(), 151);
     mpvSought(4.04);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",6.04])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",6.04,"absolute+exact"])"));
     mpvSought(6.04);
     EXPECT_THAT(sent(), IsEmpty());
     EXPECT_EQ(frame(), 151);
@@ -173,7 +185,7 @@ TEST_F(FilmTest, Jog_RestartOfAnEarlierSeek_IsNotTaken) {
     m_film.jog(count);
     EXPECT_THAT(sent(), IsEmpty());
     mpvSought(4.04);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",4.08])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.08,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Jog_TargetRefused_TheNextIsSent) {
@@ -181,7 +193,21 @@ TEST_F(FilmTest, Jog_TargetRefused_TheNextIsSent) {
     sent();
     m_film.hear(R"({"request_id":1,"error":"property unavailable"})");
     m_film.jog(count);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",4.08])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.08,"absolute+exact"])"));
+}
+
+TEST_F(FilmTest, Jog_FilmEndsWithATargetOnItsWay_TheNextFilmIsNotMoved) {
+    m_film.jog(count);
+    sent();
+    m_film.jog(count);
+    m_film.hear(R"({"event":"end-file","reason":"stop"})");
+    mpvSays("duration", Json());
+    mpvSays("duration", 20.0);
+    mpvSays("time-pos", 0.0);
+    EXPECT_THAT(sent(), IsEmpty());
+    EXPECT_EQ(frame(), 0);
+    m_film.jog(count);
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",0.04,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Jog_WhilePlaying_PausesFirst) {
@@ -191,7 +217,7 @@ TEST_F(FilmTest, Jog_WhilePlaying_PausesFirst) {
     mpvSays("time-pos", 5.0);
     m_film.jog(-count);
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","pause",true])", R"(["set_property","speed",1.0])",
-                                    R"(["set_property","time-pos",4.96])"));
+                                    R"(["seek",4.96,"absolute+exact"])"));
     mpvSays("time-pos", 5.04);  // mpv showed it before it paused
     EXPECT_EQ(frame(), 124);
 }
@@ -213,15 +239,15 @@ TEST_F(FilmTest, Jog_AfterSomebodyHasSoughtInMpv_BeginsThere) {
     mpvSought(4.04);
     mpvSays("time-pos", 20.0);
     m_film.jog(count);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",20.04])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",20.04,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Jog_BeyondTheEnds_StaysInTheFilm) {
     m_film.jog(-1000 * count);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",0.0])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",0.0,"absolute+exact"])"));
     mpvSought(0);
     m_film.jog(5000 * count);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",39.96])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",39.96,"absolute+exact"])"));
 }
 
 class UnopenedFilmTest : public FilmTest {
@@ -238,14 +264,14 @@ TEST_F(UnopenedFilmTest, Jog_BeforeTheFilmIsOpen_MovesItThen) {
     m_film.jog(count);
     EXPECT_THAT(sent(), IsEmpty());
     mpvSays("time-pos", 4.0);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",4.12])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.12,"absolute+exact"])"));
 }
 
 TEST_F(UnopenedFilmTest, Jog_VeryMuchBeforeTheFilmIsOpen_StaysInTheFilm) {
     for (int i = 0; i < 100'000; ++i) m_film.jog(1'000'000'000'000'000);
     mpvSays("time-pos", 4.0);
     mpvSays("duration", 40.0);
-    EXPECT_THAT(sent(), ElementsAre(R"(["set_property","time-pos",39.96])"));
+    EXPECT_THAT(sent(), ElementsAre(R"(["seek",39.96,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Wheel_SwitchedOn_PausesWhatRuns) {
