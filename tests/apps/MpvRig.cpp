@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/apps/Process.h"
+
 namespace apps_test {
 namespace {
 
@@ -29,6 +31,14 @@ void writeFilm(const std::filesystem::path& path, int frames) {
         film << "FRAME\n"
              << std::string(side * side, static_cast<char>(16 + frame % 200)) << std::string(side * side / 2, '\x80');
     }
+}
+
+void encodeFilm(const std::filesystem::path& path, int frames) {
+    const std::filesystem::path pictures = path.string() + ".y4m";
+    writeFilm(pictures, frames + 1);  // of a film made by mpv, the last picture has no time
+    Process mpv({{"/usr/bin/env", "mpv", "--no-config", "--ovc=mpeg4", "--ovcopts=g=100,sc_threshold=1000000000",
+                  "--o=" + path.string(), pictures}});
+    if (mpv.wait() != 0) throw std::runtime_error("mpv makes no film: " + mpv.errors());
 }
 
 void writeMpvConfiguration(const std::filesystem::path& home, const std::filesystem::path& socket) {
@@ -61,6 +71,7 @@ Json MpvRemote::ask(const Json& command) {
             const Json message = Json::parse(m_unread.substr(0, end));
             m_unread.erase(0, end + 1);
             if (message.contains("error") && message.value("request_id", 0) == request) return message;
+            take(message);
         }
         char bytes[4096];
         const ssize_t got = ::recv(m_socket.get(), bytes, sizeof bytes, 0);
@@ -93,6 +104,22 @@ bool MpvRemote::becomesFrame(int frame) {
     return becomes("time-pos",
                    [=](const Json& time) { return time.is_number() && std::abs(time.get<double>() * 25 - frame) < 0.01; }) &&
            becomes("seeking", false);
+}
+
+void MpvRemote::watchKeys(const std::vector<std::string>& names) {
+    const std::string client = ask({"client_name"}).at("data");
+    for (const std::string& name : names) ask({"keybind", name, "script-binding " + client + "/" + name});
+}
+
+/// mpv repeats a key that is held (r); how often depends on time.
+void MpvRemote::take(const Json& event) {
+    if (event.value("event", "") != "client-message") return;
+    const std::string kind = event.at("args").at(2).get<std::string>().substr(0, 1);
+    if (kind != "r") m_keys.push_back(kind + ' ' + event.at("args").at(1).get<std::string>());
+}
+
+bool MpvRemote::keysBecome(const std::vector<std::string>& wanted) {
+    return becomes("pid", [&](const Json&) { return m_keys == wanted; });
 }
 
 bool MpvRemote::ends() {

@@ -17,16 +17,17 @@ namespace keys = transport::keys;
 constexpr std::array properties{"pause",    "speed",       "play-dir", "play-direction",
                                 "time-pos", "eof-reached", "duration", "container-fps"};
 constexpr int seekRequest = 1;
+constexpr int keyRequest = 2;
 constexpr double slowest = 0.01;  ///< mpv's slowest speed
 constexpr double fastest = 100;
 /// What mpv says of these properties is flat. A tree's copy is made by recursion.
 constexpr int deepest = 4;
 constexpr std::int64_t mostWaiting = transport::Playhead::jogParts * 1'000'000'000;
 
+std::string lineOf(const Json& request) { return request.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n'; }
+
 std::string command(std::initializer_list<Json> words, int request = 0) {
-    return Json{{"command", Json::array_t(words)}, {"request_id", request}}.dump(-1, ' ', false,
-                                                                                 Json::error_handler_t::replace) +
-           '\n';
+    return lineOf({{"command", Json::array_t(words)}, {"request_id", request}});
 }
 
 double number(const Json& value, double otherwise) { return value.is_number() ? value.get<double>() : otherwise; }
@@ -88,12 +89,19 @@ void Film::wheel(bool on) {
     if (on && m_run.value_or(speed()) != 0) run(0);
 }
 
+void Film::restart() {
+    const int ring = m_ring;
+    *this = {};
+    m_ring = ring;
+}
+
 std::string Film::takeCommands() {
     std::string text;
     if (!std::exchange(m_greeted, true)) {
         int id = 1;
         for (const char* property : properties) text += command({"observe_property", id++, property});
     }
+    if (!m_keySent) text += keyCommand();
     if (m_run) {
         const int speed = *std::exchange(m_run, std::nullopt);
         if (speed == 0) text += command({"set_property", "pause", true});
@@ -116,6 +124,23 @@ std::string Film::takeCommands() {
     return text;
 }
 
+std::string Film::takeLastCommands() {
+    std::string text = takeCommands();
+    m_keys.releaseAll();
+    for (std::string last; !(last = keyCommand()).empty();) text += last;
+    return text;
+}
+
+/// The next one, or nothing.
+std::string Film::keyCommand() {
+    const auto next = m_keys.takeCommand();
+    m_keySent = next.has_value();
+    if (!next) return {};
+    // mpv's main thread runs it and takes the key next. Otherwise another thread runs it, and the main thread may not get
+    // to the key before the next one comes.
+    return lineOf({{"command", {next->verb, next->key}}, {"request_id", keyRequest}, {"async", true}});
+}
+
 void Film::hear(std::string_view line) {
     const auto isShallow = [](int depth, Json::parse_event_t, const Json&) { return depth <= deepest; };
     const Json message = Json::parse(line, isShallow, false);
@@ -135,6 +160,8 @@ void Film::hear(std::string_view line) {
     } else if (event.is_null() && member("request_id") == seekRequest) {
         m_seekAnswered = true;
         if (member("error") != "success") m_seekSent = false;
+    } else if (event.is_null() && member("request_id") == keyRequest) {
+        m_keySent = false;
     }
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "apps/cvhost/map/MpvKeys.h"
 #include "apps/cvhost/transport/Deck.h"
 
 namespace cvhost::map {
@@ -25,10 +26,17 @@ public:
     void jog(std::int64_t parts);
     void wheel(bool on);
 
+    /// mpv's own keys. One command at a time is on its way: mpv drops keys that come faster than it takes them.
+    MpvKeys& mpvKeys() { return m_keys; }
+
+    /// Begins anew with another mpv: forgets everything, except where the ring stands.
+    void restart();
     /// Takes a line from mpv. A line that cannot be read, or reports something else, changes nothing.
     void hear(std::string_view line);
     /// The commands that are due, a line each; they count as sent.
     std::string takeCommands();
+    /// The same at the end: all keys come up, and no answer is awaited.
+    std::string takeLastCommands();
 
     /// As mpv last reported.
     transport::View view() const;
@@ -40,6 +48,7 @@ private:
     void setTime(double seconds);
     double secondsOf(std::int64_t frame) const;
     int speed() const;
+    std::string keyCommand();
     bool isOpen() const { return m_duration > 0 && m_placeKnown; }
 
     bool m_greeted = false;
@@ -62,6 +71,8 @@ private:
     int m_ring = 0;               ///< the speed that the ring last asked for
     std::int64_t m_waiting = 0;   ///< parts of a count that the wheel was turned by before the film was open
 
+    MpvKeys m_keys;
+    bool m_keySent = false;  ///< mpv has not answered the last one
     transport::Clip m_clip;
     transport::Playhead m_playhead{transport::Clip{}, 0};
     transport::Marks m_marks;

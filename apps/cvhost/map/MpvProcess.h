@@ -6,33 +6,27 @@
 
 #include <sys/types.h>
 
-#include <chrono>
-#include <stdexcept>
 #include <string>
+#include <utility>
 
-#include "host/core/FileDescriptor.h"
+#include "apps/cvhost/map/MpvLink.h"
 
 namespace cvhost::map {
 
-/// Why mpv does not run: a sentence without a full stop.
-struct MpvFailure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-class MpvProcess {
+class MpvProcess final : public MpvLink {
 public:
     /// Opens the file `film` in mpv, paused at its first frame. Throws MpvFailure.
     explicit MpvProcess(const std::string& film);
     MpvProcess(const MpvProcess&) = delete;
     MpvProcess& operator=(const MpvProcess&) = delete;
-    /// Closes the socket and waits until mpv ends; kills it after a time.
-    ~MpvProcess();
+    /// Waits until mpv ends, as it does when its connection closes; kills it after a time.
+    ~MpvProcess() override;
 
-    /// Non-blocking.
-    int socket() const { return m_socket.get(); }
+    cvhost::FileDescriptor connect() override { return std::exchange(m_socket, {}); }
+    std::optional<std::chrono::milliseconds> retryDelay() const override { return std::nullopt; }
 
 private:
-    cvhost::FileDescriptor m_socket;
+    cvhost::FileDescriptor m_socket;  ///< until it is connected
     pid_t m_process = -1;
 };
 

@@ -206,7 +206,8 @@ bool Session::startDeck() {
         if (m_options.film.empty()) {
             m_deck = std::make_unique<transport::ClipDeck>(m_options.clip, [] { return Clock::now().time_since_epoch(); });
         } else {
-            auto mpv = std::make_unique<map::MpvDeck>(m_options.film, [this] { m_wake.signal(); });
+            auto mpv = std::make_unique<map::MpvDeck>(std::make_unique<map::MpvProcess>(m_options.film),
+                                                      [this] { m_wake.signal(); });
             m_mpv = mpv.get();
             m_deck = std::move(mpv);
         }

@@ -16,6 +16,7 @@
 #include "apps/cvhost/control/Server.h"
 #include "apps/cvhost/map/Mapping.h"
 #include "apps/cvhost/map/MpvDeck.h"
+#include "apps/cvhost/map/MpvProcess.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Handlers.h"
 #include "apps/cvhost/run/Options.h"

@@ -282,6 +282,51 @@ TEST_F(FilmTest, Wheel_SwitchedOn_PausesWhatRuns) {
     EXPECT_THAT(sent(), testing::Contains(R"(["set_property","pause",true])"));
 }
 
+TEST_F(FilmTest, MpvKeys_Several_OneAtATimeIsOnItsWay) {
+    m_film.mpvKeys().press(1, "x");
+    m_film.mpvKeys().tap("a\",[\"run\"");
+    m_film.mpvKeys().release(1);
+    m_film.jog(count);
+    EXPECT_THAT(sent(), ElementsAre(R"(["keydown","x"])", R"(["seek",4.04,"absolute+exact"])"));
+    m_film.hear(R"({"request_id":1,"error":"success"})");
+    EXPECT_THAT(sent(), IsEmpty());
+    m_film.hear(R"({"request_id":2,"error":"success"})");
+    EXPECT_THAT(sent(), ElementsAre(R"(["keypress","a\",[\"run\""])"));
+    m_film.hear(R"({"request_id":2,"error":"invalid parameter"})");
+    EXPECT_THAT(sent(), ElementsAre(R"(["keyup","x"])"));
+    m_film.hear(R"({"request_id":2,"error":"success"})");
+    EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(FilmTest, MpvKeys_Sent_AreForTheThreadThatTakesKeys) {
+    m_film.mpvKeys().tap("x");
+    EXPECT_EQ(Json::parse(m_film.takeCommands()),
+              Json::parse(R"({"command":["keypress","x"],"request_id":2,"async":true})"));
+}
+
+TEST_F(FilmTest, TakeLastCommands_KeysHeldAndOnTheirWay_AllComeUpWithoutAnAnswer) {
+    m_film.mpvKeys().press(1, "x");
+    sent();
+    m_film.mpvKeys().press(2, "y");
+    std::istringstream lines(m_film.takeLastCommands());
+    std::vector<std::string> commands;
+    for (std::string line; std::getline(lines, line);) commands.push_back(Json::parse(line).at("command").dump());
+    EXPECT_THAT(commands, ElementsAre(R"(["keydown","y"])", R"(["keyup","x"])", R"(["keyup","y"])"));
+}
+
+TEST_F(FilmTest, Restart_ManyThingsDue_OnlyTheRingIsKnown) {
+    m_film.key(play);
+    m_film.key(9);
+    m_film.jog(5 * count);
+    m_film.mpvKeys().press(1, "x");
+    m_film.shuttle(512);
+    m_film.restart();
+    EXPECT_EQ(m_film.takeCommands(), Film().takeCommands());
+    EXPECT_EQ(m_film.view().state, cvhost::transport::State{});
+    m_film.shuttle(512);
+    EXPECT_THAT(sent(), IsEmpty());
+}
+
 TEST_F(FilmTest, Key_Marks_AreSetAtTheFrameThatShows) {
     m_film.key(9);
     m_film.jog(10 * count);

@@ -1,0 +1,29 @@
+// Where mpv is, and how to connect to it.
+//
+// Threads: one at a time.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <stdexcept>
+
+#include "host/core/FileDescriptor.h"
+
+namespace cvhost::map {
+
+/// Why mpv does not run or cannot be reached: a sentence without a full stop.
+struct MpvFailure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class MpvLink {
+public:
+    virtual ~MpvLink() = default;
+
+    /// Connects to mpv without waiting: a non-blocking stream socket, or none if mpv is not there.
+    virtual cvhost::FileDescriptor connect() = 0;
+    /// The time between two attempts to connect. None: there is one connection, and mpv ends with it.
+    virtual std::optional<std::chrono::milliseconds> retryDelay() const = 0;
+};
+
+}  // namespace cvhost::map
