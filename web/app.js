@@ -1,7 +1,7 @@
 // The page: hears from cvhost what happens and shows it; says so when cvhost has gone, and comes back by itself.
 import { setUpFaults, showFaults } from "./faults.js";
 import { drawFilm, showFilm } from "./film.js";
-import { setUpKeys, showKeys } from "./keys.js";
+import { setUpKeys, showKeys, showLegends } from "./keys.js";
 import { clearLists, setUpLists, showNews, showSteps } from "./lists.js";
 import { drawChart, setUpPlots, showPlots, showValues } from "./plots.js";
 import { breakable } from "./scale.js";
@@ -22,6 +22,7 @@ const links = {
 let source = null;
 let running = false;
 let steps = [];
+let layer = "";
 
 /// All that is known of the run while cvhost is away.
 const unknown = () => ({
@@ -35,8 +36,8 @@ function setText(element, text) {
 
 function plateText({ link, embedded, faults }) {
   if (link === "gone") return "unknown while cvhost is away";
-  if (!embedded) return "mirror of a real console: its inputs are off here";
-  return faults.plugged ? "simulated desk" : "simulated desk, unplugged";
+  const text = embedded ? "simulated desk" : "mirror of a real console: its inputs are off here";
+  return text + (embedded && !faults.plugged ? ", unplugged" : "") + (layer ? `, layer ${layer}` : "");
 }
 
 function showPort(text) {
@@ -70,6 +71,10 @@ function take(news) {
     engrave(news.law);
     $("gone").hidden = true;
     running = true;
+  }
+  if (news.map !== undefined) {
+    layer = news.map?.layer ?? "";
+    showLegends(news.map?.keys);
   }
   showState(news.state);
   showFilm(news.state, news.keys);

@@ -8,7 +8,8 @@ const block = [1, 2, 3, 4, 5, 6, 0, 9,
                21, 46, 23, 24, 25, 26, 27, 29,
                30, 32, 33, 34, 35, 36, 37, 38,
                41, 42, 43, 44, 45, 31, 39, 40];
-const transport = [8, 13, 12, 11, 7, 28];
+const jog = 28; // switches the wheel, with every map
+const transport = [8, 13, 12, 11, 7, jog];
 
 // What the host does with a key, where that is known; [sign, word, group].
 const known = {
@@ -39,6 +40,11 @@ export function keyName(code) {
   return word && word !== "Hand" ? `${letter(code)} ${word.toLowerCase()}` : letter(code);
 }
 
+function ownWord(code) {
+  const word = known[code]?.[1];
+  return word === "Hand" || !word ? String(code) : word;
+}
+
 export function setUpKeys() {
   for (const [id, codes] of [["keys", block], ["transport", transport]]) {
     const group = document.getElementById(id);
@@ -53,15 +59,13 @@ export function setUpKeys() {
 }
 
 function makeKey(code) {
-  const [sign, word, group] = known[code] ?? [];
-  const small = word === "Hand" || !word ? String(code) : word;
+  const [sign, , group] = known[code] ?? [];
   const key = make("button", { type: "button", class: "key", tabindex: -1, "data-code": code },
     make("span", { class: "lamp" }), make("span", { class: "mark" }, sign ?? letter(code)), " ",
-    make("small", {}, small));
+    make("small", {}));
   if (group) key.dataset.group = group;
-  key.dataset.name = `${sign ?? letter(code)} ${small}${small === String(code) ? "" : `, code ${code}`}`;
-  key.title = `${letter(code)}, code ${code}, lamp ${lampOfKey[code]}`;
   keys.set(code, key);
+  label(code, ownWord(code));
   key.addEventListener("pointerdown", (event) => {
     if (event.button !== 0) return;
     key.setPointerCapture(event.pointerId);
@@ -77,6 +81,24 @@ function makeKey(code) {
     release(code);
   });
   return key;
+}
+
+/// Writes what the key does below its mark.
+function label(code, legend) {
+  const key = keys.get(code);
+  const mark = key.querySelector(".mark").textContent;
+  key.querySelector("small").textContent = legend;
+  key.dataset.name = `${mark}${legend && ` ${legend}`}${legend === String(code) ? "" : `, code ${code}`}`;
+  key.title = `${letter(code)}, code ${code}, lamp ${lampOfKey[code]}${legend && legend !== ownWord(code) ? `: ${legend}` : ""}`;
+  delete key.dataset.lamp; // the accessible name is written anew with it
+}
+
+/// What each key does by the map in force, by code; without a map the keys' own words stay.
+export function showLegends(legends) {
+  for (const code of keys.keys()) {
+    if (legends && code !== jog) label(code, legends[code]);
+    else label(code, ownWord(code));
+  }
 }
 
 function handKey(event, act) {

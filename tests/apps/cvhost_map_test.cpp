@@ -56,12 +56,12 @@ TEST_F(MapCommand, Check_EachMapOfThePackage_HasNoMistakesAndIsListed) {
         EXPECT_THAT(list.lines(), Contains(StartsWith(entry.path().stem().string() + ' ')));
         ++maps;
     }
-    EXPECT_GE(maps, 4U);
+    EXPECT_GE(maps, 7U);
 }
 
 TEST_F(MapCommand, Check_ExamplesOfThePage_HaveNoMistakes) {
     const auto examples = examplesOf(MAPS_PAGE);
-    EXPECT_THAT(examples, SizeIs(2));
+    EXPECT_THAT(examples, SizeIs(4));
     for (const std::string& example : examples) {
         Process check(map({"check", m_folder.write("example.toml", example)}));
         EXPECT_EQ(check.wait(), 0) << check.errors();

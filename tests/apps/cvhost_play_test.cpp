@@ -4,13 +4,10 @@
 
 #include <cerrno>
 #include <csignal>
-#include <memory>
 #include <string>
 
-#include "lines/DeskServer.h"
-#include "lines/Rfc2217Server.h"
-#include "tests/apps/CvhostRig.h"
 #include "tests/apps/MpvRig.h"
+#include "tests/apps/WorkedDeskRig.h"
 
 namespace apps_test {
 namespace {
@@ -19,7 +16,7 @@ using testing::HasSubstr;
 
 constexpr int frames = 2000;
 
-class CvhostPlay : public CvhostTest {
+class CvhostPlay : public WorkedDeskTest {
 protected:
     CvhostPlay() {
         writeFilm(m_film, frames);
@@ -32,28 +29,8 @@ protected:
         setup.environment["MPV_HOME"] = m_folder.path() / "mpv-home";
         return setup;
     }
-    static void waitUntilStarted(Process& host) {
-        waitForAll(host, {{{"event", "active"}}, {{"event", "wire"}, {"dir", "tx"}, {"bytes", "X "}}});
-    }
-    void tap(char key) {
-        m_desk.operate([=](desk::Desk& desk, desk::Time now) { desk.tap(key, now); });
-    }
-    void jog(std::int8_t counts, std::int16_t fine = 0) {
-        m_desk.operate([=](desk::Desk& desk, desk::Time now) { desk.jog(counts, fine, now); });
-    }
-    void ring(unsigned char position) {
-        m_desk.operate([=](desk::Desk& desk, desk::Time now) { desk.shuttle(position, now); });
-    }
-    /// Waits until lamps 3, 2 and 1 are so: reverse, stop, forward.
-    bool lit(const std::string& lamps) {
-        return becomes(m_desk, [&](const desk::Desk& desk) {
-            return desk.lamp(3) == lamps[0] && desk.lamp(2) == lamps[1] && desk.lamp(1) == lamps[2];
-        });
-    }
-
     const std::filesystem::path m_film = m_folder.path() / "film.y4m";
     const std::filesystem::path m_socket = m_folder.path() / "socket";
-    lines::DeskServer m_desk{desk::Options{}, std::make_unique<lines::Rfc2217Server>()};
 };
 
 TEST_F(CvhostPlay, TransportKeys_Pressed_RunTheFilmAndLightTheLamps) {

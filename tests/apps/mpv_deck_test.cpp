@@ -179,8 +179,9 @@ TEST_F(MpvAtWork, Keys_PressedAndTapped_ArriveInOrder) {
         m_deck->release(7);
         m_deck->tap("Ctrl+y");
         wanted.insert(wanted.end(), {"p LEFT", "d x", "u x", "p Ctrl+y"});
+        // mpv itself loses keys if more than seven wait (--input-key-fifo-size).
+        ASSERT_TRUE(m_remote->keysBecome(wanted)) << testing::PrintToString(m_remote->keys());
     }
-    EXPECT_TRUE(m_remote->keysBecome(wanted)) << testing::PrintToString(m_remote->keys());
 }
 
 TEST_F(MpvAtWork, End_KeyHeldWhilePlaying_ComesUpAndMpvRunsOn) {

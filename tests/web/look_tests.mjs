@@ -12,7 +12,7 @@ async function findings(page) {
   return violations.map((rule) => `${rule.id}: ${rule.nodes.map((node) => node.target.join(" ")).slice(0, 4).join(", ")}`);
 }
 
-async function expectNoFindings(page, what, at) {
+export async function expectNoFindings(page, what, at) {
   for (const colorScheme of ["light", "dark"]) {
     await page.emulateMedia({ colorScheme });
     for (const width of at) {

@@ -5,6 +5,7 @@ import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { filmTests } from "./film_tests.mjs";
 import { lookTests } from "./look_tests.mjs";
+import { mapTests } from "./map_tests.mjs";
 import { plotTests } from "./plot_tests.mjs";
 import { warningTests } from "./warning_tests.mjs";
 import { around, expect, expectEqual, key, launch, open, putRing, run, startDesk, until } from "./rig.mjs";
@@ -477,6 +478,6 @@ const tests = [
 ];
 
 const browser = await launch();
-const passed = await run([...tests, ...filmTests, ...plotTests, ...warningTests, ...lookTests], browser);
+const passed = await run([...tests, ...filmTests, ...plotTests, ...warningTests, ...mapTests, ...lookTests], browser);
 await browser.close();
 process.exitCode = passed ? 0 : 1;

@@ -1,6 +1,7 @@
 #include "apps/cvhost/map/Engine.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <span>
 #include <utility>
@@ -9,6 +10,7 @@ namespace cvhost::map {
 namespace {
 
 constexpr std::int64_t mostParts = 1000 * Engine::countParts;
+constexpr double fastest = 100 * 1024;  ///< the fastest speed of mpv
 constexpr Engine::Time shortestTurn = std::chrono::milliseconds(1);
 
 bool isDeskKey(int code) { return code >= 0 && code < common::keyCount; }
@@ -25,7 +27,7 @@ void Engine::setMap(Map map) {
     m_on.reserve(m_map.layers.size());
 }
 
-const Section* Engine::top() const { return m_on.empty() ? nullptr : &m_map.layers[m_on.back()].section; }
+const Section* Engine::top() const { return layer() == nullptr ? nullptr : &layer()->section; }
 
 const KeyAction* Engine::actionOf(int code) const {
     if (!isDeskKey(code)) return nullptr;
@@ -59,7 +61,7 @@ void Engine::press(int code) {
     const KeyAction* action = actionOf(code);
     if (action == nullptr) return;
     if (!action->held) return tapAll(action->taps);
-    m_send({.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(code), .chord = action->taps.chords[0]});
+    m_send({.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(code), .stroke = action->taps.strokes[0]});
 }
 
 void Engine::release(int code) {
@@ -71,6 +73,7 @@ void Engine::release(int code) {
 }
 
 void Engine::setLayer(std::size_t index, bool on) {
+    ++m_changes;
     std::erase(m_on, index);
     if (on) m_on.push_back(index);
     m_lamps.set(indexOf(common::lampOfKey(m_map.layers[index].key)), on);
@@ -79,6 +82,7 @@ void Engine::setLayer(std::size_t index, bool on) {
 
 /// What the ring has started ends, and its next movement starts anew.
 void Engine::leaveRing() {
+    if (m_ring != nullptr && m_ring->times != 0) sendSpeed(*m_ring, 0);
     moveTo(m_direction, 0);
     m_ring = nullptr;
 }
@@ -87,6 +91,7 @@ void Engine::ring(int speed) {
     if (std::exchange(m_speed, speed) == speed) return;
     m_ring = ringInForce();
     if (m_ring == nullptr) return;
+    if (m_ring->times != 0) return sendSpeed(*m_ring, speed);
     const int direction = speed < 0 ? -1 : 1;
     const bool across = speed != 0 && direction != m_direction;
     if (across) {
@@ -94,6 +99,13 @@ void Engine::ring(int speed) {
         m_direction = direction;
     }
     moveTo(m_direction, zoneOf(m_direction, std::abs(std::int64_t{speed})));
+}
+
+void Engine::sendSpeed(const Ring& ring, int speed) {
+    const double exact = std::clamp(speed * ring.times, -fastest, fastest);
+    const int amount = static_cast<int>(std::lround(exact));
+    if (std::exchange(m_sentSpeed, amount) == amount) return;
+    m_send({.kind = Action::Kind::speed, .stroke = ring.send, .amount = amount});
 }
 
 /// Inwards, a zone is left only when the speed has fallen below its begin by the hysteresis.
@@ -121,7 +133,8 @@ void Engine::moveTo(int direction, int zone) {
 }
 
 void Engine::tapAll(const Taps& taps) {
-    for (const Chord& chord : std::span(taps.chords).first(taps.count)) m_send({.kind = Action::Kind::tap, .chord = chord});
+    for (const Stroke& stroke : std::span(taps.strokes).first(taps.count))
+        m_send({.kind = Action::Kind::tap, .stroke = stroke});
 }
 
 void Engine::wheel(std::int64_t parts, Time now) {
@@ -154,6 +167,7 @@ void Engine::letGo() {
     m_speed = 0;
     m_direction = 1;
     m_down.reset();
+    ++m_changes;
     m_on.clear();
     m_lamps.reset();
     m_rest = 0;

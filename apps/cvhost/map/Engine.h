@@ -22,7 +22,6 @@ class Engine {
 public:
     using Time = std::chrono::nanoseconds;
     using Send = std::function<void(const Action&)>;
-    using Lamps = std::bitset<common::lampCount + 1>;
 
     /// The wheel counts in these parts of a count.
     static constexpr std::int64_t countParts = 10'000;
@@ -46,8 +45,12 @@ public:
     /// The lamps of the layers that are on.
     const Lamps& lamps() const { return m_lamps; }
     const Map& map() const { return m_map; }
+    /// Grows when a layer goes on or off, and when the map changes.
+    std::uint64_t changes() const { return m_changes; }
     /// What `code` does now; null: nothing.
     const KeyAction* actionOf(int code) const;
+    /// The layer that counts; null: none is on.
+    const Layer* layer() const { return m_on.empty() ? nullptr : &m_map.layers[m_on.back()]; }
 
 private:
     const Section* top() const;
@@ -57,6 +60,7 @@ private:
     void leaveRing();
     int zoneOf(int direction, std::int64_t speed) const;
     void moveTo(int direction, int zone);
+    void sendSpeed(const Ring& ring, int speed);
     void tapAll(const Taps& taps);
     double countsPerSecond(std::int64_t parts, Time now);
 
@@ -65,11 +69,13 @@ private:
     std::bitset<common::keyCount> m_down;  ///< on the desk
     std::vector<std::size_t> m_on;         ///< the layers that are on; the last one counts
     Lamps m_lamps;
+    std::uint64_t m_changes = 1;
 
     const Ring* m_ring = nullptr;  ///< the one whose zone the ring is in
     int m_speed = 0;
     int m_direction = 1;
     int m_zone = 0;
+    int m_sentSpeed = 0;
 
     struct Turn {
         Time at;

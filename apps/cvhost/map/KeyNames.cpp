@@ -118,15 +118,6 @@ std::string chordText(const Chord& chord) {
     return text;
 }
 
-std::string tapsText(const Taps& taps) {
-    std::string text;
-    for (const Chord& chord : std::span(taps.chords).first(taps.count)) {
-        if (!text.empty()) text += ", ";
-        text += chordText(chord);
-    }
-    return text;
-}
-
 std::optional<int> deskKey(std::string_view name) {
     const auto* const found = std::ranges::find(desk, name, &Named::name);
     if (found != desk.end()) return found->code;

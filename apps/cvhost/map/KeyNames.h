@@ -23,7 +23,6 @@ bool isModifier(KeyCode key);
 /// "ctrl+shift+z", or a sentence about what is wrong with it.
 std::variant<Chord, std::string> parseChord(std::string_view text);
 std::string chordText(const Chord& chord);
-std::string tapsText(const Taps& taps);
 
 /// "play", or the character on the key; empty for what is no key of the desk.
 std::optional<int> deskKey(std::string_view name);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ranges>
 #include <utility>
+#include <variant>
 
 #include "apps/cvhost/map/KeyNames.h"
 
@@ -16,6 +17,12 @@ constexpr int mostAmount = 1000;  ///< in one turn
 
 std::span<const KeyCode> keysOf(const Chord& chord) { return std::span(chord.keys).first(chord.count); }
 
+/// No chord: no keys.
+Chord chordOf(const Stroke& stroke) {
+    const auto* chord = std::get_if<Chord>(&stroke);
+    return chord != nullptr ? *chord : Chord{};
+}
+
 bool isShortcut(const Chord& chord) { return chord.count > 1 && !isModifier(keysOf(chord).back()); }
 
 }  // namespace
@@ -23,13 +30,15 @@ bool isShortcut(const Chord& chord) { return chord.count > 1 && !isModifier(keys
 void KeyStrokes::take(const Action& action) {
     switch (action.kind) {
         case Action::Kind::press:
-            return press(action.hold, action.chord);
+            return press(action.hold, chordOf(action.stroke));
         case Action::Kind::release:
             return release(action.hold);
         case Action::Kind::tap:
-            return tap(action.chord);
+            return tap(chordOf(action.stroke));
         case Action::Kind::turn:
             return turn(action.wheel, action.amount);
+        case Action::Kind::speed:
+            return;
         case Action::Kind::releaseAll:
             for (std::size_t hold = 0; hold < m_held.size(); ++hold) release(hold);
             m_rest = {};
@@ -61,7 +70,7 @@ void KeyStrokes::turn(const WheelAction& wheel, int amount) {
     amount = std::clamp(amount, -mostAmount * Action::scrollUnits, mostAmount * Action::scrollUnits);
     if (wheel.scroll != Scroll::none) return scroll(wheel.scroll, amount);
     for (int taps = std::min(std::abs(amount), mostAmount); taps > 0; --taps)
-        tap(amount < 0 ? wheel.backward : wheel.forward);
+        tap(chordOf(amount < 0 ? wheel.backward : wheel.forward));
 }
 
 void KeyStrokes::scroll(Scroll direction, int units) {

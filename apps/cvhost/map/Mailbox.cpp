@@ -19,6 +19,10 @@ void Mailbox::put(const Action& action, Time now) {
             return;
         }
     }
+    if (action.kind == Action::Kind::speed && m_count > 0 && at(m_count - 1).action.kind == action.kind) {
+        at(m_count - 1) = {action, now};
+        return;
+    }
     if (m_count == capacity) {
         m_count = 1;
         at(0) = {{.kind = Action::Kind::releaseAll}, now};

@@ -1,7 +1,8 @@
 // Actions on their way to a target.
 //
-// Turns of the wheel add up while they wait, and those of a hand that has stopped are left out. If the target lets too many
-// actions wait, all of them are replaced by one releaseAll: every press that it took has its release.
+// Turns of the wheel add up while they wait, and those of a hand that has stopped are left out. Of speeds in a row, the last
+// one counts. If the target lets too many actions wait, all of them are replaced by one releaseAll: every press that it took
+// has its release.
 //
 // Threads: one at a time. Nothing here allocates.
 #pragma once

@@ -6,8 +6,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "apps/common/ConsoleFacts.h"
@@ -27,11 +30,37 @@ struct Chord {
     bool operator==(const Chord&) const = default;
 };
 
-/// Chords that are tapped one after the other.
+/// What a player does by itself, by the desk's key for it (common::keys): play, stop, a mark.
+struct PlayerKey {
+    int code;
+
+    bool operator==(const PlayerKey&) const = default;
+};
+
+/// A key of mpv by its name there, such as "s" or "Ctrl+PGDWN".
+struct MpvKey {
+    std::shared_ptr<const std::string> name;
+
+    bool operator==(const MpvKey&) const = default;
+};
+
+struct OscMessage {
+    using Argument = std::variant<std::int32_t, float, std::string>;
+
+    std::string address;
+    std::vector<Argument> arguments{};
+
+    bool operator==(const OscMessage&) const = default;
+};
+
+/// What a target does at one stroke. Copies need no memory.
+using Stroke = std::variant<Chord, PlayerKey, MpvKey, std::shared_ptr<const OscMessage>>;
+
+/// Strokes that are tapped one after the other.
 struct Taps {
     static constexpr std::size_t most = 8;
 
-    std::array<Chord, most> chords{};
+    std::array<Stroke, most> strokes{};
     std::uint8_t count = 0;
 
     bool operator==(const Taps&) const = default;
@@ -39,7 +68,7 @@ struct Taps {
 
 /// What a key of the desk does.
 struct KeyAction {
-    bool held = false;  ///< the first chord is held as long as the key; otherwise all are tapped when it is pressed
+    bool held = false;  ///< the first stroke is held as long as the key; otherwise all are tapped when it is pressed
     Taps taps{};
 };
 
@@ -48,8 +77,10 @@ enum class Scroll : std::uint8_t { none, up, down, left, right };
 /// What each count of the wheel does.
 struct WheelAction {
     Scroll scroll = Scroll::none;  ///< where a turn forward scrolls
-    Chord forward{};               ///< tapped, unless it scrolls
-    Chord backward{};
+    int frames = 0;                ///< a player's playhead moves by these; 0: not
+    bool send = false;             ///< `forward` is sent with the number of counts
+    Stroke forward{};              ///< otherwise tapped
+    Stroke backward{};
 
     bool operator==(const WheelAction&) const = default;
 };
@@ -69,6 +100,8 @@ struct Ring {
         Taps taps;
     };
 
+    double times = 0;            ///< the speed itself is sent, times this; 0: there are zones
+    Stroke send{};               ///< what the speed is sent with, to a target that needs it
     bool stepping = false;       ///< each zone further out taps once, each zone back taps the other direction's
     int hysteresis = 10;         ///< percent of `from` that the speed must fall below it before the zone is left
     std::vector<Zone> forward;   ///< outwards
@@ -91,8 +124,24 @@ struct Layer {
     Section section{};
 };
 
+enum class TargetKind : std::uint8_t { keys, mpv, osc };
+
+/// The program that the map is for.
+struct Application {
+    TargetKind kind = TargetKind::keys;
+    std::string socket{};                              ///< mpv's
+    std::string host{};                                ///< OSC: a name or an address
+    int port = 0;                                      ///< OSC: UDP
+    int listen = 0;                                    ///< OSC: the UDP port for what it reports; 0: any
+    std::optional<OscMessage> hello{};                 ///< OSC: asks it to report
+    std::vector<std::pair<int, std::string>> lamps{};  ///< OSC: lamps by the address that reports their state
+
+    bool operator==(const Application&) const = default;
+};
+
 struct Map {
     std::string title;
+    Application application;
     Section base;
     std::vector<Layer> layers;
 };

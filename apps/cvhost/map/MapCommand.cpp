@@ -3,6 +3,7 @@
 #include <linux/input-event-codes.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <iostream>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "apps/cvhost/map/KeyNames.h"
 #include "apps/cvhost/map/KeyStrokes.h"
 #include "apps/cvhost/map/MapFiles.h"
+#include "apps/cvhost/map/Strokes.h"
 
 namespace cvhost::map {
 namespace {
@@ -42,6 +44,8 @@ int listMaps() {
 }
 
 std::string wheelText(const WheelAction& wheel) {
+    if (wheel.frames != 0) return wheel.frames == 1 ? "1 frame" : std::to_string(wheel.frames) + " frames";
+    if (wheel.send) return strokeText(wheel.forward) + " COUNTS";
     switch (wheel.scroll) {
         case Scroll::up:
             return "scroll up";
@@ -52,9 +56,15 @@ std::string wheelText(const WheelAction& wheel) {
         case Scroll::right:
             return "scroll right";
         case Scroll::none:
-            return chordText(wheel.forward) + " or " + chordText(wheel.backward);
+            return strokeText(wheel.forward) + " or " + strokeText(wheel.backward);
     }
     return {};
+}
+
+std::string timesText(double times) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), " times %g", times);
+    return times == 1 ? "" : text.data();
 }
 
 void showZones(const char* direction, const Ring& ring, const std::vector<Ring::Zone>& zones) {
@@ -73,7 +83,10 @@ void showSection(const Section& section) {
         if (!action) continue;
         print("  " + padded(deskKeyName(code), width - 2) + tapsText(action->taps) + (action->held ? ", held" : ""));
     }
-    if (section.ring) {
+    if (section.ring && section.ring->times != 0) {
+        const std::string send = strokeText(section.ring->send);
+        print(padded("  ring", width) + (send.empty() ? "" : send + ' ') + "SPEED" + timesText(section.ring->times));
+    } else if (section.ring) {
         print(padded("  ring centre", width) + tapsText(section.ring->centre));
         showZones("forward", *section.ring, section.ring->forward);
         showZones("backward", *section.ring, section.ring->backward);
@@ -98,17 +111,37 @@ void showMap(const Map& map) {
     }
 }
 
-std::string strokeText(const InputEvent& event) {
+std::string eventText(const InputEvent& event) {
     return chordText({.keys = {event.code}, .count = 1}) + (event.value == 1 ? " down" : " up");
+}
+
+/// What goes to a target that is no keyboard. `held`: what the key holds.
+std::string actionText(TargetKind kind, const Action& action, std::optional<Stroke>& held) {
+    const bool isOsc = kind == TargetKind::osc;
+    if (action.kind == Action::Kind::tap) return strokeText(action.stroke);
+    if (action.kind == Action::Kind::press) {
+        held = action.stroke;
+        return strokeText(action.stroke) + (isOsc ? " 1" : " down");
+    }
+    return action.kind == Action::Kind::release && held
+               ? strokeText(*std::exchange(held, std::nullopt)) + (isOsc ? " 0" : " up")
+               : "";
 }
 
 /// What the key sends when it is pressed and when it is released, with the layer of `layerKey` on if there is one.
 std::pair<std::string, std::string> strokesOf(const Map& map, int key, std::optional<int> layerKey) {
     std::string text;
+    const auto add = [&](const std::string& stroke) {
+        if (!stroke.empty()) text += (text.empty() ? "" : ", ") + stroke;
+    };
     KeyStrokes strokes([&](std::span<const InputEvent> together) {
-        for (const InputEvent& event : together) text += (text.empty() ? "" : ", ") + strokeText(event);
+        for (const InputEvent& event : together) add(eventText(event));
     });
-    Engine engine(map, [&](const Action& action) { strokes.take(action); });
+    std::optional<Stroke> held;
+    Engine engine(map, [&](const Action& action) {
+        if (map.application.kind == TargetKind::keys) return strokes.take(action);
+        add(actionText(map.application.kind, action, held));
+    });
     if (layerKey) engine.press(*layerKey);
     engine.press(key);
     const std::string pressed = std::exchange(text, {});

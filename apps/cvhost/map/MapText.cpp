@@ -4,11 +4,13 @@
 #include <array>
 #include <cmath>
 #include <map>
-#include <tuple>
+#include <memory>
 #include <utility>
 
 #include "apps/common/Nearest.h"
 #include "apps/cvhost/map/KeyNames.h"
+#include "apps/cvhost/map/MapNodes.h"
+#include "apps/cvhost/map/Strokes.h"
 #include "host/core/BoundedToml.h"
 
 namespace cvhost::map {
@@ -19,99 +21,147 @@ constexpr std::size_t mostZones = 8;
 constexpr double playSpeed = 1024;
 constexpr double fastest = 32;  ///< times play
 constexpr double mostHysteresis = 0.5;
-constexpr double mostCounts = 1000;  ///< a second
+constexpr int mostCounts = 1000;  ///< a second
+constexpr double mostTimes = 10;
+constexpr int mostFrames = 1000;
+constexpr int highestPort = 65535;
+constexpr std::size_t mostArguments = 16;
+constexpr std::size_t longestArgument = 200;
+constexpr const char* mpvSocket = "mpv.sock";
 
-using Names = std::vector<std::string>;
+using Names = MapNodes::Names;
 
-/// Collects problems beside values: what is wrong has a neutral value.
-class Reader {
+/// How the map's target names what it does.
+struct Words {
+    const char* stroke;   ///< one of them
+    const char* example;  ///< what stands for one in a sentence
+};
+
+const Words& wordsOf(TargetKind kind) {
+    static constexpr std::array words{
+        Words{"a shortcut in quotes, such as \"ctrl+z\"", "SHORTCUT"},
+        Words{"a key of mpv in quotes, such as \"s\", or what it can do, such as \"play\"", "KEY"},
+        Words{"an OSC address in quotes, such as \"/transport/play\"", "/ADDRESS"}};
+    return words.at(static_cast<std::size_t>(kind));
+}
+
+class Reader : public MapNodes {
 public:
     Map read(const toml::table& file) {
         Map map;
-        static const Names known{"title", "target", "keys", "ring", "wheel", "layer"};
-        expectNames(file, known);
         if (const toml::node* title = file.get("title")) map.title = text(*title);
         readTarget(file);
         // Layers first: their keys do nothing else in any section.
         if (const toml::node* layers = file.get("layer")) readLayers(map, *layers);
+        readApplication(file);
         readSection(file, map.base);
         for (Layer& layer : map.layers) readSection(*m_layers.at(layer.name), layer.section);
+        map.application = std::move(m_application);
         return map;
     }
 
-    std::vector<Problem> problems() {
-        std::ranges::sort(m_problems, {}, [](const Problem& each) { return std::tie(each.line, each.column, each.text); });
-        return std::move(m_problems);
-    }
-
 private:
-    void complain(const toml::source_region& place, std::string text) {
-        m_problems.push_back({place.begin.line, place.begin.column, std::move(text)});
-    }
-
-    /// Complains of every name that is not among these.
-    void expectNames(const toml::table& table, const Names& known) {
-        for (const auto& [name, node] : table) {
-            if (std::ranges::find(known, name.str()) != known.end()) continue;
-            complain(name.source(), unknown("name", name.str(), known));
-        }
-    }
-    static std::string unknown(const std::string& kind, std::string_view name, const Names& known) {
-        return "unknown " + kind + " \"" + std::string(name) + '"' + common::didYouMean(common::nearest(name, known));
-    }
-
-    std::string text(const toml::node& node) {
-        const auto* value = node.as_string();
-        if (value == nullptr) complain(node.source(), "this must be a text in quotes");
-        return value == nullptr ? "" : value->get();
-    }
-    const toml::table* tableAt(const toml::table& in, std::string_view name) {
-        const toml::node* node = in.get(name);
-        if (node == nullptr) return nullptr;
-        if (!node->is_table()) complain(node->source(), '"' + std::string(name) + "\" must be a table");
-        return node->as_table();
-    }
-    double number(const toml::node& node, double least, double most) {
-        const auto value = node.is_number() ? node.value<double>() : std::nullopt;
-        if (value && *value >= least && *value <= most) return *value;
-        complain(node.source(), "this must be a number from " + shown(least) + " to " + shown(most));
-        return least;
-    }
-    static std::string shown(double value) {
-        std::string text = std::to_string(value);
-        text.erase(text.find_last_not_of('0') + 1);
-        if (text.back() == '.') text.pop_back();
-        return text;
-    }
-
     void readTarget(const toml::table& file) {
-        static const Names targets{"keys"};
+        static const Names targets{"keys", "mpv", "osc"};
         const toml::node* target = file.get("target");
         if (target == nullptr) return complain(file.source(), "a target is missing, such as target = \"keys\"");
         const std::string name = text(*target);
-        if (!name.empty() && std::ranges::find(targets, name) == targets.end())
-            complain(target->source(), unknown("target", name, targets));
+        const auto found = std::ranges::find(targets, name);
+        if (found != targets.end()) m_application.kind = static_cast<TargetKind>(found - targets.begin());
+        if (!name.empty() && found == targets.end()) complain(target->source(), unknown("target", name, targets));
+    }
+    bool isFor(TargetKind kind) const { return m_application.kind == kind; }
+
+    /// The names at the top of the file: those of every map, and those of its target.
+    void readApplication(const toml::table& file) {
+        Names known{"title", "target", "keys", "ring", "wheel", "layer"};
+        if (isFor(TargetKind::mpv)) known.emplace_back("socket");
+        if (isFor(TargetKind::osc)) known.insert(known.end(), {"host", "port", "listen", "hello", "lamps"});
+        expectNames(file, known);
+        if (isFor(TargetKind::mpv)) {
+            m_application.socket = mpvSocket;
+            if (const toml::node* socket = file.get("socket")) m_application.socket = text(*socket);
+        }
+        if (!isFor(TargetKind::osc)) return;
+        const toml::node* port = file.get("port");
+        if (port == nullptr) complain(file.source(), "the program's UDP port is missing, such as port = 3819");
+        if (port != nullptr) m_application.port = whole(*port, 1, highestPort);
+        m_application.host = "127.0.0.1";
+        if (const toml::node* host = file.get("host")) m_application.host = text(*host);
+        if (const toml::node* listen = file.get("listen")) m_application.listen = whole(*listen, 1, highestPort);
+        if (const toml::node* hello = file.get("hello")) {
+            if (const auto message = oscMessage(*hello)) m_application.hello = *message;
+        }
+        if (const toml::table* lamps = tableAt(file, "lamps")) readLamps(*lamps);
     }
 
-    Chord chord(const toml::node& node) {
+    void readLamps(const toml::table& lamps) {
+        for (const auto& [name, node] : lamps) {
+            const auto code = deskKeyAt(name.source(), name.str());
+            const auto message = oscMessage(node);
+            if (!code || !message) continue;
+            if (m_layerKeys.contains(*code)) complain(name.source(), "this key's lamp shows its layer");
+            m_application.lamps.emplace_back(common::lampOfKey(*code), message->address);
+        }
+    }
+
+    /// An address, or a list of an address and its arguments; null after a complaint.
+    std::shared_ptr<const OscMessage> oscMessage(const toml::node& node) {
+        const toml::array* list = node.as_array();
+        const toml::node* first = list == nullptr ? &node : list->get(0);
+        const auto* address = first == nullptr ? nullptr : first->as_string();
+        if (address == nullptr || (list != nullptr && list->size() > mostArguments + 1)) {
+            complain(node.source(), std::string("this must be ") + wordsOf(TargetKind::osc).stroke +
+                                        ", or a list of it and up to " + std::to_string(mostArguments) + " arguments");
+            return nullptr;
+        }
+        auto parsed = parseStroke(TargetKind::osc, address->get());
+        if (const auto* problem = std::get_if<std::string>(&parsed)) {
+            complain(first->source(), *problem);
+            return nullptr;
+        }
+        OscMessage message = *std::get<std::shared_ptr<const OscMessage>>(std::get<Stroke>(parsed));
+        for (std::size_t i = 1; list != nullptr && i < list->size(); ++i)
+            message.arguments.push_back(argument(*list->get(i)));
+        return std::make_shared<const OscMessage>(std::move(message));
+    }
+    OscMessage::Argument argument(const toml::node& node) {
+        if (const auto* value = node.as_integer()) {
+            if (std::in_range<std::int32_t>(value->get())) return static_cast<std::int32_t>(value->get());
+        } else if (const auto* exact = node.as_floating_point()) {
+            return static_cast<float>(exact->get());
+        } else if (const auto* text = node.as_string()) {
+            if (text->get().size() <= longestArgument) return text->get();
+        }
+        complain(node.source(), "an argument is a number of 32 bits, or a text of up to " + std::to_string(longestArgument) +
+                                    " characters");
+        return 0;
+    }
+
+    Stroke stroke(const toml::node& node) {
+        if (isFor(TargetKind::osc)) {
+            auto message = oscMessage(node);
+            return message ? Stroke(std::move(message)) : Stroke();
+        }
         const auto* value = node.as_string();
         if (value == nullptr) {
-            complain(node.source(), "this must be a shortcut in quotes, such as \"ctrl+z\"");
+            complain(node.source(), std::string("this must be ") + wordsOf(m_application.kind).stroke);
             return {};
         }
-        auto parsed = parseChord(value->get());
+        auto parsed = parseStroke(m_application.kind, value->get());
         if (const auto* problem = std::get_if<std::string>(&parsed)) {
             complain(node.source(), *problem);
             return {};
         }
-        return std::get<Chord>(parsed);
+        return std::get<Stroke>(std::move(parsed));
     }
-    /// A shortcut, or a list of them.
+    /// A stroke, or a list of them.
     Taps taps(const toml::node& node) {
         Taps taps;
         const auto* list = node.as_array();
-        if (list == nullptr) {
-            taps.chords[0] = chord(node);
+        const bool isMessage = isFor(TargetKind::osc) && list != nullptr && !list->empty() && !list->get(0)->is_array();
+        if (list == nullptr || isMessage) {
+            taps.strokes[0] = stroke(node);
             taps.count = 1;
             return taps;
         }
@@ -119,7 +169,7 @@ private:
             complain(node.source(), "this list must have 1 to " + std::to_string(Taps::most) + " shortcuts");
             return taps;
         }
-        for (const toml::node& each : *list) taps.chords.at(taps.count++) = chord(each);
+        for (const toml::node& each : *list) taps.strokes.at(taps.count++) = stroke(each);
         return taps;
     }
 
@@ -178,14 +228,16 @@ private:
     void readKey(const toml::key& name, const toml::node& node, Section& section) {
         const auto code = deskKeyAt(name.source(), name.str());
         KeyAction action{.held = node.is_string()};
+        const std::string tapped = std::string("{ tap = \"") + wordsOf(m_application.kind).example + "\" }";
         if (const toml::table* table = node.as_table()) {
             expectNames(*table, {"tap"});
             if (const toml::node* tap = table->get("tap")) action.taps = taps(*tap);
-            if (table->get("tap") == nullptr) complain(node.source(), "this must be a shortcut or { tap = \"SHORTCUT\" }");
+            if (table->get("tap") == nullptr) complain(node.source(), "this must be a shortcut or " + tapped);
         } else if (action.held) {
             action.taps = taps(node);
+            action.held = !std::holds_alternative<PlayerKey>(action.taps.strokes[0]);  // a player has no release
         } else {
-            complain(node.source(), "this must be a shortcut in quotes or { tap = \"SHORTCUT\" }");
+            complain(node.source(), "this must be a shortcut in quotes or " + tapped);
         }
         if (!code) return;
         const auto layer = m_layerKeys.find(*code);
@@ -197,7 +249,9 @@ private:
     }
 
     Ring readRing(const toml::table& table) {
-        static const Names known{"centre", "hysteresis", "steps", "forward", "backward"};
+        if (!isFor(TargetKind::keys) && table.contains("speed")) return readSpeed(table);
+        Names known{"centre", "hysteresis", "steps", "forward", "backward"};
+        if (!isFor(TargetKind::keys)) known.emplace_back("speed");
         expectNames(table, known);
         Ring ring;
         ring.stepping = table.contains("steps");
@@ -209,6 +263,20 @@ private:
         if (const toml::node* node = table.get("centre")) ring.centre = taps(*node);
         if (const toml::node* node = table.get("forward")) ring.forward = readZones(table, *node, ring.stepping);
         if (const toml::node* node = table.get("backward")) ring.backward = readZones(table, *node, ring.stepping);
+        return ring;
+    }
+
+    /// A ring that sends its speed.
+    Ring readSpeed(const toml::table& table) {
+        Names known{"speed"};
+        if (isFor(TargetKind::osc)) known.emplace_back("send");
+        expectNames(table, known);
+        Ring ring;
+        ring.times = number(*table.get("speed"), 0.01, mostTimes);
+        const toml::node* send = table.get("send");
+        if (isFor(TargetKind::osc) && send == nullptr)
+            complain(table.source(), "the ring needs \"send\", the address that the speed is for");
+        if (isFor(TargetKind::osc) && send != nullptr) ring.send = stroke(*send);
         return ring;
     }
 
@@ -245,8 +313,16 @@ private:
     /// In the console's unit, from times play.
     int speed(const toml::node& node) { return static_cast<int>(std::lround(number(node, 0.01, fastest) * playSpeed)); }
 
+    /// What a wheel's table can say about what a count does.
+    Names wheelNames() const {
+        if (isFor(TargetKind::mpv)) return {"frames", "forward", "backward"};
+        if (isFor(TargetKind::osc)) return {"send", "forward", "backward"};
+        return {"scroll", "forward", "backward"};
+    }
+
     Wheel readWheel(const toml::table& table) {
-        static const Names known{"scroll", "forward", "backward", "slow", "fast"};
+        Names known = wheelNames();
+        known.insert(known.end(), {"slow", "fast"});
         expectNames(table, known);
         Wheel wheel;
         wheel.normal = wheel.slow = wheel.fast = wheelAction(table);
@@ -258,33 +334,40 @@ private:
     }
     /// What the wheel does when it is slow or fast; returns the limit in counts a second.
     std::optional<int> gear(const toml::table& table, const char* limit, WheelAction& action) {
-        const Names known{limit, "scroll", "forward", "backward"};
+        Names known = wheelNames();
+        known.emplace_back(limit);
         expectNames(table, known);
         action = wheelAction(table);
-        if (const toml::node* node = table.get(limit)) return static_cast<int>(std::lround(number(*node, 1, mostCounts)));
+        if (const toml::node* node = table.get(limit)) return whole(*node, 1, mostCounts);
         complain(table.source(), std::string("this needs \"") + limit + "\", in counts a second");
         return std::nullopt;
     }
     WheelAction wheelAction(const toml::table& table) {
-        const toml::node* scroll = table.get("scroll");
+        const std::string special = wheelNames().front();
+        const toml::node* move = table.get(special);
         const toml::node* forward = table.get("forward");
         const toml::node* backward = table.get("backward");
         const bool taps = forward != nullptr && backward != nullptr;
-        if ((scroll != nullptr) == taps || (forward != nullptr) != (backward != nullptr)) {
-            complain(table.source(), "the wheel needs either \"forward\" and \"backward\", or \"scroll\"");
+        if ((move != nullptr) == taps || (forward != nullptr) != (backward != nullptr)) {
+            complain(table.source(), "the wheel needs either \"forward\" and \"backward\", or \"" + special + '"');
             return {};
         }
-        if (taps) return {.forward = chord(*forward), .backward = chord(*backward)};
+        if (taps) return {.forward = stroke(*forward), .backward = stroke(*backward)};
+        if (isFor(TargetKind::mpv)) return {.frames = whole(*move, 1, mostFrames)};
+        if (isFor(TargetKind::osc)) return {.send = true, .forward = stroke(*move)};
+        return {.scroll = direction(*move)};
+    }
+    Scroll direction(const toml::node& node) {
         static const Names directions{"up", "down", "left", "right"};
         static constexpr std::array values{Scroll::up, Scroll::down, Scroll::left, Scroll::right};
-        const std::string name = text(*scroll);
+        const std::string name = text(node);
         const auto found = std::ranges::find(directions, name);
-        if (found != directions.end()) return {.scroll = values.at(static_cast<std::size_t>(found - directions.begin()))};
-        if (!name.empty()) complain(scroll->source(), unknown("direction", name, directions));
-        return {};
+        if (found != directions.end()) return values.at(static_cast<std::size_t>(found - directions.begin()));
+        if (!name.empty()) complain(node.source(), unknown("direction", name, directions));
+        return Scroll::none;
     }
 
-    std::vector<Problem> m_problems;
+    Application m_application;
     std::map<std::string, const toml::table*> m_layers;
     std::map<int, std::string> m_layerKeys;  ///< the layer of each
 };
@@ -305,7 +388,7 @@ std::variant<Map, std::vector<Problem>> parseMap(std::string_view text) {
     if (!result) return Problems{problemAt(result.error().source(), result.error().description())};
     Reader reader;
     Map map = reader.read(result.table());
-    auto problems = reader.problems();
+    auto problems = reader.takeProblems();
     if (!problems.empty()) return problems;
     return map;
 }

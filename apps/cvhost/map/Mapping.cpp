@@ -4,23 +4,18 @@
 #include <cmath>
 #include <utility>
 
-#include "apps/cvhost/map/KeyboardTarget.h"
+#include "apps/cvhost/map/Strokes.h"
 
 namespace cvhost::map {
 namespace {
 
 constexpr double mostCounts = 1000;
+constexpr std::size_t longestLegend = 60;
 
-NamedMap found(const std::string& nameOrFile) {
-    auto file = findMap(nameOrFile);
-    if (const auto* problem = std::get_if<std::string>(&file)) throw TargetFailure(*problem);
-    return std::get<NamedMap>(file);
-}
-
-Map readable(const std::string& path) {
-    auto map = readMap(path);
-    if (const auto* problems = std::get_if<MapProblems>(&map)) throw TargetFailure(problems->front());
-    return std::get<Map>(std::move(map));
+std::string legendOf(const KeyAction& action) {
+    std::string text = tapsText(action.taps);
+    if (text.size() > longestLegend) text.resize(longestLegend);
+    return text;
 }
 
 /// NaN counts as no movement.
@@ -31,15 +26,19 @@ std::int64_t partsOf(double counts) {
 
 }  // namespace
 
-Mapping::Mapping(const std::string& nameOrFile)
-    // In braces, arguments are evaluated in their order: a broken map is reported before a missing keyboard.
-    : Mapping{found(nameOrFile), readable(found(nameOrFile).path), std::make_unique<KeyboardTarget>()} {}
+OpenMap openMap(const std::string& nameOrFile) {
+    auto file = findMap(nameOrFile);
+    if (const auto* problem = std::get_if<std::string>(&file)) throw TargetFailure(*problem);
+    auto map = readMap(std::get<NamedMap>(file).path);
+    if (const auto* problems = std::get_if<MapProblems>(&map)) throw TargetFailure(problems->front());
+    return {std::get<NamedMap>(std::move(file)), std::get<Map>(std::move(map))};
+}
 
-Mapping::Mapping(NamedMap file, Map map, std::unique_ptr<Target> target)
-    : m_file(std::move(file)),
+Mapping::Mapping(OpenMap map, std::unique_ptr<Target> target)
+    : m_file(std::move(map.file)),
       m_mark(markOf(m_file.path)),
       m_target(std::make_unique<TargetThread>(std::move(target))),
-      m_engine(std::move(map), [this](const Action& action) { m_target->send(action); }) {}
+      m_engine(std::move(map.map), [this](const Action& action) { m_target->send(action); }) {}
 
 void Mapping::setClaimed(Claimed claimed) {
     const std::lock_guard lock(m_mutex);
@@ -81,8 +80,13 @@ Mapping::News Mapping::refresh() {
     if (std::exchange(m_mark, mark) == mark) return {};
     auto read = readMap(m_file.path);
     if (auto* problems = std::get_if<MapProblems>(&read)) return {.problems = std::move(*problems)};
-    act([&](Engine& engine) { engine.setMap(std::get<Map>(std::move(read))); });
-    return {.changed = true, .problems = {}};
+    News news;
+    act([&](Engine& engine) {
+        news.changed = std::get<Map>(read).application == engine.map().application;
+        if (news.changed) engine.setMap(std::get<Map>(std::move(read)));
+    });
+    if (!news.changed) news.problems.push_back(m_file.path + " has another target now: start cvhost again to use it");
+    return news;
 }
 
 void Mapping::showLamps(iConsoleResource& console, bool lent) {
@@ -90,16 +94,31 @@ void Mapping::showLamps(iConsoleResource& console, bool lent) {
         m_lampsKnown = false;
         return;
     }
-    Engine::Lamps lamps;
-    act([&](const Engine& engine) { lamps = engine.lamps(); });
+    Lamps lamps;
+    act([&](const Engine& engine) { lamps = engine.lamps() | m_target->lamps(); });
     m_ours |= lamps;
-    const Engine::Lamps changed = m_lampsKnown ? lamps ^ m_shown : m_ours;
+    const Lamps changed = m_lampsKnown ? lamps ^ m_shown : m_ours;
     m_lampsKnown = true;
     m_shown = lamps;
     for (int lamp = 1; lamp <= common::lampCount; ++lamp) {
         const auto index = static_cast<std::size_t>(lamp);
         if (changed.test(index)) console.lamp_set(lamp, lamps.test(index) ? 'F' : 'O');
     }
+}
+
+std::optional<Legends> Mapping::takeLegends() {
+    std::optional<Legends> legends;
+    act([&](const Engine& engine) {
+        if (std::exchange(m_legends, engine.changes()) == engine.changes()) return;
+        legends.emplace();
+        if (const Layer* layer = engine.layer()) legends->layer = layer->name;
+        for (int code = 0; code < common::keyCount; ++code) {
+            if (const KeyAction* action = engine.actionOf(code))
+                legends->keys.at(static_cast<std::size_t>(code)) = legendOf(*action);
+        }
+        for (const Layer& layer : engine.map().layers) legends->keys.at(static_cast<std::size_t>(layer.key)) = layer.name;
+    });
+    return legends;
 }
 
 void Mapping::end() {

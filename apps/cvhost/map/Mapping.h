@@ -4,6 +4,8 @@
 // Threads: events on any, one at a time; the rest on the application's main thread. No event waits for the target.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -19,15 +21,29 @@
 
 namespace cvhost::map {
 
+/// A map that has been read.
+struct OpenMap {
+    NamedMap file;
+    Map map;
+};
+
+/// Reads a map. Throws TargetFailure if it cannot be read.
+OpenMap openMap(const std::string& nameOrFile);
+
+/// What the desk's keys do in a layer.
+struct Legends {
+    std::string layer;  ///< empty: none is on
+    std::array<std::string, common::keyCount> keys;
+
+    bool operator==(const Legends&) const = default;
+};
+
 class Mapping {
 public:
     /// Whether what a code does is somebody else's.
     using Claimed = std::function<bool(int code)>;
 
-    /// Reads the map. Throws TargetFailure if it cannot be read or its target does not work.
-    explicit Mapping(const std::string& nameOrFile);
-    /// With a target made elsewhere.
-    Mapping(NamedMap file, Map map, std::unique_ptr<Target> target);
+    Mapping(OpenMap map, std::unique_ptr<Target> target);
 
     /// Ask this of each press, and of each movement of the ring (0) and the wheel (47).
     void setClaimed(Claimed claimed);
@@ -46,8 +62,10 @@ public:
     };
     /// Reads the file again if it has changed.
     News refresh();
-    /// Shows the layers on the console's lamps. `lent`: somebody else sets the lamps.
+    /// Shows the layers and the target's state on the console's lamps. `lent`: somebody else sets the lamps.
     void showLamps(iConsoleResource& console, bool lent);
+    /// What each key does now, if that has changed since the last call.
+    std::optional<Legends> takeLegends();
     /// Why the target has ended; empty while it works.
     std::optional<std::string> failure() { return m_target ? m_target->failure() : std::nullopt; }
     /// Releases everything and ends the target. Later events do nothing.
@@ -61,12 +79,13 @@ private:
     FileMark m_mark;
     std::unique_ptr<TargetThread> m_target;
     std::mutex m_mutex;
-    Claimed m_claimed;          ///< under m_mutex
-    Engine m_engine;            ///< under m_mutex
-    bool m_ended = false;       ///< under m_mutex
-    Engine::Lamps m_shown;      ///< on the console
-    Engine::Lamps m_ours;       ///< lamps that the map has set at some time
-    bool m_lampsKnown = false;  ///< the console shows m_shown
+    Claimed m_claimed;            ///< under m_mutex
+    Engine m_engine;              ///< under m_mutex
+    bool m_ended = false;         ///< under m_mutex
+    Lamps m_shown;                ///< on the console
+    Lamps m_ours;                 ///< lamps that the map has set at some time
+    bool m_lampsKnown = false;    ///< the console shows m_shown
+    std::uint64_t m_legends = 0;  ///< Engine::changes at the last call of takeLegends
 };
 
 }  // namespace cvhost::map

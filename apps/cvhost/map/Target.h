@@ -19,6 +19,9 @@ public:
     /// Does what the map asks for, on the target's own thread. May take as long as the application takes, but must return.
     /// Throws TargetFailure.
     virtual void take(const Action& action) = 0;
+
+    /// The lamps that the application's state lights. Any thread.
+    virtual Lamps lamps() const { return {}; }
 };
 
 }  // namespace cvhost::map

@@ -3,14 +3,12 @@
 // Threads: any.
 #pragma once
 
-#include <condition_variable>
+#include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
-#include "apps/cvhost/map/Mailbox.h"
 #include "apps/cvhost/map/Target.h"
 
 namespace cvhost::map {
@@ -20,23 +18,25 @@ public:
     explicit TargetThread(std::unique_ptr<Target> target);
     TargetThread(const TargetThread&) = delete;
     TargetThread& operator=(const TargetThread&) = delete;
-    /// Waits until the target has done what waits for it and has released everything.
+    /// Waits until the target has done what waits for it and has released everything. A target that hangs is left alone
+    /// after longestEnd, with its thread.
     ~TargetThread();
+
+    static constexpr std::chrono::seconds longestEnd{2};
 
     void send(const Action& action);
     /// Why the target has ended; empty while it works.
-    std::optional<std::string> failure();
+    std::optional<std::string> failure() const;
+    /// See Target.
+    Lamps lamps() const;
 
 private:
-    void work();
-    void takeAll();
+    struct Shared;
 
-    std::unique_ptr<Target> m_target;  ///< the thread's; null when it has failed
-    std::mutex m_mutex;
-    std::condition_variable m_news;
-    Mailbox m_mailbox;                     ///< under m_mutex
-    bool m_stopping = false;               ///< under m_mutex
-    std::optional<std::string> m_failure;  ///< under m_mutex
+    static void work(Shared& shared);
+    static void takeAll(Shared& shared);
+
+    const std::shared_ptr<Shared> m_shared;  ///< the thread's as well
     std::thread m_thread;
 };
 

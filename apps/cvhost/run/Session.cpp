@@ -14,6 +14,9 @@
 #include "apps/common/ConsoleFacts.h"
 #include "apps/common/ExitStatus.h"
 #include "apps/cvhost/driver/Driver.h"
+#include "apps/cvhost/map/MpvProcess.h"
+#include "apps/cvhost/map/MpvSocket.h"
+#include "apps/cvhost/map/Targets.h"
 #include "apps/cvhost/ports/KnownSettings.h"
 #include "apps/cvhost/report/JsonReport.h"
 #include "apps/cvhost/report/TextReport.h"
@@ -129,7 +132,7 @@ Session::~Session() {
 int Session::run() {
     if (!startRecording()) return common::exitStatus::usage;
     prepareHost();
-    if (!startMap() || !startDeck() || !startConsole()) return common::exitStatus::none;
+    if (!startDeck() || !startConsole()) return common::exitStatus::none;
     live();
     const std::string why = better(m_diagnosis, diagnosis(m_monitor.state())).text;  // before the port is closed
     stop();
@@ -203,34 +206,40 @@ void Session::startDesk() {
 
 bool Session::startDeck() {
     try {
-        if (m_options.film.empty()) {
-            m_deck = std::make_unique<transport::ClipDeck>(m_options.clip, [] { return Clock::now().time_since_epoch(); });
-        } else {
-            auto mpv = std::make_unique<map::MpvDeck>(std::make_unique<map::MpvProcess>(m_options.film),
-                                                      [this] { m_wake.signal(); });
-            m_mpv = mpv.get();
-            m_deck = std::move(mpv);
-        }
+        std::optional<map::OpenMap> map;
+        if (!m_options.map.empty()) map = map::openMap(m_options.map);
+        m_deck = makeDeck(map ? &map->map.application : nullptr);
+        if (map) startMap(std::move(*map));
     } catch (const map::MpvFailure& failure) {
         complain(failure.what());
         return false;
-    }
-    m_transport.emplace(*m_deck);
-    m_playheadNews.emplace(m_deck->view().state);
-    return true;
-}
-
-bool Session::startMap() {
-    if (m_options.map.empty()) return true;
-    try {
-        m_map.emplace(m_options.map);
     } catch (const map::TargetFailure& failure) {
         complain(failure.what());
         return false;
     }
+    m_transport.emplace(*m_deck);
+    // An mpv that runs already may have told where it is.
+    m_playheadNews.emplace(m_mpv != nullptr ? transport::State{} : m_deck->view().state);
+    return true;
+}
+
+/// The film of the command line or of the map's mpv, otherwise the built-in clip.
+std::unique_ptr<transport::Deck> Session::makeDeck(const map::Application* application) {
+    std::unique_ptr<map::MpvLink> link;
+    if (!m_options.film.empty()) link = std::make_unique<map::MpvProcess>(m_options.film);
+    if (application != nullptr && application->kind == map::TargetKind::mpv)
+        link = std::make_unique<map::MpvSocket>(map::socketPath(*application));
+    if (!link) return std::make_unique<transport::ClipDeck>(m_options.clip, [] { return Clock::now().time_since_epoch(); });
+    auto deck = std::make_unique<map::MpvDeck>(std::move(link), [this] { m_wake.signal(); });
+    m_mpv = deck.get();
+    return deck;
+}
+
+void Session::startMap(map::OpenMap map) {
+    auto target = map::makeTarget(map.map.application, m_mpv, [this] { m_wake.signal(); });
+    m_map.emplace(std::move(map), std::move(target));
     m_monitor.addFirst(std::ref(*m_map));
     say("map", "the map is " + m_map->file().path);
-    return true;
 }
 
 bool Session::startConsole() {
@@ -385,6 +394,8 @@ void Session::moveTransport() {
 void Session::followMap() {
     if (!m_map) return;
     m_map->showLamps(*m_console, m_transport->lampsLent());
+    if (m_mpv != nullptr) tellMpv();
+    if (const auto legends = m_map->takeLegends(); legends && m_page) m_page->setLegends(legends->layer, legends->keys);
     if (Clock::now() < m_nextMapRefresh) return;
     m_nextMapRefresh = Clock::now() + mapInterval;
     const map::Mapping::News news = m_map->refresh();
@@ -393,6 +404,12 @@ void Session::followMap() {
     if (!news.problems.empty()) complain("the map stays as it was");
     const auto failure = m_map->failure();
     if (failure && !std::exchange(m_mapFailed, true)) complain(*failure);
+}
+
+void Session::tellMpv() {
+    const bool there = m_mpv->connected();
+    if (std::exchange(m_mpvThere, there) == there) return;
+    say("map", there ? "mpv is there" : "waiting for mpv");
 }
 
 void Session::showDesk() {

@@ -16,7 +16,6 @@
 #include "apps/cvhost/control/Server.h"
 #include "apps/cvhost/map/Mapping.h"
 #include "apps/cvhost/map/MpvDeck.h"
-#include "apps/cvhost/map/MpvProcess.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Handlers.h"
 #include "apps/cvhost/run/Options.h"
@@ -53,7 +52,8 @@ private:
     void choosePorts();
     void startDesk();
     bool startDeck();
-    bool startMap();
+    std::unique_ptr<transport::Deck> makeDeck(const map::Application* application);
+    void startMap(map::OpenMap map);
     bool startConsole();
     void startWeb();
     void startControl();
@@ -65,6 +65,7 @@ private:
     void advise(const RunState& state);
     void moveTransport();
     void followMap();
+    void tellMpv();
     void showDesk();
     void stop();
     void noticeRecordingEnd();
@@ -111,6 +112,7 @@ private:
     bool m_switchedOff = false;
     bool m_recordingEnded = false;
     bool m_mapFailed = false;
+    std::optional<bool> m_mpvThere;
     Clock::time_point m_nextMapRefresh{};
     std::optional<Diagnosis> m_diagnosis;  ///< the last one
     Clock::time_point m_nextDiagnosis{};

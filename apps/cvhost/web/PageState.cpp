@@ -117,6 +117,15 @@ void PageState::setWheel(bool on) {
     change([&] { m_wheel = on; });
 }
 
+void PageState::setLegends(const std::string& layer, std::span<const std::string> keys) {
+    std::vector<Json> legends;
+    for (const std::string& key : keys) legends.emplace_back(shown(key));
+    change([&] {
+        m_map = Json::object({{"layer", shown(layer)}, {"keys", Json::list(legends)}});
+        ++m_mapChange;
+    });
+}
+
 void PageState::take(const PlayheadChange& moved) {
     change([&] {
         m_playhead = moved;
@@ -160,6 +169,7 @@ std::string PageState::news(Position& position) {
     const std::lock_guard lock(m_mutex);
     std::string out = "{\"state\":" + stateJson().text();
     if (position.change == 0) out += ",\"law\":" + lawJson().text();
+    if (std::exchange(position.map, m_mapChange) != m_mapChange) out += ",\"map\":" + m_map.text();
     out += ",\"log\":" + m_log.news(position.log);
     out += ",\"wire\":" + m_wire.news(position.wire);
     out += ",\"keys\":" + m_keys.news(position.keys);

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <span>
 #include <string>
 
 #include "apps/common/JsonText.h"
@@ -58,12 +59,15 @@ public:
     void setClip(const transport::Clip& clip, const transport::State& state);
     /// Sets whether the driver has the wheel on.
     void setWheel(bool on);
+    /// Sets what each key does by a map, by its code, and the layer that is on; empty: none.
+    void setLegends(const std::string& layer, std::span<const std::string> keys);
     /// For the desk's watcher.
     void deskEvent(const desk::DeskEvent& event);
 
     /// What a listener has seen.
     struct Position {
         std::uint64_t change = 0;
+        std::uint64_t map = 0;
         std::uint64_t log = 0;
         std::uint64_t wire = 0;
         std::uint64_t keys = 0;
@@ -116,6 +120,8 @@ private:
     double m_jog = 0;         ///< the last movement
     double m_jogTotal = 0;    ///< the sum of all
     bool m_wheel = false;     ///< on, in the driver
+    common::JsonText m_map;   ///< null without a map
+    std::uint64_t m_mapChange = 1;
 
     WebList m_log{300};
     WebList m_wire{400};

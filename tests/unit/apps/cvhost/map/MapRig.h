@@ -14,15 +14,16 @@
 #include "apps/cvhost/map/Engine.h"
 #include "apps/cvhost/map/KeyNames.h"
 #include "apps/cvhost/map/MapText.h"
+#include "apps/cvhost/map/Strokes.h"
 
 namespace map_test {
 
 using namespace cvhost::map;
 using Texts = std::vector<std::string>;
 
-/// The map that `text` says, without the line that names the target.
+/// The map that `text` says. Without a line that names the target, it is a keyboard.
 inline Map mapOf(const std::string& text) {
-    auto parsed = parseMap("target = 'keys'\n" + text);
+    auto parsed = parseMap(text.starts_with("target") ? text : "target = 'keys'\n" + text);
     if (const auto* problems = std::get_if<std::vector<Problem>>(&parsed)) {
         ADD_FAILURE() << problemText("map", problems->front());
         return {};
@@ -33,13 +34,15 @@ inline Map mapOf(const std::string& text) {
 inline std::string textOf(const Action& action) {
     switch (action.kind) {
         case Action::Kind::press:
-            return "press " + chordText(action.chord);
+            return "press " + strokeText(action.stroke);
         case Action::Kind::release:
             return "release " + deskKeyName(action.hold);
         case Action::Kind::tap:
-            return chordText(action.chord);
+            return strokeText(action.stroke);
         case Action::Kind::turn:
             return "turn " + std::to_string(action.amount);
+        case Action::Kind::speed:
+            return "speed " + std::to_string(action.amount);
         case Action::Kind::releaseAll:
             return "release all";
     }

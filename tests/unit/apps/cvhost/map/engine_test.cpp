@@ -144,6 +144,26 @@ TEST(MapEngine, Ring_LayerWithoutOne_GoesOn) {
     EXPECT_THAT(rig.sent(), ElementsAre("l", "k"));
 }
 
+TEST(MapEngine, Ring_ThatSendsItsSpeed_SendsEachChangeAndEndsAtZero) {
+    MapRig rig(R"(target = 'mpv'
+[ring]
+speed = 0.5
+[layer.fine]
+held = 'H'
+ring = { speed = 0.01 }
+)");
+    for (const int speed : {1024, 1024, -3000, 0, 2048}) rig.engine.ring(speed);
+    EXPECT_THAT(rig.sent(), ElementsAre("speed 512", "speed -1500", "speed 0", "speed 1024"));
+    rig.engine.press(h);
+    EXPECT_THAT(rig.sent(), ElementsAre("speed 0"));
+    rig.engine.ring(1024);
+    EXPECT_THAT(rig.sent(), ElementsAre("speed 10"));
+    rig.engine.letGo();
+    EXPECT_THAT(rig.sent(), ElementsAre("speed 0", "release all"));
+    rig.engine.ring(std::numeric_limits<int>::max());
+    EXPECT_THAT(rig.sent(), ElementsAre("speed 102400"));
+}
+
 TEST(MapEngine, Ring_AnySpeed_IsSafe) {
     MapRig rig(steps);
     rig.engine.ring(std::numeric_limits<int>::min());
@@ -174,7 +194,7 @@ TEST(MapEngine, Wheel_Gears_FollowTheCountsASecond) {
     const Map map = mapOf(
         "[wheel]\nforward = 'n'\nbackward = 'n'\nslow = { below = 10, forward = 's', backward = 's' }\n"
         "fast = { from = 50, forward = 'f', backward = 'f' }\n");
-    Engine engine(map, [&](const Action& action) { gears.push_back(chordText(action.wheel.forward)); });
+    Engine engine(map, [&](const Action& action) { gears.push_back(strokeText(action.wheel.forward)); });
     Engine::Time now = 100s;
     for (const auto pause : {0ms, 200ms, 50ms, 50ms, 10ms, 10ms, 0ms, 1000ms}) engine.wheel(count, now += pause);
     EXPECT_THAT(gears, ElementsAre("s", "s", "s", "n", "n", "f", "f", "s"));

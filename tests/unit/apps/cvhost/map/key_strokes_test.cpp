@@ -28,10 +28,10 @@ std::string textOf(const InputEvent& event) {
 class KeyStrokesTest : public testing::Test {
 protected:
     void press(int hold, const std::string& text) {
-        m_strokes.take({.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(hold), .chord = chord(text)});
+        m_strokes.take({.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(hold), .stroke = chord(text)});
     }
     void release(int hold) { m_strokes.take({.kind = Action::Kind::release, .hold = static_cast<std::uint8_t>(hold)}); }
-    void tap(const std::string& text) { m_strokes.take({.kind = Action::Kind::tap, .chord = chord(text)}); }
+    void tap(const std::string& text) { m_strokes.take({.kind = Action::Kind::tap, .stroke = chord(text)}); }
     void releaseAll() { m_strokes.take({.kind = Action::Kind::releaseAll}); }
     void turn(const WheelAction& wheel, int amount) {
         m_strokes.take({.kind = Action::Kind::turn, .wheel = wheel, .amount = amount});
@@ -85,7 +85,7 @@ public:
     }
     Taps taps() {
         Taps taps;
-        for (int i = below(3); i >= 0; --i) taps.chords.at(taps.count++) = chord();
+        for (int i = below(3); i >= 0; --i) taps.strokes.at(taps.count++) = chord();
         return taps;
     }
     Section section() {
@@ -107,7 +107,7 @@ public:
         return section;
     }
     Map map() {
-        Map map{.title = "random", .base = section(), .layers = {}};
+        Map map{.title = "random", .application = {}, .base = section(), .layers = {}};
         for (int i = 0; i < 3; ++i) map.layers.push_back({"layer", 41 + i, below(2) > 0, section()});
         return map;
     }

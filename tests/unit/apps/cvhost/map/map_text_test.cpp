@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "apps/cvhost/map/KeyNames.h"
+#include "apps/cvhost/map/Strokes.h"
 
 using namespace cvhost::map;
 using testing::ElementsAre;
@@ -57,8 +57,8 @@ TEST(MapText, ParseMap_KeysWithBothKinds_AreHeldAndTapped) {
     const auto& bracket = map.base.keys.at('[' - '@');
     ASSERT_TRUE(bracket);
     EXPECT_TRUE(bracket->held);
-    EXPECT_EQ(bracket->taps.chords[0].keys[0], KEY_LEFTCTRL);
-    EXPECT_EQ(bracket->taps.chords[0].keys[2], KEY_Z);
+    EXPECT_EQ(std::get<Chord>(bracket->taps.strokes[0]).keys[0], KEY_LEFTCTRL);
+    EXPECT_EQ(std::get<Chord>(bracket->taps.strokes[0]).keys[2], KEY_Z);
 }
 
 TEST(MapText, ParseMap_RingWithZones_HasThemInTheConsolesUnit) {
@@ -93,7 +93,7 @@ TEST(MapText, ParseMap_WheelWithGears_HasTheirLimits) {
     EXPECT_EQ(map.base.wheel->fastFrom, 30);
     EXPECT_EQ(map.base.wheel->slowBelow, 3);
     EXPECT_EQ(map.base.wheel->slow.scroll, Scroll::down);
-    EXPECT_EQ(chordText(map.base.wheel->fast.backward), "shift+left");
+    EXPECT_EQ(strokeText(map.base.wheel->fast.backward), "shift+left");
 }
 
 TEST(MapText, ParseMap_Layers_HaveTheirKeysAndSections) {
@@ -107,6 +107,63 @@ TEST(MapText, ParseMap_Layers_HaveTheirKeysAndSections) {
     EXPECT_TRUE(map.layers[0].section.wheel);
     EXPECT_FALSE(map.layers[1].latched);
     EXPECT_EQ(tapsText(map.layers[1].section.keys.at(5)->taps), "x");
+}
+
+TEST(MapText, ParseMap_TargetMpv_HasPlayerKeysSpeedAndFrames) {
+    const Map map = mapOf(
+        "target = 'mpv'\nsocket = '/run/mpv'\n[keys]\nplay = 'play'\nA = 'Ctrl+PGDWN'\nB = { tap = ['s', 'stop'] }\n"
+        "[ring]\nspeed = 0.5\n[wheel]\nframes = 1\nfast = { from = 40, frames = 25 }\n");
+    EXPECT_EQ(map.application, (Application{.kind = TargetKind::mpv, .socket = "/run/mpv"}));
+    EXPECT_EQ(std::get<PlayerKey>(map.base.keys.at(11)->taps.strokes[0]).code, 11);
+    EXPECT_FALSE(map.base.keys.at(11)->held);
+    EXPECT_EQ(*std::get<MpvKey>(map.base.keys.at(1)->taps.strokes[0]).name, "Ctrl+PGDWN");
+    EXPECT_TRUE(map.base.keys.at(1)->held);
+    EXPECT_EQ(tapsText(map.base.keys.at(2)->taps), "s, stop");
+    EXPECT_EQ(map.base.ring->times, 0.5);
+    EXPECT_EQ(map.base.wheel->normal.frames, 1);
+    EXPECT_EQ(map.base.wheel->fast.frames, 25);
+    EXPECT_EQ(mapOf("target = 'mpv'\n").application.socket, "mpv.sock");
+}
+
+TEST(MapText, ParseMap_TargetOsc_HasMessagesAndLamps) {
+    const Map map = mapOf(
+        "target = 'osc'\nport = 3819\nlisten = 9000\nhello = ['/hi', 1, 0.5, '{port}']\n[lamps]\nplay = '/play'\n"
+        "[keys]\nplay = '/play'\nstop = { tap = ['/stop', 1] }\nA = { tap = [['/a'], ['/b', 'text']] }\n"
+        "[ring]\nsend = '/speed'\nspeed = 2\n[wheel]\nsend = '/jog'\n");
+    EXPECT_EQ(map.application,
+              (Application{.kind = TargetKind::osc,
+                           .host = "127.0.0.1",
+                           .port = 3819,
+                           .listen = 9000,
+                           .hello = OscMessage{.address = "/hi", .arguments = {1, 0.5F, std::string("{port}")}},
+                           .lamps = {{1, "/play"}}}));
+    EXPECT_TRUE(map.base.keys.at(11)->held);
+    EXPECT_EQ(tapsText(map.base.keys.at(12)->taps), "/stop 1");
+    EXPECT_EQ(tapsText(map.base.keys.at(1)->taps), "/a, /b \"text\"");
+    EXPECT_EQ(map.base.ring->times, 2);
+    EXPECT_EQ(strokeText(map.base.ring->send), "/speed");
+    EXPECT_TRUE(map.base.wheel->normal.send);
+}
+
+TEST(MapText, ParseMap_MistakesOfOtherTargets_AreReported) {
+    EXPECT_THAT(problemsOf("target = 'mpv'\nport = 1\n[keys]\nA = 'pley'\nB = 'ctrl+z'\n[wheel]\nscroll = 'up'\n"),
+                ElementsAre("m:2:1: unknown name \"port\"",
+                            "m:4:5: \"pley\" is neither a key of mpv nor what it can do (did you mean \"play\"?)",
+                            "m:5:5: \"ctrl+z\" is neither a key of mpv nor what it can do",
+                            "m:6:1: the wheel needs either \"forward\" and \"backward\", or \"frames\"",
+                            "m:7:1: unknown name \"scroll\""));
+    EXPECT_THAT(problemsOf("target = 'osc'\n[lamps]\nG = '/a'\n[keys]\nA = 'play'\nB = { tap = ['/a', []] }\nC = { tap = "
+                           "['/a', 99999999999] }\n[ring]\nspeed = 1\n[layer.x]\nheld = 'G'\n"),
+                ElementsAre("m:1:1: the program's UDP port is missing, such as port = 3819",
+                            "m:3:1: this key's lamp shows its layer",
+                            "m:5:5: \"play\" is no OSC address, such as \"/transport/play\"",
+                            "m:6:20: an argument is a number of 32 bits, or a text of up to 200 characters",
+                            "m:7:20: an argument is a number of 32 bits, or a text of up to 200 characters",
+                            "m:8:1: the ring needs \"send\", the address that the speed is for"));
+    EXPECT_THAT(problemsOf("target = 'osc'\nport = 70000\n[keys]\nA = { tap = '/a b' }\nB = ['/a']\n"),
+                ElementsAre("m:2:8: this must be a number from 1 to 65535",
+                            "m:4:13: \"/a b\" is no OSC address, such as \"/transport/play\"",
+                            "m:5:5: this must be a shortcut in quotes or { tap = \"/ADDRESS\" }"));
 }
 
 TEST(MapText, ParseMap_SeveralMistakes_ReportsAllInTheOrderOfTheLines) {

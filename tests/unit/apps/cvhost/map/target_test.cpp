@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -26,7 +27,7 @@ namespace {
 
 Chord chord(const std::string& text) { return std::get<Chord>(parseChord(text)); }
 Action pressed(int hold, const std::string& text) {
-    return {.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(hold), .chord = chord(text)};
+    return {.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(hold), .stroke = chord(text)};
 }
 Action released(int hold) { return {.kind = Action::Kind::release, .hold = static_cast<std::uint8_t>(hold)}; }
 Action turned(int amount, Scroll scroll = Scroll::down) {
@@ -76,14 +77,17 @@ private:
 class LoggedTarget final : public Target {
 public:
     explicit LoggedTarget(Log& log, bool fails = false) : m_log(log), m_fails(fails) {}
+    LoggedTarget(Log& log, const std::atomic<unsigned>& lamps) : m_log(log), m_fails(false), m_lamps(&lamps) {}
     void take(const Action& action) override {
         if (m_fails) throw TargetFailure("it is broken");
         m_log.add(textOf(action));
     }
+    Lamps lamps() const override { return m_lamps == nullptr ? Lamps() : Lamps(*m_lamps); }
 
 private:
     Log& m_log;
     const bool m_fails;
+    const std::atomic<unsigned>* m_lamps = nullptr;
 };
 
 class MappingTest : public testing::Test {
@@ -97,8 +101,7 @@ protected:
 
     void write(const std::string& text) const { std::ofstream(m_path) << "target = 'keys'\n" << text; }
     Mapping& mapping() {
-        if (!m_mapping)
-            m_mapping.emplace(NamedMap{"m", m_path}, std::get<Map>(readMap(m_path)), std::make_unique<LoggedTarget>(m_log));
+        if (!m_mapping) m_mapping.emplace(openMap(m_path), std::make_unique<LoggedTarget>(m_log, m_targetLamps));
         return *m_mapping;
     }
     /// All that the target was asked to do.
@@ -114,6 +117,7 @@ protected:
 
     const std::string m_path = testing::TempDir() + "map_test_" + std::to_string(::getpid()) + ".toml";
     Log m_log;
+    std::atomic<unsigned> m_targetLamps = 0;
     std::optional<Mapping> m_mapping;
 };
 
@@ -184,6 +188,18 @@ TEST(TargetThread, End_ActionsWait_DoesThemAndReleasesAll) {
     EXPECT_THAT(log.texts(), ElementsAre("press a", "release all"));
 }
 
+TEST(TargetThread, End_TargetHangsForever_LeavesItAlone) {
+    static Log log;  // the target's thread uses it to its own end
+    {
+        TargetThread thread(std::make_unique<LoggedTarget>(log));
+        log.hang(true);
+        thread.send(pressed(1, "a"));
+        log.waitUntilHung();
+    }
+    log.hang(false);
+    EXPECT_THAT(log.wait(2), ElementsAre("press a", "release all"));
+}
+
 TEST(TargetThread, Failure_OfTheTarget_IsReported) {
     Log log;
     TargetThread thread(std::make_unique<LoggedTarget>(log, true));
@@ -250,6 +266,47 @@ TEST_F(MappingTest, ShowLamps_LayerOnAndOff_FollowsItUnlessTheLampsAreLent) {
     EXPECT_EQ(console.lamps.at(6), 'O');
     mapping().showLamps(console, false);
     EXPECT_EQ(console.lamps.at(6), 'F');
+}
+
+TEST_F(MappingTest, ShowLamps_TargetReports_ShowsItsLampsBesideTheLayers) {
+    ValueConsole console;
+    m_targetLamps = 1U << 2;
+    press(1);
+    mapping().showLamps(console, false);
+    EXPECT_EQ(console.lamps.at(2), 'F');
+    EXPECT_EQ(console.lamps.at(6), 'F');
+    m_targetLamps = 0;
+    mapping().showLamps(console, false);
+    EXPECT_EQ(console.lamps.at(2), 'O');
+    EXPECT_EQ(console.lamps.at(6), 'F');
+}
+
+TEST_F(MappingTest, TakeLegends_LayerOn_AreThoseOfTheLayer) {
+    const auto first = mapping().takeLegends();
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->layer, "");
+    EXPECT_EQ(first->keys.at(5), "ctrl+z");
+    EXPECT_EQ(first->keys.at(1), "a");  // the layer's name
+    EXPECT_EQ(first->keys.at(2), "");
+    EXPECT_FALSE(mapping().takeLegends());
+    write("[keys]\nE = 'x'\n[layer.other]\nheld = 'A'\nkeys = { E = { tap = ['k', 'l'] } }\n");
+    EXPECT_TRUE(mapping().refresh().changed);
+    EXPECT_EQ(mapping().takeLegends()->keys.at(5), "x");
+    press(1);
+    const auto layered = mapping().takeLegends();
+    ASSERT_TRUE(layered);
+    EXPECT_EQ(layered->layer, "other");
+    EXPECT_EQ(layered->keys.at(5), "k, l");
+}
+
+TEST_F(MappingTest, Refresh_OtherTarget_StaysWithTheOldMap) {
+    mapping();
+    std::ofstream(m_path) << "target = 'osc'\nport = 9\n";
+    const Mapping::News news = mapping().refresh();
+    EXPECT_FALSE(news.changed);
+    EXPECT_THAT(news.problems, ElementsAre(m_path + " has another target now: start cvhost again to use it"));
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("press ctrl+z", "release all", "release all"));
 }
 
 TEST_F(MappingTest, Refresh_FileChangedOrBroken_TakesItOverOrKeepsTheLast) {

@@ -1,0 +1,188 @@
+#include "apps/cvhost/map/OscTarget.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "apps/cvhost/map/OscFormat.h"
+#include "host/core/Failure.h"
+
+namespace cvhost::map {
+namespace {
+
+constexpr double playSpeed = 1024;
+constexpr int mostTaps = 100;         ///< in one turn
+constexpr int quietTimeoutMs = 5000;  ///< a program that says nothing for so long is greeted again: it may be a new one
+constexpr std::string_view portArgument = "{port}";
+
+std::string reasonOf(int error) { return std::generic_category().message(error); }
+
+struct FreeAddresses {
+    void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
+};
+
+/// The message with this argument after its own.
+OscMessage with(const OscMessage& message, OscMessage::Argument argument) {
+    OscMessage longer = message;
+    longer.arguments.push_back(std::move(argument));
+    return longer;
+}
+
+/// Null: it is no message.
+const OscMessage* messageOf(const Stroke& stroke) {
+    const auto* message = std::get_if<std::shared_ptr<const OscMessage>>(&stroke);
+    return message != nullptr ? message->get() : nullptr;
+}
+
+/// Where a socket receives what is sent to this machine alone if the program is on it, otherwise on all its addresses.
+sockaddr_in ownAddress(const sockaddr_in& program, int port) {
+    const bool isHere = ntohl(program.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_port = htons(static_cast<std::uint16_t>(port));
+    own.sin_addr.s_addr = htonl(isHere ? INADDR_LOOPBACK : INADDR_ANY);
+    return own;
+}
+
+sockaddr* general(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
+
+}  // namespace
+
+OscTarget::OscTarget(Application application, std::function<void()> changed)
+    : m_application(std::move(application)),
+      m_changed(std::move(changed)),
+      m_end(owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
+    findProgram();
+    openSocket();
+    m_thread = std::thread([this] { guarded([this] { listen(); }); });
+}
+
+OscTarget::~OscTarget() {
+    const std::uint64_t one = 1;
+    if (::write(m_end.get(), &one, sizeof one) == sizeof one) m_thread.join();
+}
+
+void OscTarget::findProgram() {
+    // Programs with OSC listen on IPv4.
+    addrinfo wanted{};
+    wanted.ai_flags = AI_NUMERICSERV;
+    wanted.ai_family = AF_INET;
+    wanted.ai_socktype = SOCK_DGRAM;
+    addrinfo* found = nullptr;
+    const int error = ::getaddrinfo(m_application.host.c_str(), std::to_string(m_application.port).c_str(), &wanted, &found);
+    const std::unique_ptr<addrinfo, FreeAddresses> addresses(found);
+    if (error != 0) throw TargetFailure("cannot find the host \"" + m_application.host + "\": " + ::gai_strerror(error));
+    std::memcpy(&m_program, addresses->ai_addr, sizeof m_program);
+}
+
+void OscTarget::openSocket() {
+    m_socket = owned(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), "a UDP socket");
+    sockaddr_in own = ownAddress(m_program, m_application.listen);
+    socklen_t size = sizeof own;
+    if (::bind(m_socket.get(), general(own), size) != 0 || ::getsockname(m_socket.get(), general(own), &size) != 0)
+        throw TargetFailure("cannot listen on UDP port " + std::to_string(m_application.listen) + ": " + reasonOf(errno));
+    m_port = ntohs(own.sin_port);
+}
+
+void OscTarget::take(const Action& action) {
+    switch (action.kind) {
+        case Action::Kind::press:
+            return press(action.hold, action.stroke);
+        case Action::Kind::release:
+            return release(action.hold);
+        case Action::Kind::tap:
+            return tap(action.stroke);
+        case Action::Kind::turn:
+            return turn(action.wheel, action.amount);
+        case Action::Kind::speed:
+            if (const OscMessage* message = messageOf(action.stroke))
+                send(with(*message, static_cast<float>(action.amount / playSpeed)));
+            return;
+        case Action::Kind::releaseAll:
+            for (std::size_t hold = 0; hold < m_held.size(); ++hold) release(hold);
+            return;
+    }
+}
+
+/// A key that is held sends 1 when it goes down, and 0 when it comes up, as OSC's buttons do.
+void OscTarget::press(std::size_t hold, const Stroke& stroke) {
+    const auto* message = std::get_if<Message>(&stroke);
+    if (message == nullptr || *message == nullptr) return;
+    release(hold);
+    m_held.at(hold) = *message;
+    send(with(**message, 1));
+}
+
+void OscTarget::release(std::size_t hold) {
+    if (const Message message = std::exchange(m_held.at(hold), nullptr)) send(with(*message, 0));
+}
+
+void OscTarget::tap(const Stroke& stroke) const {
+    if (const OscMessage* message = messageOf(stroke)) send(*message);
+}
+
+void OscTarget::turn(const WheelAction& wheel, int amount) const {
+    const OscMessage* message = messageOf(amount < 0 && !wheel.send ? wheel.backward : wheel.forward);
+    if (message == nullptr) return;
+    if (wheel.send) return send(with(*message, static_cast<float>(amount)));
+    for (int taps = std::min(std::abs(amount), mostTaps); taps > 0; --taps) send(*message);
+}
+
+/// UDP loses what cannot be sent, and so does this.
+void OscTarget::send(const OscMessage& message) const {
+    const std::vector<char> packet = packetOf(message);
+    ::sendto(m_socket.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+             reinterpret_cast<const sockaddr*>(&m_program), sizeof m_program);
+}
+
+void OscTarget::sendHello() const {
+    if (!m_application.hello) return;
+    OscMessage hello = *m_application.hello;
+    for (OscMessage::Argument& argument : hello.arguments) {
+        const auto* text = std::get_if<std::string>(&argument);
+        if (text != nullptr && *text == portArgument) argument = m_port;
+    }
+    send(hello);
+}
+
+void OscTarget::listen() {
+    sendHello();
+    for (;;) {
+        std::array<pollfd, 2> waited{pollfd{m_end.get(), POLLIN, 0}, pollfd{m_socket.get(), POLLIN, 0}};
+        const int ready = ::poll(waited.data(), waited.size(), m_application.hello ? quietTimeoutMs : -1);
+        if (waited[0].revents != 0) return;
+        if (ready == 0) sendHello();
+        if (waited[1].revents != 0) receive();
+    }
+}
+
+void OscTarget::receive() {
+    std::vector<char> packet(longestPacket);
+    sockaddr_in sender{};
+    socklen_t size = sizeof sender;
+    const ssize_t got = ::recvfrom(m_socket.get(), packet.data(), packet.size(), MSG_DONTWAIT, general(sender), &size);
+    if (got <= 0 || sender.sin_addr.s_addr != m_program.sin_addr.s_addr) return;
+    const auto before = m_lamps.load();
+    readPacket(std::span(packet).first(static_cast<std::size_t>(got)),
+               [this](std::string_view address, double value) { show(address, value >= 0.5); });
+    if (m_lamps != before) m_changed();
+}
+
+void OscTarget::show(std::string_view address, bool on) {
+    for (const auto& [lamp, reported] : m_application.lamps) {
+        if (reported == address) m_lamps = Lamps(m_lamps).set(static_cast<std::size_t>(lamp), on).to_ullong();
+    }
+}
+
+}  // namespace cvhost::map

@@ -1,0 +1,210 @@
+// A console that works programs through a map: a real mpv that runs by itself, and a program that speaks OSC.
+#include <gmock/gmock.h>
+
+#include <toml++/toml.h>
+#include <csignal>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/apps/MpvRig.h"
+#include "tests/apps/WorkedDeskRig.h"
+#include "tests/support/OscProgram.h"
+
+namespace apps_test {
+namespace {
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+
+constexpr int frames = 1000;
+
+class MapTarget : public WorkedDeskTest {
+protected:
+    Process::Setup run(const std::string& map) const {
+        return cvhost({"--events", "json", "--wire", "--port", m_desk.name(), "--map", m_folder.write("map.toml", map)});
+    }
+    bool isLit(int lamp, char state) {
+        return becomes(m_desk, [=](const desk::Desk& desk) { return desk.lamp(lamp) == state; });
+    }
+    void turnWheelOn(Process& host) {
+        tap('\\');
+        waitFor(host, {{"event", "handler"}, {"code", 28}});
+    }
+};
+
+class MpvMap : public MapTarget {
+protected:
+    MpvMap() { writeFilm(m_film, frames); }
+
+    /// mpv begins at frame 100, so that the playhead's event shows that it has been found.
+    void startMpv() {
+        Process::Setup setup;
+        setup.command = {
+            "/usr/bin/env", "mpv",     "--no-config",     "--no-terminal", "--vo=null",
+            "--ao=null",    "--pause", "--keep-open=yes", "--start=4",     "--input-ipc-server=" + m_socket.string(),
+            m_film};
+        m_mpvProcess.emplace(setup);
+        m_mpv.emplace(m_socket);
+    }
+    std::string map() const {
+        return "target = 'mpv'\nsocket = '" + m_socket.string() +
+               "'\n[keys]\nplay = 'play'\nstop = 'stop'\nE = { tap = 'm' }\nF = 'RIGHT'\n"
+               "[ring]\nspeed = 1\n[wheel]\nframes = 1\n";
+    }
+
+    const std::filesystem::path m_film = m_folder.path() / "film.y4m";
+    const std::filesystem::path m_socket = m_folder.path() / "socket";
+    std::optional<Process> m_mpvProcess;
+    std::optional<MpvRemote> m_mpv;
+};
+
+/// All texts in a section of a map, also in lists and tables.
+void collect(const toml::node& node, std::vector<std::string>& words) {
+    if (const auto* text = node.as_string()) words.push_back(text->get());
+    if (const auto* list = node.as_array()) {
+        for (const toml::node& each : *list) collect(each, words);
+    }
+    if (const auto* table = node.as_table()) {
+        for (const auto& [name, each] : *table) collect(each, words);
+    }
+}
+std::vector<std::string> wordsOf(const toml::table& map, const char* section) {
+    std::vector<std::string> words;
+    collect(*map.get(section), words);
+    return words;
+}
+
+class OscMap : public MapTarget {
+protected:
+    std::string map() const {
+        return "target = 'osc'\nport = " + std::to_string(m_program.port()) +
+               "\nhello = ['/hi']\n[lamps]\nplay = '/play'\n[keys]\nrewind = '/rewind'\nE = { tap = ['/undo', 2] }\n"
+               "[ring]\nsend = '/speed'\nspeed = 1\n[wheel]\nsend = '/jog'\n[layer.more]\nheld = 'A'\n";
+    }
+    void waitUntilHello() { EXPECT_EQ(m_program.receive(), "/hi\0,\0\0\0"s); }
+
+    OscProgram m_program;
+};
+
+}  // namespace
+
+TEST_F(MpvMap, TransportKeysAndWheel_WorkTheMpvThatRuns) {
+    Process host(run(map()));
+    waitUntilStarted(host);
+    startMpv();
+    waitFor(host, {{"event", "playhead"}, {"frame", 100}});
+    tap('K');
+    EXPECT_TRUE(m_mpv->becomes("pause", false));
+    EXPECT_TRUE(lit("OOF"));
+    EXPECT_TRUE(m_mpv->becomes("time-pos", [](const Json& time) { return time > 4.5; }));
+    m_mpv->set("pause", true);  // by its user
+    EXPECT_TRUE(lit("OFO"));
+    m_mpv->set("time-pos", 20.0);
+    EXPECT_TRUE(m_mpv->becomesFrame(500));
+    waitFor(host, {{"event", "playhead"}, {"frame", 500}});
+    turnWheelOn(host);
+    for (int i = 0; i < 20; ++i) jog(10);
+    EXPECT_TRUE(m_mpv->becomesFrame(700));
+    for (int i = 0; i < 40; ++i) jog(-10);
+    EXPECT_TRUE(m_mpv->becomesFrame(300));
+    tap('E');
+    EXPECT_TRUE(m_mpv->becomes("mute", true));
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_TRUE(m_mpv->becomesFrame(300));  // it goes on by itself
+}
+
+TEST_F(MpvMap, MpvKilledAndStartedAgain_IsFoundAndWorked) {
+    Process host(run(map()));
+    waitUntilStarted(host);
+    std::vector<Json> places;
+    for (int round = 0; round < 2; ++round) {
+        startMpv();
+        places.push_back({{"event", "playhead"}, {"frame", 100}});
+        waitForAll(host, places);
+        tap('K');
+        EXPECT_TRUE(m_mpv->becomes("pause", false)) << round;
+        EXPECT_TRUE(lit("OOF"));
+        m_mpvProcess->signal(SIGKILL);
+        EXPECT_TRUE(lit("OFO"));
+        places.push_back({{"event", "playhead"}, {"frame", 0}});
+        waitForAll(host, places);
+    }
+}
+
+TEST_F(MpvMap, MapOfThePackage_EachKey_IsBoundInMpv) {
+    startMpv();
+    std::set<std::string> bound;
+    for (const Json& binding : m_mpv->get("input-bindings")) bound.insert(binding.at("key"));
+    const std::set<std::string> player{"play", "stop", "reverse", "fast-forward", "rewind", "mark-in", "mark-out"};
+    int keys = 0;
+    for (const std::string& word : wordsOf(toml::parse_file(MAPS "/mpv.toml"), "keys")) {
+        if (player.contains(word)) continue;
+        EXPECT_TRUE(bound.contains(word)) << word;
+        ++keys;
+    }
+    EXPECT_GE(keys, 5);
+}
+
+/// Default.ReaperOSC, as Reaper publishes it, has these among its patterns.
+TEST(ReaperMap, MapOfThePackage_EachAddress_IsInReapersDefault) {
+    const std::set<std::string> published{"/rewind", "/forward", "/play",  "/stop",     "/pause", "/record",
+                                          "/repeat", "/replace", "/click", "/bymarker", "/scrub", "/editloop"};
+    const toml::table map = toml::parse_file(MAPS "/reaper.toml");
+    int addresses = 0;
+    for (const char* section : {"keys", "lamps", "wheel"}) {
+        for (const std::string& word : wordsOf(map, section)) {
+            EXPECT_TRUE(published.contains(word)) << word;
+            ++addresses;
+        }
+    }
+    EXPECT_GE(addresses, 10);
+}
+
+TEST_F(OscMap, KeysRingAndWheel_ReachTheProgramAndItsStateTheLamps) {
+    Process host(run(map()));
+    waitUntilStarted(host);
+    waitUntilHello();
+    press('H');
+    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\1"s);
+    m_program.answer("/play\0\0\0,i\0\0\0\0\0\1"s);
+    EXPECT_TRUE(isLit(1, 'F'));
+    press('A');
+    EXPECT_TRUE(isLit(6, 'F'));
+    release('H');
+    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\0"s);
+    release('A');
+    EXPECT_TRUE(isLit(6, 'O'));
+    m_program.answer("/play\0\0\0,F\0\0"s);
+    EXPECT_TRUE(isLit(1, 'O'));
+    tap('E');
+    EXPECT_EQ(m_program.receive(), "/undo\0\0\0,i\0\0\0\0\0\2"s);
+    ring(200);
+    EXPECT_EQ(m_program.receive(), "/speed\0\0,f\0\0\x3f\xba\xe0\0"s);  // 1495 of 1024
+    ring(127);
+    EXPECT_EQ(m_program.receive(), "/speed\0\0,f\0\0\0\0\0\0"s);
+    turnWheelOn(host);
+    jog(-3);
+    EXPECT_EQ(m_program.receive(), "/jog\0\0\0\0,f\0\0\xc0\x40\0\0"s);
+}
+
+TEST_F(OscMap, End_KeyHeld_IsReleased) {
+    Process host(run(map()));
+    waitUntilStarted(host);
+    waitUntilHello();
+    press('H');
+    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\1"s);
+    host.signal(SIGTERM);
+    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\0"s);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+TEST_F(OscMap, Run_HostUnknown_EndsWithTheReason) {
+    Process host(run("target = 'osc'\nport = 1\nhost = 'no host'\n"));
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("cannot find the host \"no host\""));
+}
+
+}  // namespace apps_test
