@@ -95,9 +95,10 @@ function label(code, legend) {
 
 /// What each key does by the map in force, by code; without a map the keys' own words stay.
 export function showLegends(legends) {
-  for (const code of keys.keys()) {
-    if (legends && code !== jog) label(code, legends[code]);
-    else label(code, ownWord(code));
+  for (const [code, key] of keys) {
+    const mapped = Boolean(legends) && code !== jog;
+    key.classList.toggle("mapped", mapped);
+    label(code, mapped ? legends[code] : ownWord(code));
   }
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 namespace cvhost::map {
 namespace {
@@ -22,7 +23,7 @@ constexpr std::size_t bundleHead = 16;
 struct Free {
     void operator()(lo_message message) const { ::lo_message_free(message); }
 };
-using Message = std::unique_ptr<void, Free>;
+using Message = std::unique_ptr<std::remove_pointer_t<lo_message>, Free>;
 
 /// The number of an argument: true and false count as 1 and 0; a text or nothing: none.
 std::optional<double> numberOf(lo_message message) {
