@@ -83,7 +83,15 @@ protected:
                "\nhello = ['/hi']\n[lamps]\nplay = '/play'\n[keys]\nrewind = '/rewind'\nE = { tap = ['/undo', 2] }\n"
                "[ring]\nsend = '/speed'\nspeed = 1\n[wheel]\nsend = '/jog'\n[layer.more]\nheld = 'A'\n";
     }
-    void waitUntilHello() { EXPECT_EQ(m_program.receive(), "/hi\0,\0\0\0"s); }
+    void waitUntilHello() { EXPECT_EQ(m_program.receive(), hello); }
+    /// The next packet that is no repeated greeting.
+    std::string next() {
+        std::string packet = m_program.receive();
+        while (packet == hello) packet = m_program.receive();
+        return packet;
+    }
+
+    const std::string hello = "/hi\0,\0\0\0"s;
 
     OscProgram m_program;
 };
@@ -168,26 +176,26 @@ TEST_F(OscMap, KeysRingAndWheel_ReachTheProgramAndItsStateTheLamps) {
     waitUntilStarted(host);
     waitUntilHello();
     press('H');
-    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\1"s);
+    EXPECT_EQ(next(), "/rewind\0,i\0\0\0\0\0\1"s);
     m_program.answer("/play\0\0\0,i\0\0\0\0\0\1"s);
     EXPECT_TRUE(isLit(1, 'F'));
     press('A');
     EXPECT_TRUE(isLit(6, 'F'));
     release('H');
-    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\0"s);
+    EXPECT_EQ(next(), "/rewind\0,i\0\0\0\0\0\0"s);
     release('A');
     EXPECT_TRUE(isLit(6, 'O'));
     m_program.answer("/play\0\0\0,F\0\0"s);
     EXPECT_TRUE(isLit(1, 'O'));
     tap('E');
-    EXPECT_EQ(m_program.receive(), "/undo\0\0\0,i\0\0\0\0\0\2"s);
+    EXPECT_EQ(next(), "/undo\0\0\0,i\0\0\0\0\0\2"s);
     ring(200);
-    EXPECT_EQ(m_program.receive(), "/speed\0\0,f\0\0\x3f\xba\xe0\0"s);  // 1495 of 1024
+    EXPECT_EQ(next(), "/speed\0\0,f\0\0\x3f\xba\xe0\0"s);  // 1495 of 1024
     ring(127);
-    EXPECT_EQ(m_program.receive(), "/speed\0\0,f\0\0\0\0\0\0"s);
+    EXPECT_EQ(next(), "/speed\0\0,f\0\0\0\0\0\0"s);
     turnWheelOn(host);
     jog(-3);
-    EXPECT_EQ(m_program.receive(), "/jog\0\0\0\0,f\0\0\xc0\x40\0\0"s);
+    EXPECT_EQ(next(), "/jog\0\0\0\0,f\0\0\xc0\x40\0\0"s);
 }
 
 TEST_F(OscMap, End_KeyHeld_IsReleased) {
@@ -195,16 +203,16 @@ TEST_F(OscMap, End_KeyHeld_IsReleased) {
     waitUntilStarted(host);
     waitUntilHello();
     press('H');
-    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\1"s);
+    EXPECT_EQ(next(), "/rewind\0,i\0\0\0\0\0\1"s);
     host.signal(SIGTERM);
-    EXPECT_EQ(m_program.receive(), "/rewind\0,i\0\0\0\0\0\0"s);
+    EXPECT_EQ(next(), "/rewind\0,i\0\0\0\0\0\0"s);
     EXPECT_EQ(host.wait(), 0) << host.errors();
 }
 
 TEST_F(OscMap, Run_HostUnknown_EndsWithTheReason) {
-    Process host(run("target = 'osc'\nport = 1\nhost = 'no host'\n"));
+    Process host(run("target = 'osc'\nport = 1\nhost = 'a..b'\n"));
     EXPECT_EQ(host.wait(), 1);
-    EXPECT_THAT(host.errors(), HasSubstr("cannot find the host \"no host\""));
+    EXPECT_THAT(host.errors(), HasSubstr("cannot find the host \"a..b\""));
 }
 
 }  // namespace apps_test

@@ -68,7 +68,7 @@ protected:
     /// mpv shows it, and the view says so.
     void expectFrame(int frame) {
         EXPECT_TRUE(m_remote->becomesFrame(frame)) << m_remote->get("time-pos");
-        EXPECT_EQ(m_deck->view().state.frame, frame);
+        EXPECT_TRUE(becomes([=, this] { return m_deck->view().state.frame == frame; })) << m_deck->view().state.frame;
     }
 
     const TemporaryFolder m_folder;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <string>
 
@@ -14,19 +15,23 @@
 /// A program on a UDP port of its own.
 class OscProgram {
 public:
-    OscProgram() : m_socket(cvhost::owned(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket")) {
+    /// At one of this machine's loopback addresses.
+    explicit OscProgram(in_addr_t at = INADDR_LOOPBACK)
+        : m_socket(cvhost::owned(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket")) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_addr.s_addr = htonl(at);
         socklen_t size = sizeof address;
         EXPECT_EQ(::bind(m_socket.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
         EXPECT_EQ(::getsockname(m_socket.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
         m_port = ntohs(address.sin_port);
+        const timeval generous{.tv_sec = 60, .tv_usec = 0};
+        EXPECT_EQ(::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &generous, sizeof generous), 0);
     }
 
     int port() const { return m_port; }
 
-    /// Waits for a packet.
+    /// Waits for a packet, as long as a generous limit; empty: none came.
     std::string receive() {
         std::string packet(longest, '\0');
         socklen_t size = sizeof m_peer;
@@ -38,6 +43,11 @@ public:
     /// To where the last packet came from.
     void answer(const std::string& packet) {
         ::sendto(m_socket.get(), packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&m_peer), sizeof m_peer);
+    }
+    /// The same, from another program's socket.
+    void answerThrough(const OscProgram& other, const std::string& packet) {
+        ::sendto(other.m_socket.get(), packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&m_peer),
+                 sizeof m_peer);
     }
     int peerPort() const { return ntohs(m_peer.sin_port); }
 

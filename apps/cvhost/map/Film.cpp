@@ -76,7 +76,7 @@ void Film::run(int speed) { m_run = speed; }
 
 void Film::jog(std::int64_t parts) {
     if (!isOpen()) {
-        m_waiting = std::clamp(m_waiting + parts, -mostWaiting, mostWaiting);
+        if (!m_filmEnded) m_waiting = std::clamp(m_waiting + parts, -mostWaiting, mostWaiting);
         return;
     }
     if (parts == 0) return;
@@ -156,7 +156,11 @@ void Film::hear(std::string_view line) {
     } else if (event == "playback-restart") {
         if (m_seekAnswered) m_seekSent = false;
     } else if (event == "end-file") {
-        m_seekDue = m_seekSent = false;  // the target was in this film
+        // Place, target and marks were in this film.
+        m_seekDue = m_seekSent = m_placeKnown = false;
+        m_filmEnded = true;
+        m_waiting = 0;
+        m_marks = {};
     } else if (event.is_null() && member("request_id") == seekRequest) {
         m_seekAnswered = true;
         if (member("error") != "success") m_seekSent = false;

@@ -69,6 +69,7 @@ private:
     bool m_seekSent = false;      ///< mpv has not finished the last one
     bool m_seekAnswered = false;  ///< mpv has taken it
     int m_ring = 0;               ///< the speed that the ring last asked for
+    bool m_filmEnded = false;     ///< one of this mpv's
     std::int64_t m_waiting = 0;   ///< parts of a count that the wheel was turned by before the film was open
 
     MpvKeys m_keys;

@@ -7,21 +7,29 @@ namespace {
 
 constexpr int mostAmount = 1000 * Action::scrollUnits;
 
+/// Whether it moves the application by its own time. A player's frames and a number of counts are one movement at any time.
+bool runsOn(const Action& action) {
+    return action.kind == Action::Kind::turn && action.wheel.frames == 0 && !action.wheel.send;
+}
+
 }  // namespace
 
 void Mailbox::put(const Action& action, Time now) {
     if (action.kind == Action::Kind::turn && m_count > 0) {
         Letter& last = at(m_count - 1);
         if (last.action.kind == Action::Kind::turn && last.action.wheel == action.wheel) {
-            const int amount = now - last.at > longestTurnWait ? 0 : last.action.amount;
+            const int amount = runsOn(action) && now - last.at > longestTurnWait ? 0 : last.action.amount;
             last = {action, now};
             last.action.amount = std::clamp(action.amount + amount, -mostAmount, mostAmount);
             return;
         }
     }
-    if (action.kind == Action::Kind::speed && m_count > 0 && at(m_count - 1).action.kind == action.kind) {
-        at(m_count - 1) = {action, now};
-        return;
+    if (action.kind == Action::Kind::speed && m_count > 0) {
+        Letter& last = at(m_count - 1);
+        if (last.action.kind == action.kind && last.action.stroke == action.stroke) {
+            last = {action, now};
+            return;
+        }
     }
     if (m_count == capacity) {
         m_count = 1;
@@ -35,7 +43,7 @@ std::optional<Action> Mailbox::take(Time now) {
         const Letter letter = at(0);
         m_first = (m_first + 1) % capacity;
         --m_count;
-        const bool late = letter.action.kind == Action::Kind::turn && now - letter.at > longestTurnWait;
+        const bool late = runsOn(letter.action) && now - letter.at > longestTurnWait;
         if (!late) return letter.action;
     }
     return std::nullopt;

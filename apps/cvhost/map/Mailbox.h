@@ -1,8 +1,8 @@
 // Actions on their way to a target.
 //
-// Turns of the wheel add up while they wait, and those of a hand that has stopped are left out. Of speeds in a row, the last
-// one counts. If the target lets too many actions wait, all of them are replaced by one releaseAll: every press that it took
-// has its release.
+// Turns of the wheel add up while they wait. Those that would be taps or scrolling after the hand has stopped are left out.
+// Of speeds in a row, the last one counts. If the target lets too many actions wait, all of them are replaced by one
+// releaseAll: every press that it took has its release.
 //
 // Threads: one at a time. Nothing here allocates.
 #pragma once
@@ -21,7 +21,7 @@ public:
     using Time = std::chrono::nanoseconds;
 
     static constexpr std::size_t capacity = 256;
-    /// A turn that has waited longer is left out.
+    /// Taps and scrolling of a turn that has waited longer are left out.
     static constexpr Time longestTurnWait = std::chrono::milliseconds(50);
 
     /// `now`: on any clock that does not run backwards.

@@ -102,8 +102,21 @@ void showSection(const Section& section) {
               " counts a second");
 }
 
+std::string targetText(const Application& application) {
+    switch (application.kind) {
+        case TargetKind::keys:
+            return "a virtual keyboard";
+        case TargetKind::mpv:
+            return "mpv at " + application.socket;
+        case TargetKind::osc:
+            return "OSC to " + application.host + ", UDP port " + std::to_string(application.port);
+    }
+    return {};
+}
+
 void showMap(const Map& map) {
     if (!map.title.empty()) print(map.title);
+    print("  target            " + targetText(map.application));
     showSection(map.base);
     for (const Layer& layer : map.layers) {
         print("layer " + layer.name + ", while " + deskKeyName(layer.key) + (layer.latched ? " is latched" : " is held"));

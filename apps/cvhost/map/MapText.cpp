@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <memory>
 #include <utility>
@@ -34,7 +35,7 @@ using Names = MapNodes::Names;
 /// How the map's target names what it does.
 struct Words {
     const char* stroke;   ///< one of them
-    const char* example;  ///< what stands for one in a sentence
+    const char* example;  ///< how an error message shows one
 };
 
 const Words& wordsOf(TargetKind kind) {
@@ -101,6 +102,8 @@ private:
             const auto message = oscMessage(node);
             if (!code || !message) continue;
             if (m_layerKeys.contains(*code)) complain(name.source(), "this key's lamp shows its layer");
+            if (std::ranges::count(m_application.lamps, common::lampOfKey(*code), &std::pair<int, std::string>::first) != 0)
+                complain(name.source(), "this key has another line already, by its other name");
             m_application.lamps.emplace_back(common::lampOfKey(*code), message->address);
         }
     }
@@ -129,7 +132,7 @@ private:
         if (const auto* value = node.as_integer()) {
             if (std::in_range<std::int32_t>(value->get())) return static_cast<std::int32_t>(value->get());
         } else if (const auto* exact = node.as_floating_point()) {
-            return static_cast<float>(exact->get());
+            if (std::abs(exact->get()) <= double{std::numeric_limits<float>::max()}) return static_cast<float>(exact->get());
         } else if (const auto* text = node.as_string()) {
             if (text->get().size() <= longestArgument) return text->get();
         }
@@ -202,6 +205,9 @@ private:
         const auto code = key.empty() ? std::nullopt : deskKeyAt(node.source(), key);
         if (code && !m_layerKeys.emplace(*code, name).second)
             complain(node.source(), "\"" + key + "\" switches another layer on already");
+        const int lamp = common::lampOfKey(code.value_or(0));
+        if (isFor(TargetKind::mpv) && lamp >= common::lamps::forward && lamp <= common::lamps::reverse)
+            complain(node.source(), "the lamp of \"" + key + "\" shows what mpv does, so it cannot show a layer");
         return {.name = name, .key = code.value_or(0), .latched = latched != nullptr};
     }
 

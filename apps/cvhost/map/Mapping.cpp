@@ -14,7 +14,9 @@ constexpr std::size_t longestLegend = 60;
 
 std::string legendOf(const KeyAction& action) {
     std::string text = tapsText(action.taps);
-    if (text.size() > longestLegend) text.resize(longestLegend);
+    std::size_t size = std::min(text.size(), longestLegend);
+    while (size > 0 && size < text.size() && (text[size] & 0xC0) == 0x80) --size;  // not inside a UTF-8 character
+    text.resize(size);
     return text;
 }
 
@@ -29,14 +31,15 @@ std::int64_t partsOf(double counts) {
 OpenMap openMap(const std::string& nameOrFile) {
     auto file = findMap(nameOrFile);
     if (const auto* problem = std::get_if<std::string>(&file)) throw TargetFailure(*problem);
+    const FileMark mark = markOf(std::get<NamedMap>(file).path);  // a change while it is read shows
     auto map = readMap(std::get<NamedMap>(file).path);
     if (const auto* problems = std::get_if<MapProblems>(&map)) throw TargetFailure(problems->front());
-    return {std::get<NamedMap>(std::move(file)), std::get<Map>(std::move(map))};
+    return {std::get<NamedMap>(std::move(file)), mark, std::get<Map>(std::move(map))};
 }
 
 Mapping::Mapping(OpenMap map, std::unique_ptr<Target> target)
     : m_file(std::move(map.file)),
-      m_mark(markOf(m_file.path)),
+      m_mark(map.mark),
       m_target(std::make_unique<TargetThread>(std::move(target))),
       m_engine(std::move(map.map), [this](const Action& action) { m_target->send(action); }) {}
 
@@ -85,7 +88,9 @@ Mapping::News Mapping::refresh() {
         news.changed = std::get<Map>(read).application == engine.map().application;
         if (news.changed) engine.setMap(std::get<Map>(std::move(read)));
     });
-    if (!news.changed) news.problems.push_back(m_file.path + " has another target now: start cvhost again to use it");
+    if (!news.changed)
+        news.problems.push_back(m_file.path +
+                                " has another target, address, hello or lamps now: start cvhost again to use it");
     return news;
 }
 

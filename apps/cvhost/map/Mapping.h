@@ -24,6 +24,7 @@ namespace cvhost::map {
 /// A map that has been read.
 struct OpenMap {
     NamedMap file;
+    FileMark mark;
     Map map;
 };
 
@@ -40,7 +41,7 @@ struct Legends {
 
 class Mapping {
 public:
-    /// Whether what a code does is somebody else's.
+    /// Whether a client of the control socket has claimed this code.
     using Claimed = std::function<bool(int code)>;
 
     Mapping(OpenMap map, std::unique_ptr<Target> target);

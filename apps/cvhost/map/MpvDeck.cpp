@@ -16,7 +16,7 @@ namespace {
 
 /// Longer than any reply to our commands.
 constexpr std::size_t longestLine = 64UL * 1024;
-constexpr auto leaveTimeout = std::chrono::seconds(1);
+constexpr auto leaveTimeout = std::chrono::seconds(5);
 
 bool mayTryAgain(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
 

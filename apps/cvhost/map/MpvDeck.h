@@ -29,7 +29,7 @@ public:
     MpvDeck(std::unique_ptr<MpvLink> link, std::function<void()> changed);
     MpvDeck(const MpvDeck&) = delete;
     MpvDeck& operator=(const MpvDeck&) = delete;
-    /// Releases what is held in a user's mpv, which runs on. If that mpv hangs, this takes a second.
+    /// Releases what is held in a user's mpv, which runs on. If that mpv hangs, this takes five seconds.
     ~MpvDeck() override;
 
     void key(int code) override;

@@ -9,7 +9,7 @@
 namespace cvhost::map {
 namespace {
 
-constexpr int mostTaps = 1000;  ///< in one turn
+constexpr int mostTaps = 100;  ///< in one turn; more than twice as many may wait (MpvKeys)
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -21,9 +22,12 @@
 namespace cvhost::map {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr double playSpeed = 1024;
-constexpr int mostTaps = 100;         ///< in one turn
-constexpr int quietTimeoutMs = 5000;  ///< a program that says nothing for so long is greeted again: it may be a new one
+constexpr int mostTaps = 100;  ///< in one turn
+/// A program that says nothing for so long is greeted again: it may be a new one.
+constexpr std::chrono::seconds longestQuiet{5};
 constexpr std::string_view portArgument = "{port}";
 
 std::string reasonOf(int error) { return std::generic_category().message(error); }
@@ -45,13 +49,19 @@ const OscMessage* messageOf(const Stroke& stroke) {
     return message != nullptr ? message->get() : nullptr;
 }
 
-/// Where a socket receives what is sent to this machine alone if the program is on it, otherwise on all its addresses.
+bool isLoopback(const sockaddr_in& address) { return ntohl(address.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET; }
+
+/// A program at one of this machine's loopback addresses may answer from another one.
+bool isSameMachine(const sockaddr_in& one, const sockaddr_in& other) {
+    return one.sin_addr.s_addr == other.sin_addr.s_addr || (isLoopback(one) && isLoopback(other));
+}
+
+/// The address to bind: loopback if the program is on this machine, otherwise all addresses.
 sockaddr_in ownAddress(const sockaddr_in& program, int port) {
-    const bool isHere = ntohl(program.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
     sockaddr_in own{};
     own.sin_family = AF_INET;
     own.sin_port = htons(static_cast<std::uint16_t>(port));
-    own.sin_addr.s_addr = htonl(isHere ? INADDR_LOOPBACK : INADDR_ANY);
+    own.sin_addr.s_addr = htonl(isLoopback(program) ? INADDR_LOOPBACK : INADDR_ANY);
     return own;
 }
 
@@ -139,7 +149,7 @@ void OscTarget::turn(const WheelAction& wheel, int amount) const {
     for (int taps = std::min(std::abs(amount), mostTaps); taps > 0; --taps) send(*message);
 }
 
-/// UDP loses what cannot be sent, and so does this.
+/// A message that cannot be sent now is dropped.
 void OscTarget::send(const OscMessage& message) const {
     const std::vector<char> packet = packetOf(message);
     ::sendto(m_socket.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
@@ -157,26 +167,32 @@ void OscTarget::sendHello() const {
 }
 
 void OscTarget::listen() {
-    sendHello();
+    auto nextHello = Clock::now();
     for (;;) {
+        if (m_application.hello && Clock::now() >= nextHello) {
+            sendHello();
+            nextHello = Clock::now() + longestQuiet;
+        }
         std::array<pollfd, 2> waited{pollfd{m_end.get(), POLLIN, 0}, pollfd{m_socket.get(), POLLIN, 0}};
-        const int ready = ::poll(waited.data(), waited.size(), m_application.hello ? quietTimeoutMs : -1);
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextHello - Clock::now());
+        ::poll(waited.data(), waited.size(), m_application.hello ? static_cast<int>(std::max(left.count(), 0L)) : -1);
         if (waited[0].revents != 0) return;
-        if (ready == 0) sendHello();
-        if (waited[1].revents != 0) receive();
+        if (waited[1].revents != 0 && receive()) nextHello = Clock::now() + longestQuiet;
     }
 }
 
-void OscTarget::receive() {
+/// Whether a packet of the program has come.
+bool OscTarget::receive() {
     std::vector<char> packet(longestPacket);
     sockaddr_in sender{};
     socklen_t size = sizeof sender;
     const ssize_t got = ::recvfrom(m_socket.get(), packet.data(), packet.size(), MSG_DONTWAIT, general(sender), &size);
-    if (got <= 0 || sender.sin_addr.s_addr != m_program.sin_addr.s_addr) return;
+    if (got <= 0 || !isSameMachine(sender, m_program)) return false;
     const auto before = m_lamps.load();
     readPacket(std::span(packet).first(static_cast<std::size_t>(got)),
-               [this](std::string_view address, double value) { show(address, value >= 0.5); });
+               [this](std::string_view address, double value) { show(address, value > 0); });
     if (m_lamps != before) m_changed();
+    return true;
 }
 
 void OscTarget::show(std::string_view address, bool on) {

@@ -42,7 +42,7 @@ private:
     void send(const OscMessage& message) const;
     void sendHello() const;
     void listen();
-    void receive();
+    bool receive();
     void show(std::string_view address, bool on);
 
     const Application m_application;

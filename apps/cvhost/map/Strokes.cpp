@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t longestKeyName = 40;
 constexpr std::size_t longestAddress = 200;
 
-/// What a player does has the names of the desk's keys for it.
+/// Player actions are named like the desk's keys.
 std::variant<Stroke, std::string> parsePlayerStroke(std::string_view text) {
     const auto& words = deskKeyNames();
     if (std::ranges::find(words, text) != words.end()) return PlayerKey{*deskKey(text)};

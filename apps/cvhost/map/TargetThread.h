@@ -3,12 +3,14 @@
 // Threads: any.
 #pragma once
 
-#include <chrono>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
+#include "apps/cvhost/map/Mailbox.h"
 #include "apps/cvhost/map/Target.h"
 
 namespace cvhost::map {
@@ -18,11 +20,8 @@ public:
     explicit TargetThread(std::unique_ptr<Target> target);
     TargetThread(const TargetThread&) = delete;
     TargetThread& operator=(const TargetThread&) = delete;
-    /// Waits until the target has done what waits for it and has released everything. A target that hangs is left alone
-    /// after longestEnd, with its thread.
+    /// Waits until the target has done what waits for it and has released everything.
     ~TargetThread();
-
-    static constexpr std::chrono::seconds longestEnd{2};
 
     void send(const Action& action);
     /// Why the target has ended; empty while it works.
@@ -31,12 +30,15 @@ public:
     Lamps lamps() const;
 
 private:
-    struct Shared;
+    void work();
+    void takeAll();
 
-    static void work(Shared& shared);
-    static void takeAll(Shared& shared);
-
-    const std::shared_ptr<Shared> m_shared;  ///< the thread's as well
+    mutable std::mutex m_mutex;
+    std::condition_variable m_news;
+    std::unique_ptr<Target> m_target;      ///< under m_mutex; only the thread changes it, to null when it has failed
+    Mailbox m_mailbox;                     ///< under m_mutex
+    bool m_stopping = false;               ///< under m_mutex
+    std::optional<std::string> m_failure;  ///< under m_mutex
     std::thread m_thread;
 };
 

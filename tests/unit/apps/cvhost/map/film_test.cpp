@@ -97,6 +97,20 @@ TEST_F(FilmTest, Key_Play_AsksForItAndShowsItOnlyWhenMpvDoes) {
     EXPECT_EQ(speed(), 0);
 }
 
+TEST_F(FilmTest, Hear_FilmEndsAndAnotherOpens_NothingOfTheFirstIsLeft) {
+    m_film.key(9);  // mark in
+    m_film.hear(R"({"event":"end-file"})");
+    mpvSays("duration", nullptr);
+    mpvSays("time-pos", nullptr);
+    m_film.jog(3 * count);
+    sent();
+    mpvSays("duration", 20.0);
+    mpvSays("time-pos", 2.0);
+    EXPECT_THAT(sent(), IsEmpty());
+    EXPECT_EQ(frame(), 50);
+    EXPECT_EQ(m_film.view().state.markIn, std::nullopt);
+}
+
 TEST_F(FilmTest, Hear_DirectionUnderEitherName_CountsTheOneThatMpvHas) {
     mpvSays("pause", false);
     mpvSays("play-dir", "backward");

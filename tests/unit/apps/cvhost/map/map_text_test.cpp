@@ -160,6 +160,12 @@ TEST(MapText, ParseMap_MistakesOfOtherTargets_AreReported) {
                             "m:6:20: an argument is a number of 32 bits, or a text of up to 200 characters",
                             "m:7:20: an argument is a number of 32 bits, or a text of up to 200 characters",
                             "m:8:1: the ring needs \"send\", the address that the speed is for"));
+    EXPECT_THAT(problemsOf("target = 'mpv'\n[layer.x]\nheld = 'play'\n"),
+                ElementsAre("m:3:8: the lamp of \"play\" shows what mpv does, so it cannot show a layer"));
+    EXPECT_THAT(
+        problemsOf("target = 'osc'\nport = 1\n[lamps]\nK = '/a'\nplay = '/b'\n[keys]\nA = { tap = ['/a', 1e300] }\n"),
+        ElementsAre("m:5:1: this key has another line already, by its other name",
+                    "m:7:20: an argument is a number of 32 bits, or a text of up to 200 characters"));
     EXPECT_THAT(problemsOf("target = 'osc'\nport = 70000\n[keys]\nA = { tap = '/a b' }\nB = ['/a']\n"),
                 ElementsAre("m:2:8: this must be a number from 1 to 65535",
                             "m:4:13: \"/a b\" is no OSC address, such as \"/transport/play\"",

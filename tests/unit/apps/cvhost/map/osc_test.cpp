@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <random>
@@ -63,7 +64,7 @@ protected:
     }
     void waitForChanges(int count) {
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [&] { return m_changes >= count; });
+        EXPECT_TRUE(m_changed.wait_for(lock, std::chrono::minutes(1), [&] { return m_changes >= count; }));
     }
 
     OscProgram m_program;
@@ -165,6 +166,17 @@ TEST_F(OscTargetTest, Lamps_ProgramReports_FollowIt) {
     EXPECT_EQ(target().lamps(), Lamps().set(7));
 }
 
+TEST_F(OscTargetTest, Lamps_ProgramAtAnotherLoopbackAddress_IsHeard) {
+    OscProgram here(INADDR_LOOPBACK + 0x100);  // 127.0.1.1, Debian's address for the machine's own name
+    m_application.host = "127.0.1.1";
+    m_application.port = here.port();
+    target().take({.kind = Action::Kind::tap, .stroke = stroke("/hello")});
+    here.receive();
+    here.answerThrough(m_program, playOn);
+    waitForChanges(1);
+    EXPECT_EQ(target().lamps(), Lamps().set(1));
+}
+
 TEST_F(OscTargetTest, Hello_WithThePort_IsSentFirstAndNamesOurs) {
     m_application.hello = OscMessage{.address = "/hi", .arguments = {0, "{port}"s}};
     target();
@@ -183,6 +195,6 @@ TEST_F(OscTargetTest, Construct_PortInUseOrHostUnknown_SaysSo) {
         EXPECT_EQ(failure.what(), "cannot listen on UDP port " + std::to_string(taken.listen) + ": Address already in use");
     }
     Application unknown = m_application;
-    unknown.host = "no host";
+    unknown.host = "a..b";
     EXPECT_THROW(OscTarget(unknown, [] {}), TargetFailure);
 }

@@ -133,6 +133,35 @@ TEST(Mailbox, Put_TurnsInARow_AddUp) {
     EXPECT_FALSE(mailbox.take(2ms));
 }
 
+TEST(Mailbox, Put_SpeedsInARow_LastOneForEachAddressStays) {
+    const auto speed = [](const char* address, int amount) {
+        return Action{.kind = Action::Kind::speed,
+                      .stroke = std::get<Stroke>(parseStroke(TargetKind::osc, address)),
+                      .amount = amount};
+    };
+    Mailbox mailbox;
+    const Action stop = speed("/a", 0);
+    Action fast = stop;
+    fast.amount = 9;
+    mailbox.put(fast, 0s);
+    mailbox.put(stop, 0s);
+    const Action other = speed("/b", 500);
+    mailbox.put(other, 0s);
+    EXPECT_EQ(mailbox.take(1s), stop);
+    EXPECT_EQ(mailbox.take(1s), other);
+    EXPECT_TRUE(mailbox.empty());
+}
+
+TEST(Mailbox, Take_FramesAndCountsThatWaited_AreKept) {
+    for (const WheelAction& wheel : {WheelAction{.frames = 1}, WheelAction{.send = true}}) {
+        Mailbox mailbox;
+        const Action turn{.kind = Action::Kind::turn, .wheel = wheel, .amount = 3};
+        mailbox.put(turn, 0s);
+        mailbox.put(turn, 10s);
+        EXPECT_EQ(mailbox.take(20s)->amount, 6);
+    }
+}
+
 TEST(Mailbox, Put_TurnAfterAKey_StaysBehindIt) {
     Mailbox mailbox;
     mailbox.put(turned(1), 0s);
@@ -186,18 +215,6 @@ TEST(TargetThread, End_ActionsWait_DoesThemAndReleasesAll) {
         TargetThread(std::make_unique<LoggedTarget>(log)).send(pressed(1, "a"));
     }
     EXPECT_THAT(log.texts(), ElementsAre("press a", "release all"));
-}
-
-TEST(TargetThread, End_TargetHangsForever_LeavesItAlone) {
-    static Log log;  // the target's thread uses it to its own end
-    {
-        TargetThread thread(std::make_unique<LoggedTarget>(log));
-        log.hang(true);
-        thread.send(pressed(1, "a"));
-        log.waitUntilHung();
-    }
-    log.hang(false);
-    EXPECT_THAT(log.wait(2), ElementsAre("press a", "release all"));
 }
 
 TEST(TargetThread, Failure_OfTheTarget_IsReported) {
@@ -304,7 +321,8 @@ TEST_F(MappingTest, Refresh_OtherTarget_StaysWithTheOldMap) {
     std::ofstream(m_path) << "target = 'osc'\nport = 9\n";
     const Mapping::News news = mapping().refresh();
     EXPECT_FALSE(news.changed);
-    EXPECT_THAT(news.problems, ElementsAre(m_path + " has another target now: start cvhost again to use it"));
+    EXPECT_THAT(news.problems,
+                ElementsAre(m_path + " has another target, address, hello or lamps now: start cvhost again to use it"));
     press(5);
     EXPECT_THAT(end(), ElementsAre("press ctrl+z", "release all", "release all"));
 }
