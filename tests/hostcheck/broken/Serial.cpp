@@ -165,10 +165,14 @@ void comms_port_close(Port port) {
     sendLate();
     if (breaks("keys-exit") && broken::inCallback && broken::handlerDepth != 0) sleepMs(5000);
     broken::next<void (*)(Port)>("_Z16comms_port_closeN2Cv3PtrI9CommsPortEE")(port);
-    if (breaks("serial-closed-lives")) {
-        std::thread([] {
+    if (port && breaks("serial-closed-lives")) {
+        // Nothing holds it any more, and its memory stays: what the check sees there is no chance.
+        port->addReference();
+        std::thread([object = port.get()] {
             sleepMs(5);
             cvhost::releaseClosedPorts();
+            while (object->references() > 1) sleepMs(1);
+            object->dropReference();
         }).detach();
     }
 }
