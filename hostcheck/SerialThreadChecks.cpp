@@ -245,7 +245,7 @@ Outcome closedLives() {
         if (!port.handle()) return notTried("the port cannot be opened");
         object = port.handle().get();
     }
-    sleepFor(settled);
+    sleepFor(4 * settled);
     return object->references() >= 1 ? pass() : fail("nothing holds the closed port's object");
 }
 

@@ -1,8 +1,10 @@
 // Serial ports and their receive callbacks.
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -165,14 +167,10 @@ void comms_port_close(Port port) {
     sendLate();
     if (breaks("keys-exit") && broken::inCallback && broken::handlerDepth != 0) sleepMs(5000);
     broken::next<void (*)(Port)>("_Z16comms_port_closeN2Cv3PtrI9CommsPortEE")(port);
-    if (port && breaks("serial-closed-lives")) {
-        // Nothing holds it any more, and its memory stays: what the check sees there is no chance.
-        port->addReference();
-        std::thread([object = port.get()] {
+    if (breaks("serial-closed-lives")) {
+        std::thread([] {
             sleepMs(5);
             cvhost::releaseClosedPorts();
-            while (object->references() > 1) sleepMs(1);
-            object->dropReference();
         }).detach();
     }
 }
@@ -266,3 +264,11 @@ void cvhost::ReceiveQueue::clear() noexcept {
     if (breaks("serial-clear")) return;
     broken::next<void (*)(ReceiveQueue*)>("_ZN6cvhost12ReceiveQueue5clearEv")(this);
 }
+
+// The memory of a dead port stays as it is: what the check sees there is no chance.
+
+void operator delete(void* memory) noexcept {
+    static const bool stays = breaks("serial-closed-lives");
+    if (!stays) std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
