@@ -132,7 +132,8 @@ private:
         if (const auto* value = node.as_integer()) {
             if (std::in_range<std::int32_t>(value->get())) return static_cast<std::int32_t>(value->get());
         } else if (const auto* exact = node.as_floating_point()) {
-            if (std::abs(exact->get()) <= double{std::numeric_limits<float>::max()}) return static_cast<float>(exact->get());
+            if (std::abs(exact->get()) <= static_cast<double>(std::numeric_limits<float>::max()))
+                return static_cast<float>(exact->get());
         } else if (const auto* text = node.as_string()) {
             if (text->get().size() <= longestArgument) return text->get();
         }
