@@ -18,6 +18,7 @@ constexpr std::array properties{"pause",    "speed",       "play-dir", "play-dir
                                 "time-pos", "eof-reached", "duration", "container-fps"};
 constexpr int seekRequest = 1;
 constexpr int keyRequest = 2;
+constexpr int placeRequest = 3;
 constexpr double slowest = 0.01;  ///< mpv's slowest speed
 constexpr double fastest = 100;
 /// What mpv says of these properties is flat. A tree's copy is made by recursion.
@@ -101,6 +102,8 @@ std::string Film::takeCommands() {
         int id = 1;
         for (const char* property : properties) text += command({"observe_property", id++, property});
     }
+    // While it is paused, mpv may never report a place that it reached when it began to be watched.
+    if (std::exchange(m_placeDue, false)) text += command({"get_property", "time-pos"}, placeRequest);
     if (!m_keySent) text += keyCommand();
     if (m_run) {
         const int speed = *std::exchange(m_run, std::nullopt);
@@ -155,6 +158,7 @@ void Film::hear(std::string_view line) {
         if (name.is_string()) change(name.get_ref<const std::string&>(), member("data"));
     } else if (event == "playback-restart") {
         if (m_seekAnswered) m_seekSent = false;
+        m_placeDue = true;
     } else if (event == "end-file") {
         // Place, target and marks were in this film.
         m_seekDue = m_seekSent = m_placeKnown = false;
@@ -164,6 +168,8 @@ void Film::hear(std::string_view line) {
     } else if (event.is_null() && member("request_id") == seekRequest) {
         m_seekAnswered = true;
         if (member("error") != "success") m_seekSent = false;
+    } else if (event.is_null() && member("request_id") == placeRequest) {
+        change("time-pos", member("data"));
     } else if (event.is_null() && member("request_id") == keyRequest) {
         m_keySent = false;
     }

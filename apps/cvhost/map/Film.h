@@ -61,6 +61,7 @@ private:
     double m_rate = 0;      ///< frames a second
     double m_duration = 0;  ///< seconds; 0 until the film is open
     bool m_placeKnown = false;
+    bool m_placeDue = false;  ///< mpv has to be asked for it
 
     // What mpv must do.
     std::optional<int> m_run;     ///< a speed that has not been sent

@@ -33,11 +33,14 @@ protected:
         mpvSays("time-pos", 4.0);
     }
 
-    /// The commands that are due, without their envelope.
+    /// The commands that are due, without their envelope. Questions are not among them.
     std::vector<std::string> sent() {
         std::istringstream lines(m_film.takeCommands());
         std::vector<std::string> commands;
-        for (std::string line; std::getline(lines, line);) commands.push_back(Json::parse(line).at("command").dump());
+        for (std::string line; std::getline(lines, line);) {
+            const Json command = Json::parse(line).at("command");
+            if (command.at(0) != "get_property") commands.push_back(command.dump());
+        }
         return commands;
     }
     void mpvSays(const char* property, const Json& value) {
@@ -109,6 +112,16 @@ TEST_F(FilmTest, Hear_FilmEndsAndAnotherOpens_NothingOfTheFirstIsLeft) {
     EXPECT_THAT(sent(), IsEmpty());
     EXPECT_EQ(frame(), 50);
     EXPECT_EQ(m_film.view().state.markIn, std::nullopt);
+}
+
+TEST_F(FilmTest, Hear_PlaceNeverReported_IsAskedForWhenMpvHasOne) {
+    sent();
+    m_film.hear(R"({"event":"playback-restart"})");
+    const Json question = Json::parse(m_film.takeCommands());
+    EXPECT_EQ(question.at("command"), (Json{"get_property", "time-pos"}));
+    EXPECT_EQ(m_film.takeCommands(), "");
+    m_film.hear(Json{{"request_id", question.at("request_id")}, {"error", "success"}, {"data", 12.0}}.dump());
+    EXPECT_EQ(frame(), 300);
 }
 
 TEST_F(FilmTest, Hear_DirectionUnderEitherName_CountsTheOneThatMpvHas) {
