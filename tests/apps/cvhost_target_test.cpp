@@ -84,7 +84,7 @@ protected:
                "[ring]\nsend = '/speed'\nspeed = 1\n[wheel]\nsend = '/jog'\n[layer.more]\nheld = 'A'\n";
     }
     void waitUntilHello() { EXPECT_EQ(m_program.receive(), hello); }
-    /// The next packet that is no repeated greeting.
+    /// The next packet, except repeated greetings.
     std::string next() {
         std::string packet = m_program.receive();
         while (packet == hello) packet = m_program.receive();

@@ -102,7 +102,7 @@ std::string Film::takeCommands() {
         int id = 1;
         for (const char* property : properties) text += command({"observe_property", id++, property});
     }
-    // While it is paused, mpv may never report a place that it reached when it began to be watched.
+    // A paused mpv may not report a place that it had reached before it was observed.
     if (std::exchange(m_placeDue, false)) text += command({"get_property", "time-pos"}, placeRequest);
     if (!m_keySent) text += keyCommand();
     if (m_run) {

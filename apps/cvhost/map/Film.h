@@ -29,7 +29,7 @@ public:
     /// mpv's own keys. One command at a time is on its way: mpv drops keys that come faster than it takes them.
     MpvKeys& mpvKeys() { return m_keys; }
 
-    /// Begins anew with another mpv: forgets everything, except where the ring stands.
+    /// Begins anew with another mpv: forgets everything except the ring's position.
     void restart();
     /// Takes a line from mpv. A line that cannot be read, or reports something else, changes nothing.
     void hear(std::string_view line);

@@ -128,7 +128,7 @@ std::string eventText(const InputEvent& event) {
     return chordText({.keys = {event.code}, .count = 1}) + (event.value == 1 ? " down" : " up");
 }
 
-/// What goes to a target that is no keyboard. `held`: what the key holds.
+/// What goes to a target other than the keyboard. `held`: what the key holds.
 std::string actionText(TargetKind kind, const Action& action, std::optional<Stroke>& held) {
     const bool isOsc = kind == TargetKind::osc;
     if (action.kind == Action::Kind::tap) return strokeText(action.stroke);

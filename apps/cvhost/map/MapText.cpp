@@ -12,6 +12,7 @@
 #include "apps/cvhost/map/KeyNames.h"
 #include "apps/cvhost/map/MapNodes.h"
 #include "apps/cvhost/map/Strokes.h"
+#include "apps/cvhost/transport/Playhead.h"
 #include "host/core/BoundedToml.h"
 
 namespace cvhost::map {
@@ -19,7 +20,6 @@ namespace {
 
 constexpr std::size_t mostLayers = 8;
 constexpr std::size_t mostZones = 8;
-constexpr double playSpeed = 1024;
 constexpr double fastest = 32;  ///< times play
 constexpr double mostHysteresis = 0.5;
 constexpr int mostCounts = 1000;  ///< a second
@@ -318,7 +318,9 @@ private:
         return {.from = speed(*table->get("from")), .taps = taps(*table->get("tap"))};
     }
     /// In the console's unit, from times play.
-    int speed(const toml::node& node) { return static_cast<int>(std::lround(number(node, 0.01, fastest) * playSpeed)); }
+    int speed(const toml::node& node) {
+        return static_cast<int>(std::lround(number(node, 0.01, fastest) * transport::playSpeed));
+    }
 
     /// What a wheel's table can say about what a count does.
     Names wheelNames() const {

@@ -35,8 +35,6 @@ OpenMap openMap(const std::string& nameOrFile);
 struct Legends {
     std::string layer;  ///< empty: none is on
     std::array<std::string, common::keyCount> keys;
-
-    bool operator==(const Legends&) const = default;
 };
 
 class Mapping {

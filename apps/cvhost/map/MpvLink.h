@@ -5,16 +5,10 @@
 
 #include <chrono>
 #include <optional>
-#include <stdexcept>
 
 #include "host/core/FileDescriptor.h"
 
 namespace cvhost::map {
-
-/// Why mpv does not run or cannot be reached: a sentence without a full stop.
-struct MpvFailure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 class MpvLink {
 public:

@@ -14,6 +14,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "apps/cvhost/map/Target.h"
+
 namespace cvhost::map {
 namespace {
 
@@ -60,8 +62,8 @@ pid_t spawn(const std::string& film, int socket) {
     pid_t process = -1;
     const int error = ::posix_spawnp(&process, "mpv", &actions, Attributes().get(), arguments.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
-    if (error == ENOENT) throw MpvFailure("mpv is not installed; install the package mpv");
-    if (error != 0) throw MpvFailure("mpv cannot be started: " + std::generic_category().message(error));
+    if (error == ENOENT) throw TargetFailure("mpv is not installed; install the package mpv");
+    if (error != 0) throw TargetFailure("mpv cannot be started: " + std::generic_category().message(error));
     return process;
 }
 
@@ -76,11 +78,11 @@ bool endsInTime(pid_t process) {
 MpvProcess::MpvProcess(const std::string& film) {
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
-        throw MpvFailure("no socket for mpv: " + std::generic_category().message(errno));
+        throw TargetFailure("no socket for mpv: " + std::generic_category().message(errno));
     }
     m_socket = cvhost::FileDescriptor(ends[0]);
     const cvhost::FileDescriptor theirs(ends[1]);
-    if (::fcntl(m_socket.get(), F_SETFL, O_NONBLOCK) != 0) throw MpvFailure("no socket for mpv");
+    if (::fcntl(m_socket.get(), F_SETFL, O_NONBLOCK) != 0) throw TargetFailure("no socket for mpv");
     m_process = spawn(film, theirs.get());
 }
 

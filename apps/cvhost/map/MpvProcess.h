@@ -15,7 +15,7 @@ namespace cvhost::map {
 
 class MpvProcess final : public MpvLink {
 public:
-    /// Opens the file `film` in mpv, paused at its first frame. Throws MpvFailure.
+    /// Opens the file `film` in mpv, paused at its first frame. Throws TargetFailure.
     explicit MpvProcess(const std::string& film);
     MpvProcess(const MpvProcess&) = delete;
     MpvProcess& operator=(const MpvProcess&) = delete;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "apps/cvhost/map/Target.h"
+
 namespace cvhost::map {
 namespace {
 
@@ -14,10 +16,10 @@ constexpr std::size_t longestPath = sizeof sockaddr_un{}.sun_path - 1;
 }  // namespace
 
 MpvSocket::MpvSocket(std::string path) : m_path(std::move(path)) {
-    if (m_path.empty()) throw MpvFailure("the path of mpv's socket is empty");
+    if (m_path.empty()) throw TargetFailure("the path of mpv's socket is empty");
     if (m_path.size() > longestPath) {
-        throw MpvFailure("the path of mpv's socket is longer than " + std::to_string(longestPath) +
-                         " characters: " + m_path);
+        throw TargetFailure("the path of mpv's socket is longer than " + std::to_string(longestPath) +
+                            " characters: " + m_path);
     }
 }
 

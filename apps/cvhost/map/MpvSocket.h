@@ -11,7 +11,7 @@ namespace cvhost::map {
 
 class MpvSocket final : public MpvLink {
 public:
-    /// Throws MpvFailure if no socket can have this path.
+    /// Throws TargetFailure if no socket can have this path.
     explicit MpvSocket(std::string path);
 
     cvhost::FileDescriptor connect() override;

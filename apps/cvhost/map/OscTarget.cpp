@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "apps/cvhost/map/OscFormat.h"
+#include "apps/cvhost/transport/Playhead.h"
 #include "host/core/Failure.h"
 
 namespace cvhost::map {
@@ -24,7 +25,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr double playSpeed = 1024;
 constexpr int mostTaps = 100;  ///< in one turn
 /// A program that says nothing for so long is greeted again: it may be a new one.
 constexpr std::chrono::seconds longestQuiet{5};
@@ -43,7 +43,7 @@ OscMessage with(const OscMessage& message, OscMessage::Argument argument) {
     return longer;
 }
 
-/// Null: it is no message.
+/// Null for another kind of stroke.
 const OscMessage* messageOf(const Stroke& stroke) {
     const auto* message = std::get_if<std::shared_ptr<const OscMessage>>(&stroke);
     return message != nullptr ? message->get() : nullptr;
@@ -117,7 +117,7 @@ void OscTarget::take(const Action& action) {
             return turn(action.wheel, action.amount);
         case Action::Kind::speed:
             if (const OscMessage* message = messageOf(action.stroke))
-                send(with(*message, static_cast<float>(action.amount / playSpeed)));
+                send(with(*message, static_cast<float>(action.amount / double{transport::playSpeed})));
             return;
         case Action::Kind::releaseAll:
             for (std::size_t hold = 0; hold < m_held.size(); ++hold) release(hold);
@@ -168,6 +168,7 @@ void OscTarget::sendHello() const {
 
 void OscTarget::listen() {
     auto nextHello = Clock::now();
+    std::vector<char> packet(longestPacket);
     for (;;) {
         if (m_application.hello && Clock::now() >= nextHello) {
             sendHello();
@@ -177,19 +178,18 @@ void OscTarget::listen() {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextHello - Clock::now());
         ::poll(waited.data(), waited.size(), m_application.hello ? static_cast<int>(std::max(left.count(), 0L)) : -1);
         if (waited[0].revents != 0) return;
-        if (waited[1].revents != 0 && receive()) nextHello = Clock::now() + longestQuiet;
+        if (waited[1].revents != 0 && receive(packet)) nextHello = Clock::now() + longestQuiet;
     }
 }
 
-/// Whether a packet of the program has come.
-bool OscTarget::receive() {
-    std::vector<char> packet(longestPacket);
+/// Whether a packet of the program has come. `packet` is where it is put.
+bool OscTarget::receive(std::span<char> packet) {
     sockaddr_in sender{};
     socklen_t size = sizeof sender;
     const ssize_t got = ::recvfrom(m_socket.get(), packet.data(), packet.size(), MSG_DONTWAIT, general(sender), &size);
     if (got <= 0 || !isSameMachine(sender, m_program)) return false;
     const auto before = m_lamps.load();
-    readPacket(std::span(packet).first(static_cast<std::size_t>(got)),
+    readPacket(packet.first(static_cast<std::size_t>(got)),
                [this](std::string_view address, double value) { show(address, value > 0); });
     if (m_lamps != before) m_changed();
     return true;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <thread>
 
@@ -42,7 +43,7 @@ private:
     void send(const OscMessage& message) const;
     void sendHello() const;
     void listen();
-    bool receive();
+    bool receive(std::span<char> packet);
     void show(std::string_view address, bool on);
 
     const Application m_application;

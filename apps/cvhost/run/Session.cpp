@@ -210,9 +210,6 @@ bool Session::startDeck() {
         if (!m_options.map.empty()) map = map::openMap(m_options.map);
         m_deck = makeDeck(map ? &map->map.application : nullptr);
         if (map) startMap(std::move(*map));
-    } catch (const map::MpvFailure& failure) {
-        complain(failure.what());
-        return false;
     } catch (const map::TargetFailure& failure) {
         complain(failure.what());
         return false;
@@ -395,7 +392,8 @@ void Session::followMap() {
     if (!m_map) return;
     m_map->showLamps(*m_console, m_transport->lampsLent());
     if (m_mpv != nullptr) tellMpv();
-    if (const auto legends = m_map->takeLegends(); legends && m_page) m_page->setLegends(legends->layer, legends->keys);
+    const auto legends = m_page ? m_map->takeLegends() : std::nullopt;
+    if (legends) m_page->setLegends(legends->layer, legends->keys);
     if (Clock::now() < m_nextMapRefresh) return;
     m_nextMapRefresh = Clock::now() + mapInterval;
     const map::Mapping::News news = m_map->refresh();

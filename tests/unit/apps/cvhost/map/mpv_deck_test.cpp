@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "apps/cvhost/map/MpvSocket.h"
+#include "apps/cvhost/map/Target.h"
 
 using namespace cvhost::map;
 using namespace std::chrono_literals;
@@ -204,8 +205,8 @@ std::vector<cvhost::FileDescriptor> only(cvhost::FileDescriptor socket) {
 }  // namespace
 
 TEST(MpvSocket, New_PathThatNoSocketCanHave_IsRefused) {
-    EXPECT_THROW(MpvSocket(""), MpvFailure);
-    EXPECT_THROW(MpvSocket(std::string(108, 'a')), MpvFailure);
+    EXPECT_THROW(MpvSocket(""), TargetFailure);
+    EXPECT_THROW(MpvSocket(std::string(108, 'a')), TargetFailure);
     EXPECT_FALSE(MpvSocket(std::string(107, 'a')).connect());
 }
 
