@@ -5,7 +5,7 @@ import { join } from "node:path";
 import { expectNoFindings } from "./look_tests.mjs";
 import { axeSource, expect, expectEqual, key, open, until } from "./rig.mjs";
 
-// Nobody listens at the port: a datagram that nobody takes is lost.
+// No program listens at this port, so the datagrams are lost.
 const map = `target = "osc"
 port = 9
 [keys]
