@@ -2,12 +2,13 @@
 
 #include <utility>
 
+#include "host/core/Everlasting.h"
+
 namespace cvhost {
 
 SinkSeat& sinkSeat() noexcept {
-    // Never destroyed: a plug-in may log while the process ends.
-    static SinkSeat& seat = *new SinkSeat;
-    return seat;
+    static Everlasting<SinkSeat> seat;  // a plug-in may log while the process ends
+    return *seat;
 }
 
 void setEventSink(EventSink sink) {

@@ -5,6 +5,8 @@
 #include <exception>
 #include <mutex>
 
+#include "host/core/Everlasting.h"
+
 namespace cvhost {
 namespace {
 
@@ -16,11 +18,9 @@ struct Failure {
 };
 
 Failure& theFailure() noexcept {
-    static Failure& failure = *new Failure;  // outlives every thread
-    return failure;
+    static Everlasting<Failure> failure;
+    return *failure;
 }
-// Made before any thread could run out of memory.
-[[maybe_unused]] const Failure& made = theFailure();
 
 void keep(const char* text) noexcept {
     Failure& failure = theFailure();

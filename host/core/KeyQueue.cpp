@@ -1,5 +1,7 @@
 #include "host/core/KeyQueue.h"
 
+#include "host/core/Everlasting.h"
+
 namespace cvhost {
 
 void KeyQueue::add(KeyPress press) {
@@ -43,8 +45,8 @@ void KeyQueue::clear() {
 }
 
 KeyQueue& keyQueue() noexcept {
-    static KeyQueue& queue = *new KeyQueue;
-    return queue;
+    static Everlasting<KeyQueue> queue;
+    return *queue;
 }
 
 }  // namespace cvhost

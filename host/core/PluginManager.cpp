@@ -5,14 +5,15 @@
 #include <vector>
 
 #include "host/api/Thread.h"
+#include "host/core/Everlasting.h"
 #include "host/core/SchedulingPoint.h"
 #include "host/core/Serial.h"
 
 namespace {
 
 std::vector<CvPluginBase*>& plugins() {
-    static auto& loaded = *new std::vector<CvPluginBase*>;
-    return loaded;
+    static cvhost::Everlasting<std::vector<CvPluginBase*>> loaded;
+    return *loaded;
 }
 
 /// A handler that runs may begin the component's thread, which may register once more until it has ended, hence the second

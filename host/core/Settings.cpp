@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/api/Settings.h"
+#include "host/core/Everlasting.h"
 #include "host/core/SchedulingPoint.h"
 
 namespace cvhost {
@@ -61,8 +62,8 @@ std::optional<bool> Settings::findPreference(std::string_view key) const {
 }
 
 Settings& settings() noexcept {
-    static Settings& store = *new Settings;
-    return store;
+    static Everlasting<Settings> store;
+    return *store;
 }
 
 namespace {

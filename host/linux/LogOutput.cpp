@@ -15,6 +15,7 @@
 #include <string>
 
 #include "host/core/Escape.h"
+#include "host/core/Everlasting.h"
 #include "host/core/Log.h"
 #include "host/linux/LogOutput.h"
 #include "host/linux/machine/UserFiles.h"
@@ -129,8 +130,8 @@ struct Output {
 };
 
 Output& output() {
-    static Output& only = *new Output;
-    return only;
+    static Everlasting<Output> only;
+    return *only;
 }
 
 }  // namespace

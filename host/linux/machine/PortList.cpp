@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/core/Everlasting.h"
 #include "host/core/Text.h"
 
 namespace cvhost {
@@ -89,8 +90,8 @@ struct PortSource {
 };
 
 PortSource& portSource() {
-    static PortSource& source = *new PortSource;  // plug-ins may ask until the process ends
-    return source;
+    static Everlasting<PortSource> source;  // plug-ins may ask until the process ends
+    return *source;
 }
 
 /// The node of each port of this machine, and its product text or null.
