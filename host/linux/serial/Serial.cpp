@@ -3,14 +3,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <list>
 #include <mutex>
 #include <string>
 #include <system_error>
-#include <vector>
 
 #include "host/api/Comms.h"
 #include "host/api/Log.h"
 #include "host/core/Events.h"
+#include "host/core/Everlasting.h"
 #include "host/core/Text.h"
 #include "host/linux/serial/Rfc2217.h"
 #include "host/linux/serial/SerialHandlers.h"
@@ -22,7 +23,7 @@ namespace {
 
 using cvhost::SerialHandlers;
 using cvhost::SerialPort;
-using Ports = std::vector<Cv::Ptr<SerialPort>>;
+using Ports = std::list<Cv::Ptr<SerialPort>>;
 
 /// Every port is held here until after its end: a handle may be on its way to being copied on another thread.
 struct Library {
@@ -33,7 +34,7 @@ struct Library {
 };
 
 Library& library() {
-    static auto* const only = new Library;  // outlives every plug-in's statics
+    static cvhost::Everlasting<Library> only;
     return *only;
 }
 
@@ -41,12 +42,12 @@ SerialPort* portOf(const Cv::Ptr<CommsPort>& handle) { return static_cast<Serial
 
 bool onlyHeldHere(const Cv::Ptr<SerialPort>& port) { return port->references() == 1; }
 
-/// Moves a closed port to the list of closed ones. It is not released here: `port` holds it.
+/// Moves a closed port to the list of closed ones. It is not released here: `port` holds it. Needs no memory.
 void moveToClosed(const Cv::Ptr<SerialPort>& port) {
     Library& all = library();
     const std::lock_guard lock(all.mutex);
-    if (std::erase_if(all.open, [&](const auto& other) { return other.get() == port.get(); }) != 0)
-        all.closed.push_back(port);
+    const auto place = std::ranges::find(all.open, port.get(), &Cv::Ptr<SerialPort>::get);
+    if (place != all.open.end()) all.closed.splice(all.closed.end(), all.open, place);
 }
 
 /// Closes open ports named `name`, and any that only this library still references.
@@ -71,11 +72,10 @@ void releaseClosed() {
     Library& all = library();
     {
         const std::lock_guard lock(all.mutex);
-        going.swap(all.closed);
-        const auto stays =
-            std::ranges::partition(going, [](const auto& port) { return onlyHeldHere(port) && !port->inHandler(); });
-        all.closed.assign(stays.begin(), stays.end());
-        going.erase(stays.begin(), stays.end());
+        for (auto place = all.closed.begin(); place != all.closed.end();) {
+            const auto port = place++;
+            if (onlyHeldHere(*port) && !(*port)->inHandler()) going.splice(going.end(), all.closed, port);
+        }
     }
     for (const auto& port : going) port->closeAndJoin();  // its receive thread has ended before it goes
 }

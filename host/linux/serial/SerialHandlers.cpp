@@ -3,89 +3,90 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/core/Everlasting.h"
 #include "host/core/Failure.h"
 
 namespace cvhost {
 
 SerialHandlers& SerialHandlers::instance() {
-    static auto* const handlers = new SerialHandlers;  // outlives every plug-in's statics
+    static Everlasting<SerialHandlers> handlers;
     return *handlers;
 }
 
 void SerialHandlers::add(const SerialPort& port, Callback callback, void* context) {
     const std::lock_guard lock(m_mutex);
-    takeWhere([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
-    Handles registrations = *m_registrations;
-    registrations.push_back(std::make_shared<Registration>(Registration{&port, callback, context}));
-    m_registrations = std::make_shared<const Handles>(std::move(registrations));
+    m_registrations.push_back({&port, callback, context, m_next});
+    removeWhere([=, this](const Registration& entry) { return entry.isFor(callback, context) && entry.number < m_next; });
+    ++m_next;
 }
 
 void SerialHandlers::remove(Callback callback, void* context) {
-    removeAndWait([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
+    removeAndWait([=](const Registration& entry) { return entry.isFor(callback, context); });
 }
 
 void SerialHandlers::forget(Callback callback, void* context) {
     const std::lock_guard lock(m_mutex);
-    takeWhere([=](const Registration& entry) { return entry.callback == callback && entry.context == context; });
+    removeWhere([=](const Registration& entry) { return entry.isFor(callback, context); });
 }
 
 void SerialHandlers::removeAllOf(const SerialPort& port) {
     const std::lock_guard lock(m_mutex);
-    takeWhere([&](const Registration& entry) { return entry.port == &port; });
+    removeWhere([&](const Registration& entry) { return entry.port == &port; });
 }
 
 void SerialHandlers::removeAllWith(void* context) {
     removeAndWait([=](const Registration& entry) { return entry.context == context; });
 }
 
-SerialHandlers::Handles SerialHandlers::takeWhere(const std::function<bool(const Registration&)>& matches) {
-    Handles registrations;
-    for (const Handle& entry : *m_registrations) {
-        if (matches(*entry))
-            entry->removed = true;
-        else
-            registrations.push_back(entry);
-    }
-    m_registrations = std::make_shared<const Handles>(std::move(registrations));
-    m_changed.notify_all();
-    Handles running;
-    std::ranges::copy_if(m_calls, std::back_inserter(running), [&](const Handle& entry) {
-        return entry->removed && entry->caller != std::this_thread::get_id() && matches(*entry);
+template <class Matches>
+void SerialHandlers::removeWhere(const Matches& matches) {
+    std::erase_if(m_registrations, [&](Registration& entry) {
+        if (!matches(entry)) return false;
+        entry.removed = true;
+        return !entry.reached;
     });
-    return running;
+    m_changed.notify_all();
 }
 
-void SerialHandlers::removeAndWait(const std::function<bool(const Registration&)>& matches) {
+template <class Matches>
+void SerialHandlers::removeAndWait(const Matches& matches) {
     std::unique_lock lock(m_mutex);
-    const Handles running = takeWhere(matches);
-    m_changed.wait(lock, [&] {
-        return std::ranges::all_of(running, [](const Handle& entry) { return entry->caller == std::thread::id(); });
-    });
+    removeWhere(matches);
+    const auto isRunning = [&, end = m_next](const Registration& entry) {
+        const bool elsewhere = entry.caller != std::thread::id() && entry.caller != std::this_thread::get_id();
+        return elsewhere && entry.number < end && matches(entry);
+    };
+    m_changed.wait(lock, [&] { return std::ranges::none_of(m_registrations, isRunning); });
 }
 
 void SerialHandlers::waitForEarlier(const Registration& entry, std::unique_lock<std::mutex>& lock) {
     m_changed.wait(lock, [&] {
-        return entry.removed || std::ranges::none_of(m_calls, [&](const Handle& other) {
-                   return other->callback == entry.callback && other->context == entry.context;
+        return entry.removed || std::ranges::none_of(m_registrations, [&](const Registration& other) {
+                   return other.caller != std::thread::id() && other.isFor(entry.callback, entry.context);
                });
     });
 }
 
 void SerialHandlers::call(const SerialPort& port) {
     std::unique_lock lock(m_mutex);
-    const std::shared_ptr<const Handles> round = m_registrations;
-    for (const Handle& entry : *round) {
-        if (entry->port != &port) continue;
+    const std::uint64_t end = m_next;  // one that a call adds is not called for this byte
+    for (auto entry = m_registrations.begin(); entry != m_registrations.end() && entry->number < end;) {
+        if (entry->port != &port || entry->removed) {
+            ++entry;
+            continue;
+        }
+        entry->reached = true;
         waitForEarlier(*entry, lock);
-        if (entry->removed) continue;
-        entry->caller = std::this_thread::get_id();
-        m_calls.push_back(entry);
-        lock.unlock();
-        guarded([&] { entry->callback(entry->context); });
-        lock.lock();
-        entry->caller = {};
-        std::erase(m_calls, entry);
-        m_changed.notify_all();
+        if (!entry->removed) {
+            entry->caller = std::this_thread::get_id();
+            lock.unlock();
+            guarded([&] { entry->callback(entry->context); });
+            lock.lock();
+            entry->caller = {};
+            m_changed.notify_all();
+        }
+        entry->reached = false;
+        entry = entry->removed ? m_registrations.erase(entry) : std::next(entry);
     }
 }
 

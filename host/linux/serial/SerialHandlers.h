@@ -6,11 +6,10 @@
 #pragma once
 
 #include <condition_variable>
-#include <functional>
-#include <memory>
+#include <cstdint>
+#include <list>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace cvhost {
 
@@ -39,23 +38,30 @@ private:
         const SerialPort* port;
         Callback callback;
         void* context;
+        std::uint64_t number;      ///< later ones have greater ones
         std::thread::id caller{};  ///< the thread that is in a call of it
+        bool reached = false;      ///< the receive thread is at it: it stays in the list
         bool removed = false;
-    };
-    using Handle = std::shared_ptr<Registration>;
-    using Handles = std::vector<Handle>;
 
-    /// Takes them off the list, and returns those that are in a call of another thread. Under m_mutex.
-    Handles takeWhere(const std::function<bool(const Registration&)>& matches);
-    void removeAndWait(const std::function<bool(const Registration&)>& matches);
-    /// Waits until no other registration of the same pair is in a call, or until this one is removed. Under `lock`.
+        bool isFor(Callback otherCallback, void* otherContext) const {
+            return callback == otherCallback && context == otherContext;
+        }
+    };
+    using Registrations = std::list<Registration>;
+
+    // All of these under m_mutex. None needs memory: a port must close where there is none.
+    template <class Matches>
+    void removeWhere(const Matches& matches);
+    /// Waits for the calls of other threads too.
+    template <class Matches>
+    void removeAndWait(const Matches& matches);
+    /// Waits until no other registration of the same pair is in a call, or until this one is removed.
     void waitForEarlier(const Registration& entry, std::unique_lock<std::mutex>& lock);
 
     std::mutex m_mutex;
     std::condition_variable m_changed;  ///< a call has returned, or a registration has been removed
-    /// Never changed but replaced, so that a round of calls can go through it without a copy and without the lock.
-    std::shared_ptr<const Handles> m_registrations = std::make_shared<const Handles>();
-    Handles m_calls;  ///< those that are in a call, removed ones too
+    Registrations m_registrations;      ///< in their order; removed ones too while they are reached
+    std::uint64_t m_next = 0;           ///< the next one's number
 };
 
 }  // namespace cvhost

@@ -10,6 +10,7 @@
 
 #include "host/api/Log.h"
 #include "host/core/Events.h"
+#include "host/core/Everlasting.h"
 #include "host/core/Failure.h"
 #include "host/linux/serial/SerialHandlers.h"
 #include "host/linux/serial/SerialPorts.h"
@@ -30,8 +31,8 @@ struct LastWords {
     std::string bytes;
 };
 LastWords& theLastWords() {
-    static LastWords& words = *new LastWords;  // outlives every thread
-    return words;
+    static Everlasting<LastWords> words;
+    return *words;
 }
 
 std::string lastWords() {
@@ -86,6 +87,7 @@ SerialPort::~SerialPort() { closeAndJoin(); }
 void SerialPort::start() {
     if (m_error != 0) return;
     const std::lock_guard lock(m_joining);
+    const std::string shortName = ("rx " + m_name.substr(m_name.rfind('/') + 1)).substr(0, 15);
     publish(PortChange{m_name, PortState::open});
     m_receiver = std::thread([this] {
         m_receiverId = std::this_thread::get_id();
@@ -94,8 +96,7 @@ void SerialPort::start() {
         });
         m_inHandler = false;
     });
-    const std::string shortName = "rx " + m_name.substr(m_name.rfind('/') + 1);
-    pthread_setname_np(m_receiver.native_handle(), shortName.substr(0, 15).c_str());
+    pthread_setname_np(m_receiver.native_handle(), shortName.c_str());
 }
 
 void SerialPort::finish(int error) {
@@ -132,8 +133,10 @@ void SerialPort::end(int error) {
     if (error == EBADF) {
         publish(PortChange{m_name, PortState::closed});
     } else {
-        const std::string reason = describeError(error);
-        publish(PortTrouble{.name = m_name, .kind = PortTrouble::Kind::lost, .error = error, .reason = reason});
+        guarded([&] {
+            const std::string reason = describeError(error);
+            publish(PortTrouble{.name = m_name, .kind = PortTrouble::Kind::lost, .error = error, .reason = reason});
+        });
         publish(PortChange{m_name, PortState::lost});
     }
     wake();

@@ -109,8 +109,9 @@ private:
 class Taker {
 public:
     explicit Taker(Cv::Ptr<CommsPort> port) : m_port(std::move(port)) {}
-    ~Taker() { commsDeregisterHandler(callback, this); }
+    ~Taker() { drop(); }
     bool listen(const LightweightString<wchar_t>& name) { return commsRegisterHandler(callback, name, 1, true, this); }
+    void drop() { commsDeregisterHandler(callback, this); }
     /// The bytes taken, when there are at least `count` or patience ended.
     std::string wait(std::size_t count);
     bool waitForEnd(std::string_view end) {
