@@ -1,8 +1,5 @@
 #include "apps/cvhost/run/Session.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -18,9 +15,8 @@
 #include "apps/cvhost/map/MpvSocket.h"
 #include "apps/cvhost/map/Targets.h"
 #include "apps/cvhost/ports/KnownSettings.h"
-#include "apps/cvhost/report/JsonReport.h"
-#include "apps/cvhost/report/TextReport.h"
 #include "apps/cvhost/run/Advice.h"
+#include "apps/cvhost/run/Reports.h"
 #include "apps/cvhost/transport/ClipDeck.h"
 #include "host/core/Events.h"
 #include "host/core/Failure.h"
@@ -54,38 +50,6 @@ constexpr auto lastCommandsLimit = 2s;
 constexpr std::size_t longestPacket = 12;
 constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
 
-bool outputsAreOne() {
-    struct stat out{};
-    struct stat err{};
-    return ::fstat(STDOUT_FILENO, &out) == 0 && ::fstat(STDERR_FILENO, &err) == 0 && out.st_dev == err.st_dev &&
-           out.st_ino == err.st_ino;
-}
-
-/// The log is part of what is printed. Standard error gets it as well, unless a reader would then see it twice.
-bool logsToStandardError(Options::Events events) {
-    const bool seenTwice = events == Options::Events::text && ::isatty(STDERR_FILENO) == 1;
-    return !outputsAreOne() && !seenTwice;
-}
-
-template <class Report, class... Arguments>
-EventSink makeReport(Arguments&&... arguments) {
-    return
-        [report = std::make_shared<Report>(std::forward<Arguments>(arguments)...)](const Event& event) { (*report)(event); };
-}
-
-std::vector<EventSink> makeSinks(const Options& options, common::LineWriter& output, common::RunClock start,
-                                 web::PageState* page) {
-    std::vector<EventSink> sinks;
-    if (options.events == Options::Events::json) {
-        sinks.push_back(makeReport<report::JsonReport>(output, start, options.wire));
-    } else {
-        const report::TextReport::Style style{.colour = common::wantsColour(), .wire = options.wire};
-        sinks.push_back(makeReport<report::TextReport>(output, start, style));
-    }
-    if (page != nullptr) sinks.emplace_back(std::ref(*page));
-    return sinks;
-}
-
 /// What the shuttle does beyond play, as the driver will read it.
 double beyondPlay() {
     const auto value = settings().find("BeyondPlayMultiplier");
@@ -102,12 +66,6 @@ PlayheadChange playheadOf(const transport::View& view) {
             .markIn = view.state.markIn,
             .markOut = view.state.markOut,
             .framesPerSecond = view.clip.rate.nominal()};
-}
-
-std::string missingLine(Options::Events events, common::RunClock start, std::size_t count) {
-    if (events == Options::Events::text) return report::TextReport::missingLine(count);
-    return report::JsonReport::logLine(
-        start, "cvhost: " + std::to_string(count) + " events are missing here: they were not read in time\n");
 }
 
 void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
