@@ -17,6 +17,7 @@
 #include "host/core/Escape.h"
 #include "host/core/Everlasting.h"
 #include "host/core/Log.h"
+#include "host/core/Repeats.h"
 #include "host/linux/LogOutput.h"
 #include "host/linux/machine/UserFiles.h"
 
@@ -127,6 +128,8 @@ struct Output {
     LogDestinations destinations{.standardError = true, .file = false};
     StandardError standardError;
     LogFile file{standardError};
+    bool repeatsWritten = true;
+    Repeats repeats;
 };
 
 Output& output() {
@@ -143,6 +146,13 @@ void setLogDestinations(LogDestinations destinations) {
     to.file.close();
 }
 
+void setLogRepeats(bool written) {
+    Output& to = output();
+    const std::lock_guard held(to.lock);
+    to.repeatsWritten = written;
+    to.repeats.forget();
+}
+
 void writeStandardError(std::string_view text) {
     Output& to = output();
     const std::lock_guard held(to.lock);
@@ -153,6 +163,7 @@ void writeLog(const char*, std::string_view text) {
     const std::string shown = printable(text);
     Output& to = output();
     const std::lock_guard held(to.lock);
+    if (!to.repeatsWritten && !to.repeats.isNew(shown)) return;
     if (to.destinations.standardError) to.standardError.write(shown);
     if (to.destinations.file) to.file.write(shown);
 }

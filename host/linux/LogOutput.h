@@ -1,6 +1,6 @@
 // Where the host's log goes.
 //
-// Threads: setLogDestinations on the application's main thread; writeStandardError on any.
+// Threads: setLogDestinations on the application's main thread; the other functions on any.
 #pragma once
 
 #include <string_view>
@@ -14,6 +14,10 @@ struct LogDestinations {
     bool file = true;
 };
 void setLogDestinations(LogDestinations destinations);
+
+/// Whether a text is written each time (at first), or only once from now on: what looks for something for hours shall not
+/// fill the log.
+void setLogRepeats(bool written);
 
 /// Writes `text` to standard error. A reader that has stopped delays the caller by one second at most, and then not at all
 /// until it reads again.

@@ -10,7 +10,9 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -86,6 +88,22 @@ TEST_F(CvhostTest, Run_PortMissingForAWhile_TextTellsItOnce) {
     EXPECT_EQ(logged, 1);
     host.signal(SIGINT);
     EXPECT_EQ(host.wait(), 1);
+}
+
+TEST_F(CvhostTest, Run_PortMissingForAWhile_LogsTellItOnce) {
+    Process host(cvhost({"--events", "json", "--port", "/dev/no-such-port"}));
+    int attempts = 0;
+    host.waitForLine(
+        [&](const std::string& line) { return (attempts += line.find("Looking for console") != line.npos) == 4; });
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+    std::ifstream file(m_folder.path() / "state/cvhost/cvhost.log");
+    const std::string log{std::istreambuf_iterator(file), {}};
+    for (const std::string& text : {host.errors(), log}) {
+        const auto first = text.find("Looking for console on port /dev/no-such-port\n");
+        EXPECT_NE(first, text.npos);
+        EXPECT_EQ(text.find("Looking for console", first + 1), text.npos) << text;
+    }
 }
 
 TEST_F(CvhostTest, Prefer_ConsoleSwitchedOff_IsSaidAsTheReason) {

@@ -124,7 +124,7 @@ void Doctor::prepareHost() {
     std::error_code none;
     const bool maps = std::filesystem::is_directory(std::filesystem::path(settingsPath()).parent_path() / "maps", none);
     if (auto check = checkKeyboard(accessTo("/dev/uinput"), maps)) add(std::move(*check));
-    settings().set("console_debug", std::int64_t{1});
+    settings().set(driver::traces, std::int64_t{1});
     if (m_options.port) {
         showOnlyPorts({});
         settings().set("console_port", *m_options.port);

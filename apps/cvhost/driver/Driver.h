@@ -12,6 +12,9 @@ namespace cvhost::driver {
 /// The preference that lets the console be used.
 inline constexpr const char* consoleEnabled = "HardwareConsoleEnabled";
 
+/// The setting that, at 1, has the driver log what it does on the line.
+inline constexpr const char* traces = "console_debug";
+
 /// Where the plug-in should be.
 std::string driverPath();
 

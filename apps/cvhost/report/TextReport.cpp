@@ -16,7 +16,6 @@ namespace {
 
 using common::formatted;
 
-constexpr std::size_t mostToldLines = 64;
 constexpr std::size_t longestWireLine = 48;
 
 /// The letter on the key that was pressed, and the code under which the press is queued.
@@ -71,7 +70,7 @@ void TextReport::take(const PortChange& port) {
             return say("port", name + " is closed");
         case PortState::lost:
             m_active = false;
-            m_told.clear();
+            m_repeats.forget();
             return put(common::Colour::red, "port", name + " is lost: unplugged, switched off, or closed at its far end");
     }
 }
@@ -81,10 +80,7 @@ void TextReport::take(const RtsChange& rts) {
 }
 
 void TextReport::say(std::string_view heading, std::string_view text) {
-    if (!m_active && m_told.size() < mostToldLines) {
-        std::string line(heading);
-        if (!m_told.insert(line.append(1, ' ').append(text)).second) return;
-    }
+    if (!m_active && !m_repeats.isNew(std::string(heading).append(1, ' ').append(text))) return;
     const common::Colour tint = heading == "log"    ? common::Colour::dim
                                 : heading == "help" ? common::Colour::yellow
                                                     : common::Colour::blue;
@@ -93,7 +89,7 @@ void TextReport::say(std::string_view heading, std::string_view text) {
 
 void TextReport::take(const ConsoleActive& console) {
     m_active = true;
-    m_told.clear();
+    m_repeats.forget();
     put(common::Colour::green, "active", formatted("console version %d", console.version));
     if (common::ignoresInput(console.version)) {
         put(common::Colour::yellow, "help",

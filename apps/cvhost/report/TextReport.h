@@ -4,7 +4,6 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -12,6 +11,7 @@
 #include "apps/common/LineWriter.h"
 #include "apps/common/RunClock.h"
 #include "host/core/Events.h"
+#include "host/core/Repeats.h"
 
 namespace cvhost::report {
 
@@ -57,7 +57,7 @@ private:
     const Style m_style;
 
     bool m_active = false;
-    std::set<std::string, std::less<>> m_told;
+    Repeats m_repeats;
     Direction m_wireDirection = Direction::transmit;
     std::string m_wireLine;
 };

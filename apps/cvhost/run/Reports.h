@@ -18,7 +18,11 @@ namespace cvhost::run {
 /// The log is part of what is printed. Standard error gets it as well, unless a reader would then see it twice.
 bool logsToStandardError(Options::Events events);
 
-/// What shows the run's events: the report, on `output`, and the page if there is one.
+/// From now on the log says each thing once, as long as no console is active, unless the driver traces: a console may be
+/// looked for again and again.
+void quietenLog();
+
+/// What shows the run's events: the report, on `output`, and the page if there is one. The log follows them.
 std::vector<EventSink> makeSinks(const Options& options, common::LineWriter& output, common::RunClock start,
                                  web::PageState* page);
 

@@ -34,7 +34,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// How often the run looks at what changes without an event, and how often while there is no console and nothing happens.
 constexpr auto tick = 50ms;
+constexpr auto restTick = 1s;
 /// How long a port may be missing, and an open one silent, before help is offered.
 constexpr auto missingPortPatience = 3s;
 constexpr auto silentConsolePatience = 5s;
@@ -125,6 +127,7 @@ void Session::prepareHost() {
         complain(settingsPath() + ": " + problem.text);
     applyOptions();
     choosePorts();
+    quietenLog();
 }
 
 void Session::applyOptions() {
@@ -257,10 +260,11 @@ void Session::startControl() {
 
 void Session::live() {
     const auto limit = m_options.time.value_or(std::chrono::hours(24 * 365 * 100));
+    bool resting = false;
     while (m_output.error() == 0) {
         const std::chrono::duration<double> left = limit - std::chrono::duration<double>(m_start.seconds());
         if (left <= left.zero()) return;
-        const auto timeout = std::min<std::chrono::duration<double>>(left, tick);
+        const auto timeout = std::min<std::chrono::duration<double>>(left, resting ? restTick : tick);
         const common::MainLoop::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
         if (cause == common::MainLoop::Cause::end || hasFailed()) return;
         if (m_mpv != nullptr && m_mpv->ended()) return say("film", "mpv has ended");
@@ -276,7 +280,9 @@ void Session::live() {
         showDesk();
         noticeRecordingEnd();
         if (m_show && state.startup.version) m_show->advance(Clock::now(), state);
-        if (cause == common::MainLoop::Cause::time) m_monitor(Quiet{});
+        const bool quiet = cause == common::MainLoop::Cause::time;
+        if (quiet && !resting) m_monitor(Quiet{});
+        resting = quiet && !state.startup.active && m_deck->view().state.speed == 0;
     }
 }
 

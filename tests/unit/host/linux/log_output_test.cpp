@@ -92,6 +92,32 @@ TEST_F(LogOutput, FileThatIsAPipe_DoesNotHoldAnybodyUp) {
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot write the log file"));
 }
 
+TEST_F(LogOutput, RepeatsNotWritten_EachTextIsWrittenOnce) {
+    const auto texts = [&] {
+        std::string all;
+        for (const char letter : folder.read(s_log).value_or("")) {
+            all += letter;
+            if (all.ends_with("Z ")) all.erase(all.rfind('\n') + 1);
+        }
+        return all;
+    };
+    cvhost::setLogRepeats(false);
+    for (int round = 0; round < 3; ++round) {
+        LogBoth("looking\n");
+        LogBoth("nothing there\n");
+    }
+    LogBoth("no right\n");
+    LogBoth("looking\n");
+    EXPECT_EQ(texts(), "looking\nnothing there\nno right\n");
+    cvhost::setLogRepeats(true);
+    for (int round = 0; round < 2; ++round) LogBoth("again\n");
+    EXPECT_EQ(texts(), "looking\nnothing there\nno right\nagain\nagain\n");
+    cvhost::setLogRepeats(false);
+    LogBoth("looking\n");
+    cvhost::setLogRepeats(true);
+    EXPECT_EQ(texts(), "looking\nnothing there\nno right\nagain\nagain\nlooking\n") << "it may be said once more";
+}
+
 TEST_F(LogOutput, LineNoise_IsShownAndDoesNothing) {
     cvhost::setLogDestinations({.standardError = true, .file = false});
     CaptureStderr();
