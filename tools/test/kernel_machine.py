@@ -68,7 +68,7 @@ def libraries_of(programs):
 
 
 def make_initrd(build, programs, besides, folder, modules):
-    """A file system in memory with the built `programs`, the ones of the system `besides`, the libraries they need, and the
+    """A file system in memory with the built `programs`, the system's files `besides`, the libraries that these need, and the
     kernel's modules."""
     root = folder / "root"
     shutil.rmtree(root, ignore_errors=True)
@@ -77,7 +77,7 @@ def make_initrd(build, programs, besides, folder, modules):
     own = [build / "bin" / name for name in programs]
     for program in own:
         run("strip", "-o", root / "app" / program.name, program)
-    for file in libraries_of([*own, *besides]) | set(besides):
+    for file in libraries_of([*own, *(file for file in besides if os.access(file, os.X_OK))]) | set(besides):
         if pathlib.Path(file).is_relative_to(build):
             continue
         (root / file[1:]).parent.mkdir(parents=True, exist_ok=True)
