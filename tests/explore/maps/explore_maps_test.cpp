@@ -1,0 +1,60 @@
+// explore_maps itself: it passes, and it finds what is broken on purpose.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace {
+
+struct Ran {
+    int status;
+    std::string output;
+};
+
+Ran explore(const std::string& arguments) {
+    std::FILE* pipe = popen((EXPLORE " " + arguments + " 2>&1").c_str(), "r");
+    if (pipe == nullptr) return {-1, {}};
+    std::string output;
+    std::array<char, 4096> part{};
+    for (std::size_t got = 0; (got = std::fread(part.data(), 1, part.size(), pipe)) != 0;) output.append(part.data(), got);
+    const int status = pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+class MapCanary : public testing::TestWithParam<const char*> {};
+
+}  // namespace
+
+TEST(ExploreMaps, EveryTrouble_Passes) {
+    const Ran ran = explore("--seeds 300");
+    EXPECT_EQ(ran.status, 0) << ran.output;
+    EXPECT_EQ(ran.output, "explore: 300 passed, 0 failed\n");
+}
+
+TEST(ExploreMaps, UnknownWords_UsageError) {
+    for (const char* words : {"--seeds many", "--seed", "--canary robin", "10", "--faults all"}) {
+        EXPECT_EQ(explore(words).status, 2) << words;
+    }
+}
+
+TEST_P(MapCanary, Planted_IsFoundAndRepeats) {
+    const Ran ran = explore(std::string("--seeds 200 --canary ") + GetParam());
+    EXPECT_EQ(ran.status, 1) << ran.output;
+    const std::string begin = "repeat: ./dev explore --maps ";
+    const std::size_t place = ran.output.find(begin);
+    ASSERT_NE(place, ran.output.npos) << ran.output;
+    const std::size_t end = ran.output.find('\n', place);
+    const Ran again = explore(ran.output.substr(place + begin.size(), end - place - begin.size()));
+    EXPECT_EQ(again.status, 1) << again.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, MapCanary,
+                         testing::Values("lost-press", "lost-release", "lost-unplug", "kept-on-release", "invented-press",
+                                         "stuck-key", "swapped", "double-press", "deaf-after-change", "waits --patience 1"),
+                         [](const auto& name) {
+                             std::string text = name.param;
+                             std::erase_if(text, [](char each) { return each == '-' || each == ' '; });
+                             return text;
+                         });
