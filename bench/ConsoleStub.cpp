@@ -68,6 +68,7 @@ bool ConsoleStub::waitForText(std::string_view text) {
 }
 
 void ConsoleStub::data(std::span<const unsigned char> bytes) {
+    m_commandAt = std::chrono::steady_clock::now();
     m_commands += static_cast<std::uint64_t>(std::ranges::count(bytes, ' '));
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     m_watched.change([&] {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -41,6 +42,8 @@ public:
     bool waitForText(std::string_view text);
     /// Commands received: each ends with a blank.
     std::uint64_t commands() const { return m_commands; }
+    /// When the last one was received.
+    std::chrono::steady_clock::time_point commandAt() const { return m_commandAt.load(); }
 
 private:
     void run();
@@ -55,6 +58,7 @@ private:
     serialtest::ConsoleStub m_connection;
     std::atomic<int> m_line{-1};
     cvhost::FileDescriptor m_stop;
+    std::atomic<std::chrono::steady_clock::time_point> m_commandAt{};  ///< written before m_commands
     std::atomic<std::uint64_t> m_commands{0};
     serialtest::Watched m_watched;
     std::string m_recent;  ///< the last bytes received; under m_watched

@@ -243,7 +243,7 @@ std::uint64_t Contender::measure(std::string_view bytes) {
     static const auto pause = std::chrono::microseconds(::sysconf(_SC_NPROCESSORS_ONLN) < 2 ? 1000 : 20);
     const std::uint64_t before = m_mailbox->count;
     const std::uint64_t start = nowNs();
-    if (!m_end->send(bytes)) throw std::runtime_error(name + " has gone");
+    send(bytes);
     while (m_mailbox->count.load(std::memory_order_acquire) == before) {
         if (nowNs() - start > 10'000'000'000U) throw std::runtime_error(name + " does not hear");
         std::this_thread::sleep_for(pause);
@@ -251,13 +251,19 @@ std::uint64_t Contender::measure(std::string_view bytes) {
     return m_mailbox->at - start;
 }
 
+void Contender::send(std::string_view bytes) {
+    if (!m_end->send(bytes)) throw std::runtime_error(name + " has gone");
+}
+
+std::unique_ptr<Contender> hostKey(LineKind line) { return std::make_unique<HostKey>(line); }
+
 Contenders contendersFor(LineKind line, Unit unit) {
     Contenders all;
     all.push_back(std::make_unique<Floor>(line, unit));
     if (unit == Unit::byte)
         all.push_back(std::make_unique<HostPort>(line));
     else
-        all.push_back(std::make_unique<HostKey>(line));
+        all.push_back(hostKey(line));
     all.push_back(std::make_unique<Asio>(line, unit));
     const bool usb = line == LineKind::usb || line == LineKind::usbWithTimer;
     if (!usb) all.push_back(std::make_unique<PySerial>(line, unit));  // where there is USB there is no Python

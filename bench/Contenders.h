@@ -38,6 +38,7 @@ public:
     std::uint64_t measure(std::string_view bytes);
 
 protected:
+    virtual void send(std::string_view bytes);
     ConsoleStub& end() { return *m_end; }
     Mailbox& mailbox() { return *m_mailbox; }
     int mailboxFile() const { return m_mailboxFile.get(); }
@@ -55,5 +56,7 @@ using Contenders = std::vector<std::unique_ptr<Contender>>;
 /// Everyone who can wait for `unit` on such a line, the floor first, this host second. The packets' one has the plug-in
 /// loaded: there can be one such list at a time.
 Contenders contendersFor(LineKind line, Unit unit);
+/// The packets' second one alone.
+std::unique_ptr<Contender> hostKey(LineKind line);
 
 }  // namespace bench

@@ -28,7 +28,7 @@ std::uint64_t percentile(const Samples& sorted, double percent) {
 
 /// One sample of each contender after the other, in an order that changes, so that whatever else the machine does meets
 /// all of them alike.
-std::vector<Samples> runRound(Contenders& contenders, std::string_view bytes, int samples, std::mt19937& random) {
+std::vector<Samples> runRound(const Contenders& contenders, std::string_view bytes, int samples, std::mt19937& random) {
     std::vector<Samples> taken(contenders.size());
     std::vector<std::size_t> order(contenders.size());
     for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
@@ -58,8 +58,12 @@ void runOn(unsigned processor) {
 
 nlohmann::json measureByTurns(LineKind line, Unit unit, int rounds, int samples) {
     runOn(1);
-    Contenders contenders = contendersFor(line, unit);
+    const Contenders contenders = contendersFor(line, unit);
     runOn(0);
+    return measureByTurns(contenders, unit, rounds, samples);
+}
+
+nlohmann::json measureByTurns(const Contenders& contenders, Unit unit, int rounds, int samples) {
     const std::string_view bytes = unit == Unit::byte ? oneByte : onePacket;
     std::mt19937 random(1);
     runRound(contenders, bytes, warmUp, random);

@@ -1,4 +1,5 @@
-// bench_kernel_tty ROUNDS SAMPLES: what bench_latency measures, on serial ports of a genuine driver.
+// bench_kernel_tty ROUNDS SAMPLES: what bench_latency measures, on serial ports of a genuine driver; and the way to the
+// kernel's input device.
 //
 // It is the first process of a virtual machine, which tools/test/kernel_machine.py boots, and prints one line of JSON.
 #include <cstdio>
@@ -6,6 +7,7 @@
 #include <stdexcept>
 
 #include "bench/LatencyRounds.h"
+#include "bench/MapRounds.h"
 #include "tests/kernel/Guest.h"
 
 int main(int count, char** arguments) {
@@ -20,7 +22,8 @@ int main(int count, char** arguments) {
             {"release", kernel_test::readLine("/proc/sys/kernel/osrelease")},
             {"tty byte", bench::measureByTurns(LineKind::usb, Unit::byte, rounds, samples)},
             {"tty packet", bench::measureByTurns(LineKind::usb, Unit::packet, rounds, samples)},
-            {"timer byte", bench::measureByTurns(LineKind::usbWithTimer, Unit::byte, rounds, samples)}};
+            {"timer byte", bench::measureByTurns(LineKind::usbWithTimer, Unit::byte, rounds, samples)},
+            {"map", bench::measureMapByTurns(rounds, samples)}};
         std::printf("%s\n", results.dump().c_str());
         done = true;
     } catch (const std::exception& error) {
