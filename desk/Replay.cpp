@@ -63,6 +63,7 @@ void Replay::release(Time from, Time recordedFrom) {
 void Replay::heard(Time now) {
     const Run& run = m_steps.m_runs[m_next];
     ++m_heard;
+    m_hungUp = false;
     if (run.kind == Kind::hostBytes) {
         m_steps.m_hostBytes.pop_front();
         if (++m_nextBytes < run.value) return;
@@ -84,6 +85,7 @@ void Replay::differs(std::string what) {
 
 void Replay::receive(unsigned char byte, Time now) {
     now = present(now);
+    if (ended()) return;
     if (m_next == m_steps.m_runs.size()) return differs("the host sends " + shown(byte) + ", and nothing more is recorded");
     if (m_steps.m_runs[m_next].kind == Kind::hostRts)
         return differs("the host sends " + shown(byte) + " in place of an RTS level");
@@ -94,7 +96,7 @@ void Replay::receive(unsigned char byte, Time now) {
 
 void Replay::setRts(bool high, Time now) {
     now = present(now);
-    if (high == std::exchange(m_rts, high)) return;
+    if (high == std::exchange(m_rts, high) || ended()) return;
     const std::size_t level = high ? 1 : 0;
     const auto& runs = m_steps.m_runs;
     const auto found = std::find_if(runs.begin() + static_cast<std::ptrdiff_t>(m_next), runs.end(),
@@ -130,6 +132,12 @@ std::optional<std::size_t> Replay::takeMark(Time now) {
     const std::size_t mark = dueRun().value;
     finishDueRun();
     return mark;
+}
+
+bool Replay::takeHangUp(Time now) {
+    const bool hangsUp = takeMark(now).has_value();
+    m_hungUp = m_hungUp || hangsUp;
+    return hangsUp;
 }
 
 std::optional<Time> Replay::nextEvent() const {

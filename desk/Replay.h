@@ -60,8 +60,9 @@ public:
     void receive(unsigned char byte, Time now) override;
     void setRts(bool high, Time now) override;
     std::optional<TimedByte> takeOutput(Time now) override;
-    /// Every mark is one.
-    bool takeHangUp(Time now) override { return takeMark(now).has_value(); }
+    /// Every mark is one. What the host does after a hang-up that ends the recording is no difference: the recorded host
+    /// could not connect again, or nothing more was recorded.
+    bool takeHangUp(Time now) override;
     std::optional<Time> nextEvent() const override;
     bool unpaced() const override { return true; }
 
@@ -98,6 +99,8 @@ private:
     Time present(Time now);
     /// The host has done the step at m_next: what the console did after it becomes due.
     void heard(Time now);
+    /// The recording ends with a hang-up, which has come.
+    bool ended() const { return m_hungUp && done(); }
     void release(Time from, Time recordedFrom);
     void differs(std::string what);
 
@@ -109,6 +112,7 @@ private:
     std::size_t m_dueBytes = 0;  ///< how many bytes of the run that is due have been taken
     Time m_now;
     bool m_rts = true;
+    bool m_hungUp = false;  ///< after the host's last step
     std::vector<std::string> m_differences;
     std::size_t m_differenceCount = 0;
 };

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <csignal>
+#include <string>
 
 #include "apps/recording/Recording.h"
 #include "tests/apps/CvhostRig.h"
@@ -31,6 +33,23 @@ TEST_F(CvdeskReplay, StartUp_PlayedToTheDriver_BringsItUpAndEnds) {
     EXPECT_EQ(host.wait(), 0) << host.errors();
     verdict(desk);
     desk.wait();
+}
+
+TEST_F(CvdeskReplay, PortLostAtTheEnd_HostThatConnectsAgainIsNoDifference) {
+    std::string lines;
+    for (const recording::Event& event : recording::readFile(startUp).events) {
+        if (event.kind == recording::Event::Kind::call && event.text == "exit") {
+            lines += recording::lineFor({.at = event.at, .kind = recording::Event::Kind::lost, .port = "/dev/ttyUSB0"});
+            break;
+        }
+        lines += recording::lineFor(event);
+    }
+    Process desk(replay(m_folder.write("lost", recording::headerLine("test", std::chrono::system_clock::now()) + lines)));
+    Process host(cvhost({"--events", "json", "--port", whereIs(desk)}));
+    waitFor(host, {{"event", "port"}, {"state", "lost"}});
+    EXPECT_EQ(desk.wait(), 0) << verdict(desk);
+    host.signal(SIGINT);
+    host.wait();
 }
 
 TEST_F(CvdeskReplay, NoRecording_IsSaidWithItsLine) {

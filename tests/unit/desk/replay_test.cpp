@@ -85,6 +85,40 @@ TEST_F(DeskReplay, Mark_BetweenBytes_IsTakenInItsPlace) {
     EXPECT_TRUE(replay.done());
 }
 
+/// The recorded host tried to connect again, and could not.
+TEST_F(DeskReplay, Host_GoesOnAfterTheLastHangUp_IsNoDifference) {
+    steps.hostSends(1ms, "a");
+    steps.consoleDoes(2ms, 0);
+    Replay replay(steps);
+    hostSends(replay, "a", 1ms);
+    EXPECT_TRUE(replay.takeHangUp(2ms));
+    replay.setRts(false, 3ms);
+    replay.setRts(true, 4ms);
+    hostSends(replay, "more", 5ms);
+    EXPECT_THAT(replay.differences(), IsEmpty());
+    EXPECT_TRUE(replay.done());
+}
+
+TEST_F(DeskReplay, Host_GoesOnTooSoonOrAfterAnotherConnection_IsADifference) {
+    steps.hostSends(1ms, "a");
+    steps.consoleDoes(2ms, 0);
+    steps.hostSends(3ms, "b");
+    Replay replay(steps);
+    hostSends(replay, "a", 1ms);
+    EXPECT_TRUE(replay.takeHangUp(2ms));
+    hostSends(replay, "b", 3ms);
+    EXPECT_TRUE(replay.done());
+    hostSends(replay, "c", 4ms);
+    EXPECT_THAT(replay.differences(), ElementsAre("at 0.003000 s the host sends 'c', and nothing more is recorded"));
+
+    Replay::Steps hangsUp;
+    hangsUp.hostSends(1ms, "a");
+    hangsUp.consoleDoes(2ms, 0);
+    Replay early(hangsUp);
+    hostSends(early, "ab", 1ms);
+    EXPECT_THAT(early.differences(), ElementsAre("at 0.002000 s the host sends 'b', and nothing more is recorded"));
+}
+
 TEST_F(DeskReplay, Host_SendsOtherBytes_EachIsADifferenceAndCounts) {
     steps.hostSends(1500us, "ab");
     steps.consoleSends(2ms, "x");
