@@ -15,6 +15,9 @@
 namespace recording {
 namespace {
 
+/// Of a circumstance: its line is one that a reader takes, also if all is escaped.
+constexpr std::size_t longestText = 20UL * 1024;
+
 std::system_error failure(int error, const std::string& path) {
     return {error, std::generic_category(), "cannot make the recording " + path};
 }
@@ -152,8 +155,22 @@ void Recorder::take(const cvhost::ConsoleCall& call) {
          .arguments = {call.arguments.begin(), call.arguments.end()}});
 }
 
+void Recorder::take(const cvhost::Circumstance& circumstance) {
+    using enum cvhost::Circumstance::Kind;
+    const auto kind = circumstance.kind == setting      ? Event::Kind::setting
+                      : circumstance.kind == preference ? Event::Kind::preference
+                                                        : Event::Kind::map;
+    writeNow({.kind = kind,
+              .name = std::string(circumstance.name.substr(0, longestText)),
+              .text = std::string(circumstance.text.substr(0, longestText))});
+}
+
 void Recorder::add(Event event) {
     m_empty = false;
+    writeNow(std::move(event));
+}
+
+void Recorder::writeNow(Event event) {
     event.at = std::chrono::floor<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_start);
     write(lineFor(event));
 }

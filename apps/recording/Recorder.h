@@ -42,10 +42,13 @@ public:
     void take(const cvhost::AddedBytes& added);
     void take(const cvhost::RtsChange& rts);
     void take(const cvhost::ConsoleCall& call);
+    /// Alone, these keep no file.
+    void take(const cvhost::Circumstance& circumstance);
 
 private:
     /// Writes the event with the present time.
     void add(Event event);
+    void writeNow(Event event);
     void write(std::string_view line);
     void removeFile() const;
 

@@ -25,9 +25,20 @@ struct Name {
     std::string_view name;
 };
 constexpr std::array names{
-    Name{Kind::opening, "opening"}, Name{Kind::open, "open"}, Name{Kind::trouble, "trouble"}, Name{Kind::closed, "closed"},
-    Name{Kind::lost, "lost"},       Name{Kind::tx, "tx"},     Name{Kind::rx, "rx"},           Name{Kind::rts, "rts"},
-    Name{Kind::added, "added"},     Name{Kind::call, "call"}, Name{Kind::key, "key"},
+    Name{Kind::opening, "opening"},
+    Name{Kind::open, "open"},
+    Name{Kind::trouble, "trouble"},
+    Name{Kind::closed, "closed"},
+    Name{Kind::lost, "lost"},
+    Name{Kind::tx, "tx"},
+    Name{Kind::rx, "rx"},
+    Name{Kind::rts, "rts"},
+    Name{Kind::added, "added"},
+    Name{Kind::call, "call"},
+    Name{Kind::key, "key"},
+    Name{Kind::setting, "setting"},
+    Name{Kind::preference, "preference"},
+    Name{Kind::map, "map"},
 };
 
 std::string_view nameOf(Kind kind) {
@@ -132,6 +143,12 @@ void addMembers(const Event& event, Writer& line) {
         case Kind::key:
             line.add("code", event.number);
             break;
+        case Kind::setting:
+        case Kind::preference:
+        case Kind::map:
+            line.add("name", event.name);
+            line.add("text", event.text);
+            break;
     }
 }
 
@@ -182,6 +199,12 @@ Event eventOf(Kind kind, Line& line) {
             break;
         case Kind::key:
             event.number = smallNumber(line, Member::code, INT32_MIN, INT32_MAX);
+            break;
+        case Kind::setting:
+        case Kind::preference:
+        case Kind::map:
+            event.name = line.text(Member::name);
+            event.text = line.text(Member::text);
             break;
     }
     return event;

@@ -20,22 +20,26 @@ inline constexpr int formatVersion = 1;
 
 struct Event {
     enum class Kind {
-        opening,  ///< `port` is about to be opened with `line`
-        open,     ///< `port` is open
-        trouble,  ///< `text`: what is wrong with `port`
-        closed,   ///< `port` is closed
-        lost,     ///< `port` is lost
-        tx,       ///< `text`: bytes handed to the system
-        rx,       ///< `text`: bytes that have arrived
-        added,    ///< `text`: bytes that the host gave the driver, though the line did not bring them
-        rts,      ///< `number`: the level that RTS is driven to, 0 or 1
-        call,     ///< `text` and `arguments`: the host has called the console
-        key,      ///< `number`: the code of the key press that the driver has queued
+        opening,     ///< `port` is about to be opened with `line`
+        open,        ///< `port` is open
+        trouble,     ///< `text`: what is wrong with `port`
+        closed,      ///< `port` is closed
+        lost,        ///< `port` is lost
+        tx,          ///< `text`: bytes handed to the system
+        rx,          ///< `text`: bytes that have arrived
+        added,       ///< `text`: bytes that the host gave the driver, though the line did not bring them
+        rts,         ///< `number`: the level that RTS is driven to, 0 or 1
+        call,        ///< `text` and `arguments`: the host has called the console
+        key,         ///< `number`: the code of the key press that the driver has queued
+        setting,     ///< the setting `name` has the value `text` from now on, as a settings file has it
+        preference,  ///< the preference `name` is `text`, true or false
+        map,         ///< the map in force is the file `name`, and reads `text`
     };
 
     std::chrono::microseconds at{};  ///< since the recording began
     Kind kind{};
     std::string port{};
+    std::string name{};
     std::string text{};
     int number = 0;
     cvhost::LineSettings line{};

@@ -198,6 +198,15 @@ struct DeskView {
     bool operator==(const DeskView&) const = default;
 };
 
+/// What holds from now on while the run goes on.
+struct Circumstance {
+    static constexpr unsigned consumers = Consumer::recording;
+    enum class Kind { setting, preference, map };
+    Kind kind;
+    std::string_view name;  ///< of the setting or preference; the map's file
+    std::string_view text;  ///< its value, as a settings file has it; the map's own text
+};
+
 /// Nothing has happened for a moment.
 struct Quiet {
     static constexpr unsigned consumers = Consumer::text;
@@ -205,7 +214,7 @@ struct Quiet {
 
 using Event = std::variant<LogLine, PortOpening, PortChange, PortTrouble, KeyQueued, LineBytes, ByteHandled, AddedBytes,
                            RtsChange, ThreadEnded, RunBegun, HandlerRun, KeyReleased, ConsoleActive, ConsoleCall,
-                           PlayheadChange, Note, DeskView, Quiet>;
+                           PlayheadChange, Note, DeskView, Circumstance, Quiet>;
 
 /// Calls `to.take(event)` if the event names `consumer`. A consumer without the overload does not compile.
 template <Consumer::Kind consumer, class To>

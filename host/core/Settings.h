@@ -47,6 +47,9 @@ private:
     Table<bool> m_preferenceDefaults;
 };
 
+/// A value as it is written in a settings file.
+std::string textOf(const Settings::Value& value);
+
 /// The host's one store; it lives until the process ends.
 Settings& settings() noexcept;
 

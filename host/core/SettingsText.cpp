@@ -1,5 +1,6 @@
 // The settings' TOML: a whole file, and one value on its own.
 
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -88,6 +89,12 @@ std::optional<std::string> Settings::takeFile(std::string_view text) {
     for (auto& [key, value] : contents.settings) set(key, std::move(value));
     for (const auto& [key, value] : contents.preferences) setPreference(key, value);
     return std::nullopt;
+}
+
+std::string textOf(const Settings::Value& value) {
+    std::ostringstream text;
+    std::visit([&](const auto& each) { text << toml::value(each); }, value);
+    return text.str();
 }
 
 }  // namespace cvhost

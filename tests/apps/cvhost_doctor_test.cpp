@@ -21,6 +21,7 @@ namespace apps_test {
 namespace {
 
 using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -267,7 +268,11 @@ TEST_F(Doctor, Machine_WithBusyPrograms_WarnsOfEach) {
         std::filesystem::copy_file("/bin/sleep", m_folder.path() / name);
         programs.push_back(std::make_unique<Process>(Process::Setup{.command = {m_folder.path() / name, "600"}}));
     }
-    const Json report = examine(inMachine(command({"doctor", "--quick", "--json"}), device()), 0);
+    const std::string bundle = m_folder.path() / "bundle.tar.gz";
+    const Json report = examine(inMachine(command({"doctor", "--quick", "--json", "--bundle", bundle}), device()), 0);
+    Process tar({.command = {"/bin/tar", "-xzOf", bundle, "cvhost-doctor/udev.txt"}});
+    ASSERT_EQ(tar.wait(), 0) << tar.errors();
+    EXPECT_THAT(tar.lines(), AllOf(Contains("DEVNAME=/dev/ttyUSB0"), Contains("SUBSYSTEM=usb-serial")));
     EXPECT_THAT(findingsButTheModel(report), ElementsAre("warn modem-manager", "warn brltty", "warn latency-timer",
                                                          "warn modem-lines", "pass console-active"));
     EXPECT_THAT(textOf(report, "modem-manager", "next"), HasSubstr("ATTRS{idProduct}==\"6001\""));
@@ -427,8 +432,9 @@ TEST_F(Doctor, Output_FullOrClosed_IsSaidAndNotTakenForSuccess) {
 }
 
 TEST_F(Doctor, Bundle_Asked_HoldsAllThatIsNeeded) {
-    std::filesystem::create_directories(m_folder.path() / "config/cvhost");
-    m_folder.write("config/cvhost/cvhost.toml", "[settings]\njog_wheel_gearing = 2.0\n");
+    writeSettings("[settings]\njog_wheel_gearing = 2.0\n");
+    std::filesystem::create_directories(m_folder.path() / "state/cvhost");
+    m_folder.write("state/cvhost/cvhost.log.1", "earlier\n");
     const std::string path = m_folder.path() / "bundle.tar.gz";
     Process desk(cvdesk({"--rfc2217", "0"}));
     examine(doctor(whereIs(desk), {"--quick", "--json", "--bundle", path}), 0);
@@ -448,7 +454,12 @@ TEST_F(Doctor, Bundle_Asked_HoldsAllThatIsNeeded) {
     EXPECT_THAT(content("recording.jsonl"), HasSubstr("J 0100 0"));
     EXPECT_THAT(content("log.txt"), HasSubstr("console version 7"));
     EXPECT_THAT(content("cvhost.log"), HasSubstr("console version 7"));
+    EXPECT_THAT(content("recording.jsonl"), HasSubstr(R"("event":"setting","name":"jog_wheel_gearing","text":"2.0")"));
+    EXPECT_EQ(content("cvhost.log.1"), "earlier\n");
     EXPECT_THAT(content("versions.txt"), StartsWith("cvhost "));
+    EXPECT_THAT(content("packages.txt"), AllOf(HasSubstr("libc6 2."), Not(HasSubstr("bash"))));
+    EXPECT_THAT(content("os-release"), HasSubstr("VERSION_ID="));
+    EXPECT_EQ(content("udev.txt"), "") << "a network port is no device";
     EXPECT_THAT(content("cvhost.toml"), HasSubstr("jog_wheel_gearing"));
 }
 

@@ -30,6 +30,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
+using testing::SizeIs;
 using testing::StartsWith;
 using Kind = Event::Kind;
 using Lines = std::vector<std::string>;
@@ -76,7 +77,13 @@ std::string bytesShown(const Lines& lines, const std::string& heading) {
     std::string bytes;
     for (const std::string& line : lines) {
         if (line.size() < textColumn || !line.substr(headingColumn).starts_with(heading + ' ')) continue;
-        bytes += line.substr(textColumn + 1, line.rfind('"') - textColumn - 1);
+        int first = 0;
+        int last = 0;
+        if (std::sscanf(line.c_str() + textColumn, "\"O%d \" to \"O%d \"", &first, &last) == 2) {
+            for (int lamp = first; lamp <= last; ++lamp) bytes += "O" + std::to_string(lamp) + " ";
+        } else {
+            bytes += line.substr(textColumn + 1, line.rfind('"') - textColumn - 1);
+        }
     }
     return bytes;
 }
@@ -209,6 +216,40 @@ TEST(Timeline, Packet_InPieces_HasTheTimeOfItsLastByte) {
                             "    0.003             received  \"E\"             unfinished"));
 }
 
+TEST(Timeline, LampsOffOneAfterTheOther_AreOneLine) {
+    EXPECT_THAT(shown({{.at = 1ms, .kind = Kind::tx, .text = "O3 O4 "},
+                       {.at = 2ms, .kind = Kind::tx, .text = "O5 "},
+                       {.at = 30ms, .kind = Kind::tx, .text = "O6 F2 "}}),
+                ElementsAre("    0.001             sent      \"O3 \" to \"O6 \"  lamps 3 to 6 off",
+                            "    0.030             sent      \"F2 \"           lamp 2 (stop) on"));
+}
+
+TEST(Timeline, LampsOffInSmallNumbersOrAnotherOrder_AreALineEach) {
+    Lines lamps;
+    for (const std::string& line : shown({{.at = 1ms, .kind = Kind::tx, .text = "O30 O31 O32 "},
+                                          {.at = 2ms, .kind = Kind::rts, .number = 1},
+                                          {.at = 3ms, .kind = Kind::tx, .text = "O33 O32 O31 O30 O30 O31 "}}))
+        lamps.push_back(line.substr(0, 9) + line.substr(textColumn));
+    EXPECT_THAT(lamps, SizeIs(10));
+    EXPECT_EQ(lamps.at(2), "    0.001\"O32 \"          lamp 32 off");
+    EXPECT_THAT(lamps.at(3), HasSubstr("RTS high"));
+    EXPECT_EQ(lamps.back(), "    0.003\"O31 \"          lamp 31 off");
+}
+
+TEST(Timeline, Circumstances_AreToldAndTheMultiplierIsTheRings) {
+    EXPECT_THAT(shown({{.kind = Kind::setting, .name = "BeyondPlayMultiplier", .text = "2.0"},
+                       {.kind = Kind::preference, .name = "HardwareConsoleEnabled", .text = "true"},
+                       {.kind = Kind::map, .name = "/home/editor/my.toml", .text = "target = \"keys\"\n"},
+                       {.kind = Kind::rx, .text = "V007 \\FF000000 "}}),
+                ElementsAre("    0.000             setting   BeyondPlayMultiplier = 2.0",
+                            "    0.000             prefer    HardwareConsoleEnabled = true",
+                            "    0.000             map       /home/editor/my.toml, 16 bytes", HasSubstr("version 7"),
+                            HasSubstr("(×19.45 forward)")));
+    EXPECT_THAT(shown({{.kind = Kind::setting, .name = "BeyondPlayMultiplier", .text = "'2.0'"},
+                       {.kind = Kind::rx, .text = "V007 \\FF000000 "}}),
+                Contains(HasSubstr("(×11.71 forward)")));
+}
+
 TEST(Timeline, Message_LeftUnfinished_StandsWhereItsLastByteCame) {
     EXPECT_THAT(shown({{.at = 1ms, .kind = Kind::rx, .text = "V0"},
                        {.at = 2ms, .kind = Kind::tx, .text = "F2 "},
@@ -283,7 +324,7 @@ TEST_F(CvhostTimeline, Recording_OfKeysAndWheel_HasTheseLines) {
                              "    1.256     +67 ms  received  \"\\C8000000 \"    ring +73 (×1.46 forward), wheel +0",
                              "    1.368             host      enable_wheel()",
                              "    1.535     +59 ms  received  \"\\7FFF1388 \"    ring 0 (stopped), wheel -1.5",
-                             "    3.197             sent      \"O46 \"          lamp 46 off"}) {
+                             "    3.197             sent      \"O1 \" to \"O46 \"  lamps 1 to 46 off"}) {
         EXPECT_THAT(lines, Contains(line));
     }
 }
@@ -310,7 +351,7 @@ TEST_F(CvhostTimeline, Example_InTheDocument_IsWhatIsPrinted) {
 }
 
 TEST_F(CvhostTimeline, Run_JustRecorded_IsShownToItsEnd) {
-    Process host(cvhost({"--desk", "--events", "json", "--record", file()}));
+    Process host(cvhost({"--desk", "--events", "json", "--record", file(), "--set", "jog_wheel_gearing=0.5"}));
     waitFor(host, {{"event", "active"}});
     host.signal(SIGINT);
     ASSERT_EQ(host.wait(), 0) << host.errors();
@@ -319,7 +360,9 @@ TEST_F(CvhostTimeline, Run_JustRecorded_IsShownToItsEnd) {
     EXPECT_THAT(lines.at(0), StartsWith("Recorded by cvhost "));
     EXPECT_THAT(lines, Contains(MatchesRegex(" .*  port      rfc2217://[^ ]* opens: 9600 baud, 8N1")));
     EXPECT_THAT(lines, Contains(EndsWith("  received  \"V007 \"         version 7")));
-    EXPECT_THAT(lines, Contains(EndsWith("  sent      \"O46 \"          lamp 46 off")));
+    EXPECT_THAT(lines, Contains(EndsWith("  setting   jog_wheel_gearing = 0.5")));
+    EXPECT_THAT(lines, Contains(EndsWith("  prefer    HardwareConsoleEnabled = true")));
+    EXPECT_THAT(lines, Contains(EndsWith("  sent      \"O1 \" to \"O46 \"  lamps 1 to 46 off")));
     EXPECT_THAT(lines.back(), MatchesRegex(" .*  port      rfc2217://[^ ]* is closed"));
 }
 

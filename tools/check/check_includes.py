@@ -31,7 +31,7 @@ TABLE = {
                         "apps/cvhost/map"],
     "apps/cvhost/doctor": ["host/api", "host/core", "host/linux", "apps/common", "apps/recording", "apps/cvhost/driver",
                            "apps/cvhost/wire", "apps/cvhost/ports", "apps/cvhost/doctor"],
-    "apps/cvhost/timeline": ["apps/common", "apps/recording", "apps/cvhost/wire", "apps/cvhost/timeline"],
+    "apps/cvhost/timeline": ["apps/common", "apps/recording", "apps/cvhost/driver", "apps/cvhost/wire", "apps/cvhost/timeline"],
     "apps/cvhost/web": ["host/api", "host/core", "desk", "lines", "apps/common", "apps/cvhost/wire",
                         "apps/cvhost/transport", "apps/cvhost/web"],
     "apps/cvhost/control": ["host/api", "host/core", "lines", "apps/common", "apps/cvhost/wire", "apps/cvhost/report",

@@ -23,6 +23,7 @@
 #include "host/core/Settings.h"
 #include "host/linux/LogOutput.h"
 #include "host/linux/SettingsFile.h"
+#include "host/linux/machine/Packages.h"
 #include "host/linux/machine/PortList.h"
 #include "host/linux/machine/PortUse.h"
 #include "host/linux/machine/UserFiles.h"
@@ -129,6 +130,7 @@ void Doctor::prepareHost() {
         showOnlyPorts({});
         settings().set("console_port", *m_options.port);
     }
+    if (m_recorder) ports::tellSettings(settings(), std::ref(*m_recorder));
 }
 
 bool Doctor::examineMachine() {
@@ -250,8 +252,12 @@ bool Doctor::writeBundle() {
     m_bundle->add("ports.json", ports::portsJson(ports::surveyPorts(), m_circumstances.choice));
     m_bundle->add("log.txt", m_events.seen().log);
     m_bundle->add("versions.txt", versionsText(m_driver));
+    m_bundle->add("packages.txt", packageVersions());
+    m_bundle->addFile("os-release", "/usr/lib/os-release");
+    m_bundle->add("udev.txt", deviceProperties(m_circumstances.choice.name));
     m_bundle->addOpen("recording.jsonl", m_recording.get());
     m_bundle->addFile("cvhost.log", logPath());
+    m_bundle->addFile("cvhost.log.1", logPath() + ".1");
     m_bundle->addFile("cvhost.toml", settingsPath());
     const auto problem = m_bundle->finish();
     if (!problem) return true;

@@ -15,6 +15,9 @@ inline constexpr const char* consoleEnabled = "HardwareConsoleEnabled";
 /// The setting that, at 1, has the driver log what it does on the line.
 inline constexpr const char* traces = "console_debug";
 
+/// The setting that multiplies what the ring is turned beyond play speed.
+inline constexpr const char* beyondPlay = "BeyondPlayMultiplier";
+
 /// Where the plug-in should be.
 std::string driverPath();
 

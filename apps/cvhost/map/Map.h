@@ -144,6 +144,7 @@ struct Map {
     Application application;
     Section base;
     std::vector<Layer> layers;
+    std::string text{};  ///< that it was read from
 };
 
 }  // namespace cvhost::map

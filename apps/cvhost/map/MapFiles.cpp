@@ -92,7 +92,9 @@ std::variant<Map, MapProblems> readMap(const std::string& path) {
         for (const Problem& problem : *problems) texts.push_back(problemText(path, problem));
         return texts;
     }
-    return std::get<Map>(std::move(parsed));
+    auto& map = std::get<Map>(parsed);
+    map.text = std::get<std::string>(text);
+    return std::move(map);
 }
 
 FileMark markOf(const std::string& path) {

@@ -78,6 +78,11 @@ void Mapping::take(const PortChange& port) {
     act([](Engine& engine) { engine.letGo(); });
 }
 
+std::string Mapping::text() {
+    const std::lock_guard lock(m_mutex);
+    return m_engine.map().text;
+}
+
 Mapping::News Mapping::refresh() {
     const FileMark mark = markOf(m_file.path);
     if (std::exchange(m_mark, mark) == mark) return {};

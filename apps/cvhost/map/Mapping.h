@@ -54,6 +54,8 @@ public:
     void take(const PortChange& port);
 
     const NamedMap& file() const { return m_file; }
+    /// The text of the map that is in force.
+    std::string text();
 
     struct News {
         bool changed = false;  ///< the file has been read again, and is in force

@@ -119,4 +119,16 @@ std::vector<SettingProblem> judgeSettings(const Settings& settings) {
     return problems;
 }
 
+void tellSettings(const Settings& settings, const EventSink& sink) {
+    using Kind = Circumstance::Kind;
+    for (const KnownSetting& known : knownSettings()) {
+        if (known.type == KnownSetting::Type::preference) {
+            if (const auto value = settings.findPreference(known.key))
+                sink(Circumstance{.kind = Kind::preference, .name = known.key, .text = *value ? "true" : "false"});
+        } else if (const auto value = settings.find(known.key)) {
+            sink(Circumstance{.kind = Kind::setting, .name = known.key, .text = textOf(*value)});
+        }
+    }
+}
+
 }  // namespace cvhost::ports

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/core/Events.h"
 #include "host/core/Settings.h"
 
 namespace cvhost::ports {
@@ -49,5 +50,8 @@ std::optional<SettingProblem> judgeSetting(const std::string& key, const Setting
 std::optional<SettingProblem> judgePreference(const std::string& key);
 /// All that is wrong with what has been set, in the order of the keys, settings first.
 std::vector<SettingProblem> judgeSettings(const Settings& settings);
+
+/// Gives `sink` each known setting and preference that has a value.
+void tellSettings(const Settings& settings, const EventSink& sink);
 
 }  // namespace cvhost::ports

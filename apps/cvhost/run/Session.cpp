@@ -54,7 +54,7 @@ constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
 
 /// What the shuttle does beyond play, as the driver will read it.
 double beyondPlay() {
-    const auto value = settings().find("BeyondPlayMultiplier");
+    const auto value = settings().find(driver::beyondPlay);
     if (!value) return 1.0;
     if (const auto* whole = std::get_if<std::int64_t>(&*value)) return static_cast<double>(*whole);
     const auto* exact = std::get_if<double>(&*value);
@@ -225,7 +225,11 @@ bool Session::startConsole() {
     }
     if (m_options.web) startWeb();
     if (m_options.control) startControl();
-    if (m_recorder) m_monitor.addFirst(std::ref(*m_recorder));
+    if (m_recorder) {
+        m_monitor.addFirst(std::ref(*m_recorder));
+        ports::tellSettings(settings(), std::ref(m_monitor));
+        recordMap();
+    }
     m_consoleStarted = Clock::now();
     m_console->init();
     return true;
@@ -361,11 +365,18 @@ void Session::followMap() {
     if (Clock::now() < m_nextMapRefresh) return;
     m_nextMapRefresh = Clock::now() + mapInterval;
     const map::Mapping::News news = m_map->refresh();
-    if (news.changed) say("map", m_map->file().path + " has been read again");
+    if (news.changed) {
+        say("map", m_map->file().path + " has been read again");
+        recordMap();
+    }
     for (const std::string& problem : news.problems) complain(problem);
     if (!news.problems.empty()) complain("the map stays as it was");
     const auto failure = m_map->failure();
     if (failure && !std::exchange(m_mapFailed, true)) complain(*failure);
+}
+
+void Session::recordMap() {
+    if (m_map) m_monitor(Circumstance{Circumstance::Kind::map, m_map->file().path, m_map->text()});
 }
 
 void Session::tellMpv() {

@@ -65,6 +65,7 @@ private:
     void advise(const RunState& state);
     void moveTransport();
     void followMap();
+    void recordMap();
     void tellMpv();
     void showDesk();
     void stop();

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
 #include <span>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -20,6 +22,7 @@
 #include "apps/common/Formatted.h"
 #include "apps/common/LineWriter.h"
 #include "apps/common/MotionText.h"
+#include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/wire/ShuttleLaw.h"
 #include "apps/cvhost/wire/Startup.h"
 
@@ -36,6 +39,8 @@ using std::chrono::microseconds;
 
 /// A longer pause than a packet takes to pass.
 constexpr microseconds toldGap = 15ms;
+/// So many lamps switched off in a row are told in one line.
+constexpr std::size_t lampsInOneLine = 4;
 
 double secondsOf(microseconds time) { return std::chrono::duration<double>(time).count(); }
 
@@ -76,6 +81,9 @@ std::optional<cvhost::Event> hostEvent(const Event& event) {
         case trouble:
         case call:
         case key:
+        case setting:
+        case preference:
+        case map:
             return std::nullopt;
     }
     return std::nullopt;
@@ -94,11 +102,18 @@ std::string callText(const Event& event) {
     return common::plainText(event.text) + '(' + list + ')';
 }
 
-/// With the speed that the ring's position stands for, as long as the settings leave the law as it is.
-std::string meaningOf(const wire::WireMessage& message) {
+/// A setting's value, if it is a number.
+std::optional<double> numberOf(const std::string& text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return number;
+}
+
+/// With the speed that the ring's position stands for.
+std::string meaningOf(const wire::WireMessage& message, wire::ShuttleLaw law) {
     std::string meaning = message.meaning;
-    if (message.ring)
-        meaning.insert(meaning.find(','), " (" + common::speedWords(wire::ShuttleLaw{}.speed(*message.ring)) + ')');
+    if (message.ring) meaning.insert(meaning.find(','), " (" + common::speedWords(law.speed(*message.ring)) + ')');
     return meaning;
 }
 
@@ -150,16 +165,22 @@ public:
 
     void tell(const Event& event);
     void tell(const Damage& damage);
+    /// Tells what has been kept back.
+    void finish() { tellLampsOff(); }
     const wire::StartupFacts& startup() const { return m_startup.facts(); }
 
 private:
     void tellPort(const Event& event);
+    void tellCircumstance(const Event& event);
     /// Tells the message that stays unfinished behind the present event's bytes, if one does.
     void endUnfinished(Direction direction);
     void tellMessage(const wire::WireMessage& message);
+    void tellLampsOff();
+    void addMessage(const wire::WireMessage& message);
     void add(common::Colour tint, std::string_view heading, std::string_view text);
 
     wire::Startup m_startup;
+    wire::ShuttleLaw m_law;
     Unfinished m_unfinished;
     std::array<std::size_t, 2> m_nextUnfinished{};
     const wire::WireReader::Take m_take = [this](const wire::WireMessage& message) { tellMessage(message); };
@@ -168,6 +189,8 @@ private:
     std::optional<microseconds> m_before;  ///< the time of the last line
     std::string m_time;                    ///< how that line began
     bool m_hasGap = false;                 ///< with a gap, which the next line does not have
+    /// Lamps switched off one after the other, in their order, with their times: kept back until another line comes.
+    std::vector<std::pair<microseconds, wire::WireMessage>> m_lampsOff;
     std::string m_line;
     const bool m_colour;
     const TimelineSink& m_put;
@@ -190,12 +213,14 @@ void Teller::add(common::Colour tint, std::string_view heading, std::string_view
 }
 
 void Teller::tell(const Damage& damage) {
+    tellLampsOff();
     m_startup.missed();
     add(common::Colour::red, "damaged", damage.text());
 }
 
 void Teller::tell(const Event& event) {
     using enum Event::Kind;
+    if (event.kind != tx) tellLampsOff();
     m_at = event.at;
     if (const auto line = hostEvent(event)) m_startup.follow(*line, m_at, m_take);
     if (event.kind == tx || event.kind == rx) {
@@ -212,10 +237,22 @@ void Teller::tell(const Event& event) {
         add(common::Colour::dim, "host", callText(event));
     } else if (event.kind == key) {
         add(common::Colour::dim, "driver", queuedText(event.number));
+    } else if (event.kind == setting || event.kind == preference || event.kind == map) {
+        tellCircumstance(event);
     } else {
         tellPort(event);
     }
     ++m_number;
+}
+
+void Teller::tellCircumstance(const Event& event) {
+    const std::string name = common::plainText(event.name);
+    if (event.kind == Event::Kind::map)
+        return add(common::Colour::blue, "map", name + ", " + std::to_string(event.text.size()) + " bytes");
+    if (event.kind == Event::Kind::setting && event.name == driver::beyondPlay)
+        m_law.beyondPlay = numberOf(event.text).value_or(wire::ShuttleLaw().beyondPlay);
+    add(common::Colour::blue, event.kind == Event::Kind::setting ? "setting" : "prefer",
+        name + " = " + common::plainText(event.text));
 }
 
 void Teller::tellPort(const Event& event) {
@@ -235,12 +272,40 @@ void Teller::endUnfinished(Direction direction) {
 }
 
 void Teller::tellMessage(const wire::WireMessage& message) {
+    const bool next = message.lampOff && !m_lampsOff.empty() && *m_lampsOff.back().second.lampOff + 1 == *message.lampOff;
+    if (!next) tellLampsOff();
+    if (!message.lampOff) return addMessage(message);
+    m_lampsOff.emplace_back(m_at, message);
+}
+
+void Teller::tellLampsOff() {
+    const auto now = m_at;
+    const auto lamps = std::exchange(m_lampsOff, {});
+    if (lamps.size() < lampsInOneLine) {
+        for (const auto& [at, message] : lamps) {
+            m_at = at;
+            addMessage(message);
+        }
+    } else {
+        const wire::WireMessage& first = lamps.front().second;
+        const wire::WireMessage& last = lamps.back().second;
+        m_at = lamps.front().first;
+        addMessage({.direction = Direction::transmit,
+                    .bytes = first.bytes + "\" to \"" + last.bytes,
+                    .meaning = "lamps " + std::to_string(*first.lampOff) + " to " + std::to_string(*last.lampOff) + " off"});
+        m_before = lamps.back().first;
+        m_hasGap = true;  // the next line has its own time
+    }
+    m_at = now;
+}
+
+void Teller::addMessage(const wire::WireMessage& message) {
     constexpr std::size_t column = 14;
     const bool sent = message.direction == Direction::transmit;
     std::string text = '"' + message.bytes + '"';
     if (!message.meaning.empty()) {
         text.resize(std::max(text.size(), column), ' ');
-        text += "  " + meaningOf(message);
+        text += "  " + meaningOf(message, m_law);
     }
     add(sent ? common::Colour::cyan : common::Colour::green, sent ? "sent" : "received", text);
 }
@@ -273,6 +338,7 @@ std::string writeTimeline(Reader reader, bool colour, const TimelineSink& put) {
         std::visit([&](const auto& each) { teller.tell(each); }, *item);
         if (const auto* damage = std::get_if<Damage>(&*item)) addLines(damaged, *damage, count++);
     }
+    teller.finish();
     if (reader.cutShort())
         put(common::painted(common::Colour::yellow, "The recording is cut off within a line, which is left out", colour) +
             '\n');

@@ -99,13 +99,16 @@ void WireReader::finish(Way& way, const Take& take, const std::optional<Packet>&
     if (!take && !way.monitor && way.direction == Direction::receive) return way.message.clear();
     std::optional<int> ring;
     if (packet && !way.monitor && packet->accepted && packet->kind == Packet::Kind::status) ring = packet->ring;
+    m_lampOff.reset();
     std::string text = meaning(way, packet);
+    const std::optional<int> lampOff = m_lampOff;
     const std::string bytes = std::exchange(way.message, {});
     if (!take) return;
     take({.direction = way.direction,
           .bytes = common::plainBytes({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}),
           .meaning = std::move(text),
-          .ring = ring});
+          .ring = ring,
+          .lampOff = lampOff});
 }
 
 std::string WireReader::meaning(Way& way, const std::optional<Packet>& packet) {
@@ -151,6 +154,7 @@ std::string WireReader::command(std::string_view text) {
     if (!number || lamp < 1 || lamp > common::lampCount || std::string_view("OFHB").find(text[0]) == text.npos)
         return "not a command";
     m_look.lamp[static_cast<std::size_t>(lamp - 1)] = text[0];
+    if (text[0] == 'O') m_lampOff = lamp;
     return lampText(lamp) + ' ' + std::string(stateName(text[0]));
 }
 

@@ -32,9 +32,10 @@ struct ConsoleLook {
 
 struct WireMessage {
     Direction direction;
-    std::string bytes;          ///< printable
-    std::string meaning;        ///< in words; empty for none
-    std::optional<int> ring{};  ///< where it stands, in a message that tells it
+    std::string bytes;             ///< printable
+    std::string meaning;           ///< in words; empty for none
+    std::optional<int> ring{};     ///< where it stands, in a message that tells it
+    std::optional<int> lampOff{};  ///< the lamp that it switches off
 };
 
 class WireReader {
@@ -84,7 +85,8 @@ private:
     bool m_driverReads = true;  ///< packets: it has done with the boot monitor
     Way m_sent{.direction = Direction::transmit};
     Way m_received{.direction = Direction::receive};
-    bool m_jumping = false;  ///< the jump has been typed, its return not yet
+    std::optional<int> m_lampOff;  ///< by the last command
+    bool m_jumping = false;        ///< the jump has been typed, its return not yet
 };
 
 }  // namespace cvhost::wire

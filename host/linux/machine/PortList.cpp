@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <sstream>
@@ -52,9 +53,13 @@ std::string driverOf(udev_device* tty) {
     return {};
 }
 
-std::string byPathOf(udev_device* tty) {
+std::vector<std::string> linksOf(udev_device* tty) {
     std::istringstream links(text(udev_device_get_property_value(tty, "DEVLINKS")));
-    for (std::string link; links >> link;) {
+    return {std::istream_iterator<std::string>(links), {}};
+}
+
+std::string byPathOf(udev_device* tty) {
+    for (const std::string& link : linksOf(tty)) {
         if (link.starts_with("/dev/serial/by-path/")) return link;
     }
     return {};
@@ -82,6 +87,33 @@ MachinePort describe(udev_device* tty, const char* node) {
             .leftAloneByModemManager = isSet(tty, "ID_MM_PORT_IGNORE") || isSet(usb, "ID_MM_DEVICE_IGNORE")};
 }
 
+/// Gives `take` each port with hardware behind it, and its node.
+template <class Take>
+void eachPort(Take take) {
+    const Owned<udev> context(udev_new());
+    if (context == nullptr) return;
+    const Owned<udev_enumerate> found(udev_enumerate_new(context.get()));
+    if (found == nullptr) return;
+    udev_enumerate_add_match_subsystem(found.get(), "tty");
+    udev_enumerate_scan_devices(found.get());
+    udev_list_entry* entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(found.get())) {
+        const Owned<udev_device> tty(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
+        if (tty == nullptr || !hasHardware(tty.get())) continue;
+        if (const char* node = udev_device_get_devnode(tty.get())) take(tty.get(), node);
+    }
+}
+
+/// Its place in the system, and its properties: a line each.
+std::string propertiesOf(udev_device* device) {
+    std::string lines = text(udev_device_get_syspath(device)) + '\n';
+    udev_list_entry* entry = nullptr;
+    udev_list_entry_foreach(entry, udev_device_get_properties_list_entry(device)) {
+        lines += text(udev_list_entry_get_name(entry)) + '=' + text(udev_list_entry_get_value(entry)) + '\n';
+    }
+    return lines;
+}
+
 /// Where the port list comes from.
 struct PortSource {
     std::mutex lock;
@@ -106,20 +138,20 @@ void listMachinePorts(SerialPortList& ports) {
 
 std::vector<MachinePort> machinePorts() {
     std::vector<MachinePort> ports;
-    const Owned<udev> context(udev_new());
-    if (context == nullptr) return ports;
-    const Owned<udev_enumerate> found(udev_enumerate_new(context.get()));
-    if (found == nullptr) return ports;
-    udev_enumerate_add_match_subsystem(found.get(), "tty");
-    udev_enumerate_scan_devices(found.get());
-    udev_list_entry* entry = nullptr;
-    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(found.get())) {
-        const Owned<udev_device> tty(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
-        if (tty == nullptr || !hasHardware(tty.get())) continue;
-        if (const char* node = udev_device_get_devnode(tty.get())) ports.push_back(describe(tty.get(), node));
-    }
+    eachPort([&](udev_device* tty, const char* node) { ports.push_back(describe(tty, node)); });
     std::ranges::sort(ports, {}, &MachinePort::node);
     return ports;
+}
+
+std::string deviceProperties(const std::string& port) {
+    std::string properties;
+    eachPort([&](udev_device* tty, const char* node) {
+        const auto links = linksOf(tty);
+        const bool wanted = node == port || std::ranges::find(links, port) != links.end();
+        for (udev_device* device = wanted ? tty : nullptr; device != nullptr; device = udev_device_get_parent(device))
+            properties += propertiesOf(device) + '\n';
+    });
+    return properties;
 }
 
 void showOnlyPorts(std::vector<ShownPort> ports) {

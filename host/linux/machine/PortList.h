@@ -28,6 +28,10 @@ struct MachinePort {
 /// out.
 std::vector<MachinePort> machinePorts();
 
+/// What the system's device database holds of the port (its node, or a link to it) and of the devices above it: for each
+/// device a line with its place and a line KEY=value for each property. Empty if it is none of the machine's ports.
+std::string deviceProperties(const std::string& port);
+
 /// A serial port as the port list shows it. Without a description, `description` is empty.
 struct ShownPort {
     std::string name;

@@ -89,6 +89,9 @@ TEST(Recording, EveryKindOfEvent_WrittenAndRead_IsTheSame) {
         {.at = 4us, .kind = Kind::added, .text = "\x18 "},
         {.at = 5us, .kind = Kind::call, .text = "lamp_set", .arguments = {5, -1}},
         {.at = 6us, .kind = Kind::key, .number = 28},
+        {.at = 6us, .kind = Kind::setting, .name = "console_port", .text = "'/dev/x'"},
+        {.at = 6us, .kind = Kind::preference, .name = "HardwareConsoleEnabled", .text = "true"},
+        {.at = 6us, .kind = Kind::map, .name = "/maps/own.toml", .text = "[map]\n# \"κλειδί\"\n"},
         {.at = 7us, .kind = Kind::lost, .port = "/dev/x"},
         {.at = 86'400s, .kind = Kind::closed, .port = "/dev/x"},
     };
@@ -102,6 +105,7 @@ TEST(Recording, EveryKindOfEvent_WrittenAndRead_IsTheSame) {
         EXPECT_EQ(found.at, expected.at) << i;
         EXPECT_EQ(found.kind, expected.kind) << i;
         EXPECT_EQ(found.port, expected.port) << i;
+        EXPECT_EQ(found.name, expected.name) << i;
         EXPECT_EQ(found.text, expected.text) << i;
         EXPECT_EQ(found.number, expected.number) << i;
         EXPECT_EQ(found.arguments, expected.arguments) << i;
@@ -350,6 +354,27 @@ TEST(Recorder, NoEvent_LeavesNoFile) {
         const recording::Recorder recorder(path.path(), "");
     }
     EXPECT_NE(::access(path.path().c_str(), F_OK), 0);
+}
+
+TEST(Recorder, SettingsAlone_LeaveNoFile) {
+    const Path path;
+    {
+        recording::Recorder recorder(path.path(), "");
+        recorder(cvhost::Circumstance{cvhost::Circumstance::Kind::setting, "console_debug", "1"});
+    }
+    EXPECT_NE(::access(path.path().c_str(), F_OK), 0);
+}
+
+TEST(Recorder, LongMap_IsCutSoThatItCanBeRead) {
+    const Path path;
+    {
+        recording::Recorder recorder(path.path(), "");
+        recorder(cvhost::Circumstance{cvhost::Circumstance::Kind::map, "own.toml", std::string(1 << 20, '\x01')});
+        recorder(cvhost::RtsChange{1});
+    }
+    const Recording read = recording::readFile(path.path());
+    ASSERT_EQ(read.events.size(), 2U);
+    EXPECT_EQ(read.events[0].text, std::string(20 << 10, '\x01'));
 }
 
 TEST(Recorder, NoEventAndAnotherFileOfTheName_LeavesThatFile) {
