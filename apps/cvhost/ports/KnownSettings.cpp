@@ -120,13 +120,13 @@ std::vector<SettingProblem> judgeSettings(const Settings& settings) {
 }
 
 void tellSettings(const Settings& settings, const EventSink& sink) {
-    using Kind = Circumstance::Kind;
+    using enum Circumstance::Kind;
     for (const KnownSetting& known : knownSettings()) {
         if (known.type == KnownSetting::Type::preference) {
             if (const auto value = settings.findPreference(known.key))
-                sink(Circumstance{.kind = Kind::preference, .name = known.key, .text = *value ? "true" : "false"});
+                sink(Circumstance{.kind = preference, .name = known.key, .text = *value ? "true" : "false"});
         } else if (const auto value = settings.find(known.key)) {
-            sink(Circumstance{.kind = Kind::setting, .name = known.key, .text = textOf(*value)});
+            sink(Circumstance{.kind = setting, .name = known.key, .text = textOf(*value)});
         }
     }
 }
