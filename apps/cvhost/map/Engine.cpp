@@ -105,6 +105,7 @@ void Engine::sendSpeed(const Ring& ring, int speed) {
     const double exact = std::clamp(speed * ring.times, -fastest, fastest);
     const int amount = static_cast<int>(std::lround(exact));
     if (std::exchange(m_sentSpeed, amount) == amount) return;
+    if (amount == 0 && ring.centre.count > 0) return tapAll(ring.centre);
     m_send({.kind = Action::Kind::speed, .stroke = ring.send, .amount = amount});
 }
 

@@ -106,7 +106,7 @@ struct Ring {
     int hysteresis = 10;         ///< percent of `from` that the speed must fall below it before the zone is left
     std::vector<Zone> forward;   ///< outwards
     std::vector<Zone> backward;  ///< the same number if it is stepping
-    Taps centre;
+    Taps centre;                 ///< instead of a speed of 0, if it is not empty
 };
 
 /// What is not here is as in the map's own section.

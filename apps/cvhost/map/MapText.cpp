@@ -276,9 +276,11 @@ private:
     /// A ring that sends its speed.
     Ring readSpeed(const toml::table& table) {
         Names known{"speed"};
-        if (isFor(TargetKind::osc)) known.emplace_back("send");
+        if (isFor(TargetKind::osc)) known.insert(known.end(), {"send", "centre"});
         expectNames(table, known);
         Ring ring;
+        if (const toml::node* node = table.get("centre"); node != nullptr && isFor(TargetKind::osc))
+            ring.centre = taps(*node);
         ring.times = number(*table.get("speed"), 0.01, mostTimes);
         const toml::node* send = table.get("send");
         if (isFor(TargetKind::osc) && send == nullptr)

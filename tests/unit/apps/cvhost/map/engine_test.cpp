@@ -164,6 +164,14 @@ ring = { speed = 0.01 }
     EXPECT_THAT(rig.sent(), ElementsAre("speed 102400"));
 }
 
+TEST(MapEngine, Ring_ThatSendsItsSpeedAndHasACentre_SendsTheCentreInsteadOfZero) {
+    MapRig rig("target = 'osc'\nport = 1\n[ring]\nsend = '/speed'\nspeed = 1\ncentre = '/stop'\n");
+    for (const int speed : {1024, 0, 0, -2048}) rig.engine.ring(speed);
+    EXPECT_THAT(rig.sent(), ElementsAre("speed 1024", "/stop", "speed -2048"));
+    rig.engine.letGo();
+    EXPECT_THAT(rig.sent(), ElementsAre("/stop", "release all"));
+}
+
 TEST(MapEngine, Ring_AnySpeed_IsSafe) {
     MapRig rig(steps);
     rig.engine.ring(std::numeric_limits<int>::min());

@@ -129,7 +129,7 @@ TEST(MapText, ParseMap_TargetOsc_HasMessagesAndLamps) {
     const Map map = mapOf(
         "target = 'osc'\nport = 3819\nlisten = 9000\nhello = ['/hi', 1, 0.5, '{port}']\n[lamps]\nplay = '/play'\n"
         "[keys]\nplay = '/play'\nstop = { tap = ['/stop', 1] }\nA = { tap = [['/a'], ['/b', 'text']] }\n"
-        "[ring]\nsend = '/speed'\nspeed = 2\n[wheel]\nsend = '/jog'\n");
+        "[ring]\nsend = '/speed'\nspeed = 2\ncentre = '/stop'\n[wheel]\nsend = '/jog'\n");
     EXPECT_EQ(map.application,
               (Application{.kind = TargetKind::osc,
                            .host = "127.0.0.1",
@@ -142,6 +142,7 @@ TEST(MapText, ParseMap_TargetOsc_HasMessagesAndLamps) {
     EXPECT_EQ(tapsText(map.base.keys.at(1)->taps), "/a, /b \"text\"");
     EXPECT_EQ(map.base.ring->times, 2);
     EXPECT_EQ(strokeText(map.base.ring->send), "/speed");
+    EXPECT_EQ(tapsText(map.base.ring->centre), "/stop");
     EXPECT_TRUE(map.base.wheel->normal.send);
 }
 
