@@ -1,13 +1,13 @@
 // A console that works programs through a map: a real mpv that runs by itself, and a program that speaks OSC.
 #include <gmock/gmock.h>
 
-#include <toml++/toml.h>
 #include <csignal>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "tests/apps/MapWords.h"
 #include "tests/apps/MpvRig.h"
 #include "tests/apps/WorkedDeskRig.h"
 #include "tests/support/OscProgram.h"
@@ -59,22 +59,6 @@ protected:
     std::optional<Process> m_mpvProcess;
     std::optional<MpvRemote> m_mpv;
 };
-
-/// All texts in a section of a map, also in lists and tables.
-void collect(const toml::node& node, std::vector<std::string>& words) {
-    if (const auto* text = node.as_string()) words.push_back(text->get());
-    if (const auto* list = node.as_array()) {
-        for (const toml::node& each : *list) collect(each, words);
-    }
-    if (const auto* table = node.as_table()) {
-        for (const auto& [name, each] : *table) collect(each, words);
-    }
-}
-std::vector<std::string> wordsOf(const toml::table& map, const char* section) {
-    std::vector<std::string> words;
-    collect(*map.get(section), words);
-    return words;
-}
 
 class OscMap : public MapTarget {
 protected:

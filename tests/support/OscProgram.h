@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 
 #include "host/core/FileDescriptor.h"
@@ -25,11 +27,15 @@ public:
         EXPECT_EQ(::bind(m_socket.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
         EXPECT_EQ(::getsockname(m_socket.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
         m_port = ntohs(address.sin_port);
-        const timeval generous{.tv_sec = 60, .tv_usec = 0};
-        EXPECT_EQ(::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &generous, sizeof generous), 0);
+        setLimit(std::chrono::minutes(1));
     }
 
     int port() const { return m_port; }
+    /// How long receive() waits.
+    void setLimit(std::chrono::milliseconds limit) {
+        const timeval time{.tv_sec = limit.count() / 1000, .tv_usec = limit.count() % 1000 * 1000};
+        EXPECT_EQ(::setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time), 0);
+    }
 
     /// Waits for a packet, as long as a generous limit; empty: none came.
     std::string receive() {
@@ -48,6 +54,15 @@ public:
     void answerThrough(const OscProgram& other, const std::string& packet) {
         ::sendto(other.m_socket.get(), packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&m_peer),
                  sizeof m_peer);
+    }
+    /// To a port of this machine.
+    void sendTo(std::uint16_t port, const std::string& packet) const {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ::sendto(m_socket.get(), packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+                 sizeof address);
     }
     int peerPort() const { return ntohs(m_peer.sin_port); }
 
