@@ -8,7 +8,7 @@
 namespace cvhost {
 
 /// "NAME VERSION", a line each: the installed packages that this program is in, uses, or shares serial ports with. Empty on
-/// a system that is not Debian's. They are read from dpkg's own list.
+/// a system that is not Debian's. dpkg-query is asked.
 std::string packageVersions();
 
 }  // namespace cvhost
