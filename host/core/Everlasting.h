@@ -1,5 +1,5 @@
-// An object that is never destroyed: it outlives every thread and every static object. It needs no memory of its own, so
-// making it at its first use cannot fail for want of any.
+// An object that is never destroyed: it outlives every thread and every static object. It lies in
+// static storage, so making it at its first use asks for no memory.
 //
 // Threads: any; what the object says holds for it.
 #pragma once

@@ -15,7 +15,7 @@ struct LogDestinations {
 };
 void setLogDestinations(LogDestinations destinations);
 
-/// Whether a text is written each time (at first), or only once from now on: what looks for something for hours shall not
+/// Whether a text is written each time, as at first, or only once from now on: a search that goes on for hours must not
 /// fill the log.
 void setLogRepeats(bool written);
 

@@ -39,7 +39,7 @@ using std::chrono::microseconds;
 
 /// A longer pause than a packet takes to pass.
 constexpr microseconds toldGap = 15ms;
-/// So many lamps switched off in a row are told in one line.
+/// From this number on, lamps that are switched off in a row share one line.
 constexpr std::size_t lampsInOneLine = 4;
 
 double secondsOf(microseconds time) { return std::chrono::duration<double>(time).count(); }

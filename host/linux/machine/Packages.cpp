@@ -7,7 +7,7 @@
 namespace cvhost {
 
 std::string packageVersions() {
-    // Of a name that no package has it complains, and tells of the others.
+    // It complains of a name that no package has, and shows the others.
     constexpr const char* ask =
         "dpkg-query --show --showformat='${db:Status-Status} ${Package} ${Version}\\n' 'brltty*' 'corvane-*' 'cvhost*' "
         "libc6 "

@@ -49,13 +49,15 @@ private:
     };
     using Registrations = std::list<Registration>;
 
-    // All of these under m_mutex. None needs memory: a port must close where there is none.
+    // None of these needs memory: a port must close where there is none.
+
+    /// Under m_mutex.
     template <class Matches>
     void removeWhere(const Matches& matches);
-    /// Waits for the calls of other threads too.
+    /// Waits for the calls of other threads too. Takes m_mutex.
     template <class Matches>
     void removeAndWait(const Matches& matches);
-    /// Waits until no other registration of the same pair is in a call, or until this one is removed.
+    /// Waits until no other registration of the same pair is in a call, or until this one is removed. Under `lock`.
     void waitForEarlier(const Registration& entry, std::unique_lock<std::mutex>& lock);
 
     std::mutex m_mutex;

@@ -1,27 +1,13 @@
 // explore_maps itself: it passes, and it finds what is broken on purpose.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
+
+#include "tests/explore/Ran.h"
 
 namespace {
 
-struct Ran {
-    int status;
-    std::string output;
-};
-
-Ran explore(const std::string& arguments) {
-    std::FILE* pipe = popen((EXPLORE " " + arguments + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return {-1, {}};
-    std::string output;
-    std::array<char, 4096> part{};
-    for (std::size_t got = 0; (got = std::fread(part.data(), 1, part.size(), pipe)) != 0;) output.append(part.data(), got);
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
+Ran explore(const std::string& arguments) { return ran(EXPLORE " " + arguments + " 2>&1"); }
 
 class MapCanary : public testing::TestWithParam<const char*> {};
 
