@@ -73,8 +73,12 @@ std::optional<int> latencyOf(udev_device* tty) {
     return value;
 }
 
+udev_device* usbDeviceOf(udev_device* tty) {
+    return udev_device_get_parent_with_subsystem_devtype(tty, "usb", "usb_device");
+}
+
 MachinePort describe(udev_device* tty, const char* node) {
-    udev_device* usb = udev_device_get_parent_with_subsystem_devtype(tty, "usb", "usb_device");
+    udev_device* usb = usbDeviceOf(tty);
     const char* product = usb == nullptr ? nullptr : udev_device_get_sysattr_value(usb, "product");
     return {.node = node,
             .product = product == nullptr ? std::nullopt : std::optional<std::string>(product),
@@ -141,6 +145,18 @@ std::vector<MachinePort> machinePorts() {
     eachPort([&](udev_device* tty, const char* node) { ports.push_back(describe(tty, node)); });
     std::ranges::sort(ports, {}, &MachinePort::node);
     return ports;
+}
+
+std::string portCalled(const std::string& name) {
+    std::string first;
+    eachPort([&](udev_device* tty, const char* node) {
+        const auto links = linksOf(tty);
+        const bool called = attribute(usbDeviceOf(tty), "serial") == name ||
+                            std::ranges::find(links, "/dev/serial/by-id/" + name) != links.end() ||
+                            std::ranges::find(links, "/dev/serial/by-path/" + name) != links.end();
+        if (called && (first.empty() || node < first)) first = node;
+    });
+    return first;
 }
 
 std::string deviceProperties(const std::string& port) {

@@ -28,6 +28,10 @@ struct MachinePort {
 /// out.
 std::vector<MachinePort> machinePorts();
 
+/// The node of the port whose USB device has this serial number, or that a link of this name in /dev/serial/by-id or
+/// /dev/serial/by-path leads to; of several, the first node. Empty if there is none.
+std::string portCalled(const std::string& name);
+
 /// What the system's device database holds of the port (its node, or a link to it) and of the devices above it: for each
 /// device a line with its place and a line KEY=value for each property. Empty if it is none of the machine's ports.
 std::string deviceProperties(const std::string& port);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <list>
 #include <mutex>
 #include <string>
@@ -31,6 +32,7 @@ struct Library {
     Ports open;
     Ports closed;
     std::atomic<bool> shut = false;
+    std::function<std::string(const std::string&)> finder;
 };
 
 Library& library() {
@@ -101,6 +103,8 @@ Cv::Ptr<CommsPort> notOpen(const std::string& name, int error, const std::string
 
 namespace cvhost {
 
+void setPortFinder(std::function<std::string(const std::string&)> finder) { library().finder = std::move(finder); }
+
 void keepPortsShut(bool shut) { library().shut = shut; }
 
 void releaseClosedPorts() {
@@ -130,7 +134,10 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
     closePortsInTheWay(narrowName);
     const cvhost::LineSettings settings{baud, dataBits, parity, stopBits};
     cvhost::publish(cvhost::PortOpening{narrowName, settings});
-    auto opened = openTransport(narrowName, settings);
+    const auto& finder = library().finder;
+    const std::string device = finder ? finder(narrowName) : narrowName;
+    if (device != narrowName) LogBoth("%s is %s\n", narrowName.c_str(), device.c_str());
+    auto opened = openTransport(device, settings);
     if (opened.transport == nullptr) return notOpen(narrowName, opened.error, opened.reason);
     if (opened.error != 0) {
         const std::string reason = cvhost::describeError(opened.error);

@@ -3,6 +3,7 @@
 // Threads: any.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,11 @@ void losePort(std::string_view name, int error);
 /// plug-in that keeps the beginning would take it for the beginning of what the console says when it is back. Empty at
 /// first.
 void setLastWords(std::string bytes);
+
+/// Gives the device or network port to open for a port's name. Called for each opening, so that a name can be followed to
+/// another device. The port keeps the name that it was opened by. At first each name stands for itself. Set it while no port
+/// is being opened.
+void setPortFinder(std::function<std::string(const std::string& name)> finder);
 
 /// While `shut`, opening a port fails at once and nothing is touched: for asking a driver which port it would open.
 void keepPortsShut(bool shut);
