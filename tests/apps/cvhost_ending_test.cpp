@@ -43,7 +43,7 @@ std::string lastLine(const std::string& text) {
 }
 
 TEST_F(CvhostTest, For_ConsoleActive_EndsByItselfWithStatusZero) {
-    Process host(cvhost({"--desk", "--events", "json", "--for", "3"}));
+    Process host(cvhost({"--desk", "--events", "json", "--for", "10"}));
     EXPECT_EQ(host.wait(), 0) << host.errors();
     EXPECT_THAT(events(host, {{"event", "port"}, {"state", "closed"}}), SizeIs(1));
 }

@@ -131,7 +131,9 @@ TEST_F(CvhostTest, Timeline_OnATerminal_IsColouredUnlessNoColorIsSet) {
 }
 
 TEST_F(CvhostTest, Text_IntoAPipe_IsPlain) {
-    Process host(cvhost({"--desk", "--for", "1"}));
+    Process host(cvhost({"--desk"}));
+    host.waitForLine([](const std::string& line) { return line.find("console version 7") != line.npos; });
+    host.signal(SIGTERM);
     EXPECT_EQ(host.wait(), 0) << host.errors();
     for (const std::string& line : host.lines()) EXPECT_THAT(line, Not(HasSubstr("\x1b")));
 }

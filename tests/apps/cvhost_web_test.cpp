@@ -128,7 +128,9 @@ TEST_F(WebTest, News_WheelTurnsFast_AtMostThirtyASecond) {
 TEST_F(WebTest, Actions_OnTheDesk_ReachTheDriver) {
     ASSERT_EQ(act({{{"do", "press"}, {"key", 20}}, {{"do", "release"}, {"key", 20}}}).status, 204);
     waitFor(m_host, {{"event", "key"}, {"code", 20}, {"handled", false}});
-    ASSERT_EQ(act({{{"do", "press"}, {"key", 28}}, {{"do", "jog"}, {"turn", -1.5}}}).status, 204);
+    ASSERT_EQ(act({{"do", "press"}, {"key", 28}}).status, 204);
+    waitFor(m_host, {{"event", "handler"}, {"code", 28}});
+    ASSERT_EQ(act({{"do", "jog"}, {"turn", -1.5}}).status, 204);
     waitFor(m_host, {{"event", "handler"}, {"code", 47}, {"jog", -1}, {"jog_exact", -1.5}});
     ASSERT_EQ(act({{"do", "jog"}, {"turn", -0.25}}).status, 204);
     waitFor(m_host, {{"event", "handler"}, {"code", 47}, {"jog", 0}, {"jog_exact", -0.25}});
