@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <variant>
 
@@ -43,36 +44,43 @@ struct Consumer {
         control = 128,
         startup = 256,
         map = 512,
+        journal = 1024,
     };
 };
 
-// Of the host. Texts and bytes are the emitter's: a sink copies what it keeps.
+// Of the host. Texts and bytes are the emitter's: a sink that keeps an event copies what its `views` refer to.
 
 /// A line of the log, with its end.
 struct LogLine {
     static constexpr unsigned consumers =
-        Consumer::text | Consumer::json | Consumer::page | Consumer::doctor | Consumer::startup;
+        Consumer::text | Consumer::json | Consumer::page | Consumer::doctor | Consumer::startup | Consumer::journal;
     std::string_view text;
+
+    auto views() { return std::tie(text); }
 };
 
 /// A port is about to be opened; PortChange to open, or PortTrouble, follows.
 struct PortOpening {
-    static constexpr unsigned consumers = Consumer::recording | Consumer::startup;
+    static constexpr unsigned consumers = Consumer::recording | Consumer::startup | Consumer::journal;
     std::string_view name;
     LineSettings settings;
+
+    auto views() { return std::tie(name); }
 };
 
 struct PortChange {
     static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::page | Consumer::recording |
                                           Consumer::doctor | Consumer::startup | Consumer::held | Consumer::control |
-                                          Consumer::map;
+                                          Consumer::map | Consumer::journal;
     std::string_view name;
     PortState state;
+
+    auto views() { return std::tie(name); }
 };
 
 /// What is wrong with a port.
 struct PortTrouble {
-    static constexpr unsigned consumers = Consumer::recording | Consumer::startup;
+    static constexpr unsigned consumers = Consumer::recording | Consumer::startup | Consumer::journal;
     enum class Kind {
         cannotOpen,
         busy,             ///< another program has it, so it cannot be opened
@@ -87,6 +95,8 @@ struct PortTrouble {
     int error = 0;              ///< the system's error number; 0: it has none
     std::string_view reason{};  ///< of the first four, as half a sentence: the system's own words, or the transport's
     std::size_t unsent = 0;
+
+    auto views() { return std::tie(name, reason); }
 };
 
 /// A key press has been queued.
@@ -105,6 +115,8 @@ struct LineBytes {
                                           Consumer::doctor | Consumer::startup | Consumer::control;
     Direction direction;
     std::span<const unsigned char> bytes;
+
+    auto views() { return std::tie(bytes); }
 };
 
 /// A byte has arrived, and every receive callback has returned that was called for it.
@@ -117,6 +129,8 @@ struct ByteHandled {
 struct AddedBytes {
     static constexpr unsigned consumers = Consumer::recording | Consumer::startup;
     std::span<const unsigned char> bytes;
+
+    auto views() { return std::tie(bytes); }
 };
 
 struct RtsChange {
@@ -129,6 +143,8 @@ struct RtsChange {
 struct ThreadEnded {
     static constexpr unsigned consumers = Consumer::startup;
     std::string_view name;
+
+    auto views() { return std::tie(name); }
 };
 
 // Of a run.
@@ -157,7 +173,7 @@ struct KeyReleased {
 
 /// A console has become active.
 struct ConsoleActive {
-    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::control;
+    static constexpr unsigned consumers = Consumer::text | Consumer::json | Consumer::control | Consumer::journal;
     int version;
 };
 
@@ -166,6 +182,8 @@ struct ConsoleCall {
     static constexpr unsigned consumers = Consumer::recording;
     std::string_view name;
     std::span<const int> arguments;
+
+    auto views() { return std::tie(name, arguments); }
 };
 
 /// The transport, whose speed, marks or frame have changed.
@@ -181,9 +199,12 @@ struct PlayheadChange {
 
 /// Something that only a person wants to read, under a one-word heading.
 struct Note {
-    static constexpr unsigned consumers = Consumer::text | Consumer::page;
+    static constexpr unsigned consumers = Consumer::text | Consumer::page | Consumer::journal;
     std::string_view heading;
     std::string_view text;
+    bool advice = false;  ///< it says what is wrong and what to do
+
+    auto views() { return std::tie(heading, text); }
 };
 
 /// The embedded desk's main lamps and its wheel.
@@ -205,6 +226,8 @@ struct Circumstance {
     Kind kind;
     std::string_view name;  ///< of the setting or preference; the map's file
     std::string_view text;  ///< its value, as a settings file has it; the map's own text
+
+    auto views() { return std::tie(name, text); }
 };
 
 /// Nothing has happened for a moment.

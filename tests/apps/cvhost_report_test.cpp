@@ -113,7 +113,7 @@ TEST(JsonReport, EveryEvent_Told_HasItsExactForm) {
                  report(cvhost::LineBytes{Direction::transmit, Bytes{'F', '1', '2', ' '}});
                  report(cvhost::LineBytes{Direction::receive, Bytes{0x0D, 0xFF, '"'}});
                  report(cvhost::RtsChange{0});
-                 report(cvhost::Note{"help", "not for programs"});
+                 report(cvhost::Note{.heading = "help", .text = "not for programs"});
                  report(cvhost::DeskView{'O', 'F', 'O', 'O', false});
                  report(cvhost::Quiet{});
              }),

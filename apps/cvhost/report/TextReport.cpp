@@ -58,32 +58,40 @@ void TextReport::put(common::Colour tint, std::string_view heading, std::string_
 void TextReport::take(const LogLine& line) {
     std::string_view text = line.text;
     if (text.ends_with('\n')) text.remove_suffix(1);
-    say("log", common::plainText(text));
+    say(common::Colour::dim, "log", common::plainText(text));
 }
 
-void TextReport::take(const PortChange& port) {
+std::string TextReport::portText(const PortChange& port) {
     const std::string name = common::plainText(port.name);
     switch (port.state) {
         case PortState::open:
-            return say("port", name + " is open");
+            return name + " is open";
         case PortState::closed:
-            return say("port", name + " is closed");
+            return name + " is closed";
         case PortState::lost:
-            m_active = false;
-            m_repeats.forget();
-            return put(common::Colour::red, "port", name + " is lost: unplugged, switched off, or closed at its far end");
+            break;
     }
+    return name + " is lost: unplugged, switched off, or closed at its far end";
+}
+
+void TextReport::take(const PortChange& port) {
+    if (port.state != PortState::lost) return say(common::Colour::blue, "port", portText(port));
+    m_active = false;
+    m_repeats.forget();
+    put(common::Colour::red, "port", portText(port));
 }
 
 void TextReport::take(const RtsChange& rts) {
-    say("reset", rts.level == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
+    say(common::Colour::blue, "reset",
+        rts.level == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
 }
 
-void TextReport::say(std::string_view heading, std::string_view text) {
+void TextReport::take(const Note& note) {
+    say(note.advice ? common::Colour::yellow : common::Colour::blue, note.heading, note.text);
+}
+
+void TextReport::say(common::Colour tint, std::string_view heading, std::string_view text) {
     if (!m_active && !m_repeats.isNew(std::string(heading).append(1, ' ').append(text))) return;
-    const common::Colour tint = heading == "log"    ? common::Colour::dim
-                                : heading == "help" ? common::Colour::yellow
-                                                    : common::Colour::blue;
     put(tint, heading, text);
 }
 

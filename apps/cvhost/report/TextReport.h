@@ -29,6 +29,9 @@ public:
     /// The line that says how many lines are missing here, with its end.
     static std::string missingLine(std::size_t count);
 
+    /// What has become of a port, in one sentence without a full stop.
+    static std::string portText(const PortChange& port);
+
     void operator()(const Event& event) { give<Consumer::text>(event, *this); }
 
     void take(const LogLine& line);
@@ -39,13 +42,13 @@ public:
     void take(const HandlerRun& run);
     void take(const KeyReleased& key);
     void take(const ConsoleActive& console);
-    void take(const Note& note) { say(note.heading, note.text); }
+    void take(const Note& note);
     void take(const DeskView& view);
     void take(const PlayheadChange& change);
     void take(const Quiet&) { endWireLine(); }
 
 private:
-    void say(std::string_view heading, std::string_view text);
+    void say(common::Colour tint, std::string_view heading, std::string_view text);
     void put(common::Colour tint, std::string_view heading, std::string_view text);
     void endWireLine();
     std::string painted(common::Colour tint, std::string_view text) const {

@@ -341,7 +341,7 @@ void Session::advise(const RunState& state) {
     m_diagnosis = diagnosis(state);
     if (m_diagnosis->text == m_advice) return;
     m_advice = m_diagnosis->text;
-    say("help", "no console yet: " + m_advice);
+    m_monitor(Note{.heading = "help", .text = "no console yet: " + m_advice, .advice = true});
 }
 
 void Session::moveTransport() {
@@ -436,7 +436,7 @@ int Session::result(const std::string& whyNoConsole) {
     return wasActive && !m_recordingEnded ? common::exitStatus::active : common::exitStatus::none;
 }
 
-void Session::say(std::string_view heading, std::string_view text) { m_monitor(Note{heading, text}); }
+void Session::say(std::string_view heading, std::string_view text) { m_monitor(Note{.heading = heading, .text = text}); }
 
 void Session::tellAddress(std::string_view heading, const std::string& sentence) {
     say(heading, sentence);
