@@ -364,9 +364,20 @@ Process::Setup starved(Process::Setup setup, const std::string& thread, const st
     return setup;
 }
 
-TEST_F(CvhostTest, Run_NoMemoryOnTheReceiveThread_SaysSoAndLeavesTheConsoleDark) {
+TEST_F(CvhostTest, Run_NoMemoryOnTheReceiveThread_KeysArriveAllTheSame) {
     SeenDesk desk;
     Process host(starved(cvhost({"--events", "json", "--port", desk.name}), "rx ", m_folder.path() / "now"));
+    waitFor(host, {{"event", "active"}});
+    m_folder.write("now", "");
+    desk.server.operate([](desk::Desk& console, desk::Time now) { console.tap('E', now); });
+    waitFor(host, {{"event", "released"}, {"code", 5}});
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+}
+
+TEST_F(CvhostTest, Run_NoMemoryForTheReport_SaysSoAndLeavesTheConsoleDark) {
+    SeenDesk desk;
+    Process host(starved(cvhost({"--events", "json", "--port", desk.name}), "Reports", m_folder.path() / "now"));
     ASSERT_TRUE(becomes(desk.server, [](const desk::Desk& console) { return console.lamp(2) == 'F' && console.active(); }));
     waitFor(host, {{"event", "active"}});  // a key that comes before is ignored
     m_folder.write("now", "");
@@ -376,14 +387,14 @@ TEST_F(CvhostTest, Run_NoMemoryOnTheReceiveThread_SaysSoAndLeavesTheConsoleDark)
     EXPECT_TRUE(becomes(desk.server, isDark));
 }
 
-/// The page's picture and a recording are made on the thread that something happens on.
+/// A recording is made on the thread that something happens on.
 TEST_F(CvhostTest, Run_NoMemoryForThePageAndTheRecording_SaysSoAndLeavesTheConsoleDark) {
     SeenDesk desk;
-    for (const std::string thread : {"ConsInit", "rx "}) {
+    for (const std::string thread : {"ConsInit", "rx ", "Reports"}) {
         const std::string when = m_folder.path() / thread;
         Process host(starved(cvhost({"--events", "json", "--port", desk.name, "--web", "0", "--record", when + ".jsonl"}),
                              thread, when));
-        if (thread == "rx ") waitFor(host, {{"event", "active"}});
+        if (thread != "ConsInit") waitFor(host, {{"event", "active"}});
         waitFor(host, {{"event", "log"}});
         m_folder.write(thread, "");
         desk.server.operate([](desk::Desk& console, desk::Time now) { console.tap('E', now); });

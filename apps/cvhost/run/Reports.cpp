@@ -4,13 +4,14 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <utility>
 #include <variant>
 
 #include "apps/common/Colour.h"
 #include "apps/cvhost/driver/Driver.h"
+#include "apps/cvhost/report/Journal.h"
+#include "apps/cvhost/report/JournalReport.h"
 #include "apps/cvhost/report/JsonReport.h"
 #include "apps/cvhost/report/TextReport.h"
 #include "host/core/Settings.h"
@@ -32,10 +33,9 @@ EventSink makeReport(Arguments&&... arguments) {
         [report = std::make_shared<Report>(std::forward<Arguments>(arguments)...)](const Event& event) { (*report)(event); };
 }
 
-void followConsole(const Event& event) {
-    if (std::holds_alternative<ConsoleActive>(event)) setLogRepeats(true);
-    const auto* port = std::get_if<PortChange>(&event);
-    if (port != nullptr && port->state == PortState::lost) quietenLog();
+Consumer::Kind reportOf(const Options& options) {
+    if (options.events == Options::Events::json) return Consumer::json;
+    return logsToJournal(options.events) ? Consumer::journal : Consumer::text;
 }
 
 }  // namespace
@@ -45,23 +45,47 @@ bool logsToStandardError(Options::Events events) {
     return !outputsAreOne() && !seenTwice;
 }
 
+bool logsToJournal(Options::Events events) {
+    return events == Options::Events::text && report::leadsToJournal(STDOUT_FILENO);
+}
+
 void quietenLog() {
     const auto traces = settings().find(driver::traces);
     setLogRepeats(traces == Settings::Value(std::int64_t{1}));
 }
 
+void followConsole(const Event& event) {
+    if (std::holds_alternative<ConsoleActive>(event)) setLogRepeats(true);
+    const auto* port = std::get_if<PortChange>(&event);
+    if (port != nullptr && port->state == PortState::lost) quietenLog();
+}
+
 std::vector<EventSink> makeSinks(const Options& options, common::LineWriter& output, common::RunClock start,
                                  web::PageState* page) {
     std::vector<EventSink> sinks;
-    if (options.events == Options::Events::json) {
-        sinks.push_back(makeReport<report::JsonReport>(output, start, options.wire));
-    } else {
-        const report::TextReport::Style style{.colour = common::wantsColour(), .wire = options.wire};
-        sinks.push_back(makeReport<report::TextReport>(output, start, style));
+    switch (reportOf(options)) {
+        case Consumer::json:
+            sinks.push_back(makeReport<report::JsonReport>(output, start, options.wire));
+            break;
+        case Consumer::journal:
+            sinks.push_back(makeReport<report::JournalReport>(report::sendToJournal));
+            break;
+        default:
+            sinks.push_back(makeReport<report::TextReport>(
+                output, start, report::TextReport::Style{.colour = common::wantsColour(), .wire = options.wire}));
     }
-    sinks.emplace_back(followConsole);
     if (page != nullptr) sinks.emplace_back(std::ref(*page));
     return sinks;
+}
+
+std::function<bool(const Event&)> wantedEvents(const Options& options) {
+    const unsigned page = options.web ? unsigned{Consumer::page} : 0;
+    const unsigned consumers = reportOf(options) | page;
+    const bool wire = options.wire || options.web;
+    return [consumers, wire](const Event& event) {
+        if (!wire && std::holds_alternative<LineBytes>(event)) return false;
+        return std::visit([consumers](const auto& each) { return (each.consumers & consumers) != 0; }, event);
+    };
 }
 
 std::string missingLine(Options::Events events, common::RunClock start, std::size_t count) {

@@ -82,7 +82,9 @@ Session::Session(Options options, common::RunClock start, common::MainLoop& wake
                                            start](std::size_t count) { return missingLine(events, start, count); },
                                .broken = [&wake] { wake.signal(); }}),
       m_page(m_options.web ? std::make_unique<web::PageState>(start, m_options.desk) : nullptr),
-      m_monitor(makeSinks(m_options, m_output, start, m_page.get()), [&wake] { wake.signal(); }) {}
+      m_queue(makeSinks(m_options, m_output, start, m_page.get()), wantedEvents(m_options),
+              [this](std::size_t count) { m_output.put(missingLine(m_options.events, m_start, count)); }),
+      m_monitor({std::ref(m_queue), followConsole}, [&wake] { wake.signal(); }) {}
 
 Session::~Session() {
     guarded([this] { stop(); });
@@ -114,7 +116,8 @@ bool Session::startRecording() {
 }
 
 void Session::prepareHost() {
-    setLogDestinations({.standardError = logsToStandardError(m_options.events), .file = true});
+    const bool journal = logsToJournal(m_options.events);
+    setLogDestinations({.standardError = !journal && logsToStandardError(m_options.events), .file = !journal});
     m_monitor(RunBegun{});
     setEventSink(std::ref(m_monitor));
     say("start", "cvhost " CVHOST_VERSION ", a host for the console driver; Ctrl-C ends it");
@@ -425,6 +428,7 @@ void Session::tellEnd() {
 }
 
 int Session::result(const std::string& whyNoConsole) {
+    m_queue.flush();
     const bool wasActive = m_monitor.state().startup.version.has_value();
     if (const int error = m_output.error(); error != 0) {
         if (error == EPIPE) return wasActive ? common::exitStatus::active : common::exitStatus::none;

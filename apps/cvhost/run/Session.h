@@ -17,6 +17,7 @@
 #include "apps/cvhost/map/Mapping.h"
 #include "apps/cvhost/map/MpvDeck.h"
 #include "apps/cvhost/run/Advice.h"
+#include "apps/cvhost/run/EventQueue.h"
 #include "apps/cvhost/run/Handlers.h"
 #include "apps/cvhost/run/Options.h"
 #include "apps/cvhost/run/RestoringConsole.h"
@@ -88,6 +89,7 @@ private:
     common::MainLoop& m_wake;
     common::LineWriter m_output;
     const std::unique_ptr<web::PageState> m_page;  ///< null without a page
+    EventQueue m_queue;                            ///< to m_output and m_page
     std::optional<control::Exchange> m_exchange;
     std::optional<recording::Recorder> m_recorder;
     std::optional<map::Mapping> m_map;
