@@ -126,6 +126,41 @@ TEST_F(MpvMap, MpvKilledAndStartedAgain_IsFoundAndWorked) {
     }
 }
 
+TEST_F(MpvMap, HostKilledWithAKeyHeld_NextHostReleasesIt) {
+    startMpv();
+    m_mpv->watchKeys({"RIGHT"});
+    {
+        Process host(run(map()));
+        waitUntilStarted(host);
+        press('F');
+        EXPECT_TRUE(m_mpv->keysBecome({"d RIGHT"}));
+        host.signal(SIGKILL);
+        host.wait();
+    }
+    Process next(run(map()));
+    EXPECT_TRUE(m_mpv->keysBecome({"d RIGHT", "u RIGHT"}));
+}
+
+TEST_F(MpvMap, MapChangedToOscAndBack_WorksThatProgram) {
+    OscProgram program;
+    startMpv();
+    Process host(run(map()));
+    waitUntilStarted(host);
+    waitFor(host, {{"event", "playhead"}, {"frame", 100}});
+    m_folder.write("map.toml",
+                   "target = 'osc'\nport = " + std::to_string(program.port()) + "\nhello = ['/hi']\n[keys]\nE = '/undo'\n");
+    EXPECT_EQ(program.receive(), "/hi\0,\0\0\0"s);
+    waitFor(host, {{"event", "playhead"}, {"frame", 7500}});  // the built-in clip
+    press('E');
+    EXPECT_EQ(program.receive(), "/undo\0\0\0,i\0\0\0\0\0\1"s);
+    m_folder.write("map.toml", map());
+    EXPECT_EQ(program.receive(), "/undo\0\0\0,i\0\0\0\0\0\0"s);
+    waitForAll(host, {{{"event", "playhead"}, {"frame", 7500}}, {{"event", "playhead"}, {"frame", 100}}});
+    tap('K');
+    EXPECT_TRUE(m_mpv->becomes("pause", false));
+    EXPECT_TRUE(lit("OOF"));
+}
+
 TEST_F(MpvMap, MapOfThePackage_EachKey_IsBoundInMpv) {
     startMpv();
     std::set<std::string> bound;

@@ -99,6 +99,9 @@ void Film::restart() {
 std::string Film::takeCommands() {
     std::string text;
     if (!std::exchange(m_greeted, true)) {
+        // A key stays down in mpv when the program that held it is killed. The empty name means all keys; without a name,
+        // mpv 0.35 crashes.
+        text += command({"keyup", ""});
         int id = 1;
         for (const char* property : properties) text += command({"observe_property", id++, property});
     }

@@ -37,11 +37,13 @@ OpenMap openMap(const std::string& nameOrFile) {
     return {std::get<NamedMap>(std::move(file)), mark, std::get<Map>(std::move(map))};
 }
 
-Mapping::Mapping(OpenMap map, std::unique_ptr<Target> target)
+Mapping::Mapping(OpenMap map, MakeTarget makeTarget)
     : m_file(std::move(map.file)),
+      m_makeTarget(std::move(makeTarget)),
       m_mark(map.mark),
-      m_target(std::make_unique<TargetThread>(std::move(target))),
-      m_engine(std::move(map.map), [this](const Action& action) { m_target->send(action); }) {}
+      m_engine(std::move(map.map), [this](const Action& action) {
+          if (m_target) m_target->send(action);
+      }) {}
 
 void Mapping::setClaimed(Claimed claimed) {
     const std::lock_guard lock(m_mutex);
@@ -51,7 +53,7 @@ void Mapping::setClaimed(Claimed claimed) {
 template <class Act>
 void Mapping::act(Act act) {
     const std::lock_guard lock(m_mutex);
-    if (!m_ended) act(m_engine);
+    act(m_engine);
 }
 
 void Mapping::take(const KeyQueued& key) {
@@ -88,15 +90,29 @@ Mapping::News Mapping::refresh() {
     if (std::exchange(m_mark, mark) == mark) return {};
     auto read = readMap(m_file.path);
     if (auto* problems = std::get_if<MapProblems>(&read)) return {.problems = std::move(*problems)};
-    News news;
-    act([&](Engine& engine) {
-        news.changed = std::get<Map>(read).application == engine.map().application;
-        if (news.changed) engine.setMap(std::get<Map>(std::move(read)));
-    });
-    if (!news.changed)
-        news.problems.push_back(m_file.path +
-                                " has another target, address, hello or lamps now: start cvhost again to use it");
-    return news;
+    auto& map = std::get<Map>(read);
+    const Application before = m_engine.map().application;  // only this thread changes it
+    if (map.application != before || !m_target) {
+        end();
+        const MapProblems problems = setTarget(map.application);
+        if (!problems.empty()) {
+            setTarget(before);
+            return {.problems = {m_file.path + ": " + problems.front()}};
+        }
+    }
+    act([&](Engine& engine) { engine.setMap(std::move(map)); });
+    return {.changed = true, .problems = {}};
+}
+
+MapProblems Mapping::setTarget(const Application& application) {
+    try {
+        auto target = std::make_unique<TargetThread>(m_makeTarget(application));
+        const std::lock_guard lock(m_mutex);
+        m_target = std::move(target);
+        return {};
+    } catch (const TargetFailure& failure) {
+        return {failure.what()};
+    }
 }
 
 void Mapping::showLamps(iConsoleResource& console, bool lent) {
@@ -105,7 +121,10 @@ void Mapping::showLamps(iConsoleResource& console, bool lent) {
         return;
     }
     Lamps lamps;
-    act([&](const Engine& engine) { lamps = engine.lamps() | m_target->lamps(); });
+    act([&](const Engine& engine) {
+        lamps = engine.lamps();
+        if (m_target) lamps |= m_target->lamps();
+    });
     m_ours |= lamps;
     const Lamps changed = m_lampsKnown ? lamps ^ m_shown : m_ours;
     m_lampsKnown = true;
@@ -132,12 +151,11 @@ std::optional<Legends> Mapping::takeLegends() {
 }
 
 void Mapping::end() {
-    act([](Engine& engine) { engine.letGo(); });
-    {
-        const std::lock_guard lock(m_mutex);
-        m_ended = true;
-    }
-    m_target.reset();
+    std::unique_ptr<TargetThread> ended;
+    act([&](Engine& engine) {
+        engine.letGo();
+        ended.swap(m_target);
+    });
 }
 
 }  // namespace cvhost::map

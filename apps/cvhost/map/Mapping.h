@@ -41,8 +41,13 @@ class Mapping {
 public:
     /// Whether a client of the control socket has claimed this code.
     using Claimed = std::function<bool(int code)>;
+    /// Makes the target of a map. Throws TargetFailure.
+    using MakeTarget = std::function<std::unique_ptr<Target>(const Application&)>;
 
-    Mapping(OpenMap map, std::unique_ptr<Target> target);
+    Mapping(OpenMap map, MakeTarget makeTarget);
+
+    /// Makes the target, unless there is one. What is wrong is a problem; until then events do nothing.
+    MapProblems startTarget() { return m_target ? MapProblems() : setTarget(m_engine.map().application); }
 
     /// Ask this of each press, and of each movement of the ring (0) and the wheel (47).
     void setClaimed(Claimed claimed);
@@ -59,34 +64,35 @@ public:
 
     struct News {
         bool changed = false;  ///< the file has been read again, and is in force
-        MapProblems problems;  ///< it has changed and is broken: the map that was in force stays
+        MapProblems problems;  ///< it has changed, and cannot be used: the map that was in force stays
     };
-    /// Reads the file again if it has changed.
+    /// Reads the file again if it has changed. Another target takes the place of the one before, which ends first.
     News refresh();
     /// Shows the layers and the target's state on the console's lamps. `lent`: somebody else sets the lamps.
     void showLamps(iConsoleResource& console, bool lent);
     /// What each key does now, if that has changed since the last call.
     std::optional<Legends> takeLegends();
     /// Why the target has ended; empty while it works.
-    std::optional<std::string> failure() { return m_target ? m_target->failure() : std::nullopt; }
+    std::optional<std::string> failure() const { return m_target ? m_target->failure() : std::nullopt; }
     /// Releases everything and ends the target. Later events do nothing.
     void end();
 
 private:
     template <class Act>
     void act(Act act);
+    MapProblems setTarget(const Application& application);
 
     const NamedMap m_file;
+    const MakeTarget m_makeTarget;
     FileMark m_mark;
-    std::unique_ptr<TargetThread> m_target;
     std::mutex m_mutex;
-    Claimed m_claimed;            ///< under m_mutex
-    Engine m_engine;              ///< under m_mutex
-    bool m_ended = false;         ///< under m_mutex
-    Lamps m_shown;                ///< on the console
-    Lamps m_ours;                 ///< lamps that the map has set at some time
-    bool m_lampsKnown = false;    ///< the console shows m_shown
-    std::uint64_t m_legends = 0;  ///< Engine::changes at the last call of takeLegends
+    std::unique_ptr<TargetThread> m_target;  ///< null: none could be made; under m_mutex; only the main thread changes it
+    Claimed m_claimed;                       ///< under m_mutex
+    Engine m_engine;                         ///< under m_mutex
+    Lamps m_shown;                           ///< on the console
+    Lamps m_ours;                            ///< lamps that the map has set at some time
+    bool m_lampsKnown = false;               ///< the console shows m_shown
+    std::uint64_t m_legends = 0;             ///< Engine::changes at the last call of takeLegends
 };
 
 }  // namespace cvhost::map

@@ -11,13 +11,10 @@
 #include "apps/common/ConsoleFacts.h"
 #include "apps/common/ExitStatus.h"
 #include "apps/cvhost/driver/Driver.h"
-#include "apps/cvhost/map/MpvProcess.h"
-#include "apps/cvhost/map/MpvSocket.h"
-#include "apps/cvhost/map/Targets.h"
+#include "apps/cvhost/map/Target.h"
 #include "apps/cvhost/ports/KnownSettings.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Reports.h"
-#include "apps/cvhost/transport/ClipDeck.h"
 #include "host/core/Events.h"
 #include "host/core/Failure.h"
 #include "host/core/KeyQueue.h"
@@ -43,8 +40,6 @@ constexpr auto silentConsolePatience = 5s;
 constexpr auto firstAttemptPatience = 2s;
 /// Looking for a port's holders takes a walk through all processes.
 constexpr auto diagnosisInterval = 1s;
-/// How often the map's file is looked at.
-constexpr auto mapInterval = 500ms;
 /// The simulated console takes the last commands in wire time.
 constexpr auto lastCommandsLimit = 2s;
 
@@ -59,15 +54,6 @@ double beyondPlay() {
     if (const auto* whole = std::get_if<std::int64_t>(&*value)) return static_cast<double>(*whole);
     const auto* exact = std::get_if<double>(&*value);
     return exact != nullptr ? *exact : 1.0;
-}
-
-PlayheadChange playheadOf(const transport::View& view) {
-    return {.frame = view.state.frame,
-            .place = view.place,
-            .speed = view.state.speed,
-            .markIn = view.state.markIn,
-            .markOut = view.state.markOut,
-            .framesPerSecond = view.clip.rate.nominal()};
 }
 
 void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
@@ -94,7 +80,7 @@ Session::~Session() {
 int Session::run() {
     if (!startRecording()) return common::exitStatus::usage;
     prepareHost();
-    if (!startDeck() || !startConsole()) return common::exitStatus::none;
+    if (!startWork() || !startConsole()) return common::exitStatus::none;
     live();
     const std::string why = better(m_diagnosis, diagnosis(m_monitor.state())).text;  // before the port is closed
     stop();
@@ -168,39 +154,19 @@ void Session::startDesk() {
     m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::move(line), std::move(watcher), keepFailure);
 }
 
-bool Session::startDeck() {
+bool Session::startWork() {
     try {
-        std::optional<map::OpenMap> map;
-        if (!m_options.map.empty()) map = map::openMap(m_options.map);
-        m_deck = makeDeck(map ? &map->map.application : nullptr);
-        if (map) startMap(std::move(*map));
+        m_work.emplace(m_options,
+                       Work::Stage{.wake = [this] { m_wake.signal(); },
+                                   .say = [this](std::string_view heading, std::string_view text) { say(heading, text); },
+                                   .complain = complain,
+                                   .mayWait = false});
     } catch (const map::TargetFailure& failure) {
         complain(failure.what());
         return false;
     }
-    m_transport.emplace(*m_deck);
-    // An mpv that runs already may have told where it is.
-    m_playheadNews.emplace(m_mpv != nullptr ? transport::State{} : m_deck->view().state);
+    if (m_work->mapping() != nullptr) m_monitor.addFirst(std::ref(*m_work->mapping()));
     return true;
-}
-
-/// The film of the command line or of the map's mpv, otherwise the built-in clip.
-std::unique_ptr<transport::Deck> Session::makeDeck(const map::Application* application) {
-    std::unique_ptr<map::MpvLink> link;
-    if (!m_options.film.empty()) link = std::make_unique<map::MpvProcess>(m_options.film);
-    if (application != nullptr && application->kind == map::TargetKind::mpv)
-        link = std::make_unique<map::MpvSocket>(map::socketPath(*application));
-    if (!link) return std::make_unique<transport::ClipDeck>(m_options.clip, [] { return Clock::now().time_since_epoch(); });
-    auto deck = std::make_unique<map::MpvDeck>(std::move(link), [this] { m_wake.signal(); });
-    m_mpv = deck.get();
-    return deck;
-}
-
-void Session::startMap(map::OpenMap map) {
-    auto target = map::makeTarget(map.map.application, m_mpv, [this] { m_wake.signal(); });
-    m_map.emplace(std::move(map), std::move(target));
-    m_monitor.addFirst(std::ref(*m_map));
-    say("map", "the map is " + m_map->file().path);
 }
 
 bool Session::startConsole() {
@@ -217,8 +183,9 @@ bool Session::startConsole() {
     m_console = std::make_unique<RestoringConsole>(
         *console,
         [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor(ConsoleCall{name, arguments}); });
-    m_handlers = std::make_unique<Handlers>(*m_console, *m_transport, m_monitor, m_map.has_value());
-    if (m_map) m_map->setClaimed([this](int code) { return m_handlers->isClaimed(code); });
+    map::Mapping* const mapping = m_work->mapping();
+    m_handlers = std::make_unique<Handlers>(*m_console, m_work->transport(), m_monitor, mapping != nullptr);
+    if (mapping != nullptr) mapping->setClaimed([this](int code) { return m_handlers->isClaimed(code); });
     m_monitor.watchKeys(m_console.get());
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
@@ -231,7 +198,7 @@ bool Session::startConsole() {
     if (m_recorder) {
         m_monitor.addFirst(std::ref(*m_recorder));
         ports::tellSettings(settings(), std::ref(m_monitor));
-        recordMap();
+        m_work->tellMap(std::ref(m_monitor));
     }
     m_consoleStarted = Clock::now();
     m_console->init();
@@ -250,7 +217,7 @@ void Session::startWeb() {
 void Session::startControl() {
     const std::string& path = *m_options.control;
     m_exchange.emplace(m_start, m_options.desk, [this] { m_wake.signal(); });
-    (*m_exchange)(playheadOf(m_deck->view()));
+    (*m_exchange)(m_work->playhead());
     m_monitor.addFirst(std::ref(*m_exchange));
     try {
         if (path == control::defaultPath()) control::makeDefaultFolder(path);
@@ -261,7 +228,8 @@ void Session::startControl() {
     } catch (const control::ControlFailure& failure) {
         return complain(failure.what());
     }
-    m_actions.emplace(control::Actions::Stage{.console = *m_console, .transport = *m_transport, .desk = m_desk.get()});
+    m_actions.emplace(
+        control::Actions::Stage{.console = *m_console, .transport = m_work->transport(), .desk = m_desk.get()});
     say("control", "the control socket is " + path);
 }
 
@@ -274,7 +242,7 @@ void Session::live() {
         const auto timeout = std::min<std::chrono::duration<double>>(left, resting ? restTick : tick);
         const common::MainLoop::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
         if (cause == common::MainLoop::Cause::end || hasFailed()) return;
-        if (m_mpv != nullptr && m_mpv->ended()) return say("film", "mpv has ended");
+        if (m_work->ended()) return say("film", "mpv has ended");
 
         takeKeys();
         if (m_control) m_control->perform(*m_actions);
@@ -282,14 +250,14 @@ void Session::live() {
         noticeLoss(state);
         noticeReturn(state);
         advise(state);
-        moveTransport();
-        followMap();
+        if (const auto change = m_work->advance(*m_console, m_page.get())) m_monitor(*change);
+        if (m_work->followMap(*m_console, m_page.get())) m_work->tellMap(std::ref(m_monitor));
         showDesk();
         noticeRecordingEnd();
         if (m_show && state.startup.version) m_show->advance(Clock::now(), state);
         const bool quiet = cause == common::MainLoop::Cause::time;
         if (quiet && !resting) m_monitor(Quiet{});
-        resting = quiet && !state.startup.active && m_deck->view().state.speed == 0;
+        resting = quiet && !state.startup.active && m_work->playhead().speed == 0;
     }
 }
 
@@ -342,50 +310,10 @@ void Session::advise(const RunState& state) {
     if (!waited(state.startup) || Clock::now() < m_nextDiagnosis) return;
     m_nextDiagnosis = Clock::now() + diagnosisInterval;
     m_diagnosis = diagnosis(state);
-    if (m_diagnosis->text == m_advice) return;
+    // Looking for the reason takes time, in which a console may have become active.
+    if (m_diagnosis->text == m_advice || m_monitor.state().startup.active) return;
     m_advice = m_diagnosis->text;
     m_monitor(Note{.heading = "help", .text = "no console yet: " + m_advice, .advice = true});
-}
-
-void Session::moveTransport() {
-    const transport::View view = m_transport->advance(*m_console);
-    const transport::State& state = view.state;
-    if (m_page) {
-        m_page->setWheel(m_console->wheel_enabled());
-        if (m_shownClip != view.clip) m_page->setClip(view.clip, state);
-        m_shownClip = view.clip;
-    }
-    if (!m_playheadNews->take(state, Clock::now().time_since_epoch())) return;
-    m_monitor(playheadOf(view));
-}
-
-void Session::followMap() {
-    if (!m_map) return;
-    m_map->showLamps(*m_console, m_transport->lampsLent());
-    if (m_mpv != nullptr) tellMpv();
-    const auto legends = m_page ? m_map->takeLegends() : std::nullopt;
-    if (legends) m_page->setLegends(legends->layer, legends->keys);
-    if (Clock::now() < m_nextMapRefresh) return;
-    m_nextMapRefresh = Clock::now() + mapInterval;
-    const map::Mapping::News news = m_map->refresh();
-    if (news.changed) {
-        say("map", m_map->file().path + " has been read again");
-        recordMap();
-    }
-    for (const std::string& problem : news.problems) complain(problem);
-    if (!news.problems.empty()) complain("the map stays as it was");
-    const auto failure = m_map->failure();
-    if (failure && !std::exchange(m_mapFailed, true)) complain(*failure);
-}
-
-void Session::recordMap() {
-    if (m_map) m_monitor(Circumstance{Circumstance::Kind::map, m_map->file().path, m_map->text()});
-}
-
-void Session::tellMpv() {
-    const bool there = m_mpv->connected();
-    if (std::exchange(m_mpvThere, there) == there) return;
-    say("map", there ? "mpv is there" : "waiting for mpv");
 }
 
 void Session::showDesk() {
@@ -396,7 +324,7 @@ void Session::showDesk() {
 }
 
 void Session::stop() {
-    if (m_map) m_map->end();
+    if (m_work) m_work->end();
     m_web.reset();
     if (m_plugin.plugin() == nullptr) return;
     m_plugin.endStartup();

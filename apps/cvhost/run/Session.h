@@ -14,8 +14,6 @@
 #include "apps/cvhost/control/Actions.h"
 #include "apps/cvhost/control/Exchange.h"
 #include "apps/cvhost/control/Server.h"
-#include "apps/cvhost/map/Mapping.h"
-#include "apps/cvhost/map/MpvDeck.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/EventQueue.h"
 #include "apps/cvhost/run/Handlers.h"
@@ -23,8 +21,7 @@
 #include "apps/cvhost/run/RestoringConsole.h"
 #include "apps/cvhost/run/RunMonitor.h"
 #include "apps/cvhost/run/Show.h"
-#include "apps/cvhost/transport/ConsoleTransport.h"
-#include "apps/cvhost/transport/PlayheadNews.h"
+#include "apps/cvhost/run/Work.h"
 #include "apps/cvhost/web/PageState.h"
 #include "apps/cvhost/web/WebServer.h"
 #include "apps/recording/Recorder.h"
@@ -52,9 +49,7 @@ private:
     void applyOptions();
     void choosePorts();
     void startDesk();
-    bool startDeck();
-    std::unique_ptr<transport::Deck> makeDeck(const map::Application* application);
-    void startMap(map::OpenMap map);
+    bool startWork();
     bool startConsole();
     void startWeb();
     void startControl();
@@ -64,10 +59,6 @@ private:
     void noticeReturn(const RunState& state);
     void restartConsole();
     void advise(const RunState& state);
-    void moveTransport();
-    void followMap();
-    void recordMap();
-    void tellMpv();
     void showDesk();
     void stop();
     void noticeRecordingEnd();
@@ -92,15 +83,10 @@ private:
     EventQueue m_queue;                            ///< to m_output and m_page
     std::optional<control::Exchange> m_exchange;
     std::optional<recording::Recorder> m_recorder;
-    std::optional<map::Mapping> m_map;
+    std::optional<Work> m_work;
     RunMonitor m_monitor;
     lines::FaultyLine* m_line = nullptr;  ///< of the simulated console's server
     std::unique_ptr<lines::DeskServer> m_desk;
-    std::unique_ptr<transport::Deck> m_deck;
-    map::MpvDeck* m_mpv = nullptr;  ///< the deck, when it is a film
-    std::optional<transport::ConsoleTransport> m_transport;
-    std::optional<transport::PlayheadNews> m_playheadNews;
-    std::optional<transport::Clip> m_shownClip;  ///< on the page
     std::unique_ptr<RestoringConsole> m_console;
     std::unique_ptr<Handlers> m_handlers;
     PluginLibrary m_plugin;
@@ -114,9 +100,6 @@ private:
     unsigned m_starts = 0;
     bool m_switchedOff = false;
     bool m_recordingEnded = false;
-    bool m_mapFailed = false;
-    std::optional<bool> m_mpvThere;
-    Clock::time_point m_nextMapRefresh{};
     std::optional<Diagnosis> m_diagnosis;  ///< the last one
     Clock::time_point m_nextDiagnosis{};
     std::string m_advice;  ///< the last that was said

@@ -23,23 +23,37 @@ std::int64_t tenThousandths(double value, double most) {
 
 }  // namespace
 
+/// No call of a deck's waits.
+template <class Act>
+auto ConsoleTransport::withDeck(Act act) {
+    const std::lock_guard lock(m_mutex);
+    return act(*m_deck);
+}
+
+void ConsoleTransport::setDeck(Deck& deck) {
+    const std::lock_guard lock(m_mutex);
+    m_deck = &deck;
+}
+
 void ConsoleTransport::handle(int code, iConsoleResource& console) {
     switch (code) {
         case keys::ring:
-            return m_deck.shuttle(console.get_ispeed());
-        case keys::wheel:
-            return m_deck.jog(tenThousandths(console.get_jog_delta_exact(), mostCounts) *
-                              tenThousandths(console.get_jog_gearing() * framesPerUnit, mostFramesPerCount));
+            return withDeck([speed = console.get_ispeed()](Deck& deck) { deck.shuttle(speed); });
+        case keys::wheel: {
+            const std::int64_t jogged = tenThousandths(console.get_jog_delta_exact(), mostCounts) *
+                                        tenThousandths(console.get_jog_gearing() * framesPerUnit, mostFramesPerCount);
+            return withDeck([=](Deck& deck) { deck.jog(jogged); });
+        }
         case keys::jog:
             console.wheel_enabled() ? console.disable_wheel() : console.enable_wheel();
-            return m_deck.wheel(console.wheel_enabled());
+            return withDeck([on = console.wheel_enabled()](Deck& deck) { deck.wheel(on); });
         default:
-            return m_deck.key(code);
+            return withDeck([=](Deck& deck) { deck.key(code); });
     }
 }
 
 View ConsoleTransport::advance(iConsoleResource& console) {
-    const View view = m_deck.view();
+    const View view = withDeck([](Deck& deck) { return deck.view(); });
     if (m_lent) return view;
     if (std::exchange(m_shown, view.state.speed) != view.state.speed) console.show_ispeed(view.state.speed);
     return view;
@@ -47,7 +61,8 @@ View ConsoleTransport::advance(iConsoleResource& console) {
 
 void ConsoleTransport::takeLampsBack(bool show) {
     if (!std::exchange(m_lent, false)) return;
-    m_shown = show ? std::nullopt : std::optional(m_deck.view().state.speed);
+    const int speed = withDeck([](Deck& deck) { return deck.view().state.speed; });
+    m_shown = show ? std::nullopt : std::optional(speed);
 }
 
 }  // namespace cvhost::transport

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <mutex>
 #include <optional>
 
 #include "apps/cvhost/transport/Deck.h"
@@ -14,7 +15,7 @@ namespace cvhost::transport {
 
 class ConsoleTransport {
 public:
-    explicit ConsoleTransport(Deck& deck) : m_deck(deck) {}
+    explicit ConsoleTransport(Deck& deck) : m_deck(&deck) {}
 
     /// The codes that `handle` acts on: the ring, the transport keys, the jog key and the jog wheel.
     static constexpr std::array codes{keys::ring, keys::fastForward, keys::fastReverse, keys::markIn, keys::play,
@@ -27,6 +28,8 @@ public:
 
     // On the thread of `advance`.
 
+    /// From now on the console works `deck`. When this returns, the one before may end.
+    void setDeck(Deck& deck);
     /// From now on somebody else sets the lamps.
     void lendLamps() { m_lent = true; }
     bool lampsLent() const { return m_lent; }
@@ -34,7 +37,11 @@ public:
     void takeLampsBack(bool show);
 
 private:
-    Deck& m_deck;
+    template <class Act>
+    auto withDeck(Act act);
+
+    std::mutex m_mutex;
+    Deck* m_deck;                    ///< under m_mutex
     std::optional<int> m_shown = 0;  ///< the speed on the lamps, if they show it
     bool m_lent = false;
 };

@@ -86,9 +86,11 @@ Application::Application(TargetKind kind, Canary canary, std::uint64_t seed)
     m_oscPort = ntohs(address.sin_port);
 }
 
-std::unique_ptr<cvhost::map::Target> Application::makeTarget(const cvhost::map::Map& map) {
+std::unique_ptr<cvhost::map::Target> Application::makeTarget(const cvhost::map::Application& application) {
     std::unique_ptr<cvhost::map::Target> osc;
-    if (m_kind == TargetKind::osc) osc = std::make_unique<cvhost::map::OscTarget>(map.application, [] {});
+    if (m_kind == TargetKind::osc) osc = std::make_unique<cvhost::map::OscTarget>(application, [] {});
+    const std::lock_guard lock(m_mutex);
+    m_gone = false;
     return std::make_unique<FaultyTarget>(*this, std::move(osc));
 }
 
@@ -96,7 +98,6 @@ void Application::hang(const std::function<void()>& act) {
     {
         const std::lock_guard lock(m_mutex);
         m_allowed = 0;
-        m_waiting = false;
         m_passing = m_kind == TargetKind::mpv && oneIn(2);
     }
     act();

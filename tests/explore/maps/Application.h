@@ -34,8 +34,8 @@ public:
 
     /// UDP, for OSC.
     int oscPort() const { return m_oscPort; }
-    /// The target of `map`, a map for it. It must end before this.
-    std::unique_ptr<cvhost::map::Target> makeTarget(const cvhost::map::Map& map);
+    /// The target of a map for it. One at a time; it must end before this.
+    std::unique_ptr<cvhost::map::Target> makeTarget(const cvhost::map::Application& application);
 
     // Its troubles.
 

@@ -104,6 +104,7 @@ std::string MapMaker::make(sim::Random& random) const {
     }
     std::string text = std::string("target = '") + targets.at(static_cast<std::size_t>(m_kind)) + "'\n";
     if (m_kind == TargetKind::osc) text += "port = " + std::to_string(m_oscPort) + "\n";
+    if (m_kind == TargetKind::osc && random.below(2) == 0) text += "hello = ['/hello']\n";  // another target than without
     text += "[keys]\n" + plain() + keys(random, used);
     if (random.below(4) != 0) text += "[ring]\n" + ring(random);
     if (random.below(4) != 0) text += "[wheel]\n" + wheel(random);

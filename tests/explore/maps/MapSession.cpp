@@ -22,6 +22,7 @@ namespace {
 
 using cvhost::Event;
 
+constexpr int unusablePort = 1;
 constexpr unsigned canaryChance = 20;
 constexpr int mostSteps = 60;
 constexpr int mostStormPresses = 600;  // more than may wait, for a target or in it
@@ -94,9 +95,11 @@ Session::Session(std::uint64_t seed, const Order& order, std::string file)
       m_application(m_kind, order.canary, seed ^ 0x1111'0000'0000),
       m_monitor({[this](const Event& event) { take(event); }}, [] {}) {
     write(m_maker.make(m_random));
-    auto map = cvhost::map::openMap(m_file);
-    auto target = m_application.makeTarget(map.map);
-    m_mapping.emplace(std::move(map), std::move(target));
+    m_mapping.emplace(cvhost::map::openMap(m_file), [this](const cvhost::map::Application& application) {
+        if (application.port == unusablePort) throw cvhost::map::TargetFailure("nothing can be sent there");
+        return m_application.makeTarget(application);
+    });
+    for (const std::string& problem : m_mapping->startTarget()) fail(problem);
     m_mapping->setClaimed([this](int code) { return m_claimed.contains(code); });
     m_monitor.watchKeys(&m_console);
 }
@@ -220,15 +223,18 @@ void Session::claim() {
 }
 
 void Session::changeMap() {
-    const auto kind = m_random.below(6);
+    auto kind = m_random.below(6);
+    if (kind == 1 && m_application.isGone()) kind = 0;
+    const bool retargets = kind == 1 || m_kind == TargetKind::osc;
+    if (retargets && std::exchange(m_hanging, false)) m_application.recover();
     if (kind == 0) write("target = 'keys'\n[keys]\nE = 'spcae'\n");
-    if (kind == 1) write("target = 'osc'\nport = 1\n");
+    if (kind == 1) write("target = 'osc'\nport = " + std::to_string(unusablePort) + "\n");
     if (kind == 2) std::remove(m_file.c_str());
     if (kind > 2) write(m_maker.make(m_random));
     const auto news = m_mapping->refresh();
     if (news.changed != (kind > 2)) fail(kind > 2 ? "a changed map was not taken over" : "a broken map was taken over");
     if (news.changed && !news.problems.empty()) fail("a good map has a problem: " + news.problems.front());
-    if (news.changed) m_sure.clear();
+    if (news.changed || kind == 1) m_sure.clear();
     if (m_order.canary == Canary::deafAfterChange && news.changed) m_deaf = true;
 }
 

@@ -75,6 +75,7 @@ TEST(Film, TakeCommands_First_AskForWhatShows) {
     for (const char* property : {"pause", "speed", "play-dir", "time-pos", "eof-reached", "duration", "container-fps"}) {
         EXPECT_THAT(text, testing::HasSubstr(property));
     }
+    EXPECT_THAT(text, testing::StartsWith(R"({"command":["keyup",""])"));  // what a killed program held there
     EXPECT_EQ(film.takeCommands(), "");
 }
 

@@ -1,4 +1,5 @@
 // With a map in force, the thread that receives the console's bytes asks for no memory.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -17,6 +18,8 @@
 #include "apps/cvhost/map/Mapping.h"
 #include "apps/cvhost/map/MpvTarget.h"
 #include "apps/cvhost/map/OscTarget.h"
+#include "apps/cvhost/report/TextReport.h"
+#include "apps/cvhost/run/EventQueue.h"
 #include "apps/cvhost/run/RunMonitor.h"
 #include "tests/support/OscProgram.h"
 #include "tests/support/ValueConsole.h"
@@ -84,7 +87,8 @@ protected:
         return openMap(m_path);
     }
     void start(OpenMap map, std::unique_ptr<Target> target) {
-        m_mapping = std::make_unique<Mapping>(std::move(map), std::move(target));
+        m_mapping = std::make_unique<Mapping>(std::move(map), [&](const Application&) { return std::move(target); });
+        EXPECT_TRUE(m_mapping->startTarget().empty());
         m_monitor.addFirst(std::ref(*m_mapping));
     }
     void handle(char byte) { m_monitor(cvhost::ByteHandled{static_cast<unsigned char>(byte)}); }
@@ -121,7 +125,11 @@ protected:
     const std::string m_path = testing::TempDir() + "map_memory_test_" + std::to_string(::getpid()) + ".toml";
     ValueConsole m_console;
     std::unique_ptr<Mapping> m_mapping;
-    cvhost::run::RunMonitor m_monitor{{}, [] {}};
+    const cvhost::FileDescriptor m_nowhere = cvhost::owned(::open("/dev/null", O_WRONLY | O_CLOEXEC), "/dev/null");
+    common::LineWriter m_output{m_nowhere.get(), {.missing = [](std::size_t) { return std::string(); }, .broken = [] {}}};
+    cvhost::report::TextReport m_report{m_output, {}, {.colour = true, .wire = true}};
+    cvhost::run::EventQueue m_queue{{std::ref(m_report)}, [](const cvhost::Event&) { return true; }, [](std::size_t) {}};
+    cvhost::run::RunMonitor m_monitor{{std::ref(m_queue)}, [] {}};
 };
 
 const std::string layer = "[layer.other]\nheld = 'H'\n";

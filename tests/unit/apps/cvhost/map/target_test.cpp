@@ -101,8 +101,18 @@ protected:
 
     void write(const std::string& text) const { std::ofstream(m_path) << "target = 'keys'\n" << text; }
     Mapping& mapping() {
-        if (!m_mapping) m_mapping.emplace(openMap(m_path), std::make_unique<LoggedTarget>(m_log, m_targetLamps));
+        if (m_mapping) return *m_mapping;
+        openMapping();
+        EXPECT_THAT(m_mapping->startTarget(), IsEmpty());
         return *m_mapping;
+    }
+    void openMapping() {
+        m_mapping.emplace(openMap(m_path), [this](const Application& application) { return target(application); });
+    }
+    std::unique_ptr<Target> target(const Application& application) {
+        if (application.host == "nowhere" || m_refused) throw TargetFailure("there is no such host");
+        m_made.push_back(application.kind == TargetKind::keys ? "keys" : "osc " + std::to_string(application.port));
+        return std::make_unique<LoggedTarget>(m_log, m_targetLamps);
     }
     /// All that the target was asked to do.
     Texts end() {
@@ -118,6 +128,8 @@ protected:
     const std::string m_path = testing::TempDir() + "map_test_" + std::to_string(::getpid()) + ".toml";
     Log m_log;
     std::atomic<unsigned> m_targetLamps = 0;
+    Texts m_made;  ///< the targets
+    bool m_refused = false;
     std::optional<Mapping> m_mapping;
 };
 
@@ -316,15 +328,42 @@ TEST_F(MappingTest, TakeLegends_LayerOn_AreThoseOfTheLayer) {
     EXPECT_EQ(layered->keys.at(5), "k, l");
 }
 
-TEST_F(MappingTest, Refresh_OtherTarget_StaysWithTheOldMap) {
-    mapping();
-    std::ofstream(m_path) << "target = 'osc'\nport = 9\n";
-    const Mapping::News news = mapping().refresh();
-    EXPECT_FALSE(news.changed);
-    EXPECT_THAT(news.problems,
-                ElementsAre(m_path + " has another target, address, hello or lamps now: start cvhost again to use it"));
+TEST_F(MappingTest, StartTarget_RefusedAtFirst_WorksOnceItIsMade) {
+    m_refused = true;
+    openMapping();
+    EXPECT_THAT(mapping().startTarget(), ElementsAre("there is no such host"));
+    press(5);
+    release(5);
+    ValueConsole console;
+    mapping().showLamps(console, false);
+    EXPECT_FALSE(mapping().failure());
+    m_refused = false;
+    EXPECT_THAT(mapping().startTarget(), IsEmpty());
+    EXPECT_THAT(mapping().startTarget(), IsEmpty());
     press(5);
     EXPECT_THAT(end(), ElementsAre("press ctrl+z", "release all", "release all"));
+    EXPECT_THAT(m_made, ElementsAre("keys"));
+}
+
+TEST_F(MappingTest, Refresh_OtherTarget_TakesThePlaceOfTheReleasedOne) {
+    press(5);
+    std::ofstream(m_path) << "target = 'osc'\nport = 9\n[keys]\nE = '/e'\n";
+    EXPECT_TRUE(mapping().refresh().changed);
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("press ctrl+z", "release all", "release all", "release all", "press /e", "release all",
+                                   "release all"));
+    EXPECT_THAT(m_made, ElementsAre("keys", "osc 9"));
+}
+
+TEST_F(MappingTest, Refresh_OtherTargetThatCannotBeMade_GoesOnWithTheOldOne) {
+    mapping();
+    std::ofstream(m_path) << "target = 'osc'\nport = 9\nhost = 'nowhere'\n";
+    const Mapping::News news = mapping().refresh();
+    EXPECT_FALSE(news.changed);
+    EXPECT_THAT(news.problems, ElementsAre(m_path + ": there is no such host"));
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("release all", "release all", "press ctrl+z", "release all", "release all"));
+    EXPECT_THAT(m_made, ElementsAre("keys", "keys"));
 }
 
 TEST_F(MappingTest, Refresh_FileChangedOrBroken_TakesItOverOrKeepsTheLast) {
