@@ -21,6 +21,7 @@
 #include "apps/cvhost/doctor/Options.h"
 #include "apps/cvhost/map/Options.h"
 #include "apps/cvhost/ports/Options.h"
+#include "apps/cvhost/ports/PortName.h"
 #include "apps/cvhost/run/Options.h"
 #include "apps/cvhost/timeline/Options.h"
 #include "apps/cvhost/web/WebServer.h"
@@ -70,6 +71,7 @@ int run(int argc, char** argv, common::RunClock start) {
     app.require_subcommand(1);
     app.footer(footer);
     app.formatter(std::make_shared<HelpFormatter>());  // the subcommands take it over
+    cvhost::ports::followPortNames();
     const std::array subcommands{cvhost::ports::addPorts(app),       cvhost::doctor::addDoctor(app),
                                  cvhost::timeline::addTimeline(app), cvhost::checkhost::addCheckHost(app),
                                  cvhost::control::addCtl(app),       cvhost::map::addMap(app),

@@ -254,10 +254,11 @@ bool Doctor::writeBundle() {
     m_bundle->add("versions.txt", versionsText(m_driver));
     m_bundle->add("packages.txt", packageVersions());
     m_bundle->addFile("os-release", "/usr/lib/os-release");
-    m_bundle->add("udev.txt", deviceProperties(m_circumstances.choice.name));
+    m_bundle->add("udev.txt", deviceProperties(ports::deviceOf(m_circumstances.choice.name)));
     m_bundle->addOpen("recording.jsonl", m_recording.get());
     m_bundle->addFile("cvhost.log", logPath());
     m_bundle->addFile("cvhost.log.1", logPath() + ".1");
+    if (const std::string entries = journalEntries(); !entries.empty()) m_bundle->add("journal.txt", entries);
     m_bundle->addFile("cvhost.toml", settingsPath());
     const auto problem = m_bundle->finish();
     if (!problem) return true;

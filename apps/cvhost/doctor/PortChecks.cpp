@@ -5,6 +5,8 @@
 
 #include "apps/cvhost/driver/Driver.h"
 #include "apps/cvhost/ports/Permission.h"
+#include "apps/cvhost/ports/PortName.h"
+#include "host/linux/serial/Rfc2217.h"
 
 namespace cvhost::doctor {
 namespace {
@@ -15,7 +17,8 @@ constexpr int slowLatencyMs = 16;
 std::string baseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 Check nonePort(const PortCircumstances& of) {
-    std::string text = of.choice.name.empty() ? "no port is named to look on" : "there is no " + of.choice.name;
+    std::string text =
+        of.choice.name.empty() ? "no port is named to look on" : "there is no " + ports::describedPort(of.choice.name);
     if (of.machinePorts.empty()) {
         text += "; this machine has no serial port";
     } else {
@@ -88,8 +91,8 @@ std::vector<Check> checkPort(const PortCircumstances& of) {
                           "correct the setting console_port, or name the port with --port"});
         return checks;
     }
-    const bool isFile = of.choice.name.starts_with('/');
-    if (of.choice.name.empty() || (isFile && !of.port.access)) {
+    const bool isRemote = of.choice.name.starts_with(rfc2217Prefix);
+    if (of.choice.name.empty() || (!isRemote && !of.port.access)) {
         checks.push_back(nonePort(of));
         return checks;
     }

@@ -18,13 +18,14 @@ using Kind = SettingProblem::Kind;
 constexpr std::string_view portKey = "console_port";
 
 // clang-format off
-constexpr std::array<KnownSetting, 7> table{{
+constexpr std::array<KnownSetting, 8> table{{
     {.key = portKey,                          .type = Type::text,       .initial = "\"/dev/ttyUSB0\""},
     {.key = "console_debug",                  .type = Type::whole,      .initial = "0", .least = 0, .most = 1},
     {.key = "AutomaticJogTurnOn",             .type = Type::whole,      .initial = "1", .least = 0, .most = 1},
     {.key = "AutomaticJogTurnOnTriggerLevel", .type = Type::whole,      .initial = "6", .least = 1, .most = 999},
     {.key = "jog_wheel_gearing",              .type = Type::number,     .initial = "0.001"},
     {.key = "BeyondPlayMultiplier",           .type = Type::number,     .initial = "1.0"},
+    {.key = mapSetting,                       .type = Type::text,       .initial = "\"\""},
     {.key = driver::consoleEnabled,           .type = Type::preference, .initial = "true"},
 }};
 // clang-format on

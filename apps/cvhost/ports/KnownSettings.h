@@ -16,6 +16,9 @@
 
 namespace cvhost::ports {
 
+/// The map that a run without --map and without a film has.
+inline constexpr std::string_view mapSetting = "map";
+
 struct KnownSetting {
     enum class Type { whole, number, text, preference };
 

@@ -10,8 +10,21 @@
 
 namespace cvhost::ports {
 
-/// A path, a file in the current folder, or "rfc2217://HOST:PORT". The port need not exist.
+/// Stands for an adapter that names itself Corvane and that no other cvhost serves by its own name.
+inline constexpr std::string_view anyConsole = "corvane";
+
+/// A path, a file in the current folder, "rfc2217://HOST:PORT", anyConsole, or an adapter's USB serial number or the name of
+/// its link in /dev/serial/by-id or /dev/serial/by-path. The port need not exist.
 bool isPortName(const std::string& name);
+
+/// The device to open for `name`, as the machine is now. A name that stands for no device, or for none that is there, is
+/// its own answer.
+std::string deviceOf(const std::string& name);
+/// Has the serial library open deviceOf() for each name.
+void followPortNames();
+
+/// `name` as the end of a sentence such as "there is no ...".
+std::string describedPort(const std::string& name);
 
 /// The one of `ports`, the machine's, that `name` probably means, or a network port; empty if there is none.
 std::string similarPort(const std::string& name, std::span<const std::string> ports);

@@ -13,6 +13,7 @@
 
 #include "apps/common/Escape.h"
 #include "apps/common/JsonText.h"
+#include "apps/cvhost/ports/PortName.h"
 
 namespace cvhost::ports {
 namespace {
@@ -21,8 +22,9 @@ using Json = common::JsonText;
 
 /// The file that `name` leads to; `name` itself when there is none.
 std::string resolved(const std::string& name) {
-    const std::unique_ptr<char, decltype(&std::free)> path(::realpath(name.c_str(), nullptr), &std::free);
-    return path == nullptr ? name : path.get();
+    const std::string device = deviceOf(name);
+    const std::unique_ptr<char, decltype(&std::free)> path(::realpath(device.c_str(), nullptr), &std::free);
+    return path == nullptr ? device : path.get();
 }
 
 SurveyedPort survey(MachinePort port) {

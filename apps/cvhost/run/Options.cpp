@@ -17,8 +17,9 @@ namespace {
 
 constexpr const char* runFooter =
     "Without --desk and --port the console is looked for on the machine's own serial ports.\n"
-    "With --port or the setting console_port it is looked for by that name alone: an adapter that comes back under another\n"
-    "one is not found. Its link in /dev/serial/by-path stays while it is in the same socket; \"cvhost ports\" shows it.\n"
+    "With --port or the setting console_port it is looked for by that name alone. An adapter that comes back as another\n"
+    "device is found by its USB serial number, or in the same socket by its name in /dev/serial/by-path; \"cvhost ports\"\n"
+    "shows both.\n"
     "\n"
     "Exit status: 0 a console became active; 1 none did, or the recording ended early; 2 the command line is wrong.\n"
     "Ctrl-C (SIGINT) and SIGTERM switch the console's lamps and wheel off and end the program.\n"

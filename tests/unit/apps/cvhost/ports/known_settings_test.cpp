@@ -97,12 +97,13 @@ TEST(JudgeSetting, KeyOfControlCharacters_IsSafeToShow) {
 }
 
 TEST(PortName, FormOfPath_IsEnough) {
-    for (const char* name : {"/dev/ttyUSB0", "./desk", "sub/desk", "rfc2217://host:1", "rfc2217://[::1]:65535"}) {
+    for (const char* name : {"/dev/ttyUSB0", "./desk", "sub/desk", "rfc2217://host:1", "rfc2217://[::1]:65535", "corvane",
+                             "A50285BI", "usb-A50285BI-port0", "pci-0000:00:14.0-usb-0:1:1.0-port0"}) {
         EXPECT_TRUE(ports::isPortName(name)) << name;
     }
-    for (const char* name :
-         {"", "ttyUSB0", "COM3", "rfc2217://127.0.0.1", "rfc2217://host:99999", "rfc2217://host:0", "rfc2217://:1",
-          "rfc2217://::1:80", "telnet://host:23", "rfc2217:/host:1", "RFC2217://host:1", "host:2217"}) {
+    for (const char* name : {"", "ttyUSB0", "COM3", "rfc2217://127.0.0.1", "rfc2217://host:99999", "rfc2217://host:0",
+                             "rfc2217://:1", "rfc2217://::1:80", "telnet://host:23", "rfc2217:/host:1", "RFC2217://host:1",
+                             "host:2217", "ttyUSB12", "A5028", "ABCDEF", "A50285BI "}) {
         EXPECT_FALSE(ports::isPortName(name)) << name;
     }
 }
