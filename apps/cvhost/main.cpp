@@ -74,8 +74,9 @@ int run(int argc, char** argv, common::RunClock start) {
     cvhost::ports::followPortNames();
     const std::array subcommands{cvhost::ports::addPorts(app),       cvhost::doctor::addDoctor(app),
                                  cvhost::timeline::addTimeline(app), cvhost::checkhost::addCheckHost(app),
-                                 cvhost::control::addCtl(app),       cvhost::map::addMap(app),
-                                 cvhost::run::addRun(app, start),    cvhost::run::addPlay(app, start)};
+                                 cvhost::control::addCtl(app),       cvhost::control::addStatus(app),
+                                 cvhost::map::addMap(app),           cvhost::run::addRun(app, start),
+                                 cvhost::run::addPlay(app, start)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -392,6 +392,26 @@ TEST_F(CvhostControl, Ctl_Press_WorksASimulatedConsole) {
     finish(host);
 }
 
+TEST_F(CvhostControl, Status_OfARun_IsWhatCtlPrints) {
+    const Process::Setup setup = setUp({"--desk"});
+    Process host(setup);
+    client();
+    for (const Arguments& json : {Arguments{}, Arguments{"--json"}}) {
+        Arguments words{"status"};
+        words.insert(words.end(), json.begin(), json.end());
+        Process longer(ctl(setup, words));
+        ASSERT_EQ(longer.wait(), 0) << longer.errors();
+        Process::Setup shorter = ctl(setup, words);
+        shorter.command.erase(shorter.command.begin() + 1);
+        Process status(shorter);
+        ASSERT_EQ(status.wait(), 0) << status.errors();
+        ASSERT_FALSE(status.lines().empty());
+        EXPECT_EQ(status.lines().size(), longer.lines().size());
+        EXPECT_EQ(status.lines().front().substr(0, 9), longer.lines().front().substr(0, 9));
+    }
+    finish(host);
+}
+
 TEST_F(CvhostControl, Ctl_WithoutRuntimeFolder_SaysSo) {
     Process::Setup setup = setUp({});
     setup.environment["XDG_RUNTIME_DIR"] = "";

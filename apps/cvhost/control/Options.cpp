@@ -26,6 +26,15 @@ constexpr const char* footer =
     "  cvhost ctl lamp 5 on\n"
     "  cvhost ctl press E";
 
+constexpr const char* statusFooter =
+    "It is asked through its control socket: the service's unless --socket names another.\n"
+    "\n"
+    "Exit status: 0 done; 1 no cvhost is there; 2 the command line is wrong.\n"
+    "\n"
+    "Examples:\n"
+    "  cvhost status\n"
+    "  cvhost status --json";
+
 /// Throws CLI::ParseError for what only shows when all is read.
 void complete(CtlOptions& options) {
     const auto request = ctlRequest(options.words);
@@ -35,6 +44,18 @@ void complete(CtlOptions& options) {
         throw CLI::ValidationError("--json", "this is for \"status\" alone");
 }
 
+void addSocket(CLI::App& app, CtlOptions& options) {
+    app.add_option("--socket", options.socket, "Its control socket, in place of $XDG_RUNTIME_DIR/cvhost/control")
+        ->check(common::isNotEmpty())
+        ->type_name("PATH");
+    app.add_flag("--json", options.json, "Print the status as one JSON object");
+}
+
+common::Subcommand subcommand(CLI::App& app, const std::shared_ptr<CtlOptions>& options) {
+    app.callback([options] { complete(*options); });
+    return {&app, [options] { return runCtl(*options); }};
+}
+
 }  // namespace
 
 common::Subcommand addCtl(CLI::App& app) {
@@ -42,12 +63,18 @@ common::Subcommand addCtl(CLI::App& app) {
     CLI::App& ctl = *app.add_subcommand("ctl", "Watch and work a cvhost that runs.");
     ctl.footer(footer);
     ctl.add_option("COMMAND", options->words, "What to do, as below")->required()->type_name("");
-    ctl.add_option("--socket", options->socket, "Its control socket, in place of $XDG_RUNTIME_DIR/cvhost/control")
-        ->check(common::isNotEmpty())
-        ->type_name("PATH");
-    ctl.add_flag("--json", options->json, "Print the status as one JSON object");
-    ctl.callback([options] { complete(*options); });
-    return {&ctl, [options] { return runCtl(*options); }};
+    addSocket(ctl, *options);
+    return subcommand(ctl, options);
+}
+
+common::Subcommand addStatus(CLI::App& app) {
+    const auto options = std::make_shared<CtlOptions>();
+    options->words = {"status"};
+    CLI::App& status =
+        *app.add_subcommand("status", "Show how the console of a cvhost that runs is, as \"cvhost ctl status\".");
+    status.footer(statusFooter);
+    addSocket(status, *options);
+    return subcommand(status, options);
 }
 
 }  // namespace cvhost::control

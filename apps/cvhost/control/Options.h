@@ -28,5 +28,6 @@ struct CtlOptions {
 };
 
 common::Subcommand addCtl(CLI::App& app);
+common::Subcommand addStatus(CLI::App& app);
 
 }  // namespace cvhost::control

@@ -31,42 +31,42 @@ std::string holderAdvice(const std::string& port) {
            ports::howToEnd(holders.front(), common::plainText(port));
 }
 
-/// The port, and why it could not be opened if that is known.
-std::string openFailure(const wire::StartupFacts& startup) {
-    return common::plainText(startup.cannotOpen() ? startup.trouble->port + ": " + startup.trouble->reason
-                                                  : startup.triedPort);
+/// Why the port could not be opened, if that is known.
+std::string openFailure(const wire::StartupFacts& startup, const std::string& device) {
+    return common::plainText(startup.cannotOpen() ? device + ": " + startup.trouble->reason : device);
 }
 
 Diagnosis whyNotOpen(const wire::StartupFacts& startup) {
     using Reason = Diagnosis::Reason;
-    const std::string name = common::plainText(startup.triedPort);
-    const std::string failure = "cannot open " + openFailure(startup);
+    const std::string device = ports::deviceOf(startup.triedPort);
+    const std::string name = ports::describedPort(device);
+    const std::string failure = "cannot open " + openFailure(startup, device);
     if (const auto problem = ports::portNameProblem(startup.triedPort)) {
         return {Reason::portBad, *problem + "; correct the setting console_port"};
     }
     if (startup.triedPort.starts_with(rfc2217Prefix)) {
         return {Reason::portNotOpen, failure + "; check the name, and that whatever serves the port there is running"};
     }
-    if (::access(startup.triedPort.c_str(), F_OK) != 0 && errno == ENOENT) {
+    if (::access(device.c_str(), F_OK) != 0 && errno == ENOENT) {
         return {Reason::portMissing,
                 "there is no " + name +
                     "; plug the console's serial adapter in, check its cable, or name another port with --port"};
     }
-    if (const auto access = accessTo(startup.triedPort); access && !access->allowed) {
+    if (const auto access = accessTo(device); access && !access->allowed) {
         return {Reason::portForbidden, name + " may not be used by this user; " + ports::howToBeAllowed(*access, name)};
     }
-    if (!ports::mayBeTerminal(startup.triedPort)) return {Reason::portNotOpen, failure + "; name another port with --port"};
-    if (const std::string holder = holderAdvice(startup.triedPort); !holder.empty()) {
+    if (!ports::mayBeTerminal(device)) return {Reason::portNotOpen, failure + "; name another port with --port"};
+    if (const std::string holder = holderAdvice(device); !holder.empty()) {
         return {Reason::portHeld, name + " is in use: " + holder};
     }
     return {Reason::portNotOpen, failure + "; \"sudo cvhost ports\" shows whether another program uses it"};
 }
 
 Diagnosis silent(const wire::StartupFacts& startup) {
-    const std::string holder = holderAdvice(startup.triedPort);
+    const std::string device = ports::deviceOf(startup.triedPort);
+    const std::string holder = holderAdvice(device);
     return {Diagnosis::Reason::silent,
-            common::plainText(startup.triedPort) + " is open, but after " +
-                (startup.rtsMissing ? "" : "a reset through RTS and ") +
+            common::plainText(device) + " is open, but after " + (startup.rtsMissing ? "" : "a reset through RTS and ") +
                 "six requests for its version no console has answered; " +
                 (holder.empty() ? "" : "it is also in use: " + holder + "; ") + "check that it is switched on, that its " +
                 (startup.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
@@ -93,6 +93,14 @@ Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumst
     }
     if (startup.triedPort.empty()) return {Reason::noPort, "no port is named to look on; name one with --port"};
     return startup.isOpen() ? silent(startup) : whyNotOpen(startup);
+}
+
+std::string runStatus(const wire::StartupFacts& startup, const std::string& work) {
+    if (startup.active && startup.version)
+        return "active, version " + std::to_string(*startup.version) + (work.empty() ? "" : ", " + common::plainText(work));
+    if (startup.triedPort.empty()) return "looking for no console";
+    const bool any = startup.triedPort == ports::anyConsole;
+    return "waiting for a console on " + std::string(any ? "an " : "") + ports::describedPort(startup.triedPort);
 }
 
 Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now) {

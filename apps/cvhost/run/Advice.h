@@ -37,6 +37,9 @@ struct Diagnosis {
 
 Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumstances);
 
+/// What the run is doing, in one sentence without a capital and a full stop; `work` is Work::status.
+std::string runStatus(const wire::StartupFacts& startup, const std::string& work);
+
 /// The better of what was known and what is known now: that it is too early to say replaces nothing that still holds while
 /// a port is open.
 Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now);

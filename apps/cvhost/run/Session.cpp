@@ -15,6 +15,7 @@
 #include "apps/cvhost/ports/KnownSettings.h"
 #include "apps/cvhost/run/Advice.h"
 #include "apps/cvhost/run/Reports.h"
+#include "apps/cvhost/run/RunSettings.h"
 #include "host/core/Events.h"
 #include "host/core/Failure.h"
 #include "host/core/KeyQueue.h"
@@ -38,6 +39,8 @@ constexpr auto restTick = 1s;
 constexpr auto missingPortPatience = 3s;
 constexpr auto silentConsolePatience = 5s;
 constexpr auto firstAttemptPatience = 2s;
+/// The driver looks for a port as soon as it is started, if at all.
+constexpr auto firstLookPatience = 1s;
 /// Looking for a port's holders takes a walk through all processes.
 constexpr auto diagnosisInterval = 1s;
 /// The simulated console takes the last commands in wire time.
@@ -46,15 +49,6 @@ constexpr auto lastCommandsLimit = 2s;
 /// A packet that a loss has cut off is brought to more than this length, which makes it none.
 constexpr std::size_t longestPacket = 12;
 constexpr DeskView deskAtRest{'O', 'O', 'O', 'O', false};
-
-/// What the shuttle does beyond play, as the driver will read it.
-double beyondPlay() {
-    const auto value = settings().find(driver::beyondPlay);
-    if (!value) return 1.0;
-    if (const auto* whole = std::get_if<std::int64_t>(&*value)) return static_cast<double>(*whole);
-    const auto* exact = std::get_if<double>(&*value);
-    return exact != nullptr ? *exact : 1.0;
-}
 
 void complain(std::string_view sentence) { writeStandardError("cvhost: " + std::string(sentence) + ".\n"); }
 
@@ -160,7 +154,7 @@ bool Session::startWork() {
                        Work::Stage{.wake = [this] { m_wake.signal(); },
                                    .say = [this](std::string_view heading, std::string_view text) { say(heading, text); },
                                    .complain = complain,
-                                   .mayWait = false});
+                                   .mayWait = m_service.isPresent()});
     } catch (const map::TargetFailure& failure) {
         complain(failure.what());
         return false;
@@ -241,7 +235,9 @@ void Session::live() {
         if (left <= left.zero()) return;
         const auto timeout = std::min<std::chrono::duration<double>>(left, resting ? restTick : tick);
         const common::MainLoop::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
-        if (cause == common::MainLoop::Cause::end || hasFailed()) return;
+        m_signalled = cause == common::MainLoop::Cause::end;
+        if (m_signalled || hasFailed()) return;
+        m_service.loopTurned(Clock::now());
         if (m_work->ended()) return say("film", "mpv has ended");
 
         takeKeys();
@@ -254,11 +250,20 @@ void Session::live() {
         if (m_work->followMap(*m_console, m_page.get())) m_work->tellMap(std::ref(m_monitor));
         showDesk();
         noticeRecordingEnd();
+        tellServiceManager(state);
         if (m_show && state.startup.version) m_show->advance(Clock::now(), state);
         const bool quiet = cause == common::MainLoop::Cause::time;
         if (quiet && !resting) m_monitor(Quiet{});
         resting = quiet && !state.startup.active && m_work->playhead().speed == 0;
     }
+}
+
+/// Ready is said when the driver has tried a port: a service that is started after this one then finds it taken.
+void Session::tellServiceManager(const RunState& state) {
+    if (!m_service.isPresent()) return;
+    const wire::StartupFacts& startup = state.startup;
+    if (!startup.triedPort.empty() || Clock::now() - m_consoleStarted >= firstLookPatience) m_service.ready();
+    m_service.tellStatus(runStatus(startup, m_work->status()));
 }
 
 /// A press that no handler has taken yet is given to its handler now.
@@ -327,6 +332,7 @@ void Session::stop() {
     if (m_work) m_work->end();
     m_web.reset();
     if (m_plugin.plugin() == nullptr) return;
+    m_service.stopping();
     m_plugin.endStartup();
     const bool active = m_plugin.console() != nullptr && m_plugin.console()->active();
     if (m_console) m_console->exit();
@@ -362,6 +368,8 @@ int Session::result(const std::string& whyNoConsole) {
         if (error == EPIPE) return wasActive ? common::exitStatus::active : common::exitStatus::none;
         complain(common::unwritableText(error));
         return common::exitStatus::none;
+    } else if (!wasActive && m_service.isPresent() && m_signalled) {
+        return common::exitStatus::active;  // a service that is stopped has not failed
     } else if (!wasActive) {
         complain("no console became active: " + whyNoConsole);
     }

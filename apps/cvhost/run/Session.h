@@ -20,6 +20,7 @@
 #include "apps/cvhost/run/Options.h"
 #include "apps/cvhost/run/RestoringConsole.h"
 #include "apps/cvhost/run/RunMonitor.h"
+#include "apps/cvhost/run/ServiceManager.h"
 #include "apps/cvhost/run/Show.h"
 #include "apps/cvhost/run/Work.h"
 #include "apps/cvhost/web/PageState.h"
@@ -61,6 +62,7 @@ private:
     void advise(const RunState& state);
     void showDesk();
     void stop();
+    void tellServiceManager(const RunState& state);
     void noticeRecordingEnd();
     void tellEnd();
     int result(const std::string& whyNoConsole);
@@ -94,11 +96,13 @@ private:
     std::unique_ptr<web::WebServer> m_web;
     std::optional<control::Actions> m_actions;
     std::optional<control::Server> m_control;
+    ServiceManager m_service;
 
     Clock::time_point m_consoleStarted{};
     unsigned m_losses = 0;
     unsigned m_starts = 0;
     bool m_switchedOff = false;
+    bool m_signalled = false;  ///< to end
     bool m_recordingEnded = false;
     std::optional<Diagnosis> m_diagnosis;  ///< the last one
     Clock::time_point m_nextDiagnosis{};

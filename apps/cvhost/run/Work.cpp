@@ -5,6 +5,7 @@
 #include "apps/cvhost/map/MpvProcess.h"
 #include "apps/cvhost/map/MpvSocket.h"
 #include "apps/cvhost/map/Targets.h"
+#include "apps/cvhost/run/RunSettings.h"
 #include "apps/cvhost/transport/ClipDeck.h"
 
 namespace cvhost::run {
@@ -26,8 +27,8 @@ PlayheadChange playheadOf(const transport::View& view) {
 
 Work::Work(const Options& options, Stage stage) : m_options(options), m_stage(std::move(stage)) {
     setDeck(options.film.empty() ? nullptr : std::make_unique<map::MpvProcess>(options.film));
-    if (!options.map.empty()) {
-        m_map.emplace(map::openMap(options.map), [this](const map::Application& application) { return makeTarget(application); });
+    if (const std::string name = mapOf(options); !name.empty()) {
+        m_map.emplace(map::openMap(name), [this](const map::Application& application) { return makeTarget(application); });
         const map::MapProblems problems = m_map->startTarget();
         if (!problems.empty() && !m_stage.mayWait) throw map::TargetFailure(problems.front());
         m_stage.say("map", "the map is " + m_map->file().path);

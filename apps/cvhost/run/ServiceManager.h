@@ -1,0 +1,37 @@
+// What the service manager that has started this program hears of it: that it is ready, what it is doing, that its main loop
+// turns. Without a service manager nothing happens.
+//
+// Threads: the application's main thread.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace cvhost::run {
+
+class ServiceManager {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Finds the service manager by the environment (NOTIFY_SOCKET, WATCHDOG_USEC).
+    ServiceManager();
+
+    bool isPresent() const { return m_present; }
+
+    /// What follows this may be started.
+    void ready();
+    /// One sentence without a full stop. The same one again is not sent.
+    void tellStatus(const std::string& sentence);
+    /// To be called each time the main loop turns; feeds the watchdog four times in its time at most.
+    void loopTurned(Clock::time_point now);
+    void stopping();
+
+private:
+    bool m_present;
+    bool m_ready = false;
+    std::string m_status;
+    Clock::duration m_feedInterval{};  ///< zero: there is no watchdog
+    Clock::time_point m_nextFeed{};
+};
+
+}  // namespace cvhost::run
