@@ -16,7 +16,7 @@ _cvhost_values() { # PROGRAM SUBCOMMAND OPTION HELP
     case $3 in
         --port) _cvhost_ports ;;
         --map) "$1" map list 2>/dev/null | sed -E 's/ .*//' ;;
-        --set) echo console_port= console_debug= AutomaticJogTurnOn= AutomaticJogTurnOnTriggerLevel= jog_wheel_gearing= BeyondPlayMultiplier= ;;
+        --set) echo console_port= console_debug= AutomaticJogTurnOn= AutomaticJogTurnOnTriggerLevel= jog_wheel_gearing= BeyondPlayMultiplier= map= ;;
         --prefer) echo HardwareConsoleEnabled=true HardwareConsoleEnabled=false ;;
         --*[^a-z0-9-]*) ;;
         --*) sed -nE "s/^ +$3 ([a-zA-Z0-9]+(\|[a-zA-Z0-9]+)+)( .*)?\$/\1/p" <<<"$4" | tr '|' ' ' ;;
