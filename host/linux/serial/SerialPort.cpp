@@ -78,7 +78,8 @@ SerialPort::SerialPort(std::string name, const LineSettings& settings, std::uniq
       m_settings(settings),
       m_error(error),
       m_wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-      m_transport(std::move(transport)) {
+      m_transport(std::move(transport)),
+      m_grace(sendGrace) {
     if (!m_wake) m_error = errno;
 }
 
@@ -202,13 +203,20 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
     const std::lock_guard lock(m_sending);
     const auto usable = [this] { return m_error == 0 && m_failure == 0; };
     if (!usable()) return false;
-    const auto patience = sendingTime(m_transport->queued() + bytes.size()) + sendGrace;
-    const auto deadline = Clock::now() + (m_stuck ? milliseconds(0) : patience);
+    const auto begin = Clock::now();
+    m_grace = std::min(sendGrace, m_grace + std::chrono::floor<milliseconds>(begin - m_sentLast));
+    const auto due = begin + sendingTime(m_transport->queued() + bytes.size());
+    const auto deadline = m_stuck ? begin : due + m_grace;
+    const auto spend = [&] {
+        m_sentLast = Clock::now();
+        m_grace -= std::clamp(std::chrono::ceil<milliseconds>(m_sentLast - due), milliseconds(0), m_grace);
+    };
     while (usable() && !bytes.empty()) {
         const std::size_t sent = sendSome(bytes);
         bytes = bytes.subspan(sent);
         if (sent != 0) continue;
         if (Clock::now() >= deadline) {
+            spend();
             publish(PortTrouble{.name = m_name, .kind = PortTrouble::Kind::notTaking, .unsent = bytes.size()});
             if (!std::exchange(m_stuck, true)) LogBoth("%s takes nothing that is sent\n", m_name.c_str());
             return false;
@@ -216,6 +224,7 @@ bool SerialPort::send(std::span<const unsigned char> bytes) {
         // Room in the system is not always room in the transport: no busy waiting.
         if (waitFor(m_transport->descriptor(), POLLOUT, lookAgainMs) != 0) std::this_thread::sleep_for(step);
     }
+    spend();
     m_stuck = false;
     return usable();
 }

@@ -59,8 +59,8 @@ public:
     int error() const noexcept { return m_error; }
     void clearReceiveQueue() noexcept override { m_queue.clear(); }
     bool nextByte(unsigned char& byte, bool take) noexcept { return m_error == 0 && m_queue.next(byte, take); }
-    /// False if not all bytes could be sent in the time they need plus one second; at once if the line still accepts no
-    /// bytes.
+    /// False if not all bytes could be sent in the time they need plus one second, which calls in a row share; at once if
+    /// the line still accepts no bytes.
     bool send(std::span<const unsigned char> bytes);
     void setRts(bool high);
 
@@ -86,14 +86,16 @@ private:
     std::atomic<int> m_error;
     std::atomic<int> m_failure = 0;  ///< what lose() was called with
     ReceiveQueue m_queue;
-    std::size_t m_dropped = 0;                     ///< bytes that found the queue full [rx]
-    FileDescriptor m_wake;                         ///< an eventfd: wakes the receive thread
-    std::mutex m_receiving;                        ///< held by the receive thread, except while it is in handlers
-    std::mutex m_sending;                          ///< held for a whole call: calls follow one another
-    std::mutex m_reporting;                        ///< held so that sent bytes are reported before the replies to them
-    std::unique_ptr<SerialTransport> m_transport;  ///< goes under m_receiving and m_sending, after the end
-    bool m_stuck = false;                          ///< the last bytes could not be sent in time; under m_sending
-    bool m_rtsMissing = false;                     ///< the missing RTS line is reported already; under m_sending
+    std::size_t m_dropped = 0;                           ///< bytes that found the queue full [rx]
+    FileDescriptor m_wake;                               ///< an eventfd: wakes the receive thread
+    std::mutex m_receiving;                              ///< held by the receive thread, except while it is in handlers
+    std::mutex m_sending;                                ///< held for a whole call: calls follow one another
+    std::mutex m_reporting;                              ///< held so that sent bytes are reported before the replies to them
+    std::unique_ptr<SerialTransport> m_transport;        ///< goes under m_receiving and m_sending, after the end
+    bool m_stuck = false;                                ///< the last bytes could not be sent in time; under m_sending
+    std::chrono::milliseconds m_grace;                   ///< how late sending may be; under m_sending
+    std::chrono::steady_clock::time_point m_sentLast{};  ///< under m_sending
+    bool m_rtsMissing = false;                           ///< the missing RTS line is reported already; under m_sending
     std::mutex m_joining;
     std::thread m_receiver;                     ///< under m_joining
     std::atomic<std::thread::id> m_receiverId;  ///< [rx]

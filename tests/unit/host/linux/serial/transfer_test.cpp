@@ -1,7 +1,11 @@
 // Bytes in and out of an open port.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/eventfd.h>
 
+#include <chrono>
+#include <memory>
+#include <span>
 #include <thread>
 
 #include "host/linux/serial/SerialPort.h"
@@ -114,6 +118,34 @@ TEST(ReceiveQueue, Filled_PastItsEnd_WrapsAround) {
         ASSERT_TRUE(queue.next(byte, true));
     }
     EXPECT_FALSE(queue.next(byte, true));
+}
+
+/// Takes a byte now and then, each long after the time that it needs on the wire.
+class SlowLine final : public cvhost::SerialTransport {
+public:
+    int descriptor() const noexcept override { return m_descriptor.get(); }
+    Transfer read(std::span<unsigned char>) override { return {}; }
+    Transfer write(std::span<const unsigned char>) override {
+        const auto now = std::chrono::steady_clock::now();
+        if (now < m_next) return {};
+        m_next = now + std::chrono::milliseconds(100);
+        return {.count = 1};
+    }
+    std::size_t queued() override { return 0; }
+    int setRts(bool) override { return 0; }
+
+private:
+    const cvhost::FileDescriptor m_descriptor{::eventfd(0, EFD_CLOEXEC)};
+    std::chrono::steady_clock::time_point m_next{};
+};
+
+TEST(SerialPort, SendInARow_LineTooSlow_TheySlowDownByASecondTogether) {
+    cvhost::SerialPort port("slow", {9600, 8, 'N', 1}, std::make_unique<SlowLine>(), 0);
+    const unsigned char byte = 'x';
+    int sent = 0;
+    while (sent < 50 && port.send({&byte, 1})) ++sent;
+    EXPECT_GE(sent, 1);
+    EXPECT_LT(sent, 50);
 }
 
 TEST_F(Transfer, Send_BytesArriveUnchanged) {
