@@ -24,7 +24,8 @@ public:
     const void* channel = nullptr;
     std::optional<Time> deadline;
     bool woken = false;
-    std::uint64_t turn = 0;  // who has been ready the longest has the lowest
+    bool atAnyMoment = false;  // while it waits: the chooser may end that
+    std::uint64_t turn = 0;    // who has been ready the longest has the lowest
     const char* what = "";
     Fiber fiber;
 };
@@ -47,7 +48,16 @@ bool Scheduler::runs(std::string_view name) const noexcept {
 
 const std::string& Scheduler::currentName() const noexcept { return m_current->name; }
 
+const std::string& Scheduler::nameOf(const Thread& thread) noexcept { return thread.name; }
+
+const char* Scheduler::placeOf(const Thread& thread) noexcept { return thread.what; }
+
 void Scheduler::sleep(Time duration) { wait(nullptr, m_now + duration, "sleep"); }
+
+void Scheduler::waitForTurn(Time limit) {
+    m_current->atAnyMoment = true;
+    wait(nullptr, m_now + limit, "wait for its turn");
+}
 
 void Scheduler::settle() {
     m_current->state = Thread::State::watching;
@@ -113,19 +123,20 @@ void Scheduler::makeReady(Thread& thread) {
     thread.state = Thread::State::ready;
     thread.channel = nullptr;
     thread.deadline.reset();
+    thread.atAnyMoment = false;
     thread.turn = ++m_readied;
 }
 
 void Scheduler::point(const char* what) {
     m_current->what = what;
     if (++m_points > m_schedule.pointLimit) report("too much happens at one instant");
-    if (!m_schedule.shuffled) return;
-    if (m_random.chance(m_schedule.stalls)) {
+    if (m_schedule.chooser == nullptr && !m_schedule.shuffled) return;
+    if (m_schedule.chooser == nullptr && m_random.chance(m_schedule.stalls)) {
         const auto most = static_cast<std::uint64_t>(m_schedule.stallAtMost.count());
         wait(nullptr, m_now + Time(m_random.below(most + 1)), what);
     } else {
         makeReady(*m_current);
-        dispatch();
+        dispatch(true);
     }
 }
 
@@ -148,11 +159,11 @@ void Scheduler::wake(const void* channel) {
     }
 }
 
-void Scheduler::dispatch() {
-    Thread* next = ready();
+void Scheduler::dispatch(bool mayStay) {
+    Thread* next = ready(mayStay);
     while (next == nullptr) {
         letTimePass();
-        next = ready();
+        next = ready(false);
     }
     if (next == m_current) return;
     Thread* left = std::exchange(m_current, next);
@@ -160,20 +171,38 @@ void Scheduler::dispatch() {
 }
 
 /// Who runs next at this instant: one of the ready; when nothing is left to happen, a watcher whose time has come.
-Thread* Scheduler::ready() {
+Thread* Scheduler::ready(bool mayStay) {
     m_choice.clear();
-    Thread* watcher = nullptr;
     for (const ThreadHandle& thread : m_threads) {
         if (thread->state == Thread::State::ready) m_choice.push_back(thread.get());
-        if (thread->state == Thread::State::watching && thread->deadline <= m_now) watcher = thread.get();
     }
-    if (m_choice.empty()) {
-        if (watcher == nullptr || nextDue().value_or(Time::max()) <= m_now) return nullptr;
-        makeReady(*watcher);
-        return watcher;
-    }
+    if (m_schedule.chooser != nullptr) return chosen(mayStay);
+    if (m_choice.empty()) return whenNobodyIsReady();
     if (m_schedule.shuffled) return m_choice[m_choice.size() == 1 ? 0 : m_random.below(m_choice.size())];
     return *std::ranges::min_element(m_choice, {}, &Thread::turn);
+}
+
+Thread* Scheduler::whenNobodyIsReady() {
+    Thread* watcher = nullptr;
+    for (const ThreadHandle& thread : m_threads) {
+        if (thread->state == Thread::State::watching && thread->deadline <= m_now) watcher = thread.get();
+    }
+    if (watcher == nullptr || nextDue().value_or(Time::max()) <= m_now) return nullptr;
+    makeReady(*watcher);
+    return watcher;
+}
+
+Thread* Scheduler::chosen(bool mayStay) {
+    const Thread* first = mayStay ? m_current : nullptr;
+    std::ranges::sort(m_choice, {}, [=](const Thread* thread) { return thread == first ? 0 : thread->turn; });
+    if (m_choice.empty()) m_choice.push_back(nullptr);
+    for (const ThreadHandle& thread : m_threads) {
+        if (thread->state == Thread::State::waiting && thread->atAnyMoment) m_choice.push_back(thread.get());
+    }
+    Thread* next = m_choice[m_schedule.chooser->choose(m_choice, mayStay)];
+    if (next == nullptr) return whenNobodyIsReady();
+    if (next->state != Thread::State::ready) makeReady(*next);
+    return next;
 }
 
 std::optional<Time> Scheduler::nextDue() const {

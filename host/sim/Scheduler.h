@@ -1,8 +1,8 @@
 // Threads that take turns, and the time that they live in.
 //
-// One thread runs at a time, until it waits or comes to a scheduling point where the seed says that another may run. Code
-// takes no time: when every thread waits, time jumps to the next thing that is due. Nothing waits in real time. The same
-// seed and the same calls give the same run.
+// One thread runs at a time, until it waits or comes to a scheduling point where the seed, or a chooser, says that another
+// runs. Code takes no time: when every thread waits, time jumps to the next thing that is due. Nothing waits in real time.
+// The same seed, or the same choices, and the same calls give the same run.
 //
 // The thread that made the scheduler is the first, called "host"; it may also stand back and watch (settle, runFor,
 // runUntil): it then runs only when all others wait.
@@ -18,6 +18,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,22 @@ namespace sim {
 
 /// Since the world began.
 using Time = std::chrono::nanoseconds;
+
+class Thread;
+using ThreadHandle = std::shared_ptr<Thread>;
+
+/// Decides in the seed's place who runs.
+class Chooser {
+public:
+    /// The place in `candidates` of who goes on; null among them: nobody, time passes. `interrupts`: the first is the
+    /// running thread, which has come to a scheduling point, and to choose another interrupts it. Otherwise the running
+    /// thread waits or has ended, and the first is who has been ready the longest. Asked at every scheduling point and wait,
+    /// also when there is only one candidate.
+    virtual std::size_t choose(std::span<Thread* const> candidates, bool interrupts) = 0;
+
+protected:
+    ~Chooser() = default;
+};
 
 struct Schedule {
     std::uint64_t seed = 1;
@@ -42,6 +59,8 @@ struct Schedule {
     Time timeLimit = std::chrono::hours(24);
     /// How many scheduling points may come at one instant.
     unsigned pointLimit = 1'000'000;
+    /// Instead of `shuffled`; must outlive the scheduler.
+    Chooser* chooser = nullptr;
 };
 
 /// Something other than a thread that time moves on: a line, a desk.
@@ -56,9 +75,6 @@ protected:
     ~Timed() = default;
 };
 
-class Thread;
-using ThreadHandle = std::shared_ptr<Thread>;
-
 class Scheduler {
 public:
     explicit Scheduler(const Schedule& schedule);
@@ -72,6 +88,9 @@ public:
     Time now() const noexcept { return m_now; }
     /// Waits, as a thread among others.
     void sleep(Time duration);
+    /// Waits until the chooser lets this thread go on, which it may do at any moment from now on, but not after `limit`.
+    /// Without a chooser: sleeps so long.
+    void waitForTurn(Time limit);
     /// Lets all others run until they wait, in no time.
     void settle();
     /// Lets `duration` pass, and settles.
@@ -90,7 +109,11 @@ public:
     bool runs(std::string_view name) const noexcept;
     static bool ended(const Thread& thread) noexcept;
     bool isCurrent(const Thread& thread) const noexcept { return m_current == &thread; }
+    const Thread& current() const noexcept { return *m_current; }
     const std::string& currentName() const noexcept;
+    static const std::string& nameOf(const Thread& thread) noexcept;
+    /// Where it is: the function that it waits in, or whose scheduling point it came to last.
+    static const char* placeOf(const Thread& thread) noexcept;
 
     // Where one thread may give way to another.
 
@@ -111,9 +134,11 @@ public:
 private:
     static void enter(void* argument);
     void makeReady(Thread& thread);
-    /// Runs whoever is next, if need be after letting time pass.
-    void dispatch();
-    Thread* ready();
+    /// Runs the next thread, if need be after letting time pass. `mayStay`: the running thread is at a scheduling point.
+    void dispatch(bool mayStay = false);
+    Thread* ready(bool mayStay);
+    Thread* whenNobodyIsReady();
+    Thread* chosen(bool mayStay);
     void letTimePass();
     Time nextStop() const;
     /// When something next happens by itself, other than that a watcher's time is over.

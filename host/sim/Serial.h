@@ -54,6 +54,7 @@ public:
     void removeHandler(Callback callback, void* context);
     void removeHandlersWith(void* context);
     std::size_t handlerCount() const { return m_registrations.size(); }
+    std::size_t openPorts() const { return m_open.size(); }
 
 private:
     struct Registration {

@@ -1,36 +1,20 @@
 #include "tests/explore/Checks.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "tests/support/ConsoleTestAccess.h"
+#include "tests/support/SentText.h"
 
 namespace explore {
 namespace {
 
 using sim::Kind;
+using support::isStartUpText;
+using support::isWheelCommand;
 
 constexpr int jogKey = 28;  // the host may press it by itself when the wheel moves
 constexpr int firstBase = 0x40;
-
-/// 'O', 'F', 'H' or 'B', a number from 1 to 46, a blank.
-bool isLampCommand(std::string_view text) {
-    if (text.size() < 3 || text.size() > 4 || std::string_view("OFHB").find(text[0]) == std::string_view::npos) return false;
-    int number = 0;
-    for (const char digit : text.substr(1, text.size() - 2)) {
-        if (digit < '0' || digit > '9') return false;
-        number = number * 10 + (digit - '0');
-    }
-    return text.back() == ' ' && number >= 1 && number <= 46 && text[1] != '0';
-}
-
-bool isWheelCommand(std::string_view text) { return text == "W " || text == "X "; }
-
-bool isStartUpText(std::string_view text) {
-    constexpr std::array<std::string_view, 7> words = {"H ", "\r", "J 0100 0", "F2 ", "     ", "? ", "K "};
-    return std::ranges::find(words, text) != words.end() || isWheelCommand(text) || isLampCommand(text);
-}
 
 /// The three trimming keys change places on their way to the host.
 int asHostKnowsIt(int code) {

@@ -1,0 +1,278 @@
+#include "tests/schedules/Accesses.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <unordered_map>
+#include <vector>
+
+#include "host/api/ConsoleInput.h"
+#include "host/sim/World.h"
+#include "monitor/RamImage.h"
+#include "tests/schedules/Memory.h"
+#include "tests/support/ConsoleTestAccess.h"
+
+// The program's own values lie between these.
+extern "C" char __data_start;  // NOLINT(bugprone-reserved-identifier): the linker's name
+extern "C" char _end;          // NOLINT(bugprone-reserved-identifier): the linker's name
+
+namespace schedules::accesses {
+
+void (*broken)(const std::string&) = [](const std::string&) { std::abort(); };
+
+namespace {
+
+enum class Use { reads, writes, counts };
+
+struct Byte {
+    bool shared = false;  ///< by two threads, one of them writing, in any run
+    std::uint64_t readers = 0;
+    std::uint64_t writers = 0;
+    const char* name = nullptr;
+};
+
+constexpr std::uintptr_t globalGrain = 8;
+
+constinit bool s_on = false;
+constinit bool s_unloaded = false;
+constinit bool s_learnt = false;
+constinit sim::ScheduleSearch* s_search = nullptr;
+constinit sim::Scheduler* s_scheduler = nullptr;
+constinit std::uintptr_t s_console = 0;
+std::array<Byte, sizeof(Cv::Console)> s_bytes;
+std::unordered_map<std::uintptr_t, Byte> s_globals;
+std::vector<Byte*> s_used;
+std::vector<const sim::Thread*> s_threads;
+
+std::uintptr_t numberOf(const volatile void* address) { return reinterpret_cast<std::uintptr_t>(address); }
+
+std::uint64_t currentThread() {
+    const sim::Thread* current = &s_scheduler->current();
+    const auto found = std::ranges::find(s_threads, current);
+    const auto number = static_cast<std::size_t>(found - s_threads.begin());
+    if (number == 64) broken("a run has more than 64 threads");
+    if (found == s_threads.end()) s_threads.push_back(current);
+    return std::uint64_t{1} << number;
+}
+
+/// Whether others use the byte too, as far as is known.
+bool note(Byte& byte, Use use) {
+    const std::uint64_t self = currentThread();
+    if ((byte.readers | byte.writers) == 0) s_used.push_back(&byte);
+    (use == Use::reads ? byte.readers : byte.writers) |= self;
+    const std::uint64_t all = byte.readers | byte.writers;
+    if (!byte.shared && byte.writers != 0 && (all & (all - 1)) != 0) byte.shared = s_learnt = true;
+    return byte.shared;
+}
+
+bool isGlobal(std::uintptr_t address) { return address >= numberOf(&__data_start) && address < numberOf(&_end); }
+
+/// The name of a shared place; null when this access is no scheduling point.
+const char* placeOf(std::uintptr_t address, std::size_t bytes, Use use) {
+    const char* place = nullptr;
+    if (address - s_console < sizeof(Cv::Console)) {
+        for (std::uintptr_t at = address - s_console; bytes != 0 && at < sizeof(Cv::Console); ++at, --bytes) {
+            if (note(s_bytes[at], use)) place = s_bytes[at].name != nullptr ? s_bytes[at].name : "the console object";
+        }
+        return place;
+    }
+    if (isGlobal(address)) {
+        for (std::uintptr_t at = address / globalGrain; at <= (address + bytes - 1) / globalGrain; ++at) {
+            Byte& byte = s_globals[at];
+            if (note(byte, use)) place = byte.name != nullptr ? byte.name : "a value of the module";
+        }
+        return place;
+    }
+    return use == Use::counts ? "the count of a handle" : nullptr;
+}
+
+void requireLive(const void* address) {
+    if (memory::stateOf(address) != memory::State::ended) return;
+    const sim::Thread& self = s_scheduler->current();
+    broken(sim::Scheduler::nameOf(self) + " uses memory after its end, last seen at " + sim::Scheduler::placeOf(self));
+}
+
+/// What is done before another thread may go on: the name of the place if it is a scheduling point, or null.
+const char* beforeAccess(const void* address, std::size_t bytes, Use use) {
+    const memory::Outside notTheRuns;
+    requireLive(address);
+    if (!s_search->isOpen()) return nullptr;
+    const std::uintptr_t number = numberOf(address);
+    if (number - s_console >= sizeof(Cv::Console) && !isGlobal(number) && memory::stateOf(address) != memory::State::live) {
+        return nullptr;  // a stack, a constant
+    }
+    const char* place = placeOf(number, bytes, use);
+    if (place == nullptr) s_search->pass();
+    return place;
+}
+
+void touch(const volatile void* pointer, std::size_t bytes, Use use) {
+    if (!s_on) return;
+    const void* address = const_cast<const void*>(pointer);
+    s_on = false;  // templates that this file shares with the driver
+    const char* place = beforeAccess(address, bytes, use);
+    s_on = true;
+    if (place == nullptr) return;
+    s_scheduler->point(place);
+    requireLive(address);
+}
+
+template <class Field>
+void name(Field& field, const char* text) {
+    const std::uintptr_t begin = numberOf(&field);
+    for (std::uintptr_t at = begin; at < begin + sizeof(Field); ++at) {
+        if (at - s_console < sizeof(Cv::Console)) {
+            s_bytes[at - s_console].name = text;
+        } else {
+            s_globals[at / globalGrain].name = text;
+        }
+    }
+}
+
+void nameFields(Cv::Console& console) {
+    using Access = ConsoleTestAccess;
+    name(Access::wheelEnabled(console), "m_wheelEnabled");
+    name(Access::enabled(console), "m_enabled");
+    name(Access::shuttleOffset(console), "m_shuttleOffset");
+    name(Access::jogDelta(console), "m_jogDelta");
+    name(Access::state(console), "m_state");
+    name(Access::version(console), "m_version");
+    name(Access::monitorMode(console), "m_monitorMode");
+    name(Access::blinkPending(console), "m_blinkPending");
+    for (int lamp = 0; lamp < Access::lampEntries; ++lamp) name(Access::lampState(console, lamp), "m_lampState");
+    for (int code = 0; code < Access::keyEntries; ++code) name(Access::keyDown(console, code), "m_keyDown");
+    name(Access::port(console), "m_port");
+    name(Access::rxEvent(console), "m_rxEvent");
+    name(Access::rxCount(), "s_rxCount");
+    name(Access::rxExpected(), "s_rxExpected");
+    name(Access::statusLead(), "s_statusLead");
+    name(ShuttlePacketSize, "ShuttlePacketSize");
+    name(m_pgmName, "m_pgmName");
+    name(last_button_index, "last_button_index");
+}
+
+}  // namespace
+
+void begin(sim::ScheduleSearch& search, Cv::Console& console) {
+    const memory::Outside notTheRuns;
+    s_search = &search;
+    s_scheduler = &sim::World::current()->scheduler();
+    s_console = numberOf(&console);
+    for (Byte* byte : s_used) byte->readers = byte->writers = 0;
+    s_used.clear();
+    s_threads.clear();
+    nameFields(console);
+    s_unloaded = false;
+    s_on = true;
+}
+
+void end() { s_on = false; }
+void driverUnloaded() { s_unloaded = true; }
+bool learnt() { return s_learnt; }
+void forgetLearnt() { s_learnt = false; }
+
+void forgetAll() {
+    s_bytes.fill({});
+    s_globals.clear();
+    s_used.clear();
+    s_learnt = false;
+}
+
+namespace {
+
+void enterFunction() {
+    if (s_on && s_unloaded) broken(sim::Scheduler::nameOf(s_scheduler->current()) + " is in the driver after its unloading");
+}
+
+}  // namespace
+}  // namespace schedules::accesses
+
+// What the instrumentation calls. A thread switch may lie in each; the real access follows, or is made here when it is
+// atomic. NOLINTBEGIN
+using schedules::accesses::touch;
+using schedules::accesses::Use;
+
+#pragma GCC diagnostic ignored "-Wmissing-declarations"
+
+extern "C" {
+
+void __tsan_init() {}
+void __tsan_func_entry(void*) { schedules::accesses::enterFunction(); }
+void __tsan_func_exit() {}
+
+#define PLAIN(bytes)                                                                \
+    void __tsan_read##bytes(void* at) { touch(at, bytes, Use::reads); }             \
+    void __tsan_write##bytes(void* at) { touch(at, bytes, Use::writes); }           \
+    void __tsan_unaligned_read##bytes(void* at) { touch(at, bytes, Use::reads); }   \
+    void __tsan_unaligned_write##bytes(void* at) { touch(at, bytes, Use::writes); } \
+    void __tsan_read_write##bytes(void* at) { touch(at, bytes, Use::writes); }      \
+    void __tsan_unaligned_read_write##bytes(void* at) { touch(at, bytes, Use::writes); }
+PLAIN(1)
+PLAIN(2)
+PLAIN(4)
+PLAIN(8)
+PLAIN(16)
+#undef PLAIN
+
+void __tsan_vptr_update(void** at, void*) { touch(at, sizeof(void*), Use::writes); }
+void __tsan_vptr_read(void** at) { touch(at, sizeof(void*), Use::reads); }
+void __tsan_read_range(void* at, unsigned long bytes) { touch(at, bytes, Use::reads); }
+void __tsan_write_range(void* at, unsigned long bytes) { touch(at, bytes, Use::writes); }
+
+void* __tsan_memcpy(void* to, const void* from, unsigned long bytes) {
+    touch(from, bytes, Use::reads);
+    touch(to, bytes, Use::writes);
+    return __builtin_memcpy(to, from, bytes);
+}
+void* __tsan_memmove(void* to, const void* from, unsigned long bytes) {
+    touch(from, bytes, Use::reads);
+    touch(to, bytes, Use::writes);
+    return __builtin_memmove(to, from, bytes);
+}
+void* __tsan_memset(void* to, int value, unsigned long bytes) {
+    touch(to, bytes, Use::writes);
+    return __builtin_memset(to, value, bytes);
+}
+
+#define CHANGE(bits, type, name)                                            \
+    type __tsan_atomic##bits##_##name(volatile type* at, type value, int) { \
+        touch(at, sizeof(type), Use::counts);                               \
+        return __atomic_##name(at, value, __ATOMIC_SEQ_CST);                \
+    }
+#define EXCHANGE(bits, type, name)                                                                                 \
+    int __tsan_atomic##bits##_compare_exchange_##name(volatile type* at, type* expected, type desired, int, int) { \
+        touch(at, sizeof(type), Use::counts);                                                                      \
+        return __atomic_compare_exchange_n(at, expected, desired, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);      \
+    }
+#define ATOMIC(bits, type)                                                    \
+    type __tsan_atomic##bits##_load(const volatile type* at, int) {           \
+        touch(at, sizeof(type), Use::reads);                                  \
+        return __atomic_load_n(at, __ATOMIC_SEQ_CST);                         \
+    }                                                                         \
+    void __tsan_atomic##bits##_store(volatile type* at, type value, int) {    \
+        touch(at, sizeof(type), Use::writes);                                 \
+        __atomic_store_n(at, value, __ATOMIC_SEQ_CST);                        \
+    }                                                                         \
+    type __tsan_atomic##bits##_exchange(volatile type* at, type value, int) { \
+        touch(at, sizeof(type), Use::counts);                                 \
+        return __atomic_exchange_n(at, value, __ATOMIC_SEQ_CST);              \
+    }                                                                         \
+    CHANGE(bits, type, fetch_add)                                             \
+    CHANGE(bits, type, fetch_sub)                                             \
+    CHANGE(bits, type, fetch_and)                                             \
+    CHANGE(bits, type, fetch_or)                                              \
+    CHANGE(bits, type, fetch_xor)                                             \
+    EXCHANGE(bits, type, strong)                                              \
+    EXCHANGE(bits, type, weak)
+ATOMIC(8, unsigned char)
+ATOMIC(16, unsigned short)
+ATOMIC(32, unsigned int)
+ATOMIC(64, unsigned long)
+#undef ATOMIC
+#undef EXCHANGE
+#undef CHANGE
+
+}  // extern "C"
+// NOLINTEND

@@ -1,0 +1,3 @@
+#include "tests/schedules/Canary.h"
+
+bool schedules::wakeCanary(std::string_view) { return false; }

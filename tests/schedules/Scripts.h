@@ -1,0 +1,19 @@
+// The scripts whose schedules are tried, each a few calls on two or three threads.
+//
+// Threads: those of a stage.
+#pragma once
+
+#include <span>
+
+#include "host/sim/ScheduleSearch.h"
+
+namespace schedules {
+
+struct Script {
+    const char* name;
+    void (*run)(sim::ScheduleSearch& search);
+};
+
+std::span<const Script> scripts();
+
+}  // namespace schedules
