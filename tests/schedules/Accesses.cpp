@@ -27,7 +27,8 @@ namespace {
 enum class Use { reads, writes, counts };
 
 struct Byte {
-    bool shared = false;  ///< by two threads, one of them writing, in any run
+    bool shared = false;  ///< by two threads, one of them writing, in any run of an earlier search
+    bool found = false;   ///< the same, in this search
     std::uint64_t readers = 0;
     std::uint64_t writers = 0;
     const char* name = nullptr;
@@ -41,29 +42,42 @@ constinit bool s_learnt = false;
 constinit sim::ScheduleSearch* s_search = nullptr;
 constinit sim::Scheduler* s_scheduler = nullptr;
 constinit std::uintptr_t s_console = 0;
+constinit std::uintptr_t s_lamps = 0;
 std::array<Byte, sizeof(Cv::Console)> s_bytes;
 std::unordered_map<std::uintptr_t, Byte> s_globals;
 std::vector<Byte*> s_used;
 std::vector<const sim::Thread*> s_threads;
+std::array<bool, 64> s_repeats;  // by the place in s_threads
+constinit const sim::Thread* s_lastThread = nullptr;
+constinit std::size_t s_lastNumber = 0;
+
+/// Lamps 1 to 4 show speed and wheel; 30, 31 and 46, the last, are the scripts'. The others are alike.
+constexpr bool isLikeOthers(std::size_t lamp) { return lamp > 4 && lamp != 30 && lamp != 31 && lamp != 46; }
 
 std::uintptr_t numberOf(const volatile void* address) { return reinterpret_cast<std::uintptr_t>(address); }
 
-std::uint64_t currentThread() {
+std::size_t currentThread() {
     const sim::Thread* current = &s_scheduler->current();
+    if (current == s_lastThread) return s_lastNumber;
     const auto found = std::ranges::find(s_threads, current);
     const auto number = static_cast<std::size_t>(found - s_threads.begin());
-    if (number == 64) broken("a run has more than 64 threads");
-    if (found == s_threads.end()) s_threads.push_back(current);
-    return std::uint64_t{1} << number;
+    if (number == s_repeats.size()) broken("a run has too many threads");
+    if (found == s_threads.end()) {
+        s_threads.push_back(current);
+        s_repeats[number] = false;
+    }
+    s_lastThread = current;
+    s_lastNumber = number;
+    return number;
 }
 
 /// Whether others use the byte too, as far as is known.
 bool note(Byte& byte, Use use) {
-    const std::uint64_t self = currentThread();
+    const std::uint64_t self = std::uint64_t{1} << currentThread();
     if ((byte.readers | byte.writers) == 0) s_used.push_back(&byte);
     (use == Use::reads ? byte.readers : byte.writers) |= self;
     const std::uint64_t all = byte.readers | byte.writers;
-    if (!byte.shared && byte.writers != 0 && (all & (all - 1)) != 0) byte.shared = s_learnt = true;
+    if (!byte.found && byte.writers != 0 && (all & (all - 1)) != 0) byte.found = s_learnt = true;
     return byte.shared;
 }
 
@@ -73,6 +87,8 @@ bool isGlobal(std::uintptr_t address) { return address >= numberOf(&__data_start
 const char* placeOf(std::uintptr_t address, std::size_t bytes, Use use) {
     const char* place = nullptr;
     if (address - s_console < sizeof(Cv::Console)) {
+        const std::uintptr_t lamp = (address - s_lamps) / sizeof(std::int32_t);
+        if (lamp < ConsoleTestAccess::lampEntries) s_repeats[currentThread()] = isLikeOthers(lamp);
         for (std::uintptr_t at = address - s_console; bytes != 0 && at < sizeof(Cv::Console); ++at, --bytes) {
             if (note(s_bytes[at], use)) place = s_bytes[at].name != nullptr ? s_bytes[at].name : "the console object";
         }
@@ -96,21 +112,19 @@ void requireLive(const void* address) {
 
 /// What is done before another thread may go on: the name of the place if it is a scheduling point, or null.
 const char* beforeAccess(const void* address, std::size_t bytes, Use use) {
-    const memory::Outside notTheRuns;
     requireLive(address);
     if (!s_search->isOpen()) return nullptr;
-    const std::uintptr_t number = numberOf(address);
-    if (number - s_console >= sizeof(Cv::Console) && !isGlobal(number) && memory::stateOf(address) != memory::State::live) {
-        return nullptr;  // a stack, a constant
-    }
-    const char* place = placeOf(number, bytes, use);
-    if (place == nullptr) s_search->pass();
-    return place;
+    const memory::Outside notTheRuns;
+    const char* place = placeOf(numberOf(address), bytes, use);
+    if (place != nullptr && !isRepetition()) return place;
+    s_search->pass();
+    return nullptr;
 }
 
 void touch(const volatile void* pointer, std::size_t bytes, Use use) {
     if (!s_on) return;
     const void* address = const_cast<const void*>(pointer);
+    if (memory::stateOf(address) == memory::State::unknown && !isGlobal(numberOf(address))) return;  // a stack, a constant
     s_on = false;  // templates that this file shares with the driver
     const char* place = beforeAccess(address, bytes, use);
     s_on = true;
@@ -160,20 +174,30 @@ void begin(sim::ScheduleSearch& search, Cv::Console& console) {
     s_search = &search;
     s_scheduler = &sim::World::current()->scheduler();
     s_console = numberOf(&console);
+    s_lamps = numberOf(&ConsoleTestAccess::lampState(console, 0));
     for (Byte* byte : s_used) byte->readers = byte->writers = 0;
     s_used.clear();
     s_threads.clear();
+    s_lastThread = nullptr;
     nameFields(console);
     s_unloaded = false;
     s_on = true;
 }
 
 void end() { s_on = false; }
+
+bool isRepetition() { return s_repeats[currentThread()]; }
+
 void driverUnloaded() { s_unloaded = true; }
 bool learnt() { return s_learnt; }
-void forgetLearnt() { s_learnt = false; }
 
-void forgetAll() {
+void takeLearnt() {
+    for (Byte& byte : s_bytes) byte.shared = byte.found;
+    for (auto& [place, byte] : s_globals) byte.shared = byte.found;
+    s_learnt = false;
+}
+
+void forget() {
     s_bytes.fill({});
     s_globals.clear();
     s_used.clear();
@@ -260,12 +284,18 @@ void* __tsan_memset(void* to, int value, unsigned long bytes) {
         return __atomic_exchange_n(at, value, __ATOMIC_SEQ_CST);              \
     }                                                                         \
     CHANGE(bits, type, fetch_add)                                             \
-    CHANGE(bits, type, fetch_sub)                                             \
+                                                                              \
     CHANGE(bits, type, fetch_and)                                             \
     CHANGE(bits, type, fetch_or)                                              \
     CHANGE(bits, type, fetch_xor)                                             \
     EXCHANGE(bits, type, strong)                                              \
     EXCHANGE(bits, type, weak)
+/// A handle's object is given back by the last drop alone; every other commutes with whatever happens.
+unsigned int __tsan_atomic32_fetch_sub(volatile unsigned int* at, unsigned int value, int) {
+    touch(at, sizeof *at, *at == value ? Use::counts : Use::reads);
+    return __atomic_fetch_sub(at, value, __ATOMIC_SEQ_CST);
+}
+
 ATOMIC(8, unsigned char)
 ATOMIC(16, unsigned short)
 ATOMIC(32, unsigned int)

@@ -9,6 +9,9 @@
 //   writing. Which bytes these are is learnt: while the search finds new ones, it begins again. Between two such points a
 //   thread does nothing that another could see.
 //
+// Lamps that no script uses are alike: what a loop over all lamps does to one of these it does to each, and no other thread
+// has to do with them. The loop is interrupted at the others alone (`isRepetition`).
+//
 // Every access is held against what the run has given back.
 //
 // Threads: those of a world.
@@ -28,10 +31,15 @@ void end();
 /// From here on no code of the driver may run.
 void driverUnloaded();
 
-/// True when bytes were found that two threads use and that were not scheduling points from the beginning.
+/// True while the running thread is busy with a lamp that is like the one before.
+bool isRepetition();
+
+/// Whether bytes were found that two threads use and that are no scheduling points yet: the search has to begin again, after
+/// `takeLearnt`.
 bool learnt();
-void forgetLearnt();
-void forgetAll();
+void takeLearnt();
+/// For the next script.
+void forget();
 
 /// Called for an access to memory that has been given back, or a step into an unloaded driver.
 extern void (*broken)(const std::string& what);

@@ -9,17 +9,17 @@
 #include <new>
 
 namespace schedules::memory {
+
+constinit unsigned char* arena = nullptr;
+constinit State states[arenaBytes / granule] = {};
+
 namespace {
 
-constexpr std::size_t granule = 16;
-constexpr std::size_t arenaBytes = std::size_t{64} << 20;
 constexpr unsigned char filling = 0xDD;  // no pointer, no count, no text
 
-constinit unsigned char* s_arena = nullptr;
 constinit std::size_t s_used = 0;
 constinit std::size_t s_live = 0;
 constinit bool s_inside = false;
-constinit State s_states[arenaBytes / granule] = {};
 
 /// Before each block; it stays unknown, so that it is a guard too.
 struct Head {
@@ -29,16 +29,16 @@ struct Head {
 static_assert(sizeof(Head) == granule);
 
 bool isOfARun(const void* block) {
-    const auto place = reinterpret_cast<std::uintptr_t>(block) - reinterpret_cast<std::uintptr_t>(s_arena);
-    return s_arena != nullptr && place < arenaBytes;
+    const auto place = reinterpret_cast<std::uintptr_t>(block) - reinterpret_cast<std::uintptr_t>(arena);
+    return arena != nullptr && place < arenaBytes;
 }
 
 std::size_t placeOf(const void* block) {
-    return static_cast<std::size_t>(static_cast<const unsigned char*>(block) - s_arena) / granule;
+    return static_cast<std::size_t>(static_cast<const unsigned char*>(block) - arena) / granule;
 }
 
 void mark(const void* block, std::size_t bytes, State state) {
-    std::memset(s_states + placeOf(block), static_cast<int>(state), bytes / granule);
+    std::memset(states + placeOf(block), static_cast<int>(state), bytes / granule);
 }
 
 void* take(std::size_t wanted) {
@@ -52,8 +52,8 @@ void* take(std::size_t wanted) {
         std::fprintf(stderr, "schedules: a run takes more than %zu bytes\n", arenaBytes);
         std::abort();
     }
-    new (s_arena + s_used) Head{bytes, 0};
-    void* block = s_arena + s_used + sizeof(Head);
+    new (arena + s_used) Head{bytes, 0};
+    void* block = arena + s_used + sizeof(Head);
     s_used += sizeof(Head) + bytes;
     mark(block, bytes, State::live);
     ++s_live;
@@ -80,12 +80,12 @@ void give(void* block) noexcept {
 void (*endedTwice)(const void*) = [](const void*) { std::abort(); };
 
 void beginRun() {
-    if (s_arena == nullptr) {
+    if (arena == nullptr) {
         void* memory = mmap(nullptr, arenaBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
         if (memory == MAP_FAILED) std::abort();
-        s_arena = static_cast<unsigned char*>(memory);
+        arena = static_cast<unsigned char*>(memory);
     }
-    std::memset(s_states, 0, s_used / granule);
+    std::memset(states, 0, s_used / granule);
     s_used = 0;
     s_inside = true;
 }
@@ -94,8 +94,6 @@ std::size_t endRun() {
     s_inside = false;
     return s_live;
 }
-
-State stateOf(const void* address) noexcept { return isOfARun(address) ? s_states[placeOf(address)] : State::unknown; }
 
 Outside::Outside() noexcept : m_wasInside(s_inside) { s_inside = false; }
 Outside::~Outside() { s_inside = m_wasInside; }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace schedules::memory {
 
@@ -15,8 +16,16 @@ void beginRun();
 /// The number of the run's blocks that are still in use. When it is 0 the next run may begin.
 std::size_t endRun();
 
-/// What lies at `address`, as far as it belongs to the run.
-State stateOf(const void* address) noexcept;
+inline constexpr std::size_t granule = 16;
+inline constexpr std::size_t arenaBytes = std::size_t{64} << 20;
+extern constinit unsigned char* arena;  // null before the first run
+extern constinit State states[arenaBytes / granule];
+
+/// What lies at `address`, as far as it belongs to a run.
+inline State stateOf(const void* address) noexcept {
+    const auto place = reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(arena);
+    return place < arenaBytes && arena != nullptr ? states[place / granule] : State::unknown;
+}
 
 /// While it lives, blocks are not of the run: for what outlives it.
 class Outside {

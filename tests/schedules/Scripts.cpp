@@ -7,9 +7,12 @@ namespace {
 
 constexpr int keyCode = 5;  // of "E"
 
-/// exit() at each moment of start-up and after it.
-void initAndExit(sim::ScheduleSearch& search) {
-    Stage stage(search);
+/// Its monitor never answers, so that start-up is a few bytes long.
+constexpr desk::Options withoutMonitor{.noMonitor = true, .unpaced = true};
+constexpr desk::Options withMonitor{.unpaced = true};
+
+void initAndExit(sim::ScheduleSearch& search, const desk::Options& options) {
+    Stage stage(search, options);
     stage.play({{"owner", [&] {
                      stage.console().init();
                      stage.atAnyMoment();
@@ -18,10 +21,30 @@ void initAndExit(sim::ScheduleSearch& search) {
     stage.requireEnded();
 }
 
+/// exit() at each moment of start-up and after it.
+void exitAtAnyMoment(sim::ScheduleSearch& search) { initAndExit(search, withoutMonitor); }
+void exitDuringDialogue(sim::ScheduleSearch& search) { initAndExit(search, withMonitor); }
+
+void initAndUnplug(sim::ScheduleSearch& search, const desk::Options& options) {
+    Stage stage(search, options);
+    stage.play({{"owner", [&] {
+                     stage.console().init();
+                     stage.atAnyMoment();
+                     stage.rig.port.vanish();
+                     stage.rig.world.scheduler().sleep(1s);
+                     stage.console().exit();
+                 }}});
+    stage.requireEnded();
+}
+
+/// The adapter is pulled out at each moment of start-up, and a second later exit() is called.
+void unplugAtAnyMoment(sim::ScheduleSearch& search) { initAndUnplug(search, withoutMonitor); }
+void unplugDuringDialogue(sim::ScheduleSearch& search) { initAndUnplug(search, withMonitor); }
+
 /// A key arrives, and its handler calls exit(); another thread lights lamps meanwhile.
 void exitFromHandler(sim::ScheduleSearch& search) {
     Stage stage(search);
-    stage.start();
+    stage.activate();
     unsigned calls = 0;
     stage.rig.handle(keyCode, [&](int) {
         ++calls;
@@ -33,22 +56,26 @@ void exitFromHandler(sim::ScheduleSearch& search) {
     stage.requireEnded();
 }
 
-/// The adapter is pulled out at each moment of start-up, and then exit() is called.
-void unplug(sim::ScheduleSearch& search) {
+/// exit() while another thread copies the port's handle to light a lamp.
+void closeAgainstCopy(sim::ScheduleSearch& search) {
     Stage stage(search);
-    stage.play({{"owner", [&] {
-                     stage.console().init();
-                     stage.atAnyMoment(1s);
-                     stage.rig.port.vanish();
-                     stage.console().exit();
-                 }}});
+    stage.activate();
+    stage.play({{"owner", [&] { stage.console().exit(); }}, {"editor", [&] { stage.console().lamp_set(30, 'F'); }}});
     stage.requireEnded();
 }
 
-/// exit() while another thread copies the port's handle to light a lamp, and a key arrives.
-void closeAgainstCopy(sim::ScheduleSearch& search) {
+/// exit() while a key arrives, and the receive thread copies the handle.
+void closeAgainstKey(sim::ScheduleSearch& search) {
     Stage stage(search);
-    stage.start();
+    stage.activate();
+    stage.play({{"owner", [&] { stage.console().exit(); }}, {"line", [&] { stage.rig.port.inject("E "); }}});
+    stage.requireEnded();
+}
+
+/// Both.
+void closeAgainstBoth(sim::ScheduleSearch& search) {
+    Stage stage(search);
+    stage.activate();
     stage.play({{"owner", [&] { stage.console().exit(); }},
                 {"editor", [&] { stage.console().lamp_set(30, 'F'); }},
                 {"line", [&] { stage.rig.port.inject("E "); }}});
@@ -58,7 +85,7 @@ void closeAgainstCopy(sim::ScheduleSearch& search) {
 /// Two threads that command at once, each its own lamps.
 void twoHostThreads(sim::ScheduleSearch& search) {
     Stage stage(search);
-    stage.start();
+    stage.activate();
     stage.play({{"editor",
                  [&] {
                      stage.console().lamp_set(30, 'F');
@@ -78,7 +105,7 @@ void twoHostThreads(sim::ScheduleSearch& search) {
 void exitAgainstInit(sim::ScheduleSearch& search) {
     Stage stage(search);
     stage.restarts();
-    stage.start();
+    stage.activate();
     stage.play({{"closer", [&] { stage.alone([&] { stage.console().exit(); }); }},
                 {"opener", [&] { stage.alone([&] { stage.console().init(); }); }}});
     stage.console().exit();
@@ -88,46 +115,51 @@ void exitAgainstInit(sim::ScheduleSearch& search) {
 /// The driver is unloaded after exit(), while bytes arrive.
 void unloadAfterExit(sim::ScheduleSearch& search) {
     Stage stage(search);
-    stage.start();
-    stage.play({{"line", [&] { stage.rig.port.inject("E E "); }}, {"owner", [&] {
-                                                                       stage.console().exit();
-                                                                       stage.unload();
-                                                                   }}});
+    stage.activate();
+    stage.play({{"line", [&] { stage.rig.port.inject("E "); }}, {"owner", [&] {
+                                                                     stage.console().exit();
+                                                                     stage.unload();
+                                                                 }}});
     stage.requireEnded();
 }
 
 /// A thread that sees the console active can light a lamp.
-void activeMeansReady(sim::ScheduleSearch& search) {
+void versionArrives(sim::ScheduleSearch& search) {
     Stage stage(search);
-    stage.play({{"owner", [&] { stage.console().init(); }}, {"editor", [&] {
-                                                                 stage.atAnyMoment(2s);
-                                                                 if (!stage.console().active()) return;
-                                                                 stage.console().lamp_set(30, 'F');
-                                                                 stage.require(stage.hasSent("F30 "),
-                                                                               "the console is active and takes no lamp");
-                                                             }}});
+    stage.console().open_port();
+    stage.play({{"line", [&] { stage.rig.port.inject("V007 "); }},
+                {"editor", [&] {
+                     if (!stage.console().active()) return;
+                     stage.console().lamp_set(30, 'F');
+                     stage.require(stage.hasSent("F30 "), "the console is active and takes no lamp");
+                 }}});
     stage.console().exit();
     stage.requireEnded();
 }
 
-/// Two exit() at once. The interface does not promise that they work; the port handle bears it all the same.
-void twoExits(sim::ScheduleSearch& search) {
+/// The port is closed twice at once. Nobody promises that this works; the port's handle bears it all the same.
+void twoClosings(sim::ScheduleSearch& search) {
     Stage stage(search);
-    stage.start();
-    stage.play({{"owner", [&] { stage.console().exit(); }}, {"another", [&] { stage.console().exit(); }}});
+    stage.activate();
+    stage.play({{"owner", [&] { stage.console().close_port(); }}, {"another", [&] { stage.console().close_port(); }}});
+    stage.console().exit();
     stage.requireEnded();
 }
 
 constexpr Script all[] = {
-    {"init-and-exit", initAndExit},
-    {"exit-from-handler", exitFromHandler},
-    {"unplug", unplug},
-    {"close-against-copy", closeAgainstCopy},
-    {"two-host-threads", twoHostThreads},
-    {"exit-against-init", exitAgainstInit},
-    {"unload-after-exit", unloadAfterExit},
-    {"active-means-ready", activeMeansReady},
-    {"two-exits", twoExits},
+    {"exit-at-any-moment", exitAtAnyMoment, 2},
+    {"exit-during-dialogue", exitDuringDialogue, 1},
+    {"unplug-at-any-moment", unplugAtAnyMoment, 2},
+    {"unplug-during-dialogue", unplugDuringDialogue, 1},
+    {"exit-from-handler", exitFromHandler, 2},
+    {"close-against-copy", closeAgainstCopy, 2},
+    {"close-against-key", closeAgainstKey, 2},
+    {"close-against-both", closeAgainstBoth, 1},
+    {"two-host-threads", twoHostThreads, 2},
+    {"exit-against-init", exitAgainstInit, 1},
+    {"unload-after-exit", unloadAfterExit, 2},
+    {"version-arrives", versionArrives, 2},
+    {"two-closings", twoClosings, 2},
 };
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace schedules {
 struct Script {
     const char* name;
     void (*run)(sim::ScheduleSearch& search);
+    unsigned interruptions;  ///< at most, unless the command says otherwise
 };
 
 std::span<const Script> scripts();

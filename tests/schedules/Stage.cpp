@@ -34,10 +34,15 @@ Stage::~Stage() {
 
 std::size_t Stage::choose(std::span<sim::Thread* const> candidates, bool interrupts) {
     const memory::Outside notTheRuns;
-    return m_search.choose(candidates, interrupts);
+    if (!interrupts || !m_search.isOpen() || !accesses::isRepetition()) return m_search.choose(candidates, interrupts);
+    m_search.pass();
+    return 0;
 }
 
-void Stage::start() { require(rig.start() && console().active(), "the console did not start"); }
+void Stage::activate() {
+    rig.activate();
+    require(console().active(), "the console is not active");
+}
 
 void Stage::play(std::initializer_list<Actor> actors) {
     std::vector<sim::ThreadHandle> threads;

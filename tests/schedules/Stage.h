@@ -19,7 +19,7 @@ using sim::Time;
 
 class Stage final : sim::Chooser {
 public:
-    explicit Stage(sim::ScheduleSearch& search, const desk::Options& options = {});
+    explicit Stage(sim::ScheduleSearch& search, const desk::Options& options = {.running = true, .unpaced = true});
     Stage(const Stage&) = delete;
     Stage& operator=(const Stage&) = delete;
     ~Stage();
@@ -29,8 +29,8 @@ public:
         std::function<void()> act;
     };
 
-    /// Brings the console up, in one schedule.
-    void start();
+    /// A port is open and a console has answered, without a start-up, in one schedule.
+    void activate();
     /// Lets these act in every schedule, each on a thread of its own, until all have ended.
     void play(std::initializer_list<Actor> actors);
     /// For an actor: waits for any moment of the next `limit`.

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +24,6 @@ namespace schedules {
 namespace {
 
 constexpr int usageError = 2;
-constexpr unsigned defaultInterruptions = 2;
 constexpr int mostThreads = 16;
 
 const Script* s_script = nullptr;
@@ -82,25 +81,26 @@ std::uint64_t runAll(const Script& script, sim::ScheduleSearch& search) {
 /// All schedules with so many interruptions at most; with fewer first, so that what is found is found in the simplest.
 void tryScript(const Script& script, unsigned interruptions) {
     s_script = &script;
-    accesses::forgetAll();
-    const auto begin = std::chrono::steady_clock::now();
+    accesses::forget();
+    const std::clock_t begin = std::clock();
     std::uint64_t count = 0;
     for (unsigned bound = 0; bound <= interruptions; ++bound) {
         do {
-            accesses::forgetLearnt();
+            accesses::takeLearnt();
             sim::ScheduleSearch search(bound);
             count = runAll(script, search);
+            if (getenv("TRACE")) printf("  bound %u: %llu\n", bound, static_cast<unsigned long long>(count));
         } while (accesses::learnt());
     }
-    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    std::printf("%-20s %9llu schedules with %u interruptions at most, %.1f s\n", script.name,
+    const double took = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+    std::printf("%-24s %9llu schedules with %u interruptions at most, %.1f s of processor\n", script.name,
                 static_cast<unsigned long long>(count), interruptions, took);
     std::fflush(stdout);
 }
 
 struct Request {
     std::vector<const Script*> scripts;
-    unsigned interruptions = defaultInterruptions;
+    std::optional<unsigned> interruptions;
     std::optional<sim::Turns> schedule;
 };
 
@@ -108,18 +108,17 @@ int usage() {
     std::fprintf(stderr,
                  "usage: schedules [--interruptions N] [SCRIPT]...\n"
                  "       schedules SCRIPT --schedule CHOICES\n"
-                 "  --interruptions N   how often threads may be interrupted in one schedule; %u\n"
+                 "  --interruptions N   how often threads may be interrupted in one schedule, instead of the number below\n"
                  "  --schedule CHOICES  this schedule alone, as a failure has printed it\n"
-                 "scripts:\n",
-                 defaultInterruptions);
-    for (const Script& script : scripts()) std::fprintf(stderr, "  %s\n", script.name);
+                 "scripts:\n");
+    for (const Script& script : scripts()) std::fprintf(stderr, "  %-24s %u\n", script.name, script.interruptions);
     return usageError;
 }
 
 bool takeOption(Request& request, std::string_view name, std::string_view value) {
     if (name == "--interruptions") {
         const char* end = value.data() + value.size();
-        const auto [stop, error] = std::from_chars(value.data(), end, request.interruptions);
+        const auto [stop, error] = std::from_chars(value.data(), end, request.interruptions.emplace());
         return error == std::errc{} && stop == end;
     }
     if (name == "--schedule") return (request.schedule = sim::turnsFromText(value)).has_value();
@@ -173,7 +172,8 @@ int run(const Request& request) {
         sim::ScheduleSearch search(*request.schedule);
         runAll(*s_script, search);
     } else {
-        for (const Script* script : request.scripts) tryScript(*script, request.interruptions);
+        for (const Script* script : request.scripts)
+            tryScript(*script, request.interruptions.value_or(script->interruptions));
     }
     std::printf("schedules: %zu passed, 0 failed\n", request.scripts.size());
     return 0;
