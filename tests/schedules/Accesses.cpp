@@ -37,8 +37,10 @@ struct Byte {
 constexpr std::uintptr_t globalGrain = 8;
 
 constinit bool s_on = false;
+constinit bool s_exited = false;
 constinit bool s_unloaded = false;
 constinit bool s_learnt = false;
+constinit bool s_all = false;
 constinit sim::ScheduleSearch* s_search = nullptr;
 constinit sim::Scheduler* s_scheduler = nullptr;
 constinit std::uintptr_t s_console = 0;
@@ -78,7 +80,7 @@ bool note(Byte& byte, Use use) {
     (use == Use::reads ? byte.readers : byte.writers) |= self;
     const std::uint64_t all = byte.readers | byte.writers;
     if (!byte.found && byte.writers != 0 && (all & (all - 1)) != 0) byte.found = s_learnt = true;
-    return byte.shared;
+    return byte.shared || s_all;
 }
 
 bool isGlobal(std::uintptr_t address) { return address >= numberOf(&__data_start) && address < numberOf(&_end); }
@@ -104,7 +106,14 @@ const char* placeOf(std::uintptr_t address, std::size_t bytes, Use use) {
     return use == Use::counts ? "the count of a handle" : nullptr;
 }
 
+void requireNoReceiver() {
+    if (!s_exited) return;
+    const std::string& self = sim::Scheduler::nameOf(s_scheduler->current());
+    if (self.starts_with("rx ")) broken(self + " is in the driver after exit()");
+}
+
 void requireLive(const void* address) {
+    requireNoReceiver();
     if (memory::stateOf(address) != memory::State::ended) return;
     const sim::Thread& self = s_scheduler->current();
     broken(sim::Scheduler::nameOf(self) + " uses memory after its end, last seen at " + sim::Scheduler::placeOf(self));
@@ -180,7 +189,7 @@ void begin(sim::ScheduleSearch& search, Cv::Console& console) {
     s_threads.clear();
     s_lastThread = nullptr;
     nameFields(console);
-    s_unloaded = false;
+    s_exited = s_unloaded = false;
     s_on = true;
 }
 
@@ -188,6 +197,7 @@ void end() { s_on = false; }
 
 bool isRepetition() { return s_repeats[currentThread()]; }
 
+void exited() { s_exited = true; }
 void driverUnloaded() { s_unloaded = true; }
 bool learnt() { return s_learnt; }
 
@@ -196,6 +206,8 @@ void takeLearnt() {
     for (auto& [place, byte] : s_globals) byte.shared = byte.found;
     s_learnt = false;
 }
+
+void takeAll() { s_all = true; }
 
 void forget() {
     s_bytes.fill({});
@@ -207,7 +219,9 @@ void forget() {
 namespace {
 
 void enterFunction() {
-    if (s_on && s_unloaded) broken(sim::Scheduler::nameOf(s_scheduler->current()) + " is in the driver after its unloading");
+    if (!s_on) return;
+    requireNoReceiver();
+    if (s_unloaded) broken(sim::Scheduler::nameOf(s_scheduler->current()) + " is in the driver after its unloading");
 }
 
 }  // namespace

@@ -28,7 +28,9 @@ namespace schedules::accesses {
 void begin(sim::ScheduleSearch& search, Cv::Console& console);
 void end();
 
-/// From here on no code of the driver may run.
+/// From here on no receive thread may be in the driver.
+void exited();
+/// From here on no thread may.
 void driverUnloaded();
 
 /// True while the running thread is busy with a lamp that is like the one before.
@@ -38,6 +40,8 @@ bool isRepetition();
 /// `takeLearnt`.
 bool learnt();
 void takeLearnt();
+/// Every byte is a scheduling point, as if all were learnt: for a schedule that is repeated.
+void takeAll();
 /// For the next script.
 void forget();
 

@@ -16,7 +16,7 @@ void initAndExit(sim::ScheduleSearch& search, const desk::Options& options) {
     stage.play({{"owner", [&] {
                      stage.console().init();
                      stage.atAnyMoment();
-                     stage.console().exit();
+                     stage.exit();
                  }}});
     stage.requireEnded();
 }
@@ -32,7 +32,7 @@ void initAndUnplug(sim::ScheduleSearch& search, const desk::Options& options) {
                      stage.atAnyMoment();
                      stage.rig.port.vanish();
                      stage.rig.world.scheduler().sleep(1s);
-                     stage.console().exit();
+                     stage.exit();
                  }}});
     stage.requireEnded();
 }
@@ -60,7 +60,7 @@ void exitFromHandler(sim::ScheduleSearch& search) {
 void closeAgainstCopy(sim::ScheduleSearch& search) {
     Stage stage(search);
     stage.activate();
-    stage.play({{"owner", [&] { stage.console().exit(); }}, {"editor", [&] { stage.console().lamp_set(30, 'F'); }}});
+    stage.play({{"owner", [&] { stage.exit(); }}, {"editor", [&] { stage.console().lamp_set(30, 'F'); }}});
     stage.requireEnded();
 }
 
@@ -68,7 +68,7 @@ void closeAgainstCopy(sim::ScheduleSearch& search) {
 void closeAgainstKey(sim::ScheduleSearch& search) {
     Stage stage(search);
     stage.activate();
-    stage.play({{"owner", [&] { stage.console().exit(); }}, {"line", [&] { stage.rig.port.inject("E "); }}});
+    stage.play({{"owner", [&] { stage.exit(); }}, {"line", [&] { stage.rig.port.inject("E "); }}});
     stage.requireEnded();
 }
 
@@ -76,7 +76,7 @@ void closeAgainstKey(sim::ScheduleSearch& search) {
 void closeAgainstBoth(sim::ScheduleSearch& search) {
     Stage stage(search);
     stage.activate();
-    stage.play({{"owner", [&] { stage.console().exit(); }},
+    stage.play({{"owner", [&] { stage.exit(); }},
                 {"editor", [&] { stage.console().lamp_set(30, 'F'); }},
                 {"line", [&] { stage.rig.port.inject("E "); }}});
     stage.requireEnded();
@@ -96,7 +96,7 @@ void twoHostThreads(sim::ScheduleSearch& search) {
                      stage.console().enable_wheel();
                  }}});
     stage.requireLamps({1, 2, 3, 4, 30, 31});
-    stage.console().exit();
+    stage.exit();
     stage.requireEnded();
     stage.requireDark();
 }
@@ -108,7 +108,7 @@ void exitAgainstInit(sim::ScheduleSearch& search) {
     stage.activate();
     stage.play({{"closer", [&] { stage.alone([&] { stage.console().exit(); }); }},
                 {"opener", [&] { stage.alone([&] { stage.console().init(); }); }}});
-    stage.console().exit();
+    stage.exit();
     stage.requireEnded();
 }
 
@@ -117,7 +117,7 @@ void unloadAfterExit(sim::ScheduleSearch& search) {
     Stage stage(search);
     stage.activate();
     stage.play({{"line", [&] { stage.rig.port.inject("E "); }}, {"owner", [&] {
-                                                                     stage.console().exit();
+                                                                     stage.exit();
                                                                      stage.unload();
                                                                  }}});
     stage.requireEnded();
@@ -133,7 +133,43 @@ void versionArrives(sim::ScheduleSearch& search) {
                      stage.console().lamp_set(30, 'F');
                      stage.require(stage.hasSent("F30 "), "the console is active and takes no lamp");
                  }}});
-    stage.console().exit();
+    stage.exit();
+    stage.requireEnded();
+}
+
+/// A version reply arrives during exit(): it must not make the console active for good.
+void exitAgainstVersion(sim::ScheduleSearch& search) {
+    Stage stage(search);
+    stage.activate();
+    stage.play({{"owner", [&] { stage.exit(); }}, {"line", [&] { stage.rig.port.inject("V007 "); }}});
+    stage.requireEnded();
+}
+
+/// What arrives as soon as the receive callback is registered is not left lying.
+void openAgainstVersion(sim::ScheduleSearch& search) {
+    Stage stage(search);
+    bool sent = false;
+    stage.play({{"owner", [&] { stage.console().open_port(); }}, {"line", [&] {
+                                                                      stage.atAnyMoment();
+                                                                      sent = stage.rig.world.serial().handlerCount() != 0;
+                                                                      if (sent) stage.rig.port.inject("V007 ");
+                                                                  }}});
+    stage.require(!sent || stage.console().active(), "bytes that had arrived were not taken");
+    stage.exit();
+    stage.requireEnded();
+}
+
+/// Movement that the console reports once the wheel is on finds it on: it is no reason to press the jog key.
+void wheelAgainstMovement(sim::ScheduleSearch& search) {
+    Stage stage(search);
+    stage.activate();
+    stage.play({{"editor", [&] { stage.console().enable_wheel(); }}, {"line", [&] {
+                                                                          stage.atAnyMoment();
+                                                                          if (stage.hasSent("W "))
+                                                                              stage.rig.port.inject("\\7F400000 ");
+                                                                      }}});
+    stage.require(stage.rig.keys().empty(), "the driver pressed a key");
+    stage.exit();
     stage.requireEnded();
 }
 
@@ -142,7 +178,21 @@ void twoClosings(sim::ScheduleSearch& search) {
     Stage stage(search);
     stage.activate();
     stage.play({{"owner", [&] { stage.console().close_port(); }}, {"another", [&] { stage.console().close_port(); }}});
-    stage.console().exit();
+    stage.exit();
+    stage.requireEnded();
+}
+
+/// A handle is copied while its port is closed and another one opened: the limit that docs/decisions/0002 names.
+void reopenAgainstCopy(sim::ScheduleSearch& search) {
+    Stage stage(search);
+    stage.activate();
+    stage.play({{"owner",
+                 [&] {
+                     stage.console().close_port();
+                     stage.console().open_port();
+                 }},
+                {"editor", [&] { stage.console().lamp_set(30, 'F'); }}});
+    stage.exit();
     stage.requireEnded();
 }
 
@@ -159,7 +209,11 @@ constexpr Script all[] = {
     {"exit-against-init", exitAgainstInit, 1},
     {"unload-after-exit", unloadAfterExit, 2},
     {"version-arrives", versionArrives, 2},
+    {"exit-against-version", exitAgainstVersion, 2},
+    {"open-against-version", openAgainstVersion, 2},
+    {"wheel-against-movement", wheelAgainstMovement, 2},
     {"two-closings", twoClosings, 2},
+    {"reopen-against-copy", reopenAgainstCopy, 2, true},
 };
 
 }  // namespace

@@ -13,6 +13,8 @@ struct Script {
     const char* name;
     void (*run)(sim::ScheduleSearch& search);
     unsigned interruptions;  ///< at most, unless the command says otherwise
+    /// Some schedule of it fails: a limit that docs/decisions names. Runs only when asked for.
+    bool limit = false;
 };
 
 std::span<const Script> scripts();

@@ -61,6 +61,11 @@ void Stage::alone(const std::function<void()>& act) {
     rig.world.scheduler().wake(&m_taken);
 }
 
+void Stage::exit() {
+    console().exit();
+    accesses::exited();
+}
+
 void Stage::unload() {
     m_console = nullptr;
     rig.unload();

@@ -37,6 +37,8 @@ public:
     void atAnyMoment(Time limit = 10s) { rig.world.scheduler().waitForTurn(limit); }
     /// For actors that must not be in one of these at a time, as a host's own lock does it.
     void alone(const std::function<void()>& act);
+    /// exit(), after which no callback runs.
+    void exit();
     /// Unloads the driver, as the host does.
     void unload();
 

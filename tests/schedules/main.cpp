@@ -89,7 +89,6 @@ void tryScript(const Script& script, unsigned interruptions) {
             accesses::takeLearnt();
             sim::ScheduleSearch search(bound);
             count = runAll(script, search);
-            if (getenv("TRACE")) printf("  bound %u: %llu\n", bound, static_cast<unsigned long long>(count));
         } while (accesses::learnt());
     }
     const double took = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
@@ -111,7 +110,10 @@ int usage() {
                  "  --interruptions N   how often threads may be interrupted in one schedule, instead of the number below\n"
                  "  --schedule CHOICES  this schedule alone, as a failure has printed it\n"
                  "scripts:\n");
-    for (const Script& script : scripts()) std::fprintf(stderr, "  %-24s %u\n", script.name, script.interruptions);
+    for (const Script& script : scripts()) {
+        std::fprintf(stderr, "  %-24s %u%s\n", script.name, script.interruptions,
+                     script.limit ? "; a known limit, not run" : "");
+    }
     return usageError;
 }
 
@@ -143,7 +145,9 @@ std::optional<Request> parse(int count, char** arguments) {
     }
     if (request.schedule && request.scripts.size() != 1) return std::nullopt;
     if (request.scripts.empty()) {
-        for (const Script& script : scripts()) request.scripts.push_back(&script);
+        for (const Script& script : scripts()) {
+            if (!script.limit) request.scripts.push_back(&script);
+        }
     }
     return request;
 }
@@ -170,7 +174,9 @@ int run(const Request& request) {
     if (request.schedule) {
         s_script = request.scripts.front();
         sim::ScheduleSearch search(*request.schedule);
+        accesses::takeAll();
         runAll(*s_script, search);
+        if (search.turns() != *request.schedule) end("the schedule does not fit the script");
     } else {
         for (const Script* script : request.scripts)
             tryScript(*script, request.interruptions.value_or(script->interruptions));

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes a copy of a driver's source with the faults of canaries.txt in it, each asleep until it is chosen; or their names.
+"""Writes a copy of a source with the faults of a canaries.txt in it, each asleep until it is chosen; or their names.
 
 plant_faults.py CANARIES source FILE OUTPUT, plant_faults.py CANARIES names OUTPUT
 """
@@ -47,7 +47,7 @@ def main():
                           f"constinit const Canary canaries[] = {{\n{rows}}};\n"
                           f"constinit const int canaryCount = {len(faults)};\n}}  // namespace exhaustive\n")
         return
-    root = pathlib.Path(canaries).resolve().parents[3]
+    root = pathlib.Path(__file__).resolve().parents[3]
     here = [fault for fault in faults if fault.file == rest[0]]
     output.write_text("namespace exhaustive {\nextern int planted;\n}\n" + planted((root / rest[0]).read_text(), here))
 
