@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "host/api/ConsoleInput.h"
@@ -47,6 +48,7 @@ constinit std::uintptr_t s_console = 0;
 constinit std::uintptr_t s_lamps = 0;
 std::array<Byte, sizeof(Cv::Console)> s_bytes;
 std::unordered_map<std::uintptr_t, Byte> s_globals;
+std::unordered_map<std::uintptr_t, std::pair<std::uint64_t, std::uint64_t>> s_others;  // readers, writers
 std::vector<Byte*> s_used;
 std::vector<const sim::Thread*> s_threads;
 std::array<bool, 64> s_repeats;  // by the place in s_threads
@@ -85,6 +87,20 @@ bool note(Byte& byte, Use use) {
 
 bool isGlobal(std::uintptr_t address) { return address >= numberOf(&__data_start) && address < numberOf(&_end); }
 
+/// Other memory of a run must not be shared: its places have no names that are the same in every run.
+void requireOwn(std::uintptr_t address, std::size_t bytes, Use use) {
+    const std::uint64_t self = std::uint64_t{1} << currentThread();
+    for (std::uintptr_t at = address / globalGrain; at <= (address + bytes - 1) / globalGrain; ++at) {
+        auto& [readers, writers] = s_others[at];
+        (use == Use::reads ? readers : writers) |= self;
+        const std::uint64_t all = readers | writers;
+        if (writers != 0 && (all & (all - 1)) != 0) {
+            broken(sim::Scheduler::nameOf(s_scheduler->current()) + " shares memory that is no field, behind " +
+                   sim::Scheduler::placeOf(s_scheduler->current()));
+        }
+    }
+}
+
 /// The name of a shared place; null when this access is no scheduling point.
 const char* placeOf(std::uintptr_t address, std::size_t bytes, Use use) {
     const char* place = nullptr;
@@ -103,7 +119,9 @@ const char* placeOf(std::uintptr_t address, std::size_t bytes, Use use) {
         }
         return place;
     }
-    return use == Use::counts ? "the count of a handle" : nullptr;
+    if (use == Use::counts) return "the count of a handle";
+    requireOwn(address, bytes, use);
+    return nullptr;
 }
 
 void requireNoReceiver() {
@@ -186,6 +204,7 @@ void begin(sim::ScheduleSearch& search, Cv::Console& console) {
     s_lamps = numberOf(&ConsoleTestAccess::lampState(console, 0));
     for (Byte* byte : s_used) byte->readers = byte->writers = 0;
     s_used.clear();
+    s_others.clear();
     s_threads.clear();
     s_lastThread = nullptr;
     nameFields(console);
@@ -194,6 +213,8 @@ void begin(sim::ScheduleSearch& search, Cv::Console& console) {
 }
 
 void end() { s_on = false; }
+
+void takeOver() { s_others.clear(); }
 
 bool isRepetition() { return s_repeats[currentThread()]; }
 

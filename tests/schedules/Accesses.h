@@ -12,7 +12,7 @@
 // Lamps that no script uses are alike: what a loop over all lamps does to one of these it does to each, and no other thread
 // has to do with them. The loop is interrupted at the others alone (`isRepetition`).
 //
-// Every access is held against what the run has given back.
+// Every access is held against what the run has given back, and no other memory may be used by two threads.
 //
 // Threads: those of a world.
 #pragma once
@@ -32,6 +32,9 @@ void end();
 void exited();
 /// From here on no thread may.
 void driverUnloaded();
+
+/// The running thread holds a lock of the host's: what others wrote to memory without a name before is its own now.
+void takeOver();
 
 /// True while the running thread is busy with a lamp that is like the one before.
 bool isRepetition();

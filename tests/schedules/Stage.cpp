@@ -56,6 +56,7 @@ void Stage::play(std::initializer_list<Actor> actors) {
 void Stage::alone(const std::function<void()>& act) {
     while (m_taken) rig.world.scheduler().wait(&m_taken, std::nullopt, "wait for the other");
     m_taken = true;
+    accesses::takeOver();
     act();
     m_taken = false;
     rig.world.scheduler().wake(&m_taken);
