@@ -104,6 +104,7 @@ private:
     bool m_handlerHasWheel;    // as in a host whose jog key switches the wheel
     bool m_disables;
     bool m_becameActive = false;
+    Situations m_situations;
 };
 
 Session::Session(const Plan& plan, Canary canary)
@@ -131,7 +132,10 @@ Session::Session(const Plan& plan, Canary canary)
     }
     if (m_handlerRandom.below(8) != 0) ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers);
     setLine();
-    m_world.watch = [this](const sim::Entry& entry) { m_checks.watch(entry, m_plugin ? &console() : nullptr); };
+    m_world.watch = [this](const sim::Entry& entry) {
+        m_checks.watch(entry, m_plugin ? &console() : nullptr);
+        m_situations.watch(entry, m_plugin && console().active());
+    };
     setPacketListener(this);
 }
 
@@ -149,7 +153,8 @@ Result Session::run() {
                       .becameActive = m_becameActive,
                       .packets = m_checks.packets(),
                       .keys = m_checks.keys(),
-                      .seconds = std::chrono::duration<double>(m_world.now()).count()};
+                      .seconds = std::chrono::duration<double>(m_world.now()).count(),
+                      .situations = m_situations.reached()};
     result.recording = m_world.recording();
     return result;
 }
@@ -202,6 +207,8 @@ void Session::startUp() {
         m_checks.require(console().active(), "a healthy console was not found");
     } else {
         pause(m_hostRandom, 4000);
+        // Long enough for all attempts on one port.
+        if (m_plan.desk.silent && m_hostRandom.below(4) == 0) m_world.scheduler().sleep(30s);
     }
 }
 
@@ -262,7 +269,8 @@ void Session::own(bool start) {
         if (console().active()) m_checks.restartedWhileActive();
         console().init();
     } else {
-        console().exit();
+        m_situations.reachIf(m_inHandler && m_world.scheduler().currentName().starts_with("rx"), Situation::exitInHandler);
+        m_situations.exit(console());
     }
     m_ownerBusy = false;
 }
@@ -278,7 +286,7 @@ void Session::windDown() {
     m_becameActive |= console().active();
     const bool wasRunning = console().active() && !startUpRuns();
     m_ownerBusy = true;  // handlers leave it alone from now on
-    console().exit();
+    m_situations.exit(console());
     m_checks.exited();
     if (m_canary == Canary::lampOnAfterExit) {
         for (const char byte : {'F', '9', ' '}) m_desk.receive(static_cast<unsigned char>(byte), m_world.now());
@@ -457,6 +465,7 @@ void Session::hostTrouble() {
             for (std::size_t i = 0; i < cvhost::KeyQueue::capacity; ++i) cvhost::keyQueue().add({1, false, 0});
             return;
         case 2:
+            m_situations.reachIf(m_inHandler, Situation::tableGoneDuringCall);
             return ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
         case 3:
             return ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers);
@@ -474,6 +483,7 @@ void Session::packet(Cv::Console& target, char* text, int length) {
     if (m_canary == Canary::longPacket && oneIn(500)) length += 12;
     if (m_canary == Canary::crash && oneIn(500)) std::raise(SIGSEGV);
     if (m_canary == Canary::hang && oneIn(500)) m_world.scheduler().wait(this, std::nullopt, "canary");
+    m_situations.packet({text, static_cast<std::size_t>(length)}, target.active());
     const bool skipped = m_canary == Canary::lostRelease && isRelease && oneIn(20);
     m_checks.packet(target, text, length, [&] {
         if (!skipped) decode(target, text, length);

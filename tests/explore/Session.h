@@ -9,6 +9,7 @@
 
 #include "host/sim/Recording.h"
 #include "tests/explore/Plan.h"
+#include "tests/explore/Situations.h"
 
 namespace explore {
 
@@ -19,6 +20,7 @@ struct Outcome {
     unsigned packets = 0;
     unsigned keys = 0;
     double seconds = 0;  ///< of virtual time
+    SituationSet situations = 0;
 };
 
 struct Result {

@@ -66,8 +66,8 @@ std::string line(const char* format, auto... values) {
         const Outcome outcome = runChecked(seed, order);
         std::string report;
         for (const std::string& failure : outcome.failures) report += "fail " + failure + "\n";
-        report += line("end %" PRIx64 " %d %u %u %f\n", outcome.digest, outcome.becameActive ? 1 : 0, outcome.packets,
-                       outcome.keys, outcome.seconds);
+        report += line("end %" PRIx64 " %d %u %u %f %" PRIx32 "\n", outcome.digest, outcome.becameActive ? 1 : 0,
+                       outcome.packets, outcome.keys, outcome.seconds, outcome.situations);
         writeAll(pipe, report);
     }
     std::exit(0);
@@ -170,8 +170,12 @@ private:
             unsigned packets = 0;
             unsigned keys = 0;
             double seconds = 0;
-            if (std::sscanf(text.c_str(), "end %" SCNx64 " %d %u %u %lf", &digest, &active, &packets, &keys, &seconds) != 5)
+            SituationSet situations = 0;
+            if (std::sscanf(text.c_str(), "end %" SCNx64 " %d %u %u %lf %" SCNx32, &digest, &active, &packets, &keys,
+                            &seconds, &situations) != 6) {
                 std::abort();
+            }
+            for (std::size_t i = 0; i < m_sum.situations.size(); ++i) m_sum.situations[i] += situations >> i & 1;
             m_sum.digest += digest;
             m_sum.active += static_cast<unsigned>(active);
             m_sum.packets += packets;

@@ -3,11 +3,13 @@
 // Threads: one.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
 
 #include "tests/explore/Plan.h"
+#include "tests/explore/Situations.h"
 
 namespace explore {
 
@@ -25,8 +27,9 @@ struct Sum {
     std::uint64_t active = 0;
     std::uint64_t packets = 0;
     std::uint64_t keys = 0;
-    double seconds = 0;        ///< of virtual time
-    std::uint64_t digest = 0;  ///< of all sessions, in whatever order they ran
+    double seconds = 0;                                             ///< of virtual time
+    std::array<std::uint64_t, situationNames.size()> situations{};  ///< sessions that reached each
+    std::uint64_t digest = 0;                                       ///< of all sessions, in whatever order they ran
 };
 
 /// Runs the seeds, fewer when `failureLimit` have failed; tells each failure.

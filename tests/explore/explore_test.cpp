@@ -27,6 +27,22 @@ TEST(Explore, EveryFault_Passes) {
     EXPECT_TRUE(ran.output.ends_with("explore: 400 passed, 0 failed\n")) << ran.output;
 }
 
+TEST(Explore, TenThousandSeeds_ReachEverySituation) {
+    const Ran ran = explore("--seeds 10000");
+    EXPECT_EQ(ran.status, 0) << ran.output;
+    EXPECT_EQ(ran.output.find("       0 sessions: "), std::string::npos) << ran.output;
+    EXPECT_NE(ran.output.find(" sessions: the version at the sixth request\n"), std::string::npos) << ran.output;
+}
+
+TEST(Explore, SituationNeverReached_Fails) {
+    // Without faults no port is lost and no queue is full, and the sessions themselves are well.
+    const Ran ran = explore("--seeds 100 --faults none --situations");
+    EXPECT_EQ(ran.status, 1) << ran.output;
+    EXPECT_NE(ran.output.find("       0 sessions: the key queue is full\n"), std::string::npos) << ran.output;
+    EXPECT_NE(ran.output.find(" situations were never reached\nexplore: 100 passed, "), std::string::npos) << ran.output;
+    EXPECT_EQ(explore("--seeds 100 --faults none").status, 0) << "few seeds need not reach all";
+}
+
 TEST(Explore, SameSeeds_SameDigest) {
     const std::string digest = after(explore("--seeds 40 --seed 500").output, "digest ");
     EXPECT_EQ(digest.size(), 16u);

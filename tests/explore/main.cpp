@@ -20,17 +20,20 @@ using explore::Order;
 
 constexpr int usageError = 2;
 constexpr std::uint64_t seedsUnlessTold = 1000;
+constexpr std::uint64_t seedsThatReachAll = 10'000;
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: explore [--seeds N] [--faults MIX] [--seed S] [--transcript]\n"
+                 "usage: explore [--seeds N] [--faults MIX] [--seed S] [--situations] [--transcript]\n"
                  "  --seeds N       how many sessions; %" PRIu64
                  ", or 1 with --seed\n"
                  "  --seed S        the first session's seed; 1\n"
                  "  --faults MIX    what may go wrong, separated by commas; all\n"
                  "                  %s\n"
+                 "  --situations    fail unless each named situation is reached; so it is with all faults and %" PRIu64
+                 " seeds\n"
                  "  --transcript    print everything that happens in the session of the first seed, and nothing else\n",
-                 seedsUnlessTold, explore::faultNames().c_str());
+                 seedsUnlessTold, explore::faultNames().c_str(), seedsThatReachAll);
     return usageError;
 }
 
@@ -46,6 +49,7 @@ struct Request {
     std::string faults = "all";
     std::string canary;
     bool transcript = false;
+    bool situations = false;
 };
 
 std::optional<Request> parse(int count, char** arguments) {
@@ -56,6 +60,10 @@ std::optional<Request> parse(int count, char** arguments) {
         const std::string_view name = arguments[i];
         if (name == "--transcript") {
             request.transcript = true;
+            continue;
+        }
+        if (name == "--situations") {
+            request.situations = true;
             continue;
         }
         if (++i == count) return std::nullopt;
@@ -80,9 +88,20 @@ std::optional<Request> parse(int count, char** arguments) {
     }
     request.order.first = seed.value_or(1);
     request.order.count = seeds.value_or(seed ? 1 : seedsUnlessTold);
+    request.situations |= request.order.count >= seedsThatReachAll && request.order.mix == explore::fault::all;
     const long processors = sysconf(_SC_NPROCESSORS_ONLN);
     request.order.processes = processors > 1 ? static_cast<unsigned>(processors) : 1;
     return request;
+}
+
+/// How many sessions reached each situation. Returns how many situations none has reached.
+std::uint64_t printSituations(const explore::Sum& sum) {
+    std::uint64_t unreached = 0;
+    for (std::size_t i = 0; i < sum.situations.size(); ++i) {
+        std::printf("%8" PRIu64 " sessions: %s\n", sum.situations[i], explore::situationNames[i]);
+        if (sum.situations[i] == 0) ++unreached;
+    }
+    return unreached;
 }
 
 int printTranscript(const Order& order) {
@@ -115,6 +134,9 @@ int main(int count, char** arguments) {
     std::printf("%" PRIu64 " consoles became active, %" PRIu64 " packets, %" PRIu64 " keys, digest %016" PRIx64 "\n",
                 sum.active, sum.packets, sum.keys, sum.digest);
     std::printf("%.0f simulated seconds in %.1f s, %.0f seeds a minute\n", sum.seconds, took, ran * 60 / took);
-    std::printf("explore: %" PRIu64 " passed, %" PRIu64 " failed\n", sum.passed, sum.failed);
-    return sum.failed == 0 ? 0 : 1;
+    const std::uint64_t unreached = printSituations(sum);
+    if (request->situations && unreached != 0) std::printf("%" PRIu64 " situations were never reached\n", unreached);
+    const std::uint64_t failed = sum.failed + (request->situations ? unreached : 0);
+    std::printf("explore: %" PRIu64 " passed, %" PRIu64 " failed\n", sum.passed, failed);
+    return failed == 0 ? 0 : 1;
 }
