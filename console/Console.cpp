@@ -42,7 +42,7 @@ void Console::exit() {
     store(m_state, 0);
 }
 
-bool Console::active() const { return load(m_state) == 1; }
+bool Console::active() const { return load(m_state, std::memory_order_acquire) == 1; }
 
 void Console::enable() { store(m_enabled, true); }
 void Console::disable() { store(m_enabled, false); }

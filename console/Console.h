@@ -22,8 +22,8 @@
 /// Nothing reads or writes it. Kept: it is part of the library's exported names. Test: ExportedNames_Are_TheSeven.
 extern char console_msg[80];
 
-/// Length of a shuttle packet of the console model last identified: 13 or 11; 0 before. For whoever reads the export,
-/// once the console is active.
+/// Length of a shuttle packet of the console model last identified: 13 or 11; 0 before. Read it once active() has
+/// been true; a start-up that runs again writes it again.
 extern std::uint16_t ShuttlePacketSize;
 
 /// Discards whatever `port` has received and nobody has taken, at once. True. [start]

@@ -44,7 +44,7 @@ void Console::takeVersion(char* text) {
     const auto version = static_cast<std::int32_t>(Utils::console_hex_n(text + 1, 3));
     store(m_version, version);
     if (version == 8) s_statusLead = Protocol::statusLead8;
-    store(m_state, 1);
+    store(m_state, 1, std::memory_order_release);  // behind it: the version, and what start-up has identified
     // Kept: every version but 6 is taken for 7. Test: ParsePacket_VersionReply_Normalised.
     if (version != 6) store(m_version, 7);
 }

@@ -7,7 +7,8 @@
 
 #include "host/api/LightweightString.h"
 
-/// The image file's name, without folder: empty until a console has been identified. Read it once the console is active.
+/// The image file's name, without folder: empty until a console has been identified. Read it once active() has been true; a
+/// start-up that runs again writes it again.
 extern LightweightString<wchar_t> m_pgmName;
 /// Size in bytes of the image last loaded; 0 after a failed read.
 extern std::uint32_t RamFileSize;

@@ -1,0 +1,178 @@
+// The values that threads share, as small models tried under every behaviour that C++ allows for their memory orders. The
+// models are written by hand after monitor/SharedField.h, console/Port.cpp and host/api/Ptr.h.
+//
+// Each holds with the orders that the code has, and fails when one that matters is weakened.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <relacy/relacy.hpp>
+#include <ostream>
+
+// Relacy's macros for programs that allocate.
+#undef new
+#undef delete
+
+namespace {
+
+using rl::memory_order;
+
+/// Whether no execution of the model goes wrong: no data race, no failed assertion.
+template <class Model>
+bool holds() {
+    std::ostream nowhere(nullptr);  // Relacy's report: one that keeps it would ask for memory in the midst of an execution
+    rl::test_params parameters;
+    parameters.search_type = rl::fair_full_search_scheduler_type;
+    parameters.output_stream = &nowhere;
+    parameters.progress_stream = &nowhere;
+    const bool held = rl::simulate<Model>(parameters);
+    EXPECT_EQ(held, parameters.test_result == rl::test_result_success);
+    std::printf("%llu executions, %s\n", static_cast<unsigned long long>(parameters.stop_iteration),
+                rl::test_result_str(parameters.test_result));
+    return held;
+}
+
+// The handle of the port.
+
+struct HandleOrders {
+    memory_order exchange = rl::mo_acq_rel;  // setPortHandle
+    memory_order load = rl::mo_acquire;      // portHandle
+    memory_order add = rl::mo_relaxed;       // addReference
+    memory_order drop = rl::mo_acq_rel;      // dropReference
+};
+
+/// One thread opens a port, stores its handle, and takes it back; another copies the handle and uses the port meanwhile. The
+/// serial library keeps a reference until both have come so far, then drops it.
+template <class Orders>
+struct HandleModel : rl::test_suite<HandleModel<Orders>, 2> {
+    static constexpr Orders orders{};
+    rl::atomic<int> handle;  // 1: the port, 0: none
+    rl::atomic<int> references;
+    rl::var<int> line;  // what the library has written into the port
+    rl::atomic<int> left;
+
+    void before() {
+        handle($).store(0, rl::mo_relaxed);
+        references($).store(0, rl::mo_relaxed);
+        left($).store(2, rl::mo_relaxed);
+    }
+
+    void drop() {
+        if (references($).fetch_sub(1, orders.drop) == 1) line($) = -1;  // deletes the port
+    }
+
+    /// The library's own reference goes when nobody is between the two steps of copying; that says nothing of memory order.
+    void leave() {
+        if (left($).fetch_sub(1, rl::mo_relaxed) == 1) drop();
+    }
+
+    void thread(unsigned number) {
+        if (number == 0) {
+            line($) = 1;
+            references($).fetch_add(2, orders.add);  // the library's and the handle's
+            handle($).exchange(1, orders.exchange);
+            if (handle($).exchange(0, orders.exchange) == 1) drop();
+        } else if (handle($).load(orders.load) == 1) {
+            references($).fetch_add(1, orders.add);
+            RL_ASSERT(int(line($)) == 1);
+            drop();
+        }
+        leave();
+    }
+};
+
+struct RelaxedExchange : HandleOrders {
+    memory_order exchange = rl::mo_relaxed;
+};
+struct AcquiringExchange : HandleOrders {
+    memory_order exchange = rl::mo_acquire;
+};
+struct ReleasingExchange : HandleOrders {
+    memory_order exchange = rl::mo_release;
+};
+struct RelaxedLoad : HandleOrders {
+    memory_order load = rl::mo_relaxed;
+};
+struct ReleasingDrop : HandleOrders {
+    memory_order drop = rl::mo_release;
+};
+struct AcquiringDrop : HandleOrders {
+    memory_order drop = rl::mo_acquire;
+};
+
+// The exported values, which are written plainly, and the flag behind which they may be read.
+
+struct FlagOrders {
+    memory_order send = rl::mo_release;  // the serial line: what the console answers, it was asked before
+    memory_order receive = rl::mo_acquire;
+    memory_order set = rl::mo_release;    // m_state in takeVersion
+    memory_order check = rl::mo_acquire;  // active()
+};
+
+/// The start-up thread identifies the model and asks for the version, the receive thread hears it, a thread of the host sees
+/// the console active and reads what was identified.
+template <class Orders>
+struct FlagModel : rl::test_suite<FlagModel<Orders>, 3> {
+    static constexpr Orders orders{};
+    rl::var<int> packetSize;
+    rl::atomic<int> asked;
+    rl::atomic<int> version;
+    rl::atomic<int> state;
+
+    void before() {
+        packetSize($) = 0;
+        asked($).store(0, rl::mo_relaxed);
+        version($).store(0, rl::mo_relaxed);
+        state($).store(0, rl::mo_relaxed);
+    }
+
+    void thread(unsigned number) {
+        if (number == 0) {
+            packetSize($) = 13;
+            asked($).store(1, orders.send);
+        } else if (number == 1) {
+            if (asked($).load(orders.receive) == 0) return;
+            version($).store(7, rl::mo_relaxed);
+            state($).store(1, orders.set);
+        } else if (state($).load(orders.check) == 1) {
+            RL_ASSERT(int(packetSize($)) == 13);
+            RL_ASSERT(version($).load(rl::mo_relaxed) == 7);
+        }
+    }
+};
+
+struct RelaxedSet : FlagOrders {
+    memory_order set = rl::mo_relaxed;
+};
+struct RelaxedCheck : FlagOrders {
+    memory_order check = rl::mo_relaxed;
+};
+struct RelaxedSend : FlagOrders {
+    memory_order send = rl::mo_relaxed;
+};
+struct RelaxedReceive : FlagOrders {
+    memory_order receive = rl::mo_relaxed;
+};
+
+}  // namespace
+
+TEST(MemoryModel, PortHandle_HoldsInEveryExecution) { EXPECT_TRUE(holds<HandleModel<HandleOrders>>()); }
+
+TEST(MemoryModel, PortHandleWeakened_Fails) {
+    EXPECT_FALSE(holds<HandleModel<RelaxedExchange>>());
+    EXPECT_FALSE(holds<HandleModel<AcquiringExchange>>());
+    EXPECT_FALSE(holds<HandleModel<RelaxedLoad>>());
+    EXPECT_FALSE(holds<HandleModel<ReleasingDrop>>());
+    EXPECT_FALSE(holds<HandleModel<AcquiringDrop>>());
+}
+
+// A thread that takes a handle back has stored it itself, or has joined the thread that did.
+TEST(MemoryModel, ExchangeThatOnlyReleases_HoldsToo) { EXPECT_TRUE(holds<HandleModel<ReleasingExchange>>()); }
+
+TEST(MemoryModel, ActiveFlag_WhoSeesItReadsWhatWasIdentified) { EXPECT_TRUE(holds<FlagModel<FlagOrders>>()); }
+
+TEST(MemoryModel, ActiveFlagWeakened_Fails) {
+    EXPECT_FALSE(holds<FlagModel<RelaxedSet>>());
+    EXPECT_FALSE(holds<FlagModel<RelaxedCheck>>());
+    EXPECT_FALSE(holds<FlagModel<RelaxedSend>>());
+    EXPECT_FALSE(holds<FlagModel<RelaxedReceive>>());
+}
