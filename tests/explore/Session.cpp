@@ -12,6 +12,7 @@
 #include "host/core/Settings.h"
 #include "host/sim/World.h"
 #include "tests/explore/Checks.h"
+#include "tests/explore/Digest.h"
 #include "tests/explore/Packets.h"
 #include "tests/support/ConsoleTestAccess.h"
 #include "tests/support/Driver.h"
@@ -29,20 +30,6 @@ constexpr int firstHostLamp = 5;     // below it: those that speeds and the whee
 constexpr int firstEditorLamp = 21;  // each thread has lamps of its own, so that cache and desk must agree
 constexpr int lastLamp = 46;
 constexpr char lampStates[] = {'O', 'F', 'H', 'B'};
-
-std::uint64_t digestOf(const sim::Recording& recording) {
-    std::uint64_t digest = 0xCBF2'9CE4'8422'2325;
-    const auto mix = [&](std::string_view bytes) {
-        for (const char byte : bytes) digest = (digest ^ static_cast<unsigned char>(byte)) * 0x100'0000'01B3;
-    };
-    for (const sim::Entry& entry : recording) {
-        digest = (digest ^ static_cast<std::uint64_t>(entry.at.count())) * 0x100'0000'01B3;
-        mix(entry.thread);
-        mix(entry.text);
-        mix(entry.format);
-    }
-    return digest;
-}
 
 class Session final : PacketListener, ConsoleHandler {
 public:

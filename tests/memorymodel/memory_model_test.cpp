@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <relacy/relacy.hpp>
 #include <ostream>
+#include <relacy/relacy.hpp>
 
 // Relacy's macros for programs that allocate.
 #undef new
