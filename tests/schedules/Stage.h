@@ -54,7 +54,7 @@ public:
 
     Cv::Console& console() { return *m_console; }
 
-    /// The thread's current calls are not checked any more against what may be sent to an inactive console.
+    /// The console may be started again, so that a command meant for the old port may reach an inactive console.
     void restarts() { m_restarts = true; }
 
 private:
