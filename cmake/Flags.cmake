@@ -17,7 +17,7 @@ if(CMAKE_BUILD_TYPE MATCHES "^Rel" AND NOT CORVANE_SANITIZE AND NOT CORVANE_COVE
 endif()
 
 if(CORVANE_SANITIZE)
-  add_compile_options(-fsanitize=${CORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_compile_options(-fsanitize=${CORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${CORVANE_SANITIZE})
 endif()
 if(CORVANE_FUZZ)
