@@ -95,7 +95,7 @@ void requireOwn(std::uintptr_t address, std::size_t bytes, Use use) {
         (use == Use::reads ? readers : writers) |= self;
         const std::uint64_t all = readers | writers;
         if (writers != 0 && (all & (all - 1)) != 0) {
-            broken(sim::Scheduler::nameOf(s_scheduler->current()) + " shares memory that is no field, behind " +
+            broken(sim::Scheduler::nameOf(s_scheduler->current()) + " shares memory outside the known fields, after " +
                    sim::Scheduler::placeOf(s_scheduler->current()));
         }
     }

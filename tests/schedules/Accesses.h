@@ -5,9 +5,9 @@
 // changed, and no access is forgotten. An access is a scheduling point when
 //
 // - it counts a handle's object, or
-// - it touches a byte of the console object, or eight of the driver's module-wide values, that two threads use, one of them
-//   writing. Which bytes these are is learnt: while the search finds new ones, it begins again. Between two such points a
-//   thread does nothing that another could see.
+// - it touches a byte that two threads use and one of them writes, in the console object or in one of the driver's eight
+//   module-wide values. The search learns which bytes these are: when it finds new ones, it begins again. Between two such
+//   points a thread does nothing that another could see.
 //
 // Lamps that no script uses are alike: what a loop over all lamps does to one of these it does to each, and no other thread
 // has to do with them. The loop is interrupted at the others alone (`isRepetition`).
@@ -33,7 +33,8 @@ void exited();
 /// From here on no thread may.
 void driverUnloaded();
 
-/// The running thread holds a lock of the host's: what others wrote to memory without a name before is its own now.
+/// The running thread holds one of the host's locks. Memory outside the known fields that other threads have written
+/// belongs to this thread from now on.
 void takeOver();
 
 /// True while the running thread is busy with a lamp that is like the one before.

@@ -21,7 +21,7 @@ namespace cvhost::run {
 
 class EventQueue {
 public:
-    /// Told how many events have been left out, in their place.
+    /// Called with the number of events that were left out, in their place.
     using Missing = std::function<void(std::size_t count)>;
 
     /// Whether a sink shows such an event. The others are neither kept nor counted.

@@ -1,5 +1,5 @@
-// What the service manager that has started this program hears of it: that it is ready, what it is doing, that its main loop
-// turns. Without a service manager nothing happens.
+// Notifies the service manager that started this program: that it is ready, what it is doing, that its main loop turns.
+// Does nothing without a service manager.
 //
 // Threads: the application's main thread.
 #pragma once
