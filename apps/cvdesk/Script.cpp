@@ -112,7 +112,7 @@ std::optional<Action> wait(std::string_view rest) {
     return WaitActive{};
 }
 
-std::string lampText(int lamp, char state) { return "lamp " + std::to_string(lamp) + ' ' + state; }
+std::string lampWords(int lamp, char state) { return "lamp " + std::to_string(lamp) + ' ' + state; }
 
 std::string wheelText(bool on) { return on ? "wheel on" : "wheel off"; }
 
@@ -122,8 +122,8 @@ std::optional<Action> expect(std::string_view rest) {
         const auto lamp = number<int>(words[1], 1, desk::Program::lampCount);
         const bool known = words[2].size() == 1 && std::string_view("OFHB").find(words[2]) != std::string_view::npos;
         if (!lamp || !known) return std::nullopt;
-        return Expect{lampText(*lamp, words[2].front()),
-                      [lamp = *lamp](const desk::Desk& desk) { return lampText(lamp, desk.lamp(lamp)); }};
+        return Expect{lampWords(*lamp, words[2].front()),
+                      [lamp = *lamp](const desk::Desk& desk) { return lampWords(lamp, desk.lamp(lamp)); }};
     }
     if (words.size() == 2 && words[0] == "wheel" && (words[1] == "on" || words[1] == "off"))
         return Expect{wheelText(words[1] == "on"), [](const desk::Desk& desk) { return wheelText(desk.wheelOn()); }};

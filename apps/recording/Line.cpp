@@ -10,7 +10,7 @@ namespace recording {
 namespace {
 
 constexpr std::size_t memberCount = static_cast<std::size_t>(Member::count);
-constexpr std::array<std::string_view, memberCount> names{
+constexpr std::array<std::string_view, memberCount> memberNames{
     "t",     "event", "port",      "baud", "data_bits", "parity",  "stop_bits", "text",   "bytes",
     "level", "name",  "arguments", "code", "format",    "version", "program",   "started"};
 /// More than any program writes, which is two.
@@ -20,7 +20,7 @@ constexpr std::size_t mostArguments = 64;
 constexpr std::string_view blanks = " \t\r";
 constexpr const char* noObject = "it is no JSON object";
 
-std::string quoted(Member member) { return '"' + std::string(names[static_cast<std::size_t>(member)]) + '"'; }
+std::string quoted(Member member) { return '"' + std::string(memberNames[static_cast<std::size_t>(member)]) + '"'; }
 
 }  // namespace
 
@@ -49,8 +49,9 @@ public:
     bool start_object(std::size_t) { return begin(); }
     bool key(string_t& name) {
         if (m_depth != 1) return true;
-        const auto found = std::ranges::find(names, name);
-        m_member = found == names.end() ? std::nullopt : std::optional(static_cast<Member>(found - names.begin()));
+        const auto found = std::ranges::find(memberNames, name);
+        m_member =
+            found == memberNames.end() ? std::nullopt : std::optional(static_cast<Member>(found - memberNames.begin()));
         return true;
     }
     bool end_object() { return end(); }

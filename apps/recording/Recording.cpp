@@ -24,7 +24,7 @@ struct Name {
     Kind kind;
     std::string_view name;
 };
-constexpr std::array names{
+constexpr std::array kindNames{
     Name{Kind::opening, "opening"},
     Name{Kind::open, "open"},
     Name{Kind::trouble, "trouble"},
@@ -42,14 +42,14 @@ constexpr std::array names{
 };
 
 std::string_view nameOf(Kind kind) {
-    for (const Name& entry : names) {
+    for (const Name& entry : kindNames) {
         if (entry.kind == kind) return entry.name;
     }
     return {};
 }
 
 std::optional<Kind> whatOf(std::string_view name) {
-    for (const Name& entry : names) {
+    for (const Name& entry : kindNames) {
         if (entry.name == name) return entry.kind;
     }
     return std::nullopt;

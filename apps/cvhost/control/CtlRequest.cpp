@@ -39,7 +39,7 @@ Words status(const Words&) { return {R"({"do":"status"})"}; }
 
 Words nothing(const Words&) { return {}; }
 
-struct Form {
+struct Verb {
     std::string name;
     std::string operands;
     std::size_t words;
@@ -47,25 +47,25 @@ struct Form {
     Words (*commands)(const Words& words);
 };
 
-const std::vector<Form>& forms() {
+const std::vector<Verb>& verbs() {
     using Kind = CtlRequest::Kind;
-    static const std::vector<Form> forms{
+    static const std::vector<Verb> verbs{
         {"watch", "", 1, Kind::watch, nothing},    {"status", "", 1, Kind::status, status},
         {"lamp", " N STATE", 3, Kind::work, lamp}, {"wheel", " on|off", 2, Kind::work, wheel},
         {"speed", " N", 2, Kind::work, speed},     {"press", " KEY", 2, Kind::work, press},
     };
-    return forms;
+    return verbs;
 }
 
 }  // namespace
 
 std::variant<CtlRequest, Problem> ctlRequest(const Words& words) {
     std::vector<std::string> names;
-    for (const Form& form : forms()) {
-        names.push_back(form.name);
-        if (words.front() != form.name) continue;
-        if (words.size() != form.words) return Problem{"it is \"" + form.name + form.operands + '"'};
-        CtlRequest request{.kind = form.kind, .commands = form.commands(words)};
+    for (const Verb& verb : verbs()) {
+        names.push_back(verb.name);
+        if (words.front() != verb.name) continue;
+        if (words.size() != verb.words) return Problem{"it is \"" + verb.name + verb.operands + '"'};
+        CtlRequest request{.kind = verb.kind, .commands = verb.commands(words)};
         for (const std::string& command : request.commands) {
             const auto parsed = parseCommand(command);
             if (const auto* problem = std::get_if<Problem>(&parsed)) return *problem;

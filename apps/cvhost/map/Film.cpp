@@ -19,8 +19,8 @@ constexpr std::array properties{"pause",    "speed",       "play-dir", "play-dir
 constexpr int seekRequest = 1;
 constexpr int keyRequest = 2;
 constexpr int placeRequest = 3;
-constexpr double slowest = 0.01;  ///< mpv's slowest speed
-constexpr double fastest = 100;
+constexpr double mpvSlowest = 0.01;  ///< times play
+constexpr double mpvFastest = 100;
 /// What mpv says of these properties is flat. A tree's copy is made by recursion.
 constexpr int deepest = 4;
 constexpr std::int64_t mostWaiting = transport::Playhead::jogParts * 1'000'000'000;
@@ -112,7 +112,7 @@ std::string Film::takeCommands() {
         const int speed = *std::exchange(m_run, std::nullopt);
         if (speed == 0) text += command({"set_property", "pause", true});
         const double times = speed == 0 ? 1.0 : std::abs(speed) / double{transport::playSpeed};
-        text += command({"set_property", "speed", std::clamp(times, slowest, fastest)});
+        text += command({"set_property", "speed", std::clamp(times, mpvSlowest, mpvFastest)});
         const bool backward = speed < 0;
         if (std::exchange(m_sentBackward, backward) != backward || m_backward != backward) {
             text += command({"set_property", "play-dir", backward ? "backward" : "forward"});

@@ -5,7 +5,7 @@
 namespace cvhost::map {
 namespace {
 
-constexpr int mostAmount = 1000 * Action::scrollUnits;
+constexpr int mostScroll = 1000 * Action::scrollUnits;
 
 /// Whether it moves the application by its own time. A player's frames and a number of counts are one movement at any time.
 bool runsOn(const Action& action) {
@@ -20,7 +20,7 @@ void Mailbox::put(const Action& action, Time now) {
         if (last.action.kind == Action::Kind::turn && last.action.wheel == action.wheel) {
             const int amount = runsOn(action) && now - last.at > longestTurnWait ? 0 : last.action.amount;
             last = {action, now};
-            last.action.amount = std::clamp(action.amount + amount, -mostAmount, mostAmount);
+            last.action.amount = std::clamp(action.amount + amount, -mostScroll, mostScroll);
             return;
         }
     }

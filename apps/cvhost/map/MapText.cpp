@@ -20,9 +20,9 @@ namespace {
 
 constexpr std::size_t mostLayers = 8;
 constexpr std::size_t mostZones = 8;
-constexpr double fastest = 32;  ///< times play
+constexpr double fastestStep = 32;  ///< times play
 constexpr double mostHysteresis = 0.5;
-constexpr int mostCounts = 1000;  ///< a second
+constexpr int mostCountsPerSecond = 1000;
 constexpr double mostTimes = 10;
 constexpr int mostFrames = 1000;
 constexpr int highestPort = 65535;
@@ -321,7 +321,7 @@ private:
     }
     /// In the console's unit, from times play.
     int speed(const toml::node& node) {
-        return static_cast<int>(std::lround(number(node, 0.01, fastest) * transport::playSpeed));
+        return static_cast<int>(std::lround(number(node, 0.01, fastestStep) * transport::playSpeed));
     }
 
     /// What a wheel's table can say about what a count does.
@@ -349,7 +349,7 @@ private:
         known.emplace_back(limit);
         expectNames(table, known);
         action = wheelAction(table);
-        if (const toml::node* node = table.get(limit)) return whole(*node, 1, mostCounts);
+        if (const toml::node* node = table.get(limit)) return whole(*node, 1, mostCountsPerSecond);
         complain(table.source(), std::string("this needs \"") + limit + "\", in counts a second");
         return std::nullopt;
     }

@@ -11,8 +11,8 @@ namespace {
 
 /// Behind the echo of the request to start: the return's echo and the monitor's answer.
 constexpr std::string_view startConfirmed = "\\r\\r\\n";
-constexpr std::size_t longestText = 8;
-static_assert(common::prompt.size() == longestText && common::startRequest.size() == longestText);
+constexpr std::size_t awaitedLength = 8;
+static_assert(common::prompt.size() == awaitedLength && common::startRequest.size() == awaitedLength);
 /// The driver reads the echoes of its request and of its return before the reply.
 constexpr int replyRead = 3;
 constexpr std::size_t longestReply = 64;
@@ -165,7 +165,7 @@ void Startup::flush() { m_reader.flush(*m_take); }
 
 void Startup::sent(char byte) {
     if (m_facts.active) return;
-    append(m_sent, byte, longestText);
+    append(m_sent, byte, awaitedLength);
     StartupFacts::Attempt& attempt = m_facts.attempt;
     if (m_sent.ends_with(common::modelRequest)) {
         attempt.modelAsked = true;
@@ -188,10 +188,10 @@ void Startup::sent(char byte) {
 
 void Startup::received(char byte) {
     StartupFacts::Attempt& attempt = m_facts.attempt;
-    append(m_received, byte, longestText);
+    append(m_received, byte, awaitedLength);
     m_facts.received.add(byte);
     if (attempt.startAsked) m_facts.afterStart.add(byte);
-    if (attempt.startAsked && m_facts.afterStart.count >= longestText && m_received == common::startRequest)
+    if (attempt.startAsked && m_facts.afterStart.count >= awaitedLength && m_received == common::startRequest)
         m_facts.startEchoed = true;
     if (m_received == common::prompt) {
         m_facts.prompted = true;
