@@ -14,6 +14,8 @@ namespace applications_test {
 
 using apps_test::Process;
 
+constexpr int second = 25;  ///< of the film, in frames
+
 class EditorTest : public apps_test::WorkedDeskTest {
 protected:
     struct Editor {

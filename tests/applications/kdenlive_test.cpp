@@ -6,7 +6,6 @@ namespace applications_test {
 namespace {
 
 constexpr int lastFrame = 1499;
-constexpr int second = 25;
 
 class Kdenlive : public EditorTest {
 protected:

@@ -6,7 +6,6 @@ namespace applications_test {
 namespace {
 
 constexpr int end = 1500;
-constexpr int second = 25;
 
 class Shotcut : public EditorTest {
 protected:

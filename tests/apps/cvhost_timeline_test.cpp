@@ -64,7 +64,7 @@ Lines shown(const std::vector<Event>& events, bool colour = false) {
     return lines;
 }
 
-std::string bytesOf(const Recording& recording, Kind kind) {
+std::string plainBytesOf(const Recording& recording, Kind kind) {
     std::string bytes;
     for (const Event& event : recording.events) {
         if (event.kind == kind) bytes += event.text;
@@ -304,8 +304,8 @@ TEST_F(CvhostTimeline, Recordings_Kept_ShowEveryByteInOrderOfTime) {
         ++count;
         const Lines lines = printed(entry.path());
         const Recording recording = recording::readFile(entry.path());
-        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, Kind::tx));
-        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, Kind::rx));
+        EXPECT_EQ(bytesShown(lines, "sent"), plainBytesOf(recording, Kind::tx));
+        EXPECT_EQ(bytesShown(lines, "received"), plainBytesOf(recording, Kind::rx));
         EXPECT_THAT(lines.back(), EndsWith(" is closed"));
         double last = 0;
         for (auto line = lines.begin() + 1; line != lines.end(); ++line) {
@@ -396,8 +396,8 @@ TEST_F(CvhostTimeline, File_CutOffAnywhere_IsShownAsFarAsItIsWhole) {
         const Recording recording = recording::read(part);
         EXPECT_EQ(recording.cutShort, whole[size - 1] != '\n');
         const Lines lines = linesFor(part);
-        EXPECT_EQ(bytesShown(lines, "sent"), bytesOf(recording, Kind::tx)) << size;
-        EXPECT_EQ(bytesShown(lines, "received"), bytesOf(recording, Kind::rx)) << size;
+        EXPECT_EQ(bytesShown(lines, "sent"), plainBytesOf(recording, Kind::tx)) << size;
+        EXPECT_EQ(bytesShown(lines, "received"), plainBytesOf(recording, Kind::rx)) << size;
         EXPECT_EQ(std::ranges::count(lines, "The recording is cut off within a line, which is left out"),
                   recording.cutShort ? 1 : 0);
     }

@@ -18,7 +18,7 @@ doctor::PortCircumstances well() {
     return of;
 }
 
-std::vector<std::string> found(const doctor::PortCircumstances& of) {
+std::vector<std::string> problemsOf(const doctor::PortCircumstances& of) {
     std::vector<std::string> result;
     for (const doctor::Check& check : doctor::checkPort(of)) result.emplace_back(nameOf(check.id));
     return result;
@@ -43,7 +43,7 @@ TEST(JudgeKeyboard, AllowedOrMissing_IsReportedToThoseWhoHaveMaps) {
     EXPECT_EQ(keyboardFinding(std::nullopt, true), "WARN uinput-permission: sudo modprobe uinput");
 }
 
-TEST(JudgePort, Well_NothingIsSaid) { EXPECT_THAT(found(well()), IsEmpty()); }
+TEST(JudgePort, Well_NothingIsSaid) { EXPECT_THAT(problemsOf(well()), IsEmpty()); }
 
 TEST(JudgePort, NoFile_OtherPortsAreNamed) {
     doctor::PortCircumstances of = well();
@@ -56,20 +56,20 @@ TEST(JudgePort, NameOfNoPort_NothingElseIsLookedAt) {
     doctor::PortCircumstances of = well();
     of.nameProblem = "it is not a port";
     of.port.terminal = false;
-    EXPECT_THAT(found(of), ElementsAre("port-name"));
+    EXPECT_THAT(problemsOf(of), ElementsAre("port-name"));
     EXPECT_EQ(doctor::checkPort(of).at(0).text, "it is not a port");
 }
 
 TEST(JudgePort, NothingChosen_IsNoPort) {
     doctor::PortCircumstances of = well();
     of.choice = {.why = ports::PortChoice::Why::nothing};
-    EXPECT_THAT(found(of), ElementsAre("port-none"));
+    EXPECT_THAT(problemsOf(of), ElementsAre("port-none"));
 }
 
 TEST(JudgePort, DriverNotAsked_IsDriverLoad) {
     doctor::PortCircumstances of = well();
     of.choice = {.failure = {"the plug-in cannot be loaded: x"}};
-    EXPECT_THAT(found(of), ElementsAre("driver-load"));
+    EXPECT_THAT(problemsOf(of), ElementsAre("driver-load"));
 }
 
 TEST(JudgePort, NotAllowed_CommandFitsTheRights) {
@@ -100,31 +100,31 @@ TEST(JudgePort, NoTerminal_HoldersAreLeftAlone) {
     of.port.terminal = false;
     of.port.access->allowed = false;
     of.port.holders = {{.process = 812, .program = "bash", .how = "has it open"}};
-    EXPECT_THAT(found(of), ElementsAre("port-open"));
+    EXPECT_THAT(problemsOf(of), ElementsAre("port-open"));
     EXPECT_EQ(doctor::checkPort(of).at(0).text, "/dev/ttyUSB0 is no serial port");
 }
 
 TEST(JudgePort, ModemManagerToldToKeepAway_IsNoTrouble) {
     doctor::PortCircumstances of = well();
     of.modemManager = 5;
-    EXPECT_THAT(found(of), ElementsAre("modem-manager"));
+    EXPECT_THAT(problemsOf(of), ElementsAre("modem-manager"));
     of.port.machine.leftAloneByModemManager = true;
-    EXPECT_THAT(found(of), IsEmpty());
+    EXPECT_THAT(problemsOf(of), IsEmpty());
 }
 
 TEST(JudgePort, ShortLatency_IsNoTrouble) {
     doctor::PortCircumstances of = well();
     of.port.machine.latencyMs = 1;
-    EXPECT_THAT(found(of), IsEmpty());
+    EXPECT_THAT(problemsOf(of), IsEmpty());
     of.port.machine.latencyMs = 16;
-    EXPECT_THAT(found(of), ElementsAre("latency-timer"));
+    EXPECT_THAT(problemsOf(of), ElementsAre("latency-timer"));
 }
 
 TEST(JudgePort, PortUnknownToTheMachine_ProgramsAreNotWarnedOf) {
     doctor::PortCircumstances of = well();
     of.machinePorts.clear();
     of.modemManager = of.brltty = 5;
-    EXPECT_THAT(found(of), IsEmpty());
+    EXPECT_THAT(problemsOf(of), IsEmpty());
 }
 
 }  // namespace

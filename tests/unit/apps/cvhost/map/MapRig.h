@@ -15,11 +15,17 @@
 #include "apps/cvhost/map/KeyNames.h"
 #include "apps/cvhost/map/MapText.h"
 #include "apps/cvhost/map/Strokes.h"
+#include "apps/cvhost/transport/Playhead.h"
 
 namespace map_test {
 
 using namespace cvhost::map;
 using Texts = std::vector<std::string>;
+
+constexpr std::int64_t oneFrame = cvhost::transport::Playhead::jogParts;  ///< as a deck takes it
+constexpr int playKey = 11;
+
+inline Chord chord(const std::string& text) { return std::get<Chord>(parseChord(text)); }
 
 /// The map that `text` says. Without a line that names the target, it is a keyboard.
 inline Map mapOf(const std::string& text) {

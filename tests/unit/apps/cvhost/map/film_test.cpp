@@ -9,9 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/unit/apps/cvhost/map/MapRig.h"
+
 using cvhost::map::Film;
 using cvhost::map::rateOf;
 using cvhost::transport::Rate;
+using map_test::oneFrame;
+using map_test::playKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -19,8 +23,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::int64_t count = cvhost::transport::Playhead::jogParts;
-constexpr int play = 11;
 constexpr int stop = 12;
 constexpr int reverse = 13;
 
@@ -92,7 +94,7 @@ TEST(Film, RateOf_Containers_IsTheFractionThatIsMeant) {
 }
 
 TEST_F(FilmTest, Key_Play_AsksForItAndShowsItOnlyWhenMpvDoes) {
-    m_film.key(play);
+    m_film.key(playKey);
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","speed",1.0])", R"(["set_property","pause",false])"));
     EXPECT_EQ(speed(), 0);
     mpvSays("pause", false);
@@ -106,7 +108,7 @@ TEST_F(FilmTest, Hear_FilmEndsAndAnotherOpens_NothingOfTheFirstIsLeft) {
     m_film.hear(R"({"event":"end-file"})");
     mpvSays("duration", nullptr);
     mpvSays("time-pos", nullptr);
-    m_film.jog(3 * count);
+    m_film.jog(3 * oneFrame);
     sent();
     mpvSays("duration", 20.0);
     mpvSays("time-pos", 2.0);
@@ -173,7 +175,7 @@ TEST_F(FilmTest, Key_StopAfterReverse_ParksOnTheFrameThatShows) {
 
 TEST_F(FilmTest, Key_PlayAfterMpvWasTurnedRound_TurnsItBack) {
     mpvSays("play-dir", "backward");
-    m_film.key(play);
+    m_film.key(playKey);
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","speed",1.0])", R"(["set_property","play-dir","forward"])",
                                     R"(["set_property","pause",false])"));
     mpvSays("play-dir", "forward");
@@ -184,17 +186,17 @@ TEST_F(FilmTest, Key_PlayAfterMpvWasTurnedRound_TurnsItBack) {
 }
 
 TEST_F(FilmTest, Jog_Counts_AreOneAbsoluteTarget) {
-    m_film.jog(count);
-    m_film.jog(2 * count);
+    m_film.jog(oneFrame);
+    m_film.jog(2 * oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.12,"absolute+exact"])"));
     EXPECT_EQ(frame(), 103);
 }
 
 TEST_F(FilmTest, Jog_WhileATargetIsOnItsWay_TheNewestFollowsIt) {
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.04,"absolute+exact"])"));
     for (int i = 0; i < 50; ++i) {
-        m_film.jog(count);
+        m_film.jog(oneFrame);
         EXPECT_THAT(sent(), IsEmpty());
     }
     mpvSays("time-pos", 4.04);
@@ -207,43 +209,43 @@ TEST_F(FilmTest, Jog_WhileATargetIsOnItsWay_TheNewestFollowsIt) {
 }
 
 TEST_F(FilmTest, Jog_RestartOfAnEarlierSeek_IsNotTaken) {
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     sent();
     m_film.hear(R"({"event":"playback-restart"})");  // before the answer: of another seek
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     EXPECT_THAT(sent(), IsEmpty());
     mpvSought(4.04);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.08,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Jog_TargetRefused_TheNextIsSent) {
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     sent();
     m_film.hear(R"({"request_id":1,"error":"property unavailable"})");
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.08,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Jog_FilmEndsWithATargetOnItsWay_TheNextFilmIsNotMoved) {
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     sent();
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     m_film.hear(R"({"event":"end-file","reason":"stop"})");
     mpvSays("duration", Json());
     mpvSays("duration", 20.0);
     mpvSays("time-pos", 0.0);
     EXPECT_THAT(sent(), IsEmpty());
     EXPECT_EQ(frame(), 0);
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",0.04,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Jog_WhilePlaying_PausesFirst) {
-    m_film.key(play);
+    m_film.key(playKey);
     sent();
     mpvSays("pause", false);
     mpvSays("time-pos", 5.0);
-    m_film.jog(-count);
+    m_film.jog(-oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","pause",true])", R"(["set_property","speed",1.0])",
                                     R"(["seek",4.96,"absolute+exact"])"));
     mpvSays("time-pos", 5.04);  // mpv showed it before it paused
@@ -252,29 +254,29 @@ TEST_F(FilmTest, Jog_WhilePlaying_PausesFirst) {
 
 TEST_F(FilmTest, Jog_FineCounts_AddUpWhileMpvStaysWhereItIs) {
     for (int i = 0; i < 9; ++i) {
-        m_film.jog(count / 10);
+        m_film.jog(oneFrame / 10);
         sent();
         mpvSought(4.0);
     }
     EXPECT_EQ(frame(), 100);
-    m_film.jog(count / 10);
+    m_film.jog(oneFrame / 10);
     EXPECT_EQ(frame(), 101);
 }
 
 TEST_F(FilmTest, Jog_AfterSomebodyHasSoughtInMpv_BeginsThere) {
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     sent();
     mpvSought(4.04);
     mpvSays("time-pos", 20.0);
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",20.04,"absolute+exact"])"));
 }
 
 TEST_F(FilmTest, Jog_BeyondTheEnds_StaysInTheFilm) {
-    m_film.jog(-1000 * count);
+    m_film.jog(-1000 * oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",0.0,"absolute+exact"])"));
     mpvSought(0);
-    m_film.jog(5000 * count);
+    m_film.jog(5000 * oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",39.96,"absolute+exact"])"));
 }
 
@@ -287,9 +289,9 @@ protected:
 };
 
 TEST_F(UnopenedFilmTest, Jog_BeforeTheFilmIsOpen_MovesItThen) {
-    m_film.jog(2 * count);
+    m_film.jog(2 * oneFrame);
     mpvSays("duration", 40.0);
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     EXPECT_THAT(sent(), IsEmpty());
     mpvSays("time-pos", 4.0);
     EXPECT_THAT(sent(), ElementsAre(R"(["seek",4.12,"absolute+exact"])"));
@@ -314,7 +316,7 @@ TEST_F(FilmTest, MpvKeys_Several_OneAtATimeIsOnItsWay) {
     m_film.mpvKeys().press(1, "x");
     m_film.mpvKeys().tap("a\",[\"run\"");
     m_film.mpvKeys().release(1);
-    m_film.jog(count);
+    m_film.jog(oneFrame);
     EXPECT_THAT(sent(), ElementsAre(R"(["keydown","x"])", R"(["seek",4.04,"absolute+exact"])"));
     m_film.hear(R"({"request_id":1,"error":"success"})");
     EXPECT_THAT(sent(), IsEmpty());
@@ -343,9 +345,9 @@ TEST_F(FilmTest, TakeLastCommands_KeysHeldAndOnTheirWay_AllComeUpWithoutAnAnswer
 }
 
 TEST_F(FilmTest, Restart_ManyThingsDue_OnlyTheRingIsKnown) {
-    m_film.key(play);
+    m_film.key(playKey);
     m_film.key(9);
-    m_film.jog(5 * count);
+    m_film.jog(5 * oneFrame);
     m_film.mpvKeys().press(1, "x");
     m_film.shuttle(512);
     m_film.restart();
@@ -357,7 +359,7 @@ TEST_F(FilmTest, Restart_ManyThingsDue_OnlyTheRingIsKnown) {
 
 TEST_F(FilmTest, Key_Marks_AreSetAtTheFrameThatShows) {
     m_film.key(9);
-    m_film.jog(10 * count);
+    m_film.jog(10 * oneFrame);
     m_film.key(15);
     EXPECT_EQ(m_film.view().state.markIn, 100);
     EXPECT_EQ(m_film.view().state.markOut, 110);

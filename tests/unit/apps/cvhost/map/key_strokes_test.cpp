@@ -17,9 +17,7 @@ using testing::IsEmpty;
 
 namespace {
 
-Chord chord(const std::string& text) { return std::get<Chord>(parseChord(text)); }
-
-std::string textOf(const InputEvent& event) {
+std::string inputText(const InputEvent& event) {
     if (event.type == EV_REL) return std::to_string(event.code) + ':' + std::to_string(event.value);
     Chord key{.keys = {event.code}, .count = 1};
     return (event.value == 1 ? '+' : '-') + chordText(key);
@@ -41,7 +39,7 @@ protected:
 private:
     std::string m_sent;
     KeyStrokes m_strokes{[this](std::span<const InputEvent> together) {
-        for (const InputEvent& event : together) m_sent += (&event == &together.front() ? " " : "&") + textOf(event);
+        for (const InputEvent& event : together) m_sent += (&event == &together.front() ? " " : "&") + inputText(event);
     }};
 };
 

@@ -18,7 +18,7 @@ using testing::SizeIs;
 
 namespace {
 
-Map mapOf(const std::string& text) {
+Map mapFrom(const std::string& text) {
     auto parsed = parseMap(text);
     if (const auto* problems = std::get_if<std::vector<Problem>>(&parsed)) {
         ADD_FAILURE() << problemText("map", problems->front());
@@ -48,7 +48,7 @@ class WrongMap : public testing::TestWithParam<Wrong> {};
 }  // namespace
 
 TEST(MapText, ParseMap_KeysWithBothKinds_AreHeldAndTapped) {
-    const Map map = mapOf("title = 'T'\ntarget = 'keys'\n[keys]\nplay = { tap = ['k', 'shift+l'] }\n'[' = 'ctrl+alt+z'\n");
+    const Map map = mapFrom("title = 'T'\ntarget = 'keys'\n[keys]\nplay = { tap = ['k', 'shift+l'] }\n'[' = 'ctrl+alt+z'\n");
     EXPECT_EQ(map.title, "T");
     const auto& play = map.base.keys.at(11);
     ASSERT_TRUE(play);
@@ -62,7 +62,7 @@ TEST(MapText, ParseMap_KeysWithBothKinds_AreHeldAndTapped) {
 }
 
 TEST(MapText, ParseMap_RingWithZones_HasThemInTheConsolesUnit) {
-    const Map map = mapOf(
+    const Map map = mapFrom(
         "target = 'keys'\n[ring]\ncentre = 'k'\nhysteresis = 0.2\n"
         "forward = [{ from = 0.5, tap = 'l' }, { from = 2, tap = ['k', 'l', 'l'] }]\nbackward = [{ from = 1, tap = 'j' "
         "}]\n");
@@ -77,7 +77,7 @@ TEST(MapText, ParseMap_RingWithZones_HasThemInTheConsolesUnit) {
 }
 
 TEST(MapText, ParseMap_RingWithSteps_HasTheSameZonesBothWays) {
-    const Map map = mapOf("target = 'keys'\n[ring]\ncentre = 'k'\nsteps = [0.5, 2]\nforward = 'l'\nbackward = 'j'\n");
+    const Map map = mapFrom("target = 'keys'\n[ring]\ncentre = 'k'\nsteps = [0.5, 2]\nforward = 'l'\nbackward = 'j'\n");
     ASSERT_TRUE(map.base.ring);
     EXPECT_TRUE(map.base.ring->stepping);
     ASSERT_THAT(map.base.ring->backward, SizeIs(2));
@@ -86,7 +86,7 @@ TEST(MapText, ParseMap_RingWithSteps_HasTheSameZonesBothWays) {
 }
 
 TEST(MapText, ParseMap_WheelWithGears_HasTheirLimits) {
-    const Map map = mapOf(
+    const Map map = mapFrom(
         "target = 'keys'\n[wheel]\nforward = 'right'\nbackward = 'left'\n"
         "fast = { from = 30, forward = 'shift+right', backward = 'shift+left' }\nslow = { below = 3, scroll = 'down' }\n");
     ASSERT_TRUE(map.base.wheel);
@@ -97,7 +97,7 @@ TEST(MapText, ParseMap_WheelWithGears_HasTheirLimits) {
 }
 
 TEST(MapText, ParseMap_Layers_HaveTheirKeysAndSections) {
-    const Map map = mapOf(
+    const Map map = mapFrom(
         "target = 'keys'\n[keys]\nE = 'e'\n[layer.trim]\nheld = 'H'\nkeys = { E = 'x' }\n"
         "[layer.mark]\nlatched = 'G'\nwheel = { scroll = 'up' }\n");
     ASSERT_THAT(map.layers, SizeIs(2));  // by name
@@ -110,7 +110,7 @@ TEST(MapText, ParseMap_Layers_HaveTheirKeysAndSections) {
 }
 
 TEST(MapText, ParseMap_TargetMpv_HasPlayerKeysSpeedAndFrames) {
-    const Map map = mapOf(
+    const Map map = mapFrom(
         "target = 'mpv'\nsocket = '/run/mpv'\n[keys]\nplay = 'play'\nA = 'Ctrl+PGDWN'\nB = { tap = ['s', 'stop'] }\n"
         "[ring]\nspeed = 0.5\n[wheel]\nframes = 1\nfast = { from = 40, frames = 25 }\n");
     EXPECT_EQ(map.application, (Application{.kind = TargetKind::mpv, .socket = "/run/mpv"}));
@@ -122,11 +122,11 @@ TEST(MapText, ParseMap_TargetMpv_HasPlayerKeysSpeedAndFrames) {
     EXPECT_EQ(map.base.ring->times, 0.5);
     EXPECT_EQ(map.base.wheel->normal.frames, 1);
     EXPECT_EQ(map.base.wheel->fast.frames, 25);
-    EXPECT_EQ(mapOf("target = 'mpv'\n").application.socket, "mpv.sock");
+    EXPECT_EQ(mapFrom("target = 'mpv'\n").application.socket, "mpv.sock");
 }
 
 TEST(MapText, ParseMap_TargetOsc_HasMessagesAndLamps) {
-    const Map map = mapOf(
+    const Map map = mapFrom(
         "target = 'osc'\nport = 3819\nlisten = 9000\nhello = ['/hi', 1, 0.5, '{port}']\n[lamps]\nplay = '/play'\n"
         "[keys]\nplay = '/play'\nstop = { tap = ['/stop', 1] }\nA = { tap = [['/a'], ['/b', 'text']] }\n"
         "[ring]\nsend = '/speed'\nspeed = 2\ncentre = '/stop'\n[wheel]\nsend = '/jog'\n");

@@ -21,9 +21,12 @@
 
 #include "apps/cvhost/map/MpvSocket.h"
 #include "apps/cvhost/map/Target.h"
+#include "tests/unit/apps/cvhost/map/MapRig.h"
 
 using namespace cvhost::map;
 using namespace std::chrono_literals;
+using map_test::oneFrame;
+using map_test::playKey;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -34,8 +37,6 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr auto generous = std::chrono::minutes(1);
-constexpr std::int64_t count = cvhost::transport::Playhead::jogParts;
-constexpr int play = 11;
 constexpr int markIn = 9;
 
 void waitFor(const cvhost::FileDescriptor& socket) {
@@ -185,12 +186,12 @@ private:
     std::atomic<int>& m_attempts;
 };
 
-struct Pair {
+struct Sockets {
     cvhost::FileDescriptor deck;
     cvhost::FileDescriptor mpv;
 };
 
-Pair socketPair() {
+Sockets socketPair() {
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) != 0) throw std::bad_alloc();
     return {cvhost::FileDescriptor(ends[0]), cvhost::FileDescriptor(ends[1])};
@@ -217,7 +218,7 @@ TEST_F(MpvDeckTest, New_MpvIsThere_IsConnectedAndWorksIt) {
     Connection mpv = greet();
     mpv.openFilm();
     EXPECT_TRUE(becomesFrame(100));
-    m_deck->jog(count);
+    m_deck->jog(oneFrame);
     EXPECT_THAT(mpv.command(), Optional(HasSubstr("4.04")));
     m_deck->press(5, "x");
     m_deck->tap("\"],[\"run\",\"y");
@@ -230,9 +231,9 @@ TEST_F(MpvDeckTest, New_MpvIsThere_IsConnectedAndWorksIt) {
 TEST_F(MpvDeckTest, New_MpvComesLater_IsFoundAndGetsNothingFromBefore) {
     startDeck();
     EXPECT_FALSE(m_deck->connected());
-    m_deck->key(play);
+    m_deck->key(playKey);
     m_deck->key(markIn);
-    m_deck->jog(5 * count);
+    m_deck->jog(5 * oneFrame);
     m_deck->press(1, "x");
     m_deck->tap("y");
     startMpv();
@@ -258,7 +259,7 @@ TEST_F(MpvDeckTest, MpvGoes_ComesBack_BeginsAnew) {
     EXPECT_TRUE(becomes([this] { return m_deck->view().state.speed == 1024; }));
     m_deck->key(markIn);
     m_deck->press(1, "x");
-    m_deck->jog(count);
+    m_deck->jog(oneFrame);
     endMpv();
     first.close();
     EXPECT_TRUE(becomesConnected(false));
@@ -272,7 +273,7 @@ TEST_F(MpvDeckTest, MpvGoes_ComesBack_BeginsAnew) {
     second.say("pause", true);
     EXPECT_TRUE(becomesFrame(100));
     m_deck->release(1);
-    m_deck->jog(2 * count);
+    m_deck->jog(2 * oneFrame);
     EXPECT_THAT(second.command(), Optional(HasSubstr("4.08")));
 }
 
@@ -334,7 +335,7 @@ TEST_F(MpvDeckTest, MpvHangs_ManyRequests_TheNewestAndTheReleaseWait) {
     m_deck->press(1, "x");
     EXPECT_EQ(mpv.command(), R"(["keydown","x"])");
     for (int i = 0; i < 400; ++i) m_deck->tap("y");
-    for (int i = 0; i < 500; ++i) m_deck->jog(count);
+    for (int i = 0; i < 500; ++i) m_deck->jog(oneFrame);
     EXPECT_EQ(m_deck->view().state.frame, 600);
     bool released = false;
     std::string last;
@@ -350,20 +351,20 @@ TEST_F(MpvDeckTest, MpvHangs_ManyRequests_TheNewestAndTheReleaseWait) {
 }
 
 /// A socket that is full after few commands.
-Pair smallPair() {
-    Pair pair = socketPair();
+Sockets smallPair() {
+    Sockets sockets = socketPair();
     const int least = 0;
-    ::setsockopt(pair.deck.get(), SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
-    return pair;
+    ::setsockopt(sockets.deck.get(), SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
+    return sockets;
 }
 
 TEST_F(MpvDeckTest, MpvReadsNothing_RingIsTurned_TheLastSpeedComesAfterwards) {
     std::atomic<int> attempts = 0;
-    Pair pair = smallPair();
-    startDeck(std::make_unique<PreparedLink>(only(std::move(pair.deck)), 24h, attempts));
+    Sockets sockets = smallPair();
+    startDeck(std::make_unique<PreparedLink>(only(std::move(sockets.deck)), 24h, attempts));
     for (int speed = 1; speed < 2000; ++speed) m_deck->shuttle(speed);
     m_deck->shuttle(2048);
-    Connection mpv(std::move(pair.mpv));
+    Connection mpv(std::move(sockets.mpv));
     mpv.answerNothing();
     std::string last;
     while (last != R"(["set_property","speed",2.0])") last = *mpv.command();
@@ -399,8 +400,8 @@ TEST_F(MpvDeckTest, End_MpvStillWrites_ItCanReadTheReleaseAfterwards) {
 
 TEST_F(MpvDeckTest, End_MpvReadsNothing_EndsAllTheSame) {
     std::atomic<int> attempts = 0;
-    Pair pair = smallPair();
-    startDeck(std::make_unique<PreparedLink>(only(std::move(pair.deck)), 24h, attempts));
+    Sockets sockets = smallPair();
+    startDeck(std::make_unique<PreparedLink>(only(std::move(sockets.deck)), 24h, attempts));
     for (int speed = 1; speed < 2000; ++speed) m_deck->shuttle(speed);
     m_deck->press(1, "x");
     endDeck();
@@ -415,27 +416,27 @@ TEST_F(MpvDeckTest, End_MpvIsNotThere_Ends) {
 
 TEST_F(MpvDeckTest, MpvIsNotThere_HandsAreBusy_NoAttemptIsMadeBeforeItsTime) {
     std::atomic<int> attempts = 0;
-    Pair pair = socketPair();
-    pair.mpv.reset();
-    startDeck(std::make_unique<PreparedLink>(only(std::move(pair.deck)), 24h, attempts));
+    Sockets sockets = socketPair();
+    sockets.mpv.reset();
+    startDeck(std::make_unique<PreparedLink>(only(std::move(sockets.deck)), 24h, attempts));
     EXPECT_TRUE(becomesConnected(false));
-    for (int i = 0; i < 1000; ++i) m_deck->jog(count);
+    for (int i = 0; i < 1000; ++i) m_deck->jog(oneFrame);
     endDeck();
     EXPECT_EQ(attempts, 1);
 }
 
 TEST_F(MpvDeckTest, Child_Goes_TheDeckHasEndedAndKeepsItsView) {
     std::atomic<int> attempts = 0;
-    Pair pair = socketPair();
-    startDeck(std::make_unique<PreparedLink>(only(std::move(pair.deck)), std::nullopt, attempts));
+    Sockets sockets = socketPair();
+    startDeck(std::make_unique<PreparedLink>(only(std::move(sockets.deck)), std::nullopt, attempts));
     EXPECT_TRUE(m_deck->connected());
-    Connection mpv(std::move(pair.mpv));
+    Connection mpv(std::move(sockets.mpv));
     mpv.openFilm();
     EXPECT_TRUE(becomesFrame(100));
     m_deck->press(1, "x");
     mpv.close();
     EXPECT_TRUE(becomes([this] { return m_deck->ended(); }));
-    m_deck->jog(count);
+    m_deck->jog(oneFrame);
     EXPECT_EQ(m_deck->view().state.frame, 100);
     EXPECT_FALSE(m_deck->connected());
     endDeck();

@@ -31,7 +31,7 @@ Heard heardIn(const std::string& packet) {
     return heard;
 }
 
-std::string textOf(const OscMessage& message) {
+std::string packetText(const OscMessage& message) {
     const std::vector<char> packet = packetOf(message);
     return {packet.begin(), packet.end()};
 }
@@ -79,10 +79,10 @@ protected:
 }  // namespace
 
 TEST(OscFormat, PacketOf_ArgumentsOfEachType_AreAsOsc10SaysThem) {
-    EXPECT_EQ(textOf({.address = "/foo", .arguments = {1000, -1, "hello"s, 1.234F, 5.678F}}),
+    EXPECT_EQ(packetText({.address = "/foo", .arguments = {1000, -1, "hello"s, 1.234F, 5.678F}}),
               "/foo\0\0\0\0,iisff\0\0\0\0\3\xe8\xff\xff\xff\xff"
               "hello\0\0\0\x3f\x9d\xf3\xb6\x40\xb5\xb2\x2d"s);
-    EXPECT_EQ(textOf({.address = "/stop"}), "/stop\0\0\0,\0\0\0"s);
+    EXPECT_EQ(packetText({.address = "/stop"}), "/stop\0\0\0,\0\0\0"s);
 }
 
 TEST(OscFormat, ReadPacket_NumbersOfEachType_AreHeard) {

@@ -25,7 +25,6 @@ using testing::SizeIs;
 
 namespace {
 
-Chord chord(const std::string& text) { return std::get<Chord>(parseChord(text)); }
 Action pressed(int hold, const std::string& text) {
     return {.kind = Action::Kind::press, .hold = static_cast<std::uint8_t>(hold), .stroke = chord(text)};
 }

@@ -119,11 +119,11 @@ TEST(PortOpen, WhileOpen_OthersAreKeptOut) {
     EXPECT_EQ(::flock(other.get(), LOCK_EX | LOCK_NB), 0);
 }
 
-struct BadName {
+struct BadFile {
     const char* name;
     const char* reason;
 };
-class PortOpenBadName : public testing::TestWithParam<BadName> {};
+class PortOpenBadName : public testing::TestWithParam<BadFile> {};
 TEST_P(PortOpenBadName, Any_IsNullAndSaysWhy) {
     Recorder events;
     EXPECT_FALSE(open(Cv::WStringFromAscii(GetParam().name)));
@@ -132,10 +132,10 @@ TEST_P(PortOpenBadName, Any_IsNullAndSaysWhy) {
     EXPECT_EQ(events.count("open "), 1U) << events.everything();
 }
 INSTANTIATE_TEST_SUITE_P(Names, PortOpenBadName,
-                         testing::Values(BadName{.name = "/dev/ttyNowhere0", .reason = "no such file or directory"},
-                                         BadName{.name = "/dev/null", .reason = "not a serial port"},
-                                         BadName{.name = "/tmp", .reason = "is a directory"},
-                                         BadName{.name = "", .reason = "no such file or directory"}));
+                         testing::Values(BadFile{.name = "/dev/ttyNowhere0", .reason = "no such file or directory"},
+                                         BadFile{.name = "/dev/null", .reason = "not a serial port"},
+                                         BadFile{.name = "/tmp", .reason = "is a directory"},
+                                         BadFile{.name = "", .reason = "no such file or directory"}));
 
 TEST(PortOpen, SameNameAgain_ClosesTheEarlierFirst) {
     Recorder events;
