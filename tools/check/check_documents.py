@@ -112,7 +112,7 @@ def problem(root, command, mark, folder, environment, known):
         return wrong
     if mark == "by .ci/run":
         step = re.sub(r"^\./dev ", "", command)
-        known = command == ".ci/run" or re.search(rf'^ *"\d+ {re.escape(step)}( \d+)?"$', (root / ".ci/run").read_text(), re.MULTILINE)
+        known = command == ".ci/run" or re.search(rf'^ *"\d+ {re.escape(step)}( \d+)?( \|.*)?"$', (root / ".ci/run").read_text(), re.MULTILINE)
         return None if known else "is no step of .ci/run"
     if mark == "until Ctrl-C":
         return interrupted(command, folder, environment)
