@@ -80,9 +80,14 @@ testing::AssertionResult ArdourTest::framesBecome(const std::function<bool(doubl
     return testing::AssertionFailure() << "the playhead is at " << frame();
 }
 
-testing::AssertionResult ArdourTest::frameBecomes(int wanted) {
+bool ArdourTest::isAt(int wanted) {
     // Ardour may put the playhead one sample off.
-    return framesBecome([=](double frame) { return std::abs(frame - wanted) <= 2; });
+    return std::abs(frame() - wanted) <= 2;
+}
+
+testing::AssertionResult ArdourTest::frameBecomes(int wanted) {
+    if (becomes([&] { return isAt(wanted); })) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "the playhead is at " << frame();
 }
 
 testing::AssertionResult ArdourTest::speedBecomes(const std::function<bool(double)>& wanted) {
@@ -128,6 +133,18 @@ testing::AssertionResult ArdourTest::tapUntil(char key, const std::function<bool
         }
     }
     return testing::AssertionFailure() << "the key " << key << " does nothing";
+}
+
+testing::AssertionResult ArdourTest::jumps(char key, int from, int to) {
+    for (int rounds = 20; rounds > 0; --rounds) {
+        locate(from);
+        tap(key);
+        for (int attempt = 0; attempt < 200; ++attempt) {
+            if (isAt(to)) return testing::AssertionSuccess();
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    return testing::AssertionFailure() << "the key " << key << " does not go from " << from << " to " << to;
 }
 
 }  // namespace applications_test

@@ -32,12 +32,15 @@ protected:
     double frame() { return ask("/transport_frame"); }
     double speed() { return ask("/transport_speed"); }
     testing::AssertionResult framesBecome(const std::function<bool(double)>& wanted);
+    bool isAt(int wanted);
     testing::AssertionResult frameBecomes(int wanted);
     testing::AssertionResult speedBecomes(const std::function<bool(double)>& wanted);
     /// Waits until the playhead rests. What Ardour 7.3 is asked in the moments before can be lost for good.
     testing::AssertionResult stands();
     /// Taps a key until what it does shows: Ardour leaves out what comes while it is still about something else.
     testing::AssertionResult tapUntil(char key, const std::function<bool()>& shows, int taps = 100);
+    /// Puts the playhead at `from` and taps a key, again until it has gone to `to`.
+    testing::AssertionResult jumps(char key, int from, int to);
     /// Puts the playhead there by another surface than the console.
     void locate(int frame);
     /// Waits until the lamp of this key of the desk is as wanted.

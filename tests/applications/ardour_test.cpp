@@ -82,14 +82,10 @@ TEST_F(Ardour, Keys_Markers_AreMadeAndGoneTo) {
     EXPECT_TRUE(tapUntil('P', hasMarks(1)));
     locate(5 * rate);
     EXPECT_TRUE(tapUntil('P', hasMarks(2)));
-    tap('Q');
-    EXPECT_TRUE(frameBecomes(0));
-    tap('B');
-    EXPECT_TRUE(frameBecomes(2 * rate));
-    tap('B');
-    EXPECT_TRUE(frameBecomes(5 * rate));
-    tap('A');
-    EXPECT_TRUE(frameBecomes(2 * rate));
+    EXPECT_TRUE(jumps('Q', 5 * rate, 0));
+    EXPECT_TRUE(jumps('B', 0, 2 * rate));
+    EXPECT_TRUE(jumps('B', 2 * rate, 5 * rate));
+    EXPECT_TRUE(jumps('A', 5 * rate, 2 * rate));
 }
 
 TEST_F(Ardour, Keys_RecordAndLoop_LightTheirLamps) {
