@@ -1,5 +1,6 @@
 // The values that threads share, as small models tried under every behaviour that C++ allows for their memory orders. The
-// models are written by hand after monitor/SharedField.h, console/Port.cpp and host/api/Ptr.h.
+// models are written by hand after monitor/SharedField.h, console/Port.cpp, host/api/Ptr.h and
+// host/linux/serial/SerialPort.cpp.
 //
 // Each holds with the orders that the code has, and fails when one that matters is weakened.
 #include <gtest/gtest.h>
@@ -16,12 +17,14 @@ namespace {
 
 using rl::memory_order;
 
-/// Whether no execution of the model goes wrong: no data race, no failed assertion.
+/// Whether no execution of the model goes wrong: no data race, no failed assertion. With `switches`, a thread is interrupted
+/// in at most so many places, which a model needs in which threads repeat what they do.
 template <class Model>
-bool holds() {
+bool holds(int switches = 0) {
     std::ostream nowhere(nullptr);  // Relacy's report: one that keeps it would ask for memory in the midst of an execution
     rl::test_params parameters;
-    parameters.search_type = rl::fair_full_search_scheduler_type;
+    parameters.search_type = switches > 0 ? rl::fair_context_bound_scheduler_type : rl::fair_full_search_scheduler_type;
+    parameters.context_bound = static_cast<rl::iteration_t>(switches);
     parameters.output_stream = &nowhere;
     parameters.progress_stream = &nowhere;
     const bool held = rl::simulate<Model>(parameters);
@@ -153,6 +156,78 @@ struct RelaxedReceive : FlagOrders {
     memory_order receive = rl::mo_relaxed;
 };
 
+// The queue of received bytes.
+
+struct QueueOrders {
+    memory_order push = rl::mo_release;      // m_pushed in push
+    memory_order pushed = rl::mo_acquire;    // m_pushed in next and clear
+    memory_order exchange = rl::mo_acq_rel;  // m_taken in next and clear
+};
+
+enum class Third { looks, takes, clears };
+
+/// A queue with room for one byte: one thread pushes two, one takes, a third does something else. Byte number n has the
+/// value n + 1.
+template <class Orders, Third third>
+struct QueueModel : rl::test_suite<QueueModel<Orders, third>, 3> {
+    static constexpr Orders orders{};
+    rl::atomic<int> byte;
+    rl::atomic<int> pushed;
+    rl::atomic<int> taken;
+
+    void before() {
+        byte($).store(0, rl::mo_relaxed);
+        pushed($).store(0, rl::mo_relaxed);
+        taken($).store(0, rl::mo_relaxed);
+    }
+
+    void push() {
+        const int last = pushed($).load(rl::mo_relaxed);
+        if (last - taken($).load(rl::mo_acquire) == 1) return;
+        byte($).store(last + 1, rl::mo_relaxed);
+        pushed($).store(last + 1, orders.push);
+    }
+
+    void next(int take) {
+        int first = taken($).load(rl::mo_acquire);
+        while (first != pushed($).load(orders.pushed)) {
+            const int value = byte($).load(rl::mo_relaxed);
+            if (!taken($).compare_exchange_strong(first, first + take, orders.exchange, rl::mo_acquire)) continue;
+            RL_ASSERT(value == first + 1);
+            return;
+        }
+    }
+
+    void clear() {
+        const int last = pushed($).load(orders.pushed);
+        int first = taken($).load(rl::mo_acquire);
+        while (first < last && !taken($).compare_exchange_strong(first, last, orders.exchange, rl::mo_acquire)) {
+        }
+    }
+
+    void thread(unsigned number) {
+        if (number == 0) {
+            push();
+            push();
+        } else if (number == 1) {
+            next(1);
+        } else if (third == Third::clears) {
+            clear();
+        } else {
+            next(third == Third::takes ? 1 : 0);
+        }
+    }
+
+    void after() { RL_ASSERT(taken($).load(rl::mo_relaxed) <= pushed($).load(rl::mo_relaxed)); }
+};
+
+struct RelaxedPush : QueueOrders {
+    memory_order push = rl::mo_relaxed;
+};
+struct RelaxedPushed : QueueOrders {
+    memory_order pushed = rl::mo_relaxed;
+};
+
 }  // namespace
 
 TEST(MemoryModel, PortHandle_HoldsInEveryExecution) { EXPECT_TRUE(holds<HandleModel<HandleOrders>>()); }
@@ -175,4 +250,15 @@ TEST(MemoryModel, ActiveFlagWeakened_Fails) {
     EXPECT_FALSE(holds<FlagModel<RelaxedCheck>>());
     EXPECT_FALSE(holds<FlagModel<RelaxedSend>>());
     EXPECT_FALSE(holds<FlagModel<RelaxedReceive>>());
+}
+
+TEST(MemoryModel, ReceiveQueue_HoldsInEveryExecution) {
+    EXPECT_TRUE((holds<QueueModel<QueueOrders, Third::looks>>(4)));
+    EXPECT_TRUE((holds<QueueModel<QueueOrders, Third::takes>>(4)));
+    EXPECT_TRUE((holds<QueueModel<QueueOrders, Third::clears>>(4)));
+}
+
+TEST(MemoryModel, ReceiveQueueWeakened_Fails) {
+    EXPECT_FALSE((holds<QueueModel<RelaxedPush, Third::looks>>(4)));
+    EXPECT_FALSE((holds<QueueModel<RelaxedPushed, Third::looks>>(4)));
 }

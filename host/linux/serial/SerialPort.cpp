@@ -50,27 +50,33 @@ void setLastWords(std::string bytes) {
 }
 
 bool ReceiveQueue::push(unsigned char byte) noexcept {
-    const std::lock_guard lock(m_mutex);
-    if (m_count == limit) return false;
-    m_bytes[(m_first + m_count++) % limit] = byte;
+    const std::uint64_t pushed = m_pushed.load(std::memory_order_relaxed);
+    if (pushed - m_taken.load(std::memory_order_acquire) == limit) return false;
+    m_bytes[pushed % limit].store(byte, std::memory_order_relaxed);
+    m_pushed.store(pushed + 1, std::memory_order_release);
     return true;
 }
 
 bool ReceiveQueue::next(unsigned char& byte, bool take) noexcept {
-    if (m_count == 0) return false;
-    const std::lock_guard lock(m_mutex);
-    if (m_count == 0) return false;
-    byte = m_bytes[m_first];
-    if (take) {
-        m_first = (m_first + 1) % limit;
-        --m_count;
+    std::uint64_t taken = m_taken.load(std::memory_order_acquire);
+    while (taken != m_pushed.load(std::memory_order_acquire)) {
+        const unsigned char first = m_bytes[taken % limit].load(std::memory_order_relaxed);
+        // Exchanged also for one that stays: if another thread has taken it meanwhile, what was read may be a later byte.
+        if (!m_taken.compare_exchange_weak(taken, taken + (take ? 1 : 0), std::memory_order_acq_rel,
+                                           std::memory_order_acquire))
+            continue;
+        byte = first;
+        return true;
     }
-    return true;
+    return false;
 }
 
 void ReceiveQueue::clear() noexcept {
-    const std::lock_guard lock(m_mutex);
-    m_count = 0;
+    const std::uint64_t pushed = m_pushed.load(std::memory_order_acquire);
+    std::uint64_t taken = m_taken.load(std::memory_order_acquire);
+    while (taken < pushed &&
+           !m_taken.compare_exchange_weak(taken, pushed, std::memory_order_acq_rel, std::memory_order_acquire)) {
+    }
 }
 
 SerialPort::SerialPort(std::string name, const LineSettings& settings, std::unique_ptr<SerialTransport> transport, int error)

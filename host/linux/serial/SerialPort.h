@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -19,21 +20,23 @@
 namespace cvhost {
 
 /// Received bytes until they are taken. When it is full, later bytes are dropped.
+///
+/// Threads: one pushes, any take and clear. No lock: nobody waits for a thread that is not running.
 class ReceiveQueue {
 public:
     static constexpr std::size_t limit = 4096;
 
-    /// False when the byte was dropped.
+    /// False when the byte was dropped. [rx]
     bool push(unsigned char byte) noexcept;
     /// The next byte, which stays unless `take`. False when there is none.
     bool next(unsigned char& byte, bool take) noexcept;
     void clear() noexcept;
 
 private:
-    std::mutex m_mutex;
-    std::array<unsigned char, limit> m_bytes;
-    std::size_t m_first = 0;
-    std::atomic<std::size_t> m_count = 0;  ///< changes under m_mutex
+    std::array<std::atomic<unsigned char>, limit> m_bytes;
+    // How many bytes so far. They only grow, so that a place in the ring is told from the same place a round later.
+    std::atomic<std::uint64_t> m_pushed = 0;  ///< [rx] writes
+    std::atomic<std::uint64_t> m_taken = 0;   ///< at most m_pushed
 };
 
 class SerialPort final : public CommsPort {

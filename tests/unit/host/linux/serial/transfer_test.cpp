@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <span>
 #include <thread>
+#include <utility>
 
 #include "host/linux/serial/SerialPort.h"
 #include "host/linux/serial/SerialPorts.h"
@@ -118,6 +121,75 @@ TEST(ReceiveQueue, Filled_PastItsEnd_WrapsAround) {
         ASSERT_TRUE(queue.next(byte, true));
     }
     EXPECT_FALSE(queue.next(byte, true));
+}
+
+unsigned char valueOf(unsigned number) { return static_cast<unsigned char>(number % 251); }
+
+constexpr unsigned manyBytes = 300'000;
+
+void pushMany(cvhost::ReceiveQueue& queue) {
+    for (unsigned i = 0; i < manyBytes; ++i) {
+        while (!queue.push(valueOf(i))) std::this_thread::yield();
+    }
+}
+
+TEST(ReceiveQueue, TakenWhileOthersLook_ComesInOrder) {
+    cvhost::ReceiveQueue queue;
+    std::thread pusher([&] { pushMany(queue); });
+    std::atomic<bool> done = false;
+    std::thread looker([&] {
+        for (unsigned char byte = 0; !done;) {
+            if (queue.next(byte, false) && byte >= 251) ADD_FAILURE() << int{byte};
+        }
+    });
+    for (unsigned i = 0; i < manyBytes; ++i) {
+        unsigned char byte = 0;
+        while (!queue.next(byte, true)) std::this_thread::yield();
+        if (byte != valueOf(i)) ADD_FAILURE() << "byte " << i << " is " << int{byte};
+    }
+    done = true;
+    pusher.join();
+    looker.join();
+}
+
+TEST(ReceiveQueue, TakenByTwo_EachByteComesOnce) {
+    cvhost::ReceiveQueue queue;
+    std::atomic<unsigned> left = manyBytes;
+    const auto take = [&] {
+        std::array<unsigned, 256> counts{};
+        for (unsigned char byte = 0; left != 0;) {
+            if (!queue.next(byte, true)) continue;
+            ++counts.at(byte);
+            --left;
+        }
+        return counts;
+    };
+    std::array<unsigned, 256> theirs{};
+    std::thread other([&] { theirs = take(); });
+    std::thread pusher([&] { pushMany(queue); });
+    const auto ours = take();
+    other.join();
+    pusher.join();
+    for (unsigned value = 0; value < 251; ++value)
+        EXPECT_EQ(ours.at(value) + theirs.at(value), manyBytes / 251 + (value < manyBytes % 251 ? 1 : 0));
+}
+
+TEST(ReceiveQueue, ClearedMeanwhile_NoByteComesTwiceOrOutOfOrder) {
+    constexpr unsigned together = 16;
+    cvhost::ReceiveQueue queue;
+    std::jthread clearer([&](const std::stop_token& end) {
+        while (!end.stop_requested()) queue.clear();
+    });
+    unsigned next = 0;
+    unsigned cleared = 0;
+    for (unsigned pushed = 0; pushed < manyBytes || cleared < 1000;) {
+        for (const unsigned end = pushed + together; pushed < end; ++pushed) ASSERT_TRUE(queue.push(valueOf(pushed)));
+        for (unsigned char byte = 0; queue.next(byte, true); ++next) {
+            for (; next < pushed && valueOf(next) != byte; ++next) ++cleared;
+            ASSERT_LT(next, pushed) << int{byte} << " has been taken or cleared before";
+        }
+        cleared += pushed - std::exchange(next, pushed);
+    }
 }
 
 /// Takes a byte now and then, each long after the time that it needs on the wire.
