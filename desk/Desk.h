@@ -70,9 +70,9 @@ public:
     void press(char key, Time now);
     void release(char key, Time now);
     void tap(char key, Time now);
-    /// LatencyRounds the shuttle ring; 127 is its centre. It stays where it is put, through resets too.
+    /// Turns the shuttle ring; 127 is its centre. It stays where it is put, through resets too.
     void shuttle(unsigned char position, Time now);
-    /// LatencyRounds the jog wheel; `fine` is in ten-thousandths of a count and extends `counts` in its own direction.
+    /// Turns the jog wheel; `fine` is in ten-thousandths of a count and extends `counts` in its own direction.
     void jog(std::int8_t counts, std::int16_t fine, Time now);
     /// Sends "~", a packet and a space, as if from a device on the expansion port.
     void forward(std::string_view packet, Time now);
