@@ -129,6 +129,30 @@ export async function until(page, find, argument) {
   throw new Error(`this did not come true in the page: ${find}, ${JSON.stringify(argument)}`);
 }
 
+/// The states of start-up's steps, as the page shows them.
+export const stepsOf = (page) => page.evaluate(() => [...document.querySelectorAll("#steps li")].map((step) => step.dataset.state).join());
+
+export const stepsAre = async (page, states) => {
+  for (const end = performance.now() + patience; performance.now() < end;) {
+    if (await stepsOf(page) === states) return;
+    await new Promise((done) => setTimeout(done, 20));
+  }
+  throw new Error(`the steps are not ${states} but ${await stepsOf(page)}`);
+};
+
+/// Waits until start-up has taken each step. On a busy machine the console may be late for one and become active all the same: it
+/// is then unplugged and plugged in again.
+export async function startsWell(page) {
+  for (let attempts = 10; attempts > 0; --attempts) {
+    await page.waitForSelector('#link[data-link="active"]');
+    if (await stepsOf(page) === "done,done,done,done,done,done") return;
+    await page.getByLabel("Unplugged").click();
+    await stepsAre(page, "failed,waiting,waiting,waiting,waiting,waiting");
+    await page.getByLabel("Unplugged").click();
+  }
+  throw new Error(`the steps are ${await stepsOf(page)}`);
+}
+
 /// Moves the pointer round an element's middle: `degrees` clockwise from the top, at a share of its half width.
 export async function around(page, selector, share) {
   await page.locator(selector).scrollIntoViewIfNeeded();

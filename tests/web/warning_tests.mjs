@@ -1,10 +1,8 @@
 // What the page says of a console whose input the driver ignores, before and after it is put in place; and what it does when it
 // hears nothing more.
-import { expect, expectEqual, key, open, putRing, until } from "./rig.mjs";
+import { expect, expectEqual, key, open, putRing, stepsAre, stepsOf, until } from "./rig.mjs";
 
 const text = (page, selector) => page.textContent(selector);
-const stepsAre = (page, state) => until(page, (wanted) =>
-  [...document.querySelectorAll("#steps li")].every((step) => step.dataset.state === wanted), state);
 
 export const warningTests = [
   ["Desk_OfFirmware6_IsWarnedOfBeforeAndAfter", async ({ browser, start }) => {
@@ -87,21 +85,21 @@ export const warningTests = [
   ["Host_StandsStillAndGoesOn_PageSaysSoAndRecovers", async ({ browser, start }) => {
     const host = await start();
     const page = await open(browser, host);
-    await stepsAre(page, "done");
+    const steps = await stepsOf(page);
     const dimmed = () => page.evaluate(() => getComputedStyle(document.getElementById("desk")).filter !== "none");
     expect(!await dimmed(), "the desk is lit");
     host.process.kill("SIGSTOP");
     try {
       await until(page, () => document.getElementById("gone").textContent.startsWith("cvhost does not answer"));
       expect(await page.isVisible("#gone"), "the page says so");
-      await stepsAre(page, "unknown");
+      await stepsAre(page, Array(6).fill("unknown").join());
       expectEqual(await page.textContent("#link"), "cvhost is away", "the link");
       expect(await dimmed(), "the desk is dimmed");
     } finally {
       host.process.kill("SIGCONT");
     }
     await page.waitForSelector('#link[data-link="active"]');
-    await stepsAre(page, "done");
+    await stepsAre(page, steps);
     expect(await page.isHidden("#gone"), "and no longer says so");
     expect(!await dimmed(), "the desk is lit again");
     await page.click(key(2));
