@@ -223,24 +223,41 @@ void Teller::tell(const Event& event) {
     if (event.kind != tx) tellLampsOff();
     m_at = event.at;
     if (const auto line = hostEvent(event)) m_startup.follow(*line, m_at, m_take);
-    if (event.kind == tx || event.kind == rx) {
-        endUnfinished(event.kind == tx ? Direction::transmit : Direction::receive);
-    } else if (event.kind == added) {
-        add(common::Colour::red, "added",
-            '"' + common::plainBytes(bytesOf(event)) + "\"  by the host, to end what the loss has cut off");
-    } else if (event.kind == trouble) {
-        add(common::Colour::red, "trouble", common::plainText(event.port) + ' ' + common::plainText(event.text));
-    } else if (event.kind == rts) {
-        add(common::Colour::yellow, "reset",
-            event.number == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
-    } else if (event.kind == call) {
-        add(common::Colour::dim, "host", callText(event));
-    } else if (event.kind == key) {
-        add(common::Colour::dim, "driver", queuedText(event.number));
-    } else if (event.kind == setting || event.kind == preference || event.kind == map) {
-        tellCircumstance(event);
-    } else {
-        tellPort(event);
+    switch (event.kind) {
+        case tx:
+            endUnfinished(Direction::transmit);
+            break;
+        case rx:
+            endUnfinished(Direction::receive);
+            break;
+        case added:
+            add(common::Colour::red, "added",
+                '"' + common::plainBytes(bytesOf(event)) + "\"  by the host, to end what the loss has cut off");
+            break;
+        case trouble:
+            add(common::Colour::red, "trouble", common::plainText(event.port) + ' ' + common::plainText(event.text));
+            break;
+        case rts:
+            add(common::Colour::yellow, "reset",
+                event.number == 0 ? "RTS low, the console is held in reset" : "RTS high, the console starts");
+            break;
+        case call:
+            add(common::Colour::dim, "host", callText(event));
+            break;
+        case key:
+            add(common::Colour::dim, "driver", queuedText(event.number));
+            break;
+        case setting:
+        case preference:
+        case map:
+            tellCircumstance(event);
+            break;
+        case opening:
+        case open:
+        case closed:
+        case lost:
+            tellPort(event);
+            break;
     }
     ++m_number;
 }
