@@ -88,6 +88,11 @@ struct ModelName {
     std::string_view name;
 };
 inline constexpr std::array<ModelName, 2> models{{{desk::Model::V4, "V4"}, {desk::Model::other, "other"}}};
+inline constexpr auto modelNames = [] {
+    std::array<std::string_view, models.size()> names;
+    std::ranges::transform(models, names.begin(), &ModelName::name);
+    return names;
+}();
 
 constexpr std::string_view modelName(desk::Model model) { return std::ranges::find(models, model, &ModelName::model)->name; }
 constexpr std::optional<desk::Model> modelOf(std::string_view name) {

@@ -117,7 +117,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     const auto setModel = [&options](const std::string& text) { options.desk.model = *common::modelOf(text); };
     common::takesOneOf(
         *app.add_option_function<std::string>("--model", setModel, "Model that the monitor names (default V4)"),
-        {"V4", "other"});
+        {common::modelNames.begin(), common::modelNames.end()});
     CLI::Option* script =
         app.add_option("--script", options.scriptFile, "Play this script; see below")->check(whyNoName)->type_name("FILE");
     app.add_option("--replay", options.replayFile, "Be the console of this recording of cvhost's, and end with it")

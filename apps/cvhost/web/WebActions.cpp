@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "apps/common/ConsoleFacts.h"
 namespace cvhost::web {
@@ -14,6 +16,7 @@ using Json = nlohmann::json;
 using Stage = WebActions::Stage;
 
 constexpr std::size_t mostActions = 32;
+constexpr std::string_view lampStates[] = {"O", "F", "H", "B"};
 
 [[noreturn]] void refuse(const std::string& sentence) { throw WebRefusal(400, sentence); }
 
@@ -39,7 +42,7 @@ bool truth(const Json& action, const char* name) {
     return value.get<bool>();
 }
 
-std::string word(const Json& action, const char* name, std::initializer_list<std::string_view> words) {
+std::string word(const Json& action, const char* name, std::span<const std::string_view> words) {
     const Json& value = member(action, name);
     std::string known;
     for (const std::string_view word : words) {
@@ -109,7 +112,7 @@ void power(const Stage& stage, const Json&) {
 
 void be(const Stage& stage, const Json& action) {
     const int firmware = number(action, "firmware", 0, 0xFFF);
-    const auto model = *common::modelOf(word(action, "model", {common::models[0].name, common::models[1].name}));
+    const auto model = *common::modelOf(word(action, "model", common::modelNames));
     changeFaults(stage, [=](DeskFaults& faults) {
         faults.firmware = firmware;
         faults.model = model;
@@ -128,7 +131,7 @@ void be(const Stage& stage, const Json& action) {
 
 void lamp(const Stage& stage, const Json& action) {
     const int lamp = number(action, "lamp", 1, common::lampCount);
-    const std::string state = word(action, "state", {"O", "F", "H", "B"});
+    const std::string state = word(action, "state", lampStates);
     if (!stage.console.active()) throw WebRefusal(409, "The console is not active yet");
     stage.console.lamp_set(lamp, state.front());
 }
