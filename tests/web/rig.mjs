@@ -132,13 +132,8 @@ export async function until(page, find, argument) {
 /// The states of start-up's steps, as the page shows them.
 export const stepsOf = (page) => page.evaluate(() => [...document.querySelectorAll("#steps li")].map((step) => step.dataset.state).join());
 
-export const stepsAre = async (page, states) => {
-  for (const end = performance.now() + patience; performance.now() < end;) {
-    if (await stepsOf(page) === states) return;
-    await new Promise((done) => setTimeout(done, 20));
-  }
-  throw new Error(`the steps are not ${states} but ${await stepsOf(page)}`);
-};
+export const stepsAre = (page, states) => until(page, (wanted) =>
+  [...document.querySelectorAll("#steps li")].map((step) => step.dataset.state).join() === wanted, states);
 
 /// Waits until start-up has taken each step. On a busy machine the console may be late for one and become active all the same: it
 /// is then unplugged and plugged in again.

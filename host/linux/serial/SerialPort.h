@@ -34,7 +34,7 @@ public:
 
 private:
     std::array<std::atomic<unsigned char>, limit> m_bytes;
-    // How many bytes so far. They only grow, so that a place in the ring is told from the same place a round later.
+    // Counts since the beginning. They only grow: the same place in the ring has another count in each round.
     std::atomic<std::uint64_t> m_pushed = 0;  ///< [rx] writes
     std::atomic<std::uint64_t> m_taken = 0;   ///< at most m_pushed
 };
