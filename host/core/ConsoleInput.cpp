@@ -13,10 +13,9 @@ bool is_valid_keycode(int code) { return code >= 0 && code < ConsoleHandlerTable
 
 void addToKeyPressQueue(int code, int handled, int flags) {
     schedulingPoint("addToKeyPressQueue");
-    cvhost::KeyQueue& queue = cvhost::keyQueue();
-    queue.add({code, handled != 0, flags});
+    const std::size_t dropped = cvhost::keyQueue().add({code, handled != 0, flags});
     cvhost::publish(cvhost::KeyQueued{.code = code, .handled = handled != 0, .flags = flags});
-    if (queue.dropped() == 1) LogBoth("The key queue is full; presses are dropped until the host takes some\n");
+    if (dropped == 1) LogBoth("The key queue is full; presses are dropped until the host takes some\n");
 }
 
 int numNonCriticalKeysQueued() {

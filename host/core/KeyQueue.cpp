@@ -4,18 +4,17 @@
 
 namespace cvhost {
 
-void KeyQueue::add(KeyPress press) {
+std::size_t KeyQueue::add(KeyPress press) {
     const std::lock_guard held(m_lock);
-    if (m_count == capacity) {
-        ++m_dropped;
-        return;
-    }
+    if (m_count == capacity) return ++m_dropped;
     m_presses[(m_first + m_count) % capacity] = press;
     ++m_count;
     if (!press.handled) ++m_unhandled;
+    return m_dropped;
 }
 
 std::optional<KeyPress> KeyQueue::take() {
+    if (m_count == 0) return std::nullopt;
     const std::lock_guard held(m_lock);
     if (m_count == 0) return std::nullopt;
     const KeyPress press = m_presses[m_first];
@@ -24,16 +23,6 @@ std::optional<KeyPress> KeyQueue::take() {
     if (!press.handled) --m_unhandled;
     m_dropped = 0;
     return press;
-}
-
-int KeyQueue::unhandled() const {
-    const std::lock_guard held(m_lock);
-    return m_unhandled;
-}
-
-std::size_t KeyQueue::dropped() const {
-    const std::lock_guard held(m_lock);
-    return m_dropped;
 }
 
 void KeyQueue::clear() {

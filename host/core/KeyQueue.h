@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <optional>
@@ -22,22 +23,20 @@ class KeyQueue {
 public:
     static constexpr std::size_t capacity = 256;
 
-    /// A press that finds the queue full is dropped and counted.
-    void add(KeyPress press);
+    /// A press that finds the queue full is dropped. Returns how many have been since one was last taken.
+    std::size_t add(KeyPress press);
     /// The oldest press, or nothing.
     std::optional<KeyPress> take();
     /// How many presses wait that are not marked as handled.
-    int unhandled() const;
-    /// How many presses have been dropped since one was last taken.
-    std::size_t dropped() const;
+    int unhandled() const noexcept { return m_unhandled; }
     void clear();
 
 private:
-    mutable std::mutex m_lock;
+    std::mutex m_lock;  ///< held by who changes anything
     std::array<KeyPress, capacity> m_presses{};
     std::size_t m_first = 0;
-    std::size_t m_count = 0;
-    int m_unhandled = 0;
+    std::atomic<std::size_t> m_count = 0;
+    std::atomic<int> m_unhandled = 0;
     std::size_t m_dropped = 0;
 };
 
