@@ -5,11 +5,10 @@
 // called only after the other's last call has returned.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <list>
 #include <mutex>
-#include <thread>
 
 namespace cvhost {
 
@@ -30,40 +29,67 @@ public:
     void removeAllOf(const SerialPort& port);
     void removeAllWith(void* context);
 
-    /// Calls the port's handlers, once each. On the port's receive thread.
+    /// Calls the port's handlers, once each, in the order of their registration. On the port's receive thread. Takes a lock
+    /// only after a handler has been removed or replaced while it ran.
     void call(const SerialPort& port);
 
 private:
-    struct Registration {
-        const SerialPort* port;
-        Callback callback;
-        void* context;
-        std::uint64_t number;      ///< later ones have greater ones
-        std::thread::id caller{};  ///< the thread that is in a call of it
-        bool reached = false;      ///< the receive thread is at it: it stays in the list
-        bool removed = false;
+    /// docs/threads.md has the diagram. Whoever holds m_mutex takes a seat and removes; the port's receive thread runs.
+    enum class Phase : std::uint64_t {
+        free,
+        ready,
+        behind,   ///< the registration that it replaces is still in a call
+        running,  ///< the receive thread is in a call of it
+        leaving,  ///< the same, and it has been removed
+    };
+    class State {
+    public:
+        State() = default;
+        /// `number` is the registration's; later ones have greater ones.
+        State(std::uint64_t number, Phase phase) : m_value(number << phaseBits | static_cast<std::uint64_t>(phase)) {}
+
+        std::uint64_t number() const { return m_value >> phaseBits; }
+        Phase phase() const { return static_cast<Phase>(m_value & ((1U << phaseBits) - 1)); }
+        bool operator==(const State&) const = default;
+
+    private:
+        static constexpr int phaseBits = 3;
+        std::uint64_t m_value = 0;
+    };
+    /// Room for a registration. It stays for the next one, so that who looks at it needs no lock.
+    struct Seat {
+        std::atomic<State> state = State{};
+        std::atomic<const SerialPort*> port = nullptr;
+        // Written while it is free, under m_mutex; read under m_mutex, and by the thread that runs it.
+        Callback callback = nullptr;
+        void* context = nullptr;
+        Seat* const next = nullptr;
 
         bool isFor(Callback otherCallback, void* otherContext) const {
             return callback == otherCallback && context == otherContext;
         }
     };
-    using Registrations = std::list<Registration>;
 
-    // None of these needs memory: a port must close where there is none.
-
+    /// The first for which `matches(seat, state)`, or null; `state` is the seat's at the time.
+    template <class Matches>
+    Seat* find(const Matches& matches) const;
     /// Under m_mutex.
+    Seat& freeSeat();
+    /// Under m_mutex. Needs no memory: a port must close where there is none.
     template <class Matches>
     void removeWhere(const Matches& matches);
     /// Waits for the calls of other threads too. Takes m_mutex.
     template <class Matches>
     void removeAndWait(const Matches& matches);
-    /// Waits until no other registration of the same pair is in a call, or until this one is removed. Under `lock`.
-    void waitForEarlier(const Registration& entry, std::unique_lock<std::mutex>& lock);
+    /// Waits until the call of the registration that this one replaces has returned, or until this one is removed.
+    void waitForEarlier(Seat& seat, State state);
+    /// Makes a call, unless the registration has been removed. [rx]
+    void run(Seat& seat, State state);
 
     std::mutex m_mutex;
-    std::condition_variable m_changed;  ///< a call has returned, or a registration has been removed
-    Registrations m_registrations;      ///< in their order; removed ones too while they are reached
-    std::uint64_t m_next = 0;           ///< the next one's number
+    std::condition_variable m_changed;            ///< a seat has become free
+    std::atomic<Seat*> m_seats = nullptr;         ///< as many as there once were registrations at a time
+    std::atomic<std::uint64_t> m_nextNumber = 0;  ///< changes under m_mutex
 };
 
 }  // namespace cvhost
