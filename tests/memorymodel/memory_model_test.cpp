@@ -1,6 +1,6 @@
 // The values that threads share, as small models tried under every behaviour that C++ allows for their memory orders. The
-// models are written by hand after monitor/SharedField.h, console/Port.cpp, host/api/Ptr.h and
-// host/linux/serial/SerialPort.cpp.
+// models are written by hand after monitor/SharedField.h, console/Port.cpp, host/api/Ptr.h and, in host/linux/serial,
+// SerialPort.cpp and SerialHandlers.cpp.
 //
 // Each holds with the orders that the code has, and fails when one that matters is weakened.
 #include <gtest/gtest.h>
@@ -228,6 +228,134 @@ struct RelaxedPushed : QueueOrders {
     memory_order pushed = rl::mo_relaxed;
 };
 
+// A seat for a registration.
+
+struct SeatOrders {
+    memory_order publish = rl::mo_release;  // the state in add
+    memory_order look = rl::mo_acquire;     // the state in find
+    memory_order begin = rl::mo_seq_cst;    // the state in run, before the call
+    memory_order finish = rl::mo_seq_cst;   // the state in run, after it
+    memory_order remove = rl::mo_seq_cst;   // the state in removeWhere
+};
+
+/// A registration with port 1 is removed while its receive thread may be in a call of it; then what it is for is destroyed,
+/// and the seat is given to a registration with port 2, whose thread may be looking already.
+template <class Orders>
+struct SeatModel : rl::test_suite<SeatModel<Orders>, 3> {
+    static constexpr Orders orders{};
+    static constexpr int empty = 0;
+    static constexpr int phases = 8;
+    static constexpr int ready = 1;
+    static constexpr int running = 2;
+    static constexpr int leaving = 3;
+    rl::atomic<int> state;    // the port that the registration is with, times `phases`, and the phase
+    rl::atomic<int> port;     // as the seat has it
+    rl::var<int> context;     // 1 and 2: of the registration
+    rl::var<int> firstAlive;  // what the first registration's handler uses
+    rl::mutex mutex;
+    rl::condition_variable changed;
+
+    void before() {
+        state($).store(phases + ready, rl::mo_relaxed);
+        port($).store(1, rl::mo_relaxed);
+        context($) = 1;
+        firstAlive($) = 1;
+    }
+
+    void call(int mine) {
+        int expected = state($).load(orders.look);
+        if (expected % phases != ready || port($).load(rl::mo_acquire) != mine) return;
+        const int number = expected - ready;
+        if (!state($).compare_exchange_strong(expected, number + running, orders.begin, rl::mo_relaxed)) return;
+        RL_ASSERT(number == mine * phases);
+        RL_ASSERT(int(context($)) == mine);
+        if (mine == 1) RL_ASSERT(int(firstAlive($)) == 1);
+        expected = number + running;
+        if (state($).compare_exchange_strong(expected, number + ready, orders.finish, rl::mo_relaxed)) return;
+        mutex.lock($);
+        state($).store(empty, rl::mo_seq_cst);
+        changed.notify_all($);
+        mutex.unlock($);
+    }
+
+    void replace() {
+        mutex.lock($);
+        int was = phases + ready;
+        if (!state($).compare_exchange_strong(was, empty, orders.remove, rl::mo_relaxed) &&
+            !state($).compare_exchange_strong(was, phases + leaving, orders.remove, rl::mo_relaxed)) {
+            state($).compare_exchange_strong(was, empty, orders.remove, rl::mo_relaxed);
+        }
+        while (state($).load(orders.look) != empty) changed.wait(mutex, $);
+        firstAlive($) = 0;
+        context($) = 2;
+        port($).store(2, rl::mo_release);
+        state($).store(2 * phases + ready, orders.publish);
+        mutex.unlock($);
+    }
+
+    void thread(unsigned number) {
+        if (number == 2) {
+            replace();
+        } else {
+            call(static_cast<int>(number) + 1);
+        }
+    }
+};
+
+struct RelaxedPublish : SeatOrders {
+    memory_order publish = rl::mo_relaxed;
+};
+struct RelaxedFinish : SeatOrders {
+    memory_order finish = rl::mo_relaxed;
+};
+
+// The receive thread at the transport, which goes when the port has ended.
+
+struct PlaceOrders {
+    memory_order move = rl::mo_seq_cst;   // m_place in Visit
+    memory_order watch = rl::mo_seq_cst;  // m_place in closeNow
+    memory_order end = rl::mo_seq_cst;    // m_condition in end
+    memory_order check = rl::mo_seq_cst;  // m_condition in takeBytes
+};
+
+/// The receive thread reads from the transport twice, unless the port has ended; another thread closes the port.
+template <class Orders>
+struct PlaceModel : rl::test_suite<PlaceModel<Orders>, 2> {
+    static constexpr Orders orders{};
+    rl::atomic<int> atTransport;
+    rl::atomic<int> ended;
+    rl::var<int> transport;
+
+    void before() {
+        atTransport($).store(0, rl::mo_relaxed);
+        ended($).store(0, rl::mo_relaxed);
+        transport($) = 1;
+    }
+
+    void thread(unsigned number) {
+        if (number == 0) {
+            for (int i = 0; i < 2; ++i) {
+                atTransport($).store(1, orders.move);
+                if (ended($).load(orders.check) == 0) RL_ASSERT(int(transport($)) == 1);
+                atTransport($).store(0, orders.move);
+            }
+        } else {
+            ended($).store(1, orders.end);
+            while (atTransport($).load(orders.watch) != 0) rl::yield(1, $);
+            transport($) = 0;
+        }
+    }
+};
+
+struct WeakPlace : PlaceOrders {
+    memory_order move = rl::mo_release;
+    memory_order watch = rl::mo_acquire;
+};
+struct WeakCondition : PlaceOrders {
+    memory_order end = rl::mo_release;
+    memory_order check = rl::mo_acquire;
+};
+
 }  // namespace
 
 TEST(MemoryModel, PortHandle_HoldsInEveryExecution) { EXPECT_TRUE(holds<HandleModel<HandleOrders>>()); }
@@ -261,4 +389,18 @@ TEST(MemoryModel, ReceiveQueue_HoldsInEveryExecution) {
 TEST(MemoryModel, ReceiveQueueWeakened_Fails) {
     EXPECT_FALSE((holds<QueueModel<RelaxedPush, Third::looks>>(4)));
     EXPECT_FALSE((holds<QueueModel<RelaxedPushed, Third::looks>>(4)));
+}
+
+TEST(MemoryModel, Seat_HoldsInEveryExecution) { EXPECT_TRUE((holds<SeatModel<SeatOrders>>(4))); }
+
+TEST(MemoryModel, SeatWeakened_Fails) {
+    EXPECT_FALSE((holds<SeatModel<RelaxedPublish>>(4)));
+    EXPECT_FALSE((holds<SeatModel<RelaxedFinish>>(4)));
+}
+
+TEST(MemoryModel, Transport_IsNotUsedAfterTheEnd) { EXPECT_TRUE(holds<PlaceModel<PlaceOrders>>(4)); }
+
+TEST(MemoryModel, PlaceOrConditionWeakened_Fails) {
+    EXPECT_FALSE(holds<PlaceModel<WeakPlace>>(4));
+    EXPECT_FALSE(holds<PlaceModel<WeakCondition>>(4));
 }

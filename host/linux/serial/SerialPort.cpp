@@ -82,17 +82,36 @@ void ReceiveQueue::clear() noexcept {
 SerialPort::SerialPort(std::string name, const LineSettings& settings, std::unique_ptr<SerialTransport> transport, int error)
     : m_name(std::move(name)),
       m_settings(settings),
-      m_error(error),
+      m_condition(error == 0 ? Condition{} : Condition{Phase::ended, error}),
       m_wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
       m_transport(std::move(transport)),
       m_grace(sendGrace) {
-    if (!m_wake) m_error = errno;
+    if (!m_wake) m_condition = Condition{Phase::ended, errno};
 }
 
 SerialPort::~SerialPort() { closeAndJoin(); }
 
+int SerialPort::error() const noexcept {
+    const Condition now = m_condition;
+    return now.phase == Phase::ended ? now.error : 0;
+}
+
+/// The receive thread's stay at a place.
+class SerialPort::Visit {
+public:
+    Visit(SerialPort& port, Place place) : m_place(port.m_place) { m_place = place; }
+    Visit(const Visit&) = delete;
+    Visit& operator=(const Visit&) = delete;
+    ~Visit() {
+        if (m_place.exchange(Place::outside) == Place::transport) m_place.notify_all();
+    }
+
+private:
+    std::atomic<Place>& m_place;
+};
+
 void SerialPort::start() {
-    if (m_error != 0) return;
+    if (error() != 0) return;
     const std::lock_guard lock(m_joining);
     const std::string shortName = ("rx " + m_name.substr(m_name.rfind('/') + 1)).substr(0, 15);
     publish(PortChange{m_name, PortState::open});
@@ -101,7 +120,6 @@ void SerialPort::start() {
         guarded([this] {
             if (const int error = receive(); error != 0) finish(error);
         });
-        m_inHandler = false;
     });
     pthread_setname_np(m_receiver.native_handle(), shortName.c_str());
 }
@@ -109,19 +127,20 @@ void SerialPort::start() {
 void SerialPort::finish(int error) {
     const std::string words = lastWords();
     const std::span bytes(reinterpret_cast<const unsigned char*>(words.data()), words.size());
-    if (!bytes.empty() && m_error == 0) publish(AddedBytes{bytes});
-    m_inHandler = true;
-    deliver(bytes);
-    m_inHandler = false;
+    if (!bytes.empty() && this->error() == 0) publish(AddedBytes{bytes});
+    {
+        const Visit visit(*this, Place::handlers);
+        deliver(bytes);
+    }
     end(error);
 }
 
 void SerialPort::closeNow() {
-    const int failure = m_failure;
-    end(failure != 0 ? failure : EBADF);
+    const Condition before = m_condition;
+    end(before.phase == Phase::failing ? before.error : EBADF);
     SerialHandlers::instance().removeAllOf(*this);
-    // The receive thread is past the transport, or in a handler, behind which it will not touch it again.
-    const std::scoped_lock lock(m_receiving, m_sending);
+    m_place.wait(Place::transport);  // woken by end(), it leaves the transport and does not come back
+    const std::lock_guard lock(m_sending);
     if (m_transport == nullptr) return;
     drain();
     m_transport.reset();
@@ -135,8 +154,10 @@ void SerialPort::closeAndJoin() {
 }
 
 void SerialPort::end(int error) {
-    int usable = 0;
-    if (!m_error.compare_exchange_strong(usable, error)) return;
+    Condition before = m_condition;
+    do {
+        if (before.phase == Phase::ended) return;
+    } while (!m_condition.compare_exchange_weak(before, {Phase::ended, error}));
     if (error == EBADF) {
         publish(PortChange{m_name, PortState::closed});
     } else {
@@ -152,34 +173,44 @@ void SerialPort::end(int error) {
 void SerialPort::wake() const noexcept { ::eventfd_write(m_wake.get(), 1); }
 
 void SerialPort::lose(int error) {
-    m_failure = error;
+    Condition before = m_condition;
+    while (before.phase != Phase::ended && !m_condition.compare_exchange_weak(before, {Phase::failing, error})) {
+    }
     wake();
 }
 
 int SerialPort::receive() {
     std::array<unsigned char, 512> bytes;
+    bool wait = false;
     bool hungUp = false;
-    std::unique_lock receiving(m_receiving);
-    while (m_error == 0) {
-        const auto got = m_transport->read(bytes);
-        receiving.unlock();
-        m_inHandler = true;
-        reportReceived(std::span(bytes).first(got.count));
-        deliver(std::span(bytes).first(got.count));
-        m_inHandler = false;
-        receiving.lock();
-        if (got.error != 0) return got.error;
-        if (m_failure != 0) return m_failure;
-        if (hungUp && got.count == 0) return EIO;
-        if (m_error != 0 || got.count == bytes.size()) continue;  // there may be more
-        const short events = m_transport->hasUnsent() ? POLLIN | POLLOUT : POLLIN;
-        std::array<pollfd, 2> entries{{{m_transport->descriptor(), events, 0}, {m_wake.get(), POLLIN, 0}}};
-        if (::poll(entries.data(), entries.size(), -1) < 0) continue;
-        hungUp = (entries[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
-        eventfd_t wakes = 0;
-        if (entries[1].revents != 0) ::eventfd_read(m_wake.get(), &wakes);
+    while (const auto got = takeBytes(bytes, wait, hungUp)) {
+        {
+            const Visit visit(*this, Place::handlers);
+            reportReceived(std::span(bytes).first(got->count));
+            deliver(std::span(bytes).first(got->count));
+        }
+        if (got->error != 0) return got->error;
+        if (const Condition now = m_condition; now.phase == Phase::failing) return now.error;
+        if (hungUp && got->count == 0) return EIO;
+        wait = got->count != bytes.size();  // otherwise there may be more
     }
     return 0;
+}
+
+std::optional<SerialTransport::Transfer> SerialPort::takeBytes(std::span<unsigned char> into, bool wait, bool& hungUp) {
+    const Visit visit(*this, Place::transport);
+    if (error() == 0 && wait) waitForBytes(hungUp);
+    if (error() != 0) return std::nullopt;
+    return m_transport->read(into);
+}
+
+void SerialPort::waitForBytes(bool& hungUp) {
+    const short events = m_transport->hasUnsent() ? POLLIN | POLLOUT : POLLIN;
+    std::array<pollfd, 2> entries{{{m_transport->descriptor(), events, 0}, {m_wake.get(), POLLIN, 0}}};
+    if (::poll(entries.data(), entries.size(), -1) < 0) return;
+    hungUp = (entries[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
+    eventfd_t wakes = 0;
+    if (entries[1].revents != 0) ::eventfd_read(m_wake.get(), &wakes);
 }
 
 void SerialPort::reportReceived(std::span<const unsigned char> bytes) {
@@ -190,7 +221,7 @@ void SerialPort::reportReceived(std::span<const unsigned char> bytes) {
 
 void SerialPort::deliver(std::span<const unsigned char> bytes) {
     for (const unsigned char byte : bytes) {
-        if (m_error != 0) return;
+        if (error() != 0) return;
         if (!m_queue.push(byte) && m_dropped++ == 0) {
             LogBoth("%s: %zu bytes wait untaken; what arrives now is dropped\n", m_name.c_str(), ReceiveQueue::limit);
         }
@@ -207,7 +238,7 @@ milliseconds SerialPort::sendingTime(std::size_t bytes) const {
 
 bool SerialPort::send(std::span<const unsigned char> bytes) {
     const std::lock_guard lock(m_sending);
-    const auto usable = [this] { return m_error == 0 && m_failure == 0; };
+    const auto usable = [this] { return m_condition.load().phase == Phase::usable; };
     if (!usable()) return false;
     const auto begin = Clock::now();
     m_grace = std::min(sendGrace, m_grace + std::chrono::floor<milliseconds>(begin - m_sentLast));
@@ -246,31 +277,31 @@ std::size_t SerialPort::sendSome(std::span<const unsigned char> bytes) {
 
 void SerialPort::setRts(bool high) {
     const std::lock_guard lock(m_sending);
-    if (m_error != 0) return;
+    if (error() != 0) return;
     drain();
-    int error = 0;
+    int failure = 0;
     {
         const std::lock_guard together(m_reporting);
-        error = m_transport->setRts(high);
-        if (error == 0) publish(RtsChange{high ? 1 : 0});
+        failure = m_transport->setRts(high);
+        if (failure == 0) publish(RtsChange{high ? 1 : 0});
         if (m_transport->hasUnsent()) wake();
     }
-    if (error == ENOTTY) {
+    if (failure == ENOTTY) {
         if (std::exchange(m_rtsMissing, true)) return;
         publish(PortTrouble{.name = m_name, .kind = PortTrouble::Kind::rtsMissing});
         LogBoth("%s has no RTS line: the console cannot be reset through it\n", m_name.c_str());
-    } else if (error != 0) {
-        lose(error);
+    } else if (failure != 0) {
+        lose(failure);
     }
 }
 
 void SerialPort::drain() {
-    const int state = m_error;
+    const int state = error();
     if (state != 0 && state != EBADF) return;  // lost
     const auto patience = m_stuck ? milliseconds(0) : sendingTime(m_transport->queued());
     const auto deadline = Clock::now() + patience + drainGrace;
     const auto unsent = [this] { return m_transport->queued() != 0 || m_transport->hasUnsent(); };
-    while (m_error == state && unsent() && Clock::now() < deadline) std::this_thread::sleep_for(step);
+    while (error() == state && unsent() && Clock::now() < deadline) std::this_thread::sleep_for(step);
 }
 
 }  // namespace cvhost

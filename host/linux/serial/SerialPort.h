@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <thread>
@@ -56,20 +57,41 @@ public:
     /// Makes the receive thread end the port's use as if the line had failed with `error`. Does not wait.
     void lose(int error);
     /// The receive thread is in a handler, for which closeAndJoin() waits.
-    bool inHandler() const noexcept { return m_inHandler; }
+    bool inHandler() const noexcept { return m_place == Place::handlers; }
 
     /// 0 while the port is usable; EBADF when it has been closed; otherwise why it was lost.
-    int error() const noexcept { return m_error; }
+    int error() const noexcept;
     void clearReceiveQueue() noexcept override { m_queue.clear(); }
-    bool nextByte(unsigned char& byte, bool take) noexcept { return m_error == 0 && m_queue.next(byte, take); }
+    bool nextByte(unsigned char& byte, bool take) noexcept { return error() == 0 && m_queue.next(byte, take); }
     /// False if not all bytes could be sent in the time they need plus one second, which calls in a row share; at once if
     /// the line still accepts no bytes.
     bool send(std::span<const unsigned char> bytes);
     void setRts(bool high);
 
 private:
+    enum class Phase {
+        usable,
+        failing,  ///< the receive thread has yet to deliver the last words
+        ended,
+    };
+    /// docs/threads.md has the diagram.
+    struct Condition {
+        Phase phase = Phase::usable;
+        int error = 0;  ///< a system's error number, EBADF for a closed port; 0 while it is usable
+    };
+    /// Where the receive thread is.
+    enum class Place {
+        outside,
+        transport,  ///< it may use the transport, which stays
+        handlers,
+    };
+    class Visit;
+
     /// Receives until the port is closed, or the line fails: the error, or 0.
     int receive();
+    /// Takes bytes from the transport, after waiting for some if `wait`. Null when the port has ended.
+    std::optional<SerialTransport::Transfer> takeBytes(std::span<unsigned char> into, bool wait, bool& hungUp);
+    void waitForBytes(bool& hungUp);
     void reportReceived(std::span<const unsigned char> bytes);
     /// Queues bytes and calls the handlers.
     void deliver(std::span<const unsigned char> bytes);
@@ -86,15 +108,14 @@ private:
 
     const std::string m_name;
     const LineSettings m_settings;
-    std::atomic<int> m_error;
-    std::atomic<int> m_failure = 0;  ///< what lose() was called with
+    std::atomic<Condition> m_condition;
+    std::atomic<Place> m_place = Place::outside;  ///< [rx]
     ReceiveQueue m_queue;
     std::size_t m_dropped = 0;                           ///< bytes that found the queue full [rx]
     FileDescriptor m_wake;                               ///< an eventfd: wakes the receive thread
-    std::mutex m_receiving;                              ///< held by the receive thread, except while it is in handlers
     std::mutex m_sending;                                ///< held for a whole call: calls follow one another
     std::mutex m_reporting;                              ///< held so that sent bytes are reported before the replies to them
-    std::unique_ptr<SerialTransport> m_transport;        ///< goes under m_receiving and m_sending, after the end
+    std::unique_ptr<SerialTransport> m_transport;        ///< goes under m_sending, after the end, without the receive thread
     bool m_stuck = false;                                ///< the last bytes could not be sent in time; under m_sending
     std::chrono::milliseconds m_grace;                   ///< how late sending may be; under m_sending
     std::chrono::steady_clock::time_point m_sentLast{};  ///< under m_sending
@@ -102,7 +123,6 @@ private:
     std::mutex m_joining;
     std::thread m_receiver;                     ///< under m_joining
     std::atomic<std::thread::id> m_receiverId;  ///< [rx]
-    std::atomic<bool> m_inHandler = false;      ///< [rx]
 };
 
 }  // namespace cvhost
