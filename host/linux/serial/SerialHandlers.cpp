@@ -2,13 +2,9 @@
 
 #include "host/core/Everlasting.h"
 #include "host/core/Failure.h"
+#include "host/linux/serial/SerialPort.h"
 
 namespace cvhost {
-namespace {
-
-thread_local const void* t_running = nullptr;  ///< the seat of the registration that this thread is in a call of
-
-}  // namespace
 
 SerialHandlers& SerialHandlers::instance() {
     static Everlasting<SerialHandlers> handlers;
@@ -88,7 +84,8 @@ void SerialHandlers::removeAndWait(const Matches& matches) {
     std::unique_lock lock(m_mutex);
     removeWhere(matches);
     const auto isInCall = [&, end = m_nextNumber.load()](const Seat& seat, State state) {
-        return state.phase() == Phase::leaving && state.number() < end && &seat != t_running && matches(seat);
+        return state.phase() == Phase::leaving && state.number() < end && matches(seat) &&
+               !seat.port.load()->isReceiveThread();
     };
     m_changed.wait(lock, [&] { return find(isInCall) == nullptr; });
 }
@@ -108,9 +105,7 @@ void SerialHandlers::run(Seat& seat, State state) {
     State expected = ready;
     State running(state.number(), Phase::running);
     if (!seat.state.compare_exchange_strong(expected, running)) return;
-    t_running = &seat;
     guarded([&] { seat.callback(seat.context); });
-    t_running = nullptr;
     if (seat.state.compare_exchange_strong(running, ready)) return;
     const std::lock_guard lock(m_mutex);
     seat.state = State{};

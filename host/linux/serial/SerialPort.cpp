@@ -148,7 +148,7 @@ void SerialPort::closeNow() {
 
 void SerialPort::closeAndJoin() {
     closeNow();
-    if (m_receiverId == std::this_thread::get_id()) return;
+    if (isReceiveThread()) return;
     const std::lock_guard lock(m_joining);
     if (m_receiver.joinable()) m_receiver.join();
 }

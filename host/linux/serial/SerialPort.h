@@ -58,6 +58,8 @@ public:
     void lose(int error);
     /// The receive thread is in a handler, for which closeAndJoin() waits.
     bool inHandler() const noexcept { return m_place == Place::handlers; }
+    /// The calling thread is the port's receive thread.
+    bool isReceiveThread() const noexcept { return m_receiverId == std::this_thread::get_id(); }
 
     /// 0 while the port is usable; EBADF when it has been closed; otherwise why it was lost.
     int error() const noexcept;
