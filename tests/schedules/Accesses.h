@@ -1,44 +1,28 @@
-// The driver's accesses to memory, each a place where another thread may go on.
+// Accesses to memory, each a place where another thread may go on.
 //
-// The driver's sources are compiled for this program with the compiler's thread instrumentation (-fsanitize=thread), which
-// calls a function before each access that may be seen by another thread. Here these functions are ours: no source is
-// changed, and no access is forgotten. An access is a scheduling point when
+// What a script is about is compiled for its program with the compiler's thread instrumentation (-fsanitize=thread), which
+// calls a function before each access that may be seen by another thread. Here these functions are ours
+// (Instrumentation.cpp): no source is changed, and no access is forgotten. Each program says which accesses are scheduling
+// points (DriverAccesses, SerialAccesses).
 //
-// - it counts a handle's object, or
-// - it touches a byte that two threads use and one of them writes, in the console object or in one of the driver's eight
-//   module-wide values. The search learns which bytes these are: when it finds new ones, it begins again. Between two such
-//   points a thread does nothing that another could see.
-//
-// Lamps that no script uses are alike: what a loop over all lamps does to one of these it does to each, and no other thread
-// has to do with them. The loop is interrupted at the others alone (`isRepetition`).
-//
-// Every access is held against what the run has given back, and no other memory may be used by two threads.
-//
-// Threads: those of a world.
+// Threads: those of a run.
 #pragma once
 
+#include <cstddef>
 #include <string>
-
-#include "console/Console.h"
-#include "host/sim/ScheduleSearch.h"
 
 namespace schedules::accesses {
 
-/// From here to `end`: the run that has just begun.
-void begin(sim::ScheduleSearch& search, Cv::Console& console);
+enum class Use { reads, writes, counts };
+enum class Manner { plain, atomic };
+
+/// Called before an access is made. Another thread may have gone on before it returns.
+void touch(const volatile void* address, std::size_t bytes, Use use, Manner manner = Manner::plain);
+/// Called at the beginning of every function.
+void enterFunction();
+
+/// The run is over: nothing is watched any more.
 void end();
-
-/// From here on no receive thread may be in the driver.
-void exited();
-/// From here on no thread may.
-void driverUnloaded();
-
-/// The running thread holds one of the host's locks. Memory outside the known fields that other threads have written
-/// belongs to this thread from now on.
-void takeOver();
-
-/// True while the running thread is busy with a lamp that is like the one before.
-bool isRepetition();
 
 /// Whether bytes were found that two threads use and that are no scheduling points yet: the search has to begin again, after
 /// `takeLearnt`.
@@ -49,7 +33,7 @@ void takeAll();
 /// For the next script.
 void forget();
 
-/// Called for an access to memory that has been given back, or a step into an unloaded driver.
+/// Called for an access to memory that has been given back, and for what else a program forbids.
 extern void (*broken)(const std::string& what);
 
 }  // namespace schedules::accesses

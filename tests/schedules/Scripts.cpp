@@ -1,10 +1,12 @@
 #include "tests/schedules/Scripts.h"
 
 #include "tests/schedules/Stage.h"
+#include "tests/support/Driver.h"
 
 namespace schedules {
 namespace {
 
+constexpr int mostThreads = 16;
 constexpr int keyCode = 5;  // of "E"
 
 /// Its monitor never answers, so that start-up is a few bytes long.
@@ -219,5 +221,14 @@ constexpr Script all[] = {
 }  // namespace
 
 std::span<const Script> scripts() { return all; }
+
+void prepare() {
+    support::fixBeyondPlayMultiplier();
+    sim::World world;
+    for (int i = 0; i < mostThreads; ++i) world.scheduler().start("idle", [] {});
+    world.scheduler().settle();
+}
+
+const char* const command = "schedules";
 
 }  // namespace schedules

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 
 #include "host/sim/ScheduleSearch.h"
 
@@ -18,5 +19,12 @@ struct Script {
 };
 
 std::span<const Script> scripts();
+/// Makes what is made once in a process and stays.
+void prepare();
+/// What of ./dev runs this program.
+extern const char* const command;
+
+/// What is called when something is not as it must be; does not return.
+extern void (*failed)(const std::string& what);
 
 }  // namespace schedules

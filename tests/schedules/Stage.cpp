@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "tests/schedules/Accesses.h"
+#include "tests/schedules/DriverAccesses.h"
 #include "tests/schedules/Memory.h"
+#include "tests/schedules/Scripts.h"
 #include "tests/support/ConsoleTestAccess.h"
 #include "tests/support/SentText.h"
 

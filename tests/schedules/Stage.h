@@ -72,7 +72,4 @@ private:
     Cv::Console* m_console = nullptr;
 };
 
-/// What is called when something is not as it must be; does not return.
-extern void (*failed)(const std::string& what);
-
 }  // namespace schedules

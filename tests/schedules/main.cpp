@@ -12,19 +12,15 @@
 #include <string_view>
 #include <vector>
 
-#include "host/sim/World.h"
 #include "tests/schedules/Accesses.h"
 #include "tests/schedules/Canary.h"
 #include "tests/schedules/Memory.h"
 #include "tests/schedules/Scripts.h"
-#include "tests/schedules/Stage.h"
-#include "tests/support/Driver.h"
 
 namespace schedules {
 namespace {
 
 constexpr int usageError = 2;
-constexpr int mostThreads = 16;
 
 const Script* s_script = nullptr;
 const sim::ScheduleSearch* s_search = nullptr;
@@ -37,8 +33,8 @@ std::string s_canary;
     if (s_search == nullptr) {
         std::printf("%s\n", what.c_str());
     } else {
-        std::printf("%s: %s\n%s  found in schedule %llu; repeat: ./dev schedules%s %s --schedule %s\n", s_script->name,
-                    what.c_str(), s_search->story().c_str(), static_cast<unsigned long long>(s_search->count()),
+        std::printf("%s: %s\n%s  found in schedule %llu; repeat: ./dev %s%s %s --schedule %s\n", s_script->name,
+                    what.c_str(), s_search->story().c_str(), static_cast<unsigned long long>(s_search->count()), command,
                     s_canary.c_str(), s_script->name, sim::textOf(s_search->turns()).c_str());
     }
     std::printf("schedules: 0 passed, 1 failed\n");
@@ -105,11 +101,12 @@ struct Request {
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: schedules [--interruptions N] [SCRIPT]...\n"
-                 "       schedules SCRIPT --schedule CHOICES\n"
+                 "usage: %s [--interruptions N] [SCRIPT]...\n"
+                 "       %s SCRIPT --schedule CHOICES\n"
                  "  --interruptions N   how often threads may be interrupted in one schedule, instead of the number below\n"
                  "  --schedule CHOICES  this schedule alone, as a failure has printed it\n"
-                 "scripts:\n");
+                 "scripts:\n",
+                 command, command);
     for (const Script& script : scripts()) {
         std::fprintf(stderr, "  %-24s %u%s\n", script.name, script.interruptions,
                      script.limit ? "; a known limit, not run" : "");
@@ -152,14 +149,9 @@ std::optional<Request> parse(int count, char** arguments) {
     return request;
 }
 
-/// What is made once in a process and stays: tables, stacks, the driver's own object.
+/// So that the first run finds the process as every later one does.
 void warmUp() {
-    support::fixBeyondPlayMultiplier();
-    {
-        sim::World world;
-        for (int i = 0; i < mostThreads; ++i) world.scheduler().start("idle", [] {});
-        world.scheduler().settle();
-    }
+    prepare();
     for (const Script& script : scripts()) {
         sim::ScheduleSearch search(0);
         search.next();
