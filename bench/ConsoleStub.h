@@ -32,8 +32,6 @@ public:
 
     /// A path or a URL, as the host opens it.
     const std::string& name() const { return m_name; }
-    /// The port on 127.0.0.1; 0 for a terminal.
-    int port() const { return m_listening ? m_listening->port() : 0; }
     /// Sends to whoever has the line open. False when it is gone.
     bool send(std::string_view bytes) const;
     /// Waits until somebody is connected; at once on a pty. Not for USB.

@@ -3,35 +3,27 @@
 // Threads: a contender waits on a thread, or in a process, of its own; the rest belongs to the measurement's thread.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench/ConsoleStub.h"
+#include "bench/Mailbox.h"
 
 namespace bench {
 
-/// Single bytes, or packets: text that ends with a blank.
-enum class Unit { byte, packet };
-
-/// Where a contender, in whatever process, leaves the time of its last arrival. In shared memory.
-struct Mailbox {
-    std::atomic<std::uint64_t> count;
-    std::atomic<std::uint64_t> at;  ///< nanoseconds of CLOCK_MONOTONIC; written before `count`
-
-    void note() noexcept;
-};
-
-std::uint64_t nowNs() noexcept;
+/// Single bytes; packets, text that ends with a blank; or keys, which are packets too, up to the host's handler behind the
+/// plug-in.
+enum class Unit { byte, packet, key };
 
 class Contender {
 public:
     Contender(std::string whose, LineKind line);
     Contender(const Contender&) = delete;
     Contender& operator=(const Contender&) = delete;
-    virtual ~Contender();
+    virtual ~Contender() = default;
 
     const std::string name;
     /// The nanoseconds from just before `bytes` are sent to their arrival. Throws when they do not arrive in 10 s.
@@ -39,22 +31,21 @@ public:
 
 protected:
     virtual void send(std::string_view bytes);
-    ConsoleStub& end() { return *m_end; }
-    Mailbox& mailbox() { return *m_mailbox; }
+    ConsoleStub& end() { return m_end; }
+    Mailbox& mailbox() { return m_mailbox; }
     int mailboxFile() const { return m_mailboxFile.get(); }
-    /// Ends the line, so that whoever waits on it returns.
-    void endLine() { m_end.reset(); }
 
 private:
     cvhost::FileDescriptor m_mailboxFile;
-    Mailbox* m_mailbox;
-    std::unique_ptr<ConsoleStub> m_end;
+    Mailbox& m_mailbox;
+    ConsoleStub m_end;
 };
 
 using Contenders = std::vector<std::unique_ptr<Contender>>;
 
-/// Everyone who can wait for `unit` on such a line, the floor first, this host second. The packets' one has the plug-in
-/// loaded: there can be one such list at a time.
+/// Everyone who can wait for `unit` on such a line, the floor first, this host second. For bytes and packets the others and
+/// the floor are done when they have them. For keys all do the same work, in a process each, and differ only in what
+/// carries the bytes. The packets' host has the plug-in loaded: there can be one such list at a time.
 Contenders contendersFor(LineKind line, Unit unit);
 /// The packets' second one alone.
 std::unique_ptr<Contender> hostKey(LineKind line);

@@ -24,11 +24,20 @@ Driver::~Driver() {
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
 }
 
-void Driver::start(ConsoleStub& end) {
-    console().init();
+void Driver::start() {
+    constexpr std::chrono::seconds limit{30};
+    const auto deadline = std::chrono::steady_clock::now() + limit;
     const auto settling = [] { return std::ranges::count(threadNames(), "ConsInit") != 0; };
-    if (!end.waitForText("K W F2 X ")) throw std::runtime_error("the console was not brought up");
-    while (settling()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    console().init();
+    while (!console().active() || settling()) {
+        if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("the console was not brought up");
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+void Driver::start(ConsoleStub& end) {
+    start();
+    if (!end.waitForText("K W F2 X ")) throw std::runtime_error("the console does not get its last commands");
 }
 
 std::string ownFolder() { return std::filesystem::canonical("/proc/self/exe").parent_path().string() + "/"; }

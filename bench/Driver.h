@@ -36,7 +36,9 @@ public:
     ~Driver();
 
     iConsoleResource& console() const { return *m_library.console(); }
-    /// init(), and until start-up has sent its last command. Throws when it does not get there.
+    /// init(), and until start-up has sent its last command. Throws when it does not get there in 30 s.
+    void start();
+    /// Also until `end` has received it.
     void start(ConsoleStub& end);
     /// Has `handler` run for `code`.
     void handle(int code, ConsoleHandler& handler) { m_table.set(code, &handler); }

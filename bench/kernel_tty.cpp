@@ -22,6 +22,7 @@ int main(int count, char** arguments) {
             {"release", kernel_test::readLine("/proc/sys/kernel/osrelease")},
             {"tty byte", bench::measureByTurns(LineKind::usb, Unit::byte, rounds, samples)},
             {"tty packet", bench::measureByTurns(LineKind::usb, Unit::packet, rounds, samples)},
+            {"tty key", bench::measureByTurns(LineKind::usb, Unit::key, rounds, samples)},
             {"timer byte", bench::measureByTurns(LineKind::usbWithTimer, Unit::byte, rounds, samples)},
             {"map", bench::measureMapByTurns(rounds, samples)}};
         std::printf("%s\n", results.dump().c_str());

@@ -1,4 +1,4 @@
-"""The contender pyserial: pyserial_reader.py URL byte|packet MAILBOX_DESCRIPTOR"""
+"""The contender pyserial: pyserial_reader.py byte|packet URL MAILBOX_DESCRIPTOR"""
 import mmap
 import struct
 import sys
@@ -6,7 +6,7 @@ import time
 
 import serial
 
-url, unit, descriptor = sys.argv[1], sys.argv[2], int(sys.argv[3])
+unit, url, descriptor = sys.argv[1], sys.argv[2], int(sys.argv[3])
 mailbox = mmap.mmap(descriptor, 16)
 port = serial.serial_for_url(url, 9600, timeout=None)
 read = (lambda: port.read(1)) if unit == "byte" else (lambda: port.read_until(b" "))

@@ -7,6 +7,10 @@ LEFT, RIGHT, TOP, BOTTOM = 70, 170, 40, 50
 COLOURS = ["#444444", "#c0392b", "#2471a3", "#229954", "#b9770e", "#7d3c98"]
 
 
+def colour(row):
+    return COLOURS[row] if row < len(COLOURS) else f"hsl({row * 137 % 360}, 70%, 40%)"
+
+
 class Plot:
     """One chart: its frame first, whatever is drawn in it after."""
 
@@ -47,7 +51,7 @@ class Plot:
 
     def legend(self, names):
         for row, name in enumerate(names):
-            self.box(WIDTH - RIGHT + 16, TOP + 20 * row, 12, 12, COLOURS[row])
+            self.box(WIDTH - RIGHT + 16, TOP + 20 * row, 12, 12, colour(row))
             self.text(WIDTH - RIGHT + 34, TOP + 20 * row + 11, name)
 
     def save(self, path):
@@ -71,11 +75,11 @@ def rounded_up(value):
 def latency(name, contenders, to):
     high = rounded_up(max(one["percentiles"][90] for one in contenders) / 1000)
     line, unit = name.split()
-    plot = Plot(f"{'One byte' if unit == 'byte' else 'One key'} on {line}: sent until heard", "percentile", "microseconds",
-                (0, 99), (0, high))
+    what = {"byte": "One byte", "packet": "One key", "key": "One key, same plug-in,"}[unit]
+    plot = Plot(f"{what} on {line}: sent until heard", "percentile", "microseconds", (0, 99), (0, high))
     plot.grid(ticks(high), [(percent, str(percent)) for percent in (0, 25, 50, 75, 90, 99)])
-    for who, colour in zip(contenders, COLOURS):
-        plot.line([(percent, ns / 1000) for percent, ns in enumerate(who["percentiles"])], colour)
+    for row, who in enumerate(contenders):
+        plot.line([(percent, ns / 1000) for percent, ns in enumerate(who["percentiles"])], colour(row))
     plot.legend([who["name"] for who in contenders])
     plot.save(to / f"latency-{line}-{unit}.svg")
 
