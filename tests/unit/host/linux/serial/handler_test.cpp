@@ -12,80 +12,17 @@
 #include "host/core/Failure.h"
 #include "host/core/Serial.h"
 #include "host/linux/serial/SerialPorts.h"
-#include "tests/unit/host/linux/serial/SerialRig.h"
+#include "tests/unit/host/linux/serial/HandlerRig.h"
 
 namespace {
 
 using namespace serialtest;
-
-/// A handler with a body of its own.
-struct Handler {
-    std::function<void()> body{};
-    Watched watched{};
-    int entered = 0;
-    int returned = 0;
-
-    /// Also waits for a call that has removed its own registration.
-    ~Handler() { drop(); }
-
-    static bool callback(void* self) {
-        auto& handler = *static_cast<Handler*>(self);
-        handler.watched.change([&] { ++handler.entered; });
-        if (handler.body) handler.body();
-        handler.watched.change([&] { ++handler.returned; });
-        return true;
-    }
-    bool listen(const Pty& pty) { return commsRegisterHandler(callback, pty.name(), 1, true, this); }
-    void drop() { commsDeregisterHandler(callback, this); }
-    bool waitEntered(int count) {
-        return watched.wait([&] { return entered >= count; });
-    }
-    bool waitReturned(int count) {
-        return watched.wait([&] { return returned >= count; });
-    }
-    int calls() {
-        return watched.look([&] { return entered; });
-    }
-};
 
 /// The next opening lets a closed port go, with its thread. The last ones of a run are let go here.
 class ClosedPorts final : public testing::Environment {
     void TearDown() override { cvhost::releaseClosedPorts(); }
 };
 const testing::Environment* const s_closedPorts = testing::AddGlobalTestEnvironment(new ClosedPorts);
-
-class Handlers : public testing::Test {
-protected:
-    Handlers() : port(open(pty.name())) {}
-    ~Handlers() override { comms_port_close(port); }
-
-    /// Sends two bytes more; returns when every handler has been called for all but the last of them.
-    void settle() {
-        Handler last;
-        ASSERT_TRUE(last.listen(pty));
-        pty.send("..");
-        ASSERT_TRUE(last.waitReturned(2));
-        last.drop();
-    }
-
-    Pty pty;
-    Cv::Ptr<CommsPort> port;
-};
-
-/// A gate that a handler waits at.
-class Gate {
-public:
-    void open() {
-        m_watched.change([&] { m_open = true; });
-    }
-    void pass() {
-        EXPECT_TRUE(m_watched.wait([&] { return m_open; }));
-    }
-
-private:
-    Watched m_watched;
-    bool m_open = false;
-};
 
 TEST_F(Handlers, Register_UnknownPortOrOtherCalls_IsFalse) {
     Handler handler;
@@ -187,140 +124,6 @@ TEST_F(Handlers, DropSerialHandlers_WaitsForARunningCall) {
 }
 TEST_F(Handlers, Close_WaitsForARunningCall) {
     expectWaitsForRunningCall(pty, [&](Handler&) { comms_port_close(port); });
-}
-
-/// A handler whose first call waits until a gate opens. Whoever opens the gate only later must not wait for the call.
-struct HeldHandler : Handler {
-    HeldHandler() {
-        body = [this] {
-            if (std::exchange(m_first, false)) gate.pass();
-        };
-    }
-    Gate gate;
-
-private:
-    bool m_first = true;  // [rx]; the second receive thread calls when the first has returned
-};
-
-TEST_F(Handlers, OpenSameName_WhileACallRuns_DoesNotWait) {
-    HeldHandler handler;
-    ASSERT_TRUE(handler.listen(pty));
-    pty.send("ab");
-    ASSERT_TRUE(handler.waitEntered(1));
-    const auto first = std::exchange(port, open(pty.name()));
-    EXPECT_EQ(comms_geterr(port), 0);
-    EXPECT_NE(comms_geterr(first), 0);
-    handler.gate.open();
-    ASSERT_TRUE(handler.waitReturned(1));
-    settle();
-    EXPECT_EQ(handler.calls(), 1) << "the registration has gone with the first port";
-}
-
-TEST_F(Handlers, OpenAndRegisterAgain_WhileACallRuns_NextCallComesWhenItHasReturned) {
-    HeldHandler handler;
-    ASSERT_TRUE(handler.listen(pty));
-    pty.send("a");
-    ASSERT_TRUE(handler.waitEntered(1));
-    for (int round = 0; round < 3; ++round) port = open(pty.name());
-    ASSERT_TRUE(handler.listen(pty));
-    Recorder events;
-    pty.send("b");
-    ASSERT_TRUE(events.waitFor("rx b"));
-    EXPECT_EQ(handler.calls(), 1);
-    handler.gate.open();
-    EXPECT_TRUE(handler.waitReturned(2));
-    EXPECT_EQ(handler.calls(), 2);
-}
-
-TEST_F(Handlers, Register_WhileACallRuns_DoesNotWait) {
-    HeldHandler handler;
-    ASSERT_TRUE(handler.listen(pty));
-    pty.send("ab");
-    ASSERT_TRUE(handler.waitEntered(1));
-    ASSERT_TRUE(handler.listen(pty));
-    EXPECT_EQ(handler.calls(), 1);
-    handler.gate.open();
-    EXPECT_TRUE(handler.waitReturned(2));
-}
-
-TEST_F(Handlers, Close_WhileItsCallWaitsBehindThatOfAnotherPort_DoesNotWait) {
-    HeldHandler handler;
-    ASSERT_TRUE(handler.listen(pty));
-    pty.send("a");
-    ASSERT_TRUE(handler.waitEntered(1));
-    const Pty another;
-    const auto second = open(another.name());
-    ASSERT_TRUE(handler.listen(another));
-    Recorder events;
-    another.send("b");
-    ASSERT_TRUE(events.waitFor("rx b"));
-    comms_port_close(second);
-    EXPECT_EQ(handler.calls(), 1);
-    handler.gate.open();
-    ASSERT_TRUE(handler.waitReturned(1));
-    settle();
-    EXPECT_EQ(handler.calls(), 1) << "the registration was the closed port's";
-}
-
-// Each pair is registered with one port and the other while both receive, by two threads.
-TEST_F(Handlers, MovedBetweenPorts_WhileBytesArrive_IsNeverInTwoCallsNorCalledAfterItsEnd) {
-    const Pty another;
-    const auto second = open(another.name());
-    struct Moved {
-        std::atomic<int> inside = 0;
-        std::atomic<bool> registered = false;
-        std::atomic<int> calls = 0;
-
-        static bool callback(void* self) {
-            auto& moved = *static_cast<Moved*>(self);
-            EXPECT_EQ(moved.inside++, 0);
-            EXPECT_TRUE(moved.registered);
-            ++moved.calls;
-            EXPECT_EQ(moved.inside--, 1);
-            return true;
-        }
-    };
-    std::atomic<bool> done = false;
-    std::thread sending([&] {
-        while (!done) {
-            pty.send("a");
-            another.send("b");
-            port->clearReceiveQueue();
-            second->clearReceiveQueue();
-        }
-    });
-    const auto move = [&] {
-        Moved moved;
-        for (int round = 0; moved.calls < 300; ++round) {
-            moved.registered = true;
-            EXPECT_TRUE(commsRegisterHandler(Moved::callback, (round % 2 == 0 ? pty : another).name(), 1, true, &moved));
-            const int before = moved.calls;
-            while (round % 4 < 2 && moved.calls == before) std::this_thread::yield();
-            if (round % 3 == 0) continue;
-            commsDeregisterHandler(Moved::callback, &moved);
-            moved.registered = false;
-        }
-        commsDeregisterHandler(Moved::callback, &moved);
-    };
-    std::thread other(move);
-    move();
-    other.join();
-    done = true;
-    sending.join();
-    comms_port_close(second);
-}
-
-TEST_F(Handlers, Deregister_AfterAReplacement_WaitsForTheEarlierCall) {
-    HeldHandler handler;
-    ASSERT_TRUE(handler.listen(pty));
-    pty.send("a");
-    ASSERT_TRUE(handler.waitEntered(1));
-    port = open(pty.name());
-    ASSERT_TRUE(handler.listen(pty));
-    std::thread opening([&] { handler.gate.open(); });
-    handler.drop();
-    EXPECT_EQ(handler.watched.look([&] { return handler.entered - handler.returned; }), 0);
-    opening.join();
 }
 
 // As a console does whose key handler switches it off while it starts: the call waits for a thread that opens and registers.
