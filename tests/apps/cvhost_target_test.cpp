@@ -1,10 +1,14 @@
 // A console that works programs through a map: a real mpv that runs by itself, and a program that speaks OSC.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
+#include <fstream>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/apps/MapWords.h"
@@ -17,6 +21,7 @@ namespace {
 
 using namespace std::string_literals;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr int frames = 1000;
 
@@ -75,10 +80,40 @@ protected:
         return packet;
     }
 
+    /// The same map for a program on that host.
+    std::string at(const std::string& host) const { return "host = '" + host + "'\n" + map(); }
+
     const std::string hello = "/hi\0,\0\0\0"s;
 
     OscProgram m_program;
 };
+
+/// Waits, as long as a generous limit, until standard error has the text.
+void waitForError(Process& host, const std::string& text) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (host.errors().find(text) == std::string::npos) {
+        ASSERT_LT(std::chrono::steady_clock::now(), limit) << host.errors();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+#ifdef RESOLVER_LIBRARY
+/// The program's host has a name, and the name server answers when the test has it answer.
+class NamedOscMap : public OscMap {
+protected:
+    NamedOscMap() { EXPECT_EQ(::mkfifo(m_pipe.c_str(), 0600), 0); }
+
+    Process::Setup run() const {
+        Process::Setup setup = OscMap::run(at("studio"));
+        setup.environment.insert({{"LD_PRELOAD", RESOLVER_LIBRARY}, {"RESOLVER_PIPE", m_pipe}});
+        return setup;
+    }
+    /// Waits until the name is asked for.
+    void answer(const std::string& word) const { std::ofstream(m_pipe) << word; }
+
+    const std::string m_pipe = m_folder.path() / "resolver";
+};
+#endif
 
 }  // namespace
 
@@ -228,10 +263,47 @@ TEST_F(OscMap, End_KeyHeld_IsReleased) {
     EXPECT_EQ(host.wait(), 0) << host.errors();
 }
 
-TEST_F(OscMap, Run_HostUnknown_EndsWithTheReason) {
-    Process host(run("target = 'osc'\nport = 1\nhost = 'a..b'\n"));
-    EXPECT_EQ(host.wait(), 1);
-    EXPECT_THAT(host.errors(), HasSubstr("cannot find the host \"a..b\""));
+TEST_F(OscMap, Run_HostUnknown_SaysSoAndGoesOn) {
+    Process host(run(at("a..b")));
+    waitUntilStarted(host);
+    waitForError(host, "cannot find the host \"a..b\"");
+    tap('E');
+    waitFor(host, {{"event", "key"}, {"code", 5}});
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
 }
+
+#ifdef RESOLVER_LIBRARY
+TEST_F(NamedOscMap, Run_NameServerSilent_NothingWaitsForIt) {
+    Process host(run());
+    waitUntilStarted(host);
+    tap('E');
+    waitFor(host, {{"event", "key"}, {"code", 5}});
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 0) << host.errors();
+    EXPECT_THAT(host.errors(), Not(HasSubstr("studio")));
+}
+
+TEST_F(NamedOscMap, Run_NameServerAnswersLate_ProgramIsWorked) {
+    Process host(run());
+    waitUntilStarted(host);
+    answer("n");
+    waitForError(host, "cannot find the host \"studio\": Name or service not known; cvhost tries again.\n");
+    answer("y");
+    waitUntilHello();
+    tap('E');
+    EXPECT_EQ(next(), "/undo\0\0\0,i\0\0\0\0\0\2"s);
+}
+
+TEST_F(NamedOscMap, MapCommands_NameServerSilent_NothingWaitsForIt) {
+    const std::string file = m_folder.write("map.toml", at("studio"));
+    for (const char* command : {"check", "show"}) {
+        Process::Setup setup = run();
+        setup.command = {CVHOST_PROGRAM, "map", command, file};
+        Process process(setup);
+        EXPECT_EQ(process.wait(), 0) << process.errors();
+    }
+}
+#endif
 
 }  // namespace apps_test

@@ -74,6 +74,8 @@ public:
     std::optional<Legends> takeLegends();
     /// Why the target has ended; empty while it works.
     std::optional<std::string> failure() const { return m_target ? m_target->failure() : std::nullopt; }
+    /// Why the target cannot reach its application now; it tries again by itself.
+    std::optional<std::string> trouble() const { return m_target ? m_target->trouble() : std::nullopt; }
     /// Releases everything and ends the target. Later events do nothing.
     void end();
 

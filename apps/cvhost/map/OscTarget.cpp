@@ -1,6 +1,5 @@
 #include "apps/cvhost/map/OscTarget.h"
 
-#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -16,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "apps/cvhost/map/HostLookup.h"
 #include "apps/cvhost/map/OscFormat.h"
 #include "apps/cvhost/transport/Playhead.h"
 #include "host/core/Failure.h"
@@ -28,13 +28,11 @@ using Clock = std::chrono::steady_clock;
 constexpr int mostTaps = 100;  ///< in one turn
 /// A program that says nothing for so long is greeted again: it may be a new one.
 constexpr std::chrono::seconds longestQuiet{5};
+/// A host that has not been found is looked up again after this time.
+constexpr std::chrono::seconds retryDelay{1};
 constexpr std::string_view portArgument = "{port}";
 
 std::string reasonOf(int error) { return std::generic_category().message(error); }
-
-struct FreeAddresses {
-    void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
-};
 
 /// The message with this argument after its own.
 OscMessage with(const OscMessage& message, OscMessage::Argument argument) {
@@ -73,9 +71,8 @@ OscTarget::OscTarget(Application application, std::function<void()> changed)
     : m_application(std::move(application)),
       m_changed(std::move(changed)),
       m_end(owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {
-    findProgram();
-    openSocket();
-    m_thread = std::thread([this] { guarded([this] { listen(); }); });
+    if (const auto host = addressIn(m_application.host)) reach(*host);
+    m_thread = std::thread([this] { guarded([this] { work(); }); });
 }
 
 OscTarget::~OscTarget() {
@@ -83,17 +80,54 @@ OscTarget::~OscTarget() {
     if (::write(m_end.get(), &one, sizeof one) == sizeof one) m_thread.join();
 }
 
-void OscTarget::findProgram() {
-    // Programs with OSC listen on IPv4.
-    addrinfo wanted{};
-    wanted.ai_flags = AI_NUMERICSERV;
-    wanted.ai_family = AF_INET;
-    wanted.ai_socktype = SOCK_DGRAM;
-    addrinfo* found = nullptr;
-    const int error = ::getaddrinfo(m_application.host.c_str(), std::to_string(m_application.port).c_str(), &wanted, &found);
-    const std::unique_ptr<addrinfo, FreeAddresses> addresses(found);
-    if (error != 0) throw TargetFailure("cannot find the host \"" + m_application.host + "\": " + ::gai_strerror(error));
-    std::memcpy(&m_program, addresses->ai_addr, sizeof m_program);
+void OscTarget::work() {
+    while (!m_reached) {
+        if (!lookUp()) return;
+    }
+    listen();
+}
+
+/// False: the target ends. The lookup may then still wait for its answer.
+bool OscTarget::lookUp() {
+    try {
+        const HostLookup lookup(m_application.host);
+        if (!waitFor(lookup.descriptor(), std::chrono::milliseconds(-1))) return false;
+        reach(lookup.address());
+        setTrouble(std::nullopt);
+        return true;
+    } catch (const std::runtime_error& failure) {
+        setTrouble(failure.what());
+    }
+    return waitFor(-1, retryDelay);
+}
+
+/// Waits until `descriptor` is readable, or so long; -1 is none and for ever. False: the target ends.
+bool OscTarget::waitFor(int descriptor, std::chrono::milliseconds limit) const {
+    std::array<pollfd, 2> waited{pollfd{m_end.get(), POLLIN, 0}, pollfd{descriptor, POLLIN, 0}};
+    ::poll(waited.data(), waited.size(), static_cast<int>(limit.count()));
+    return waited[0].revents == 0;
+}
+
+void OscTarget::reach(in_addr host) {
+    m_program.sin_family = AF_INET;
+    m_program.sin_port = htons(static_cast<std::uint16_t>(m_application.port));
+    m_program.sin_addr = host;
+    openSocket();
+    m_reached = true;
+}
+
+void OscTarget::setTrouble(std::optional<std::string> trouble) {
+    {
+        const std::lock_guard lock(m_mutex);
+        std::swap(m_trouble, trouble);
+        if (m_trouble == trouble) return;
+    }
+    m_changed();
+}
+
+std::optional<std::string> OscTarget::trouble() const {
+    const std::lock_guard lock(m_mutex);
+    return m_trouble;
 }
 
 void OscTarget::openSocket() {
@@ -106,6 +140,7 @@ void OscTarget::openSocket() {
 }
 
 void OscTarget::take(const Action& action) {
+    if (!m_reached) return;
     switch (action.kind) {
         case Action::Kind::press:
             return press(action.hold, action.stroke);

@@ -1,7 +1,9 @@
 // What a map works in an application.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
+#include <string>
 
 #include "apps/cvhost/map/Action.h"
 
@@ -22,6 +24,9 @@ public:
 
     /// The lamps that the application's state lights. Any thread.
     virtual Lamps lamps() const { return {}; }
+    /// Why the application cannot be reached now: a sentence without a full stop. The target tries again by itself. Any
+    /// thread.
+    virtual std::optional<std::string> trouble() const { return std::nullopt; }
 };
 
 }  // namespace cvhost::map

@@ -43,6 +43,11 @@ Lamps TargetThread::lamps() const {
     return m_target ? m_target->lamps() : Lamps();
 }
 
+std::optional<std::string> TargetThread::trouble() const {
+    const std::lock_guard lock(m_mutex);
+    return m_target ? m_target->trouble() : std::nullopt;
+}
+
 void TargetThread::work() {
     try {
         takeAll();

@@ -26,8 +26,10 @@ public:
     void send(const Action& action);
     /// Why the target has ended; empty while it works.
     std::optional<std::string> failure() const;
-    /// See Target.
+    // See Target.
+
     Lamps lamps() const;
+    std::optional<std::string> trouble() const;
 
 private:
     void work();

@@ -71,7 +71,7 @@ std::unique_ptr<map::Target> Work::makeTarget(const map::Application& applicatio
 std::string Work::status() const {
     if (!m_map) return {};
     const std::string map = "map " + m_map->file().name;
-    return m_waiting ? "waiting for the target of " + map : map;
+    return m_waiting || m_mapTrouble ? "waiting for the target of " + map : map;
 }
 
 PlayheadChange Work::playhead() { return playheadOf(m_deck->view()); }
@@ -95,6 +95,7 @@ bool Work::followMap(iConsoleResource& console, web::PageState* page) {
     if (!m_map) return false;
     m_map->showLamps(console, m_transport->lampsLent());
     if (m_mpv != nullptr) tellMpv();
+    tellTrouble();
     const auto legends = page != nullptr ? m_map->takeLegends() : std::nullopt;
     if (legends) page->setLegends(legends->layer, legends->keys);
     if (Clock::now() < m_nextMapRefresh) return false;
@@ -112,6 +113,7 @@ bool Work::readMapAgain() {
     if (news.changed) m_stage.say("map", m_map->file().path + " has been read again");
     for (const std::string& problem : news.problems) m_stage.complain(problem);
     if (!news.problems.empty()) m_stage.complain("the map stays as it was");
+    if (news.changed || !news.problems.empty()) m_mapTrouble.reset();  // the target may be another one
     return news.changed;
 }
 
@@ -119,6 +121,13 @@ void Work::tellMpv() {
     const bool there = m_mpv->connected();
     if (std::exchange(m_mpvThere, there) == there) return;
     m_stage.say("map", there ? "mpv is there" : "waiting for mpv");
+}
+
+void Work::tellTrouble() {
+    const auto trouble = m_map->trouble();
+    if (std::exchange(m_mapTrouble, trouble) == trouble) return;
+    if (trouble) return m_stage.complain(*trouble + "; cvhost tries again");
+    m_stage.say("map", "the map's target is there");
 }
 
 void Work::end() {

@@ -60,6 +60,7 @@ private:
     void setDeck(std::unique_ptr<map::MpvLink> mpv);
     std::unique_ptr<map::Target> makeTarget(const map::Application& application);
     void tellMpv();
+    void tellTrouble();
     bool readMapAgain();
 
     const Options& m_options;
@@ -72,6 +73,7 @@ private:
     std::optional<map::Mapping> m_map;
     std::optional<bool> m_mpvThere;
     std::optional<std::string> m_mapFailure;  ///< as it was said
+    std::optional<std::string> m_mapTrouble;  ///< as it was said
     bool m_waiting = false;                   ///< for the map's target
     Clock::time_point m_nextMapRefresh{};
 };

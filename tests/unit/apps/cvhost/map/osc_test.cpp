@@ -185,7 +185,7 @@ TEST_F(OscTargetTest, Hello_WithThePort_IsSentFirstAndNamesOurs) {
     EXPECT_EQ(hello, "/hi\0,ii\0\0\0\0\0\0\0"s + static_cast<char>(port >> 8) + static_cast<char>(port & 255));
 }
 
-TEST_F(OscTargetTest, Construct_PortInUseOrHostUnknown_SaysSo) {
+TEST_F(OscTargetTest, Construct_PortInUse_SaysSo) {
     Application taken = m_application;
     taken.listen = m_program.port();
     try {
@@ -194,7 +194,4 @@ TEST_F(OscTargetTest, Construct_PortInUseOrHostUnknown_SaysSo) {
     } catch (const TargetFailure& failure) {
         EXPECT_EQ(failure.what(), "cannot listen on UDP port " + std::to_string(taken.listen) + ": Address already in use");
     }
-    Application unknown = m_application;
-    unknown.host = "a..b";
-    EXPECT_THROW(OscTarget(unknown, [] {}), TargetFailure);
 }
