@@ -122,57 +122,80 @@ void Recorder::removeFile() const {
 }
 
 void Recorder::take(const cvhost::PortOpening& opening) {
-    add({.kind = Event::Kind::opening, .port = std::string(opening.name), .line = opening.settings});
+    Event& event = next(Event::Kind::opening);
+    event.port = opening.name;
+    event.line = opening.settings;
+    add();
 }
 
 void Recorder::take(const cvhost::PortChange& port) {
-    const auto kind = port.state == cvhost::PortState::open     ? Event::Kind::open
-                      : port.state == cvhost::PortState::closed ? Event::Kind::closed
-                                                                : Event::Kind::lost;
-    add({.kind = kind, .port = std::string(port.name)});
+    next(port.state == cvhost::PortState::open     ? Event::Kind::open
+         : port.state == cvhost::PortState::closed ? Event::Kind::closed
+                                                   : Event::Kind::lost)
+        .port = port.name;
+    add();
 }
 
 void Recorder::take(const cvhost::PortTrouble& trouble) {
-    add({.kind = Event::Kind::trouble, .port = std::string(trouble.name), .text = describe(trouble)});
+    Event& event = next(Event::Kind::trouble);
+    event.port = trouble.name;
+    event.text = describe(trouble);
+    add();
 }
 
-void Recorder::take(const cvhost::KeyQueued& key) { add({.kind = Event::Kind::key, .number = key.code}); }
+void Recorder::take(const cvhost::KeyQueued& key) {
+    next(Event::Kind::key).number = key.code;
+    add();
+}
 
 void Recorder::take(const cvhost::LineBytes& line) {
-    add({.kind = line.direction == cvhost::Direction::transmit ? Event::Kind::tx : Event::Kind::rx,
-         .text = {line.bytes.begin(), line.bytes.end()}});
+    next(line.direction == cvhost::Direction::transmit ? Event::Kind::tx : Event::Kind::rx)
+        .text.assign(line.bytes.begin(), line.bytes.end());
+    add();
 }
 
 void Recorder::take(const cvhost::AddedBytes& added) {
-    add({.kind = Event::Kind::added, .text = {added.bytes.begin(), added.bytes.end()}});
+    next(Event::Kind::added).text.assign(added.bytes.begin(), added.bytes.end());
+    add();
 }
 
-void Recorder::take(const cvhost::RtsChange& rts) { add({.kind = Event::Kind::rts, .number = rts.level}); }
+void Recorder::take(const cvhost::RtsChange& rts) {
+    next(Event::Kind::rts).number = rts.level;
+    add();
+}
 
 void Recorder::take(const cvhost::ConsoleCall& call) {
-    add({.kind = Event::Kind::call,
-         .text = std::string(call.name),
-         .arguments = {call.arguments.begin(), call.arguments.end()}});
+    Event& event = next(Event::Kind::call);
+    event.text = call.name;
+    event.arguments.assign(call.arguments.begin(), call.arguments.end());
+    add();
 }
 
 void Recorder::take(const cvhost::Circumstance& circumstance) {
     using enum cvhost::Circumstance::Kind;
-    const auto kind = circumstance.kind == setting      ? Event::Kind::setting
-                      : circumstance.kind == preference ? Event::Kind::preference
-                                                        : Event::Kind::map;
-    writeNow({.kind = kind,
-              .name = std::string(circumstance.name.substr(0, longestText)),
-              .text = std::string(circumstance.text.substr(0, longestText))});
+    Event& event = next(circumstance.kind == setting      ? Event::Kind::setting
+                        : circumstance.kind == preference ? Event::Kind::preference
+                                                          : Event::Kind::map);
+    event.name = circumstance.name.substr(0, longestText);
+    event.text = circumstance.text.substr(0, longestText);
+    writeNow();
 }
 
-void Recorder::add(Event event) {
+Event& Recorder::next(Event::Kind kind) {
+    m_event.kind = kind;
+    return m_event;
+}
+
+void Recorder::add() {
     m_empty = false;
-    writeNow(std::move(event));
+    writeNow();
 }
 
-void Recorder::writeNow(Event event) {
-    event.at = std::chrono::floor<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_start);
-    write(lineFor(event));
+void Recorder::writeNow() {
+    m_event.at = std::chrono::floor<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_start);
+    m_line.clear();
+    appendLine(m_line, m_event);
+    write(m_line);
 }
 
 void Recorder::write(std::string_view line) {

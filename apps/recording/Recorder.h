@@ -1,5 +1,6 @@
 // Writes a recording while it happens. Each line goes to the file whole and at once, so that it can be read even after the
-// program was killed. It writes to no file that exists already, except a pipe.
+// program was killed. It writes to no file that exists already, except a pipe. What passes on the line, keys and calls need
+// memory only to be longer than all before.
 //
 // Threads: any, one event at a time, as a sink is called; error() at any time.
 #pragma once
@@ -46,9 +47,11 @@ public:
     void take(const cvhost::Circumstance& circumstance);
 
 private:
-    /// Writes the event with the present time.
-    void add(Event event);
-    void writeNow(Event event);
+    /// The event to fill in: what other kinds hold is left as it was.
+    Event& next(Event::Kind kind);
+    /// Writes it with the present time.
+    void add();
+    void writeNow();
     void write(std::string_view line);
     void removeFile() const;
 
@@ -57,6 +60,8 @@ private:
     bool m_made = false;  ///< by this recorder
     bool m_empty = true;  ///< no event has come
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    Event m_event;       ///< the last one, and the next; its texts keep their memory
+    std::string m_line;  ///< of it
     std::atomic<int> m_error = 0;
 };
 

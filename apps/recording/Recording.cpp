@@ -1,6 +1,8 @@
 #include "apps/recording/Recording.h"
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
@@ -55,21 +57,6 @@ std::optional<Kind> whatOf(std::string_view name) {
     return std::nullopt;
 }
 
-/// Each byte as the character with its number.
-std::string textOfBytes(std::string_view bytes) {
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            text += c;
-        } else {
-            text += static_cast<char>(0xC0 | byte >> 6);
-            text += static_cast<char>(0x80 | (byte & 0x3F));
-        }
-    }
-    return text;
-}
-
 /// Empty if a character is not a byte.
 std::optional<std::string> bytesOfText(const std::string& text) {
     std::string bytes;
@@ -86,28 +73,66 @@ std::optional<std::string> bytesOfText(const std::string& text) {
     return bytes;
 }
 
-/// A line, built as text: the destructor of a JSON tree allocates, and aborts when memory is short.
+/// In a JSON text, all but ASCII escaped.
+void appendEscaped(std::string& text, unsigned char character) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr std::string_view escaped = "\"\\\b\f\n\r\t";
+    constexpr std::string_view letters = "\"\\bfnrt";
+    const std::size_t letter = escaped.find(static_cast<char>(character));
+    if (letter != escaped.npos) {
+        (text += '\\') += letters[letter];
+    } else if (character >= 0x20 && character < 0x7F) {
+        text += static_cast<char>(character);
+    } else {
+        ((text += "\\u00") += digits[character >> 4]) += digits[character & 15];
+    }
+}
+
+/// Appends a line. The destructor of a JSON tree allocates, and aborts when memory is short.
 class Writer {
 public:
-    /// `leaf`: a value that holds no others.
-    void add(std::string_view name, const Json& leaf) {
-        addText(name, leaf.dump(-1, ' ', true, Json::error_handler_t::replace));
+    explicit Writer(std::string& text) : m_text(text) {}
+
+    void add(std::string_view name, std::int64_t number) {
+        addName(name);
+        addNumber(number);
+    }
+    void add(std::string_view name, std::string_view text) {
+        if (std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
+            return addBytes(name, text);
+        addName(name);
+        m_text += Json(std::string(text)).dump(-1, ' ', true, Json::error_handler_t::replace);
+    }
+    /// Each byte as the character with its number.
+    void addBytes(std::string_view name, std::string_view bytes) {
+        addName(name);
+        m_text += '"';
+        for (const char byte : bytes) appendEscaped(m_text, static_cast<unsigned char>(byte));
+        m_text += '"';
     }
     void add(std::string_view name, const std::vector<int>& numbers) {
-        std::string list;
-        for (const int number : numbers) list += (list.empty() ? "" : ",") + std::to_string(number);
-        addText(name, '[' + list + ']');
+        addName(name);
+        char mark = '[';
+        for (const int number : numbers) {
+            m_text += std::exchange(mark, ',');
+            addNumber(number);
+        }
+        m_text += numbers.empty() ? "[]" : "]";
     }
-    std::string line() const { return m_text + "}\n"; }
+    void end() { m_text += "}\n"; }
 
 private:
-    void addText(std::string_view name, const std::string& value) {
-        m_text += m_text.empty() ? "{\"" : ",\"";
-        m_text += name;
-        m_text += "\":" + value;
+    void addName(std::string_view name) {
+        ((m_text += std::exchange(m_mark, ',')) += '"') += name;
+        m_text += "\":";
+    }
+    void addNumber(std::int64_t number) {
+        std::array<char, 24> digits{};
+        m_text.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
     }
 
-    std::string m_text;
+    std::string& m_text;
+    char m_mark = '{';
 };
 
 void addMembers(const Event& event, Writer& line) {
@@ -116,7 +141,7 @@ void addMembers(const Event& event, Writer& line) {
             line.add("port", event.port);
             line.add("baud", event.line.baud);
             line.add("data_bits", event.line.dataBits);
-            line.add("parity", std::string(1, event.line.parity));
+            line.add("parity", std::string_view(&event.line.parity, 1));
             line.add("stop_bits", event.line.stopBits);
             break;
         case Kind::open:
@@ -131,7 +156,7 @@ void addMembers(const Event& event, Writer& line) {
         case Kind::tx:
         case Kind::rx:
         case Kind::added:
-            line.add("bytes", textOfBytes(event.text));
+            line.addBytes("bytes", event.text);
             break;
         case Kind::rts:
             line.add("level", event.number);
@@ -328,11 +353,17 @@ Recording read(std::string_view text) {
 Recording readFile(const std::string& path) { return read(textOf(path)); }
 
 std::string lineFor(const Event& event) {
-    Writer line;
+    std::string text;
+    appendLine(text, event);
+    return text;
+}
+
+void appendLine(std::string& text, const Event& event) {
+    Writer line(text);
     line.add("t", event.at.count());
     line.add("event", nameOf(event.kind));
     addMembers(event, line);
-    return line.line();
+    line.end();
 }
 
 std::string headerLine(const std::string& program, std::chrono::system_clock::time_point started) {
@@ -340,12 +371,14 @@ std::string headerLine(const std::string& program, std::chrono::system_clock::ti
     std::tm utc{};
     std::array<char, 32> time{};
     if (::gmtime_r(&seconds, &utc) != nullptr) std::strftime(time.data(), time.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-    Writer line;
+    std::string text;
+    Writer line(text);
     line.add("format", formatName);
     line.add("version", formatVersion);
     line.add("program", program);
     line.add("started", time.data());
-    return line.line();
+    line.end();
+    return text;
 }
 
 }  // namespace recording

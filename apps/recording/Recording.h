@@ -120,6 +120,8 @@ Recording readFile(const std::string& path);
 
 /// The line of an event, with its end.
 std::string lineFor(const Event& event);
+/// Appends it. Bytes, keys, RTS levels and calls need no memory beyond that of `text`.
+void appendLine(std::string& text, const Event& event);
 /// The first line of a file.
 std::string headerLine(const std::string& program, std::chrono::system_clock::time_point started);
 

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "apps/recording/Recorder.h"
@@ -124,6 +125,24 @@ TEST(Recording, Lines_AreAsTheDocumentationShowsThem) {
               "\"stop_bits\":1}\n");
     EXPECT_EQ(recording::lineFor({.at = 5us, .kind = Kind::call, .text = "lamp_set", .arguments = {5, 70}}),
               "{\"t\":5,\"event\":\"call\",\"name\":\"lamp_set\",\"arguments\":[5,70]}\n");
+}
+
+TEST(Recording, Lines_EveryCharacter_IsAsAJsonLibraryWritesIt) {
+    const auto written = [](const std::string& utf8) {
+        return nlohmann::json(utf8).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "}\n";
+    };
+    std::string utf8;
+    for (const char c : everyByte()) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x80) utf8 += static_cast<char>(0xC0 | byte >> 6);
+        utf8 += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
+    }
+    EXPECT_EQ(recording::lineFor({.at = 4us, .kind = Kind::rx, .text = everyByte()}),
+              "{\"t\":4,\"event\":\"rx\",\"bytes\":" + written(utf8));
+    for (const std::string& port : {everyByte().substr(0, 128), std::string("/dev/κλειδί😀"), std::string("a\xFF\xC3z")}) {
+        EXPECT_EQ(recording::lineFor({.at = 4us, .kind = Kind::open, .port = port}),
+                  "{\"t\":4,\"event\":\"open\",\"port\":" + written(port));
+    }
 }
 
 TEST(Recording, TextThatIsNotUtf8_IsWrittenAllTheSame) {
