@@ -9,21 +9,18 @@ namespace cvhost::control {
 Exchange::Exchange(common::RunClock start, bool simulated, std::function<void()> wakeMain)
     : m_wakeMain(std::move(wakeMain)),
       m_wake(cvhost::owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")),
-      m_desk(simulated),
-      m_report([this](std::string_view line) { m_line = line; }, start, true) {}
+      m_report([this](std::string_view line) { m_line = line; }, start, true),
+      m_desk(simulated) {}
 
 void Exchange::operator()(const Event& event) {
     const std::optional<EventKind> kind = kindOfEvent(event);
     const std::lock_guard lock(m_mutex);
     m_desk(event);
     if (!kind || !m_wanted.test(indexOf(*kind))) return;
-    m_report(event);
-    if (m_bytes + m_line.size() > capacity) {
+    if (!m_events.add(event)) {
         ++m_missing;
         return;
     }
-    m_bytes += m_line.size();
-    m_items.push_back({.kind = kind, .client = 0, .line = m_line});
     wake();
 }
 
@@ -32,11 +29,29 @@ void Exchange::wake() noexcept { ::eventfd_write(m_wake.get(), 1); }
 Exchange::News Exchange::take(bool withDesk) {
     eventfd_t wakes = 0;
     ::eventfd_read(m_wake.get(), &wakes);
-    const std::lock_guard lock(m_mutex);
-    m_bytes = 0;
-    return {.items = std::exchange(m_items, {}),
-            .missing = std::exchange(m_missing, 0),
-            .desk = withDesk ? m_desk.json() : common::JsonText()};
+    News news;
+    std::vector<Answer> answers;
+    m_given.clear();
+    {
+        const std::lock_guard lock(m_mutex);
+        std::swap(m_events, m_given);
+        answers.swap(m_answers);
+        news.missing = std::exchange(m_missing, 0);
+        if (withDesk) news.desk = m_desk.json();
+    }
+    auto answer = answers.begin();
+    const auto addAnswers = [&](std::size_t place) {
+        for (; answer != answers.end() && answer->place <= place; ++answer) news.items.push_back(std::move(answer->item));
+    };
+    std::size_t place = 0;
+    for (const report::EventBatch::Item& item : m_given.items()) {
+        addAnswers(place++);
+        const common::RunClock::Moment moment(item.at);
+        m_report(item.event);
+        news.items.push_back({.kind = kindOfEvent(item.event), .client = 0, .line = m_line});
+    }
+    addAnswers(place);
+    return news;
 }
 
 void Exchange::want(EventKinds kinds) {
@@ -61,7 +76,8 @@ std::vector<Job> Exchange::takeJobs() {
 
 void Exchange::answer(ClientId client, std::string refusal) {
     const std::lock_guard lock(m_mutex);
-    m_items.push_back({.kind = {}, .client = client, .line = std::move(refusal)});
+    m_answers.push_back(
+        {.place = m_events.items().size(), .item = {.kind = {}, .client = client, .line = std::move(refusal)}});
     wake();
 }
 

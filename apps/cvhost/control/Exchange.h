@@ -1,5 +1,6 @@
 // What passes between the thread of the control socket and the others: events and answers to it, work for the main thread
-// from it. Both ways are of bounded size, and nobody waits for the other.
+// from it. Both ways are of bounded size, and nobody waits for the other. The thread of an event only copies it: the thread
+// of the socket makes its line.
 //
 // Threads: as tagged. [any] the run's sinks, one at a time; [socket] the socket's thread; [main] the application's.
 #pragma once
@@ -15,6 +16,7 @@
 #include "apps/cvhost/control/Command.h"
 #include "apps/cvhost/control/DeskState.h"
 #include "apps/cvhost/control/Ownership.h"
+#include "apps/cvhost/report/EventBatch.h"
 #include "apps/cvhost/report/JsonReport.h"
 #include "host/core/FileDescriptor.h"
 
@@ -31,7 +33,7 @@ public:
     /// `simulated`: the console is one of software, in this program. `wakeMain` is called when there is work. [main]
     Exchange(common::RunClock start, bool simulated, std::function<void()> wakeMain);
 
-    /// An event of the run. [any]
+    /// An event of the run. Asks for no memory, unless a port comes or goes. [any]
     void operator()(const Event& event);
 
     /// Readable from each event or answer on until `take`. [socket]
@@ -59,19 +61,24 @@ public:
     void answer(ClientId client, std::string refusal);  ///< [main]
 
 private:
-    static constexpr std::size_t capacity = 1 << 20;
     static constexpr std::size_t mostJobs = 64;
+
+    struct Answer {
+        std::size_t place;  ///< the number of events before it
+        Item item;
+    };
 
     const std::function<void()> m_wakeMain;
     const cvhost::FileDescriptor m_wake;
+    report::EventBatch m_given;   ///< [socket]
+    std::string m_line;           ///< the last one of m_report; [socket]
+    report::JsonReport m_report;  ///< [socket]
     std::mutex m_mutex;
-    // All under m_mutex.
+    // The rest is under m_mutex.
     DeskState m_desk;
     EventKinds m_wanted;
-    std::string m_line;  ///< the last one of m_report
-    report::JsonReport m_report;
-    std::vector<Item> m_items;
-    std::size_t m_bytes = 0;  ///< of the items' lines
+    report::EventBatch m_events;
+    std::vector<Answer> m_answers;
     std::size_t m_missing = 0;
     std::vector<Job> m_jobs;
 };

@@ -6,15 +6,14 @@
 // Threads: events on any, one at a time; the rest by the owner. A thread of its own gives them on.
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
+#include "apps/cvhost/report/EventBatch.h"
 #include "host/core/Events.h"
 
 namespace cvhost::run {
@@ -40,29 +39,6 @@ public:
     void flush();
 
 private:
-    using Clock = std::chrono::steady_clock;
-
-    struct Item {
-        Event event;
-        Clock::time_point at;
-    };
-    /// Events, with the texts and bytes that they refer to.
-    class Batch {
-    public:
-        Batch();
-        bool add(const Event& event);
-        void clear();
-        const std::vector<Item>& items() const { return m_items; }
-
-    private:
-        template <class View>
-        bool keep(View& view);
-
-        std::vector<Item> m_items;
-        std::unique_ptr<std::byte[]> m_bytes;
-        std::size_t m_used = 0;  ///< of m_bytes
-    };
-
     void work();
 
     const std::vector<EventSink> m_sinks;
@@ -70,11 +46,11 @@ private:
     const Missing m_missing;
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    Batch m_waiting;            ///< under m_mutex
-    std::size_t m_leftOut = 0;  ///< after those that wait; under m_mutex
-    bool m_busy = false;        ///< the sinks are being given events; under m_mutex
-    bool m_ending = false;      ///< under m_mutex
-    Batch m_given;              ///< the thread's
+    report::EventBatch m_waiting;  ///< under m_mutex
+    std::size_t m_leftOut = 0;     ///< after those that wait; under m_mutex
+    bool m_busy = false;           ///< the sinks are being given events; under m_mutex
+    bool m_ending = false;         ///< under m_mutex
+    report::EventBatch m_given;    ///< the thread's
     std::thread m_thread;
 };
 

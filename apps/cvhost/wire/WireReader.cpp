@@ -100,7 +100,7 @@ void WireReader::finish(Way& way, const Take& take, const std::optional<Packet>&
     std::optional<int> ring;
     if (packet && !way.monitor && packet->accepted && packet->kind == Packet::Kind::status) ring = packet->ring;
     m_lampOff.reset();
-    std::string text = meaning(way, packet);
+    std::string text = meaning(way, packet, static_cast<bool>(take));
     const std::optional<int> lampOff = m_lampOff;
     const std::string bytes = std::exchange(way.message, {});
     if (!take) return;
@@ -111,7 +111,7 @@ void WireReader::finish(Way& way, const Take& take, const std::optional<Packet>&
           .lampOff = lampOff});
 }
 
-std::string WireReader::meaning(Way& way, const std::optional<Packet>& packet) {
+std::string WireReader::meaning(Way& way, const std::optional<Packet>& packet, bool inWords) {
     const bool sent = way.direction == Direction::transmit;
     if (way.monitor && sent) return typed(way.message);
     if (way.monitor) {
@@ -121,7 +121,7 @@ std::string WireReader::meaning(Way& way, const std::optional<Packet>& packet) {
     }
     if (!packet && !way.message.ends_with(' ')) return "unfinished";
     const std::string_view text = std::string_view(way.message).substr(0, way.message.size() - 1);
-    if (sent) return command(text);
+    if (sent) return command(text, inWords);
     return packetText(packet ? *packet : m_packets.classify(text), text);
 }
 
@@ -135,7 +135,8 @@ std::string WireReader::typed(std::string_view text) {
     return text == common::modelRequest ? "which model?" : text == "\r" ? "return" : "";
 }
 
-std::string WireReader::command(std::string_view text) {
+/// What it means; empty unless `inWords`, or if it means nothing.
+std::string WireReader::command(std::string_view text, bool inWords) {
     // With these the driver turns from the boot monitor to the program.
     if (text == "F2" || text.empty() || text == "?") m_driverReads = true;
     if (text.empty()) return "";
@@ -155,7 +156,7 @@ std::string WireReader::command(std::string_view text) {
         return "not a command";
     m_look.lamp[static_cast<std::size_t>(lamp - 1)] = text[0];
     if (text[0] == 'O') m_lampOff = lamp;
-    return lampText(lamp) + ' ' + std::string(stateName(text[0]));
+    return inWords ? lampText(lamp) + ' ' + std::string(stateName(text[0])) : "";
 }
 
 /// What the packet changes, if the driver takes it.

@@ -47,7 +47,8 @@ public:
         m_driverReads = true;
     }
 
-    /// Reads `bytes` and gives each message that ends in them to `take`, if there is one.
+    /// Reads `bytes` and gives each message that ends in them to `take`, if there is one. Without one, the console's program
+    /// and the commands to it are read without asking for memory.
     void read(Direction direction, std::span<const unsigned char> bytes, const Take& take);
     /// Gives what is unfinished to `take`.
     void flush(const Take& take);
@@ -73,9 +74,9 @@ private:
 
     void receive(std::span<const unsigned char> bytes, const Take& take);
     void finish(Way& way, const Take& take, const std::optional<Packet>& packet = {});
-    std::string meaning(Way& way, const std::optional<Packet>& packet);
+    std::string meaning(Way& way, const std::optional<Packet>& packet, bool inWords);
     std::string typed(std::string_view text);
-    std::string command(std::string_view text);
+    std::string command(std::string_view text, bool inWords);
     void follow(const Packet& packet);
     std::string packetText(const Packet& packet, std::string_view text) const;
     std::string_view whyIgnored(const Packet& packet) const;
