@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int mostTaps = 100;  ///< in one turn
+constexpr int mostSends = 100;  ///< in one turn
 /// A program that says nothing for so long is greeted again: it may be a new one.
 constexpr std::chrono::seconds longestQuiet{5};
 /// A host that has not been found is looked up again after this time.
@@ -181,7 +181,7 @@ void OscTarget::turn(const WheelAction& wheel, int amount) const {
     const OscMessage* message = messageOf(amount < 0 && !wheel.send ? wheel.backward : wheel.forward);
     if (message == nullptr) return;
     if (wheel.send) return send(with(*message, static_cast<float>(amount)));
-    for (int taps = std::min(std::abs(amount), mostTaps); taps > 0; --taps) send(*message);
+    for (int taps = std::min(std::abs(amount), mostSends); taps > 0; --taps) send(*message);
 }
 
 /// A message that cannot be sent now is dropped.
