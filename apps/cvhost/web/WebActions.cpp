@@ -12,7 +12,7 @@
 namespace cvhost::web {
 namespace {
 
-using Json = nlohmann::json;
+using Tree = nlohmann::json;
 using Stage = WebActions::Stage;
 
 constexpr std::size_t mostActions = 32;
@@ -20,14 +20,14 @@ constexpr std::string_view lampStates[] = {"O", "F", "H", "B"};
 
 [[noreturn]] void refuse(const std::string& sentence) { throw WebRefusal(400, sentence); }
 
-const Json& member(const Json& action, const char* name) {
+const Tree& member(const Tree& action, const char* name) {
     const auto found = action.find(name);
     if (found == action.end()) refuse(std::string("\"") + name + "\" is missing");
     return *found;
 }
 
-int number(const Json& action, const char* name, int lowest, int highest) {
-    const Json& value = member(action, name);
+int number(const Tree& action, const char* name, int lowest, int highest) {
+    const Tree& value = member(action, name);
     const bool fits = value.is_number_integer() && value >= lowest && value <= highest;
     if (!fits) {
         refuse(std::string("\"") + name + "\" must be a whole number from " + std::to_string(lowest) + " to " +
@@ -36,14 +36,14 @@ int number(const Json& action, const char* name, int lowest, int highest) {
     return value.get<int>();
 }
 
-bool truth(const Json& action, const char* name) {
-    const Json& value = member(action, name);
+bool truth(const Tree& action, const char* name) {
+    const Tree& value = member(action, name);
     if (!value.is_boolean()) refuse(std::string("\"") + name + "\" must be true or false");
     return value.get<bool>();
 }
 
-std::string word(const Json& action, const char* name, std::span<const std::string_view> words) {
-    const Json& value = member(action, name);
+std::string word(const Tree& action, const char* name, std::span<const std::string_view> words) {
+    const Tree& value = member(action, name);
     std::string known;
     for (const std::string_view word : words) {
         if (value.is_string() && value.get_ref<const std::string&>() == word) return std::string(word);
@@ -69,19 +69,19 @@ void changeFaults(const Stage& stage, const std::function<void(DeskFaults&)>& al
     });
 }
 
-void key(const Stage& stage, const Json& action) {
+void key(const Stage& stage, const Tree& action) {
     const char key = common::keyLetter(number(action, "key", 0, common::keyCount - 1));
     const bool press = member(action, "do") == "press";
     operate(stage, [=](desk::Desk& desk, desk::Time now) { press ? desk.press(key, now) : desk.release(key, now); });
 }
 
-void ring(const Stage& stage, const Json& action) {
+void ring(const Stage& stage, const Tree& action) {
     const auto position = static_cast<unsigned char>(number(action, "position", 0, 255));
     operate(stage, [=](desk::Desk& desk, desk::Time now) { desk.shuttle(position, now); });
 }
 
-void jog(const Stage& stage, const Json& action) {
-    const Json& value = member(action, "turn");
+void jog(const Stage& stage, const Tree& action) {
+    const Tree& value = member(action, "turn");
     const double turn = value.is_number() ? value.get<double>() : 1000;
     if (!(turn >= -127 && turn <= 127)) refuse("\"turn\" must be a number from -127 to 127");
     const double counts = std::trunc(turn);
@@ -91,26 +91,26 @@ void jog(const Stage& stage, const Json& action) {
     operate(stage, [=](desk::Desk& desk, desk::Time now) { desk.jog(static_cast<std::int8_t>(counts), fine, now); });
 }
 
-void plug(const Stage& stage, const Json& action) {
+void plug(const Stage& stage, const Tree& action) {
     const bool on = truth(action, "on");
     changeFaults(stage, [=](DeskFaults& faults) { faults.plugged = on; });
 }
 
-void noise(const Stage& stage, const Json& action) {
+void noise(const Stage& stage, const Tree& action) {
     const bool on = truth(action, "on");
     changeFaults(stage, [=](DeskFaults& faults) { faults.noisy = on; });
 }
 
-void silent(const Stage& stage, const Json& action) {
+void silent(const Stage& stage, const Tree& action) {
     const bool on = truth(action, "on");
     changeFaults(stage, [=](DeskFaults& faults) { faults.silent = on; });
 }
 
-void power(const Stage& stage, const Json&) {
+void power(const Stage& stage, const Tree&) {
     operate(stage, [](desk::Desk& desk, desk::Time now) { desk.powerCycle(now); });
 }
 
-void be(const Stage& stage, const Json& action) {
+void be(const Stage& stage, const Tree& action) {
     const int firmware = number(action, "firmware", 0, 0xFFF);
     const auto model = *common::modelOf(word(action, "model", common::modelNames));
     changeFaults(stage, [=](DeskFaults& faults) {
@@ -129,7 +129,7 @@ void be(const Stage& stage, const Json& action) {
     });
 }
 
-void lamp(const Stage& stage, const Json& action) {
+void lamp(const Stage& stage, const Tree& action) {
     const int lamp = number(action, "lamp", 1, common::lampCount);
     const std::string state = word(action, "state", lampStates);
     if (!stage.console.active()) throw WebRefusal(409, "The console is not active yet");
@@ -138,7 +138,7 @@ void lamp(const Stage& stage, const Json& action) {
 
 struct Action {
     std::string_view name;
-    void (*perform)(const Stage& stage, const Json& action);
+    void (*perform)(const Stage& stage, const Tree& action);
 };
 
 constexpr Action actions[] = {
@@ -146,9 +146,9 @@ constexpr Action actions[] = {
     {"noise", noise}, {"silent", silent}, {"power", power}, {"be", be},   {"lamp", lamp},
 };
 
-void performOne(const Stage& stage, const Json& action) {
+void performOne(const Stage& stage, const Tree& action) {
     if (!action.is_object()) refuse("An action is an object with \"do\"");
-    const Json& what = member(action, "do");
+    const Tree& what = member(action, "do");
     for (const Action& known : actions) {
         if (what.is_string() && what.get_ref<const std::string&>() == known.name) return known.perform(stage, action);
     }
@@ -158,11 +158,11 @@ void performOne(const Stage& stage, const Json& action) {
 }  // namespace
 
 void WebActions::perform(std::string_view text) const {
-    const Json json = Json::parse(text, nullptr, false);
+    const Tree json = Tree::parse(text, nullptr, false);
     if (json.is_discarded()) refuse("The body is not JSON");
     if (!json.is_array()) return performOne(m_stage, json);
     if (json.size() > mostActions) refuse("These are more than 32 actions at once");
-    for (const Json& action : json) performOne(m_stage, action);
+    for (const Tree& action : json) performOne(m_stage, action);
 }
 
 }  // namespace cvhost::web
