@@ -20,7 +20,6 @@ namespace {
 
 using namespace cvhost::map;
 using namespace std::string_literals;
-using testing::HasSubstr;
 
 constexpr std::chrono::minutes patience{1};
 
