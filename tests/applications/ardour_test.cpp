@@ -1,4 +1,7 @@
 // The map of the package works the real Ardour, and Ardour's state lights the lamps.
+#include <chrono>
+#include <thread>
+
 #include "tests/applications/ArdourRig.h"
 #include "tests/applications/Waiting.h"
 
@@ -55,6 +58,11 @@ TEST_F(Ardour, Wheel_Turned_MovesThePlayheadByAFifthOfASecondForEachCount) {
         jog(1);
         EXPECT_TRUE(frameBecomes(9 * rate + turn * rate / 5));
     }
+    for (int turn = 0; turn < 10; ++turn) {
+        jog(1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(frameBecomes(12 * rate));
 }
 
 TEST_F(Ardour, Ring_TurnedAndSprungBack_ShuttlesAndStops) {

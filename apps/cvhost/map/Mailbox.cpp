@@ -7,6 +7,8 @@ namespace {
 
 constexpr int mostScroll = 1000 * Action::scrollUnits;
 
+bool isSent(const Action& action) { return action.kind == Action::Kind::turn && action.wheel.send; }
+
 /// Whether it moves the application by its own time. A player's frames and a number of counts are one movement at any time.
 bool runsOn(const Action& action) {
     return action.kind == Action::Kind::turn && action.wheel.frames == 0 && !action.wheel.send;
@@ -43,10 +45,16 @@ std::optional<Action> Mailbox::take(Time now) {
         const Letter letter = at(0);
         m_first = (m_first + 1) % capacity;
         --m_count;
+        if (isSent(letter.action)) m_nextSend = now + sendInterval;
         const bool late = runsOn(letter.action) && now - letter.at > longestTurnWait;
         if (!late) return letter.action;
     }
     return std::nullopt;
+}
+
+std::optional<Mailbox::Time> Mailbox::heldUntil(Time now) const {
+    if (m_count != 1 || !isSent(first().action) || now >= m_nextSend) return std::nullopt;
+    return m_nextSend;
 }
 
 }  // namespace cvhost::map

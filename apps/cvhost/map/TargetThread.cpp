@@ -8,7 +8,9 @@
 namespace cvhost::map {
 namespace {
 
-Mailbox::Time now() { return std::chrono::steady_clock::now().time_since_epoch(); }
+using Clock = std::chrono::steady_clock;
+
+Mailbox::Time now() { return Clock::now().time_since_epoch(); }
 
 }  // namespace
 
@@ -64,6 +66,10 @@ void TargetThread::takeAll() {
     std::unique_lock lock(m_mutex);
     for (;;) {
         m_news.wait(lock, [this] { return m_stopping || !m_mailbox.empty(); });
+        if (const auto until = m_mailbox.heldUntil(now()); until && !m_stopping) {
+            m_news.wait_until(lock, Clock::time_point(*until));
+            continue;
+        }
         const auto action = m_mailbox.take(now());
         if (!action && m_stopping) return;
         if (!action) continue;

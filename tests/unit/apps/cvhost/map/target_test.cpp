@@ -173,6 +173,32 @@ TEST(Mailbox, Take_FramesAndCountsThatWaited_AreKept) {
     }
 }
 
+TEST(Mailbox, HeldUntil_CountsSentSoonAfterOthers_AddUpForAWhile) {
+    const Action turn{.kind = Action::Kind::turn, .wheel = {.send = true}, .amount = 1};
+    Mailbox mailbox;
+    EXPECT_FALSE(mailbox.heldUntil(1s));
+    mailbox.put(turn, 1s);
+    EXPECT_FALSE(mailbox.heldUntil(1s)) << "the first one goes at once";
+    EXPECT_EQ(mailbox.take(1s), turn);
+    mailbox.put(turn, 1s + 5ms);
+    mailbox.put(turn, 1s + 15ms);
+    EXPECT_EQ(mailbox.heldUntil(1s + 15ms), 1s + 40ms);
+    EXPECT_FALSE(mailbox.heldUntil(1s + 40ms));
+    EXPECT_EQ(mailbox.take(1s + 40ms)->amount, 2);
+    mailbox.put(turn, 1s + 41ms);
+    EXPECT_EQ(mailbox.heldUntil(1s + 41ms), 1s + 80ms);
+    mailbox.put(pressed(1, "a"), 1s + 42ms);
+    EXPECT_FALSE(mailbox.heldUntil(1s + 42ms)) << "a key waits for no turn";
+    for (const WheelAction& wheel : {WheelAction{.frames = 1}, turned(1).wheel}) {
+        Mailbox other;
+        for (int i = 0; i < 2; ++i) {
+            other.put({.kind = Action::Kind::turn, .wheel = wheel, .amount = 1}, 0s);
+            EXPECT_FALSE(other.heldUntil(0s));
+            EXPECT_TRUE(other.take(0s));
+        }
+    }
+}
+
 TEST(Mailbox, Put_TurnAfterAKey_StaysBehindIt) {
     Mailbox mailbox;
     mailbox.put(turned(1), 0s);
@@ -226,6 +252,25 @@ TEST(TargetThread, End_ActionsWait_DoesThemAndReleasesAll) {
         TargetThread(std::make_unique<LoggedTarget>(log)).send(pressed(1, "a"));
     }
     EXPECT_THAT(log.texts(), ElementsAre("press a", "release all"));
+}
+
+TEST(TargetThread, Send_CountsForSending_AllCome) {
+    const Action turn{.kind = Action::Kind::turn, .wheel = {.send = true}, .amount = 1};
+    constexpr int counts = 30;
+    Log log;
+    {
+        TargetThread thread(std::make_unique<LoggedTarget>(log));
+        for (int i = 0; i < counts; ++i) thread.send(turn);
+        log.wait(1);
+        for (int i = 0; i < counts; ++i) thread.send(turn);
+        log.wait(2);
+        thread.send(turn);
+    }
+    int sum = 0;
+    for (const std::string& text : log.texts()) {
+        if (text.starts_with("turn ")) sum += std::stoi(text.substr(5));
+    }
+    EXPECT_EQ(sum, 2 * counts + 1);
 }
 
 TEST(TargetThread, Failure_OfTheTarget_IsReported) {
