@@ -13,10 +13,18 @@ namespace {
 constexpr std::size_t builtInProgramSize = 0x2000;
 
 // The host reads thirty characters and looks at the third and fourth, so each answer is exactly that long.
-constexpr std::string_view identityV4 = "\r\nV4 Corvane EPROM 1.0\r\nEPROM>";
-constexpr std::string_view identityOther = "\r\nM2 Corvane EPROM 1.0\r\nEPROM>";
-static_assert(identityV4.size() == 30 && identityOther.size() == 30 && identityV4.substr(2, 2) == "V4");
-static_assert(identityV4.ends_with(prompt) && identityOther.ends_with(prompt));
+constexpr std::string_view identityOf(Model model) {
+    switch (model) {
+        case Model::V4:
+            return "\r\nV4 Corvane EPROM 1.0\r\nEPROM>";
+        case Model::other:
+            return "\r\nM2 Corvane EPROM 1.0\r\nEPROM>";
+    }
+    return {};
+}
+constexpr bool isWhole(std::string_view identity) { return identity.size() == 30 && identity.ends_with(prompt); }
+static_assert(isWhole(identityOf(Model::V4)) && isWhole(identityOf(Model::other)));
+static_assert(identityOf(Model::V4).substr(2, 2) == "V4");
 
 std::optional<std::uint16_t> hexWord(std::string_view digits) {
     std::uint16_t value = 0;
@@ -61,7 +69,7 @@ bool Monitor::take(char character, Model model, const Memory& memory, const Watc
 bool Monitor::carryOut(Model model, const Memory& memory, const Watcher& watcher, std::string& out) {
     constexpr std::string_view checkHead = "C 0100 0 ";
     if (m_line == "H ") {
-        out += model == Model::V4 ? identityV4 : identityOther;
+        out += identityOf(model);
         tell(watcher, {.kind = DeskEvent::Kind::identified});
         return false;
     }

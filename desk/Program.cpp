@@ -9,7 +9,15 @@
 namespace desk {
 namespace {
 
-constexpr unsigned versionWithOwnLead = 8;
+/// How the status of a console begins whose version this is.
+char leadOf(unsigned version) {
+    switch (version) {
+        case 8:
+            return 'L';
+        default:
+            return '\\';
+    }
+}
 
 std::optional<int> lampNumber(std::string_view digits) {
     int number = 0;
@@ -74,8 +82,8 @@ void Program::setWheel(bool on, const Watcher& watcher) {
 }
 
 std::string Program::wheelStatus(unsigned char shuttle, std::int8_t counts, std::int16_t fine) const {
-    const char lead = m_version == versionWithOwnLead ? 'L' : '\\';
-    return lead + hex(shuttle, 2) + hex(static_cast<std::uint8_t>(counts), 2) + hex(static_cast<std::uint16_t>(fine), 4);
+    return leadOf(m_version) + hex(shuttle, 2) + hex(static_cast<std::uint8_t>(counts), 2) +
+           hex(static_cast<std::uint16_t>(fine), 4);
 }
 
 char Program::lamp(int number) const {
