@@ -4,18 +4,11 @@
 // complete; a byte takes ten bits at 9600 baud.
 #pragma once
 
-#include <array>
 #include <chrono>
 
 #include "desk/Desk.h"
 
 namespace bench {
-
-struct Model {
-    const char* name;
-    desk::Model model;
-};
-inline constexpr std::array<Model, 2> models{{{"V4", desk::Model::V4}, {"other", desk::Model::other}}};
 
 /// RTS is held low.
 inline constexpr std::chrono::nanoseconds fixedWaits = std::chrono::milliseconds(200);

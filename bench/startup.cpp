@@ -5,6 +5,7 @@
 #include <exception>
 #include <nlohmann/json.hpp>
 
+#include "apps/common/ConsoleFacts.h"
 #include "bench/Driver.h"
 #include "bench/StartupTime.h"
 #include "lines/DeskServer.h"
@@ -37,10 +38,10 @@ int main(int count, char** arguments) {
     try {
         const int rounds = count > 1 ? std::atoi(arguments[1]) : 5;
         nlohmann::json result;
-        for (const bench::Model& model : bench::models) result.push_back({{"model", model.name}});
+        for (const common::ModelFacts& model : common::models) result.push_back({{"model", model.name}});
         for (int round = 0; round < rounds; ++round) {
-            for (std::size_t i = 0; i < bench::models.size(); ++i)
-                result[i]["total_ms"].push_back(startUp({.model = bench::models[i].model}));
+            for (std::size_t i = 0; i < common::models.size(); ++i)
+                result[i]["total_ms"].push_back(startUp({.model = common::models[i].model}));
         }
         std::printf("%s\n", result.dump().c_str());
     } catch (const std::exception& error) {

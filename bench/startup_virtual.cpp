@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "apps/common/ConsoleFacts.h"
 #include "bench/StartupTime.h"
 #include "tests/support/Rig.h"
 
@@ -16,7 +17,7 @@ using support::Rig;
 
 double ms(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
-nlohmann::json startUp(const bench::Model& model, int firmware) {
+nlohmann::json startUp(const common::ModelFacts& model, int firmware) {
     const desk::Options options{.firmware = firmware, .model = model.model};
     Rig rig(options);
     rig.init();
@@ -62,7 +63,7 @@ double simulatedPerRealSecond() {
 
 int main() {
     nlohmann::json result;
-    for (const bench::Model& model : bench::models) {
+    for (const common::ModelFacts& model : common::models) {
         for (const int firmware : {6, 7, 8}) result["startup"].push_back(startUp(model, firmware));
     }
     for (int round = 0; round < 5; ++round) result["simulated_per_real_second"].push_back(simulatedPerRealSecond());

@@ -40,7 +40,8 @@ function warn() {
 function noteOf({ link, embedded, faults }) {
   if (link === "gone") return "";
   if (!embedded) return "A real console is connected: it is shown here, and worked by hand.";
-  return `The desk is of model ${faults.model === "V4" ? "V4" : "another"}, with firmware ${faults.firmware}.`;
+  const model = [...$("faults").elements.model.options].find(({ value }) => value === faults.model).text;
+  return `The desk is of model ${model}, with firmware ${faults.firmware}.`;
 }
 
 let shown = "";

@@ -83,25 +83,31 @@ inline constexpr std::string_view versionRequest = "? ";
 
 // Models.
 
-struct ModelName {
+struct ModelFacts {
     desk::Model model;
     std::string_view name;
+    std::string_view mark;  ///< what the driver knows it by: the third and fourth characters of the boot monitor's reply
 };
-inline constexpr std::array<ModelName, 2> models{{{desk::Model::V4, "V4"}, {desk::Model::other, "other"}}};
+inline constexpr auto models = std::to_array<ModelFacts>({
+    {.model = desk::Model::V4, .name = "V4", .mark = "V4"},
+    {.model = desk::Model::other, .name = "other", .mark = ""},
+});
 inline constexpr auto modelNames = [] {
     std::array<std::string_view, models.size()> names;
-    std::ranges::transform(models, names.begin(), &ModelName::name);
+    std::ranges::transform(models, names.begin(), &ModelFacts::name);
     return names;
 }();
 
-constexpr std::string_view modelName(desk::Model model) { return std::ranges::find(models, model, &ModelName::model)->name; }
+constexpr std::string_view modelName(desk::Model model) {
+    return std::ranges::find(models, model, &ModelFacts::model)->name;
+}
 constexpr std::optional<desk::Model> modelOf(std::string_view name) {
-    const auto* const found = std::ranges::find(models, name, &ModelName::name);
+    const auto* const found = std::ranges::find(models, name, &ModelFacts::name);
     return found == models.end() ? std::nullopt : std::optional(found->model);
 }
-/// Whether the driver knows the model that the boot monitor's reply names: it looks at the third and fourth characters.
+/// Whether the driver knows the model that the boot monitor's reply names.
 constexpr bool isKnownModel(std::string_view reply) {
-    return reply.size() >= 4 && reply.substr(2, 2) == modelName(desk::Model::V4);
+    return reply.size() >= 4 && std::ranges::find(models, reply.substr(2, 2), &ModelFacts::mark) != models.end();
 }
 
 // Versions.

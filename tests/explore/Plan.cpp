@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "apps/common/ConsoleFacts.h"
+
 namespace explore {
 namespace {
 
@@ -52,7 +54,7 @@ desk::Options deskFor(sim::Random& random, Faults faults) {
     constexpr std::array firmwares = {7, 7, 7, 8, 8, 6, 5, 0, 9, 0x700};
     desk::Options options;
     options.firmware = firmwares[random.below(firmwares.size())];
-    options.model = random.below(2) == 0 ? desk::Model::V4 : desk::Model::other;
+    options.model = common::models[random.below(common::models.size())].model;
     options.running = random.below(4) == 0;
     options.bootTime = 1ms * random.between(0, 60);
     options.startTime = 1ms * random.between(0, 100);
