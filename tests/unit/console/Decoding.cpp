@@ -1,5 +1,6 @@
 #include "tests/unit/console/Decoding.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -14,7 +15,9 @@ using model::State;
 using model::Surroundings;
 using Trial = DecoderTrial;
 
-State stateOf(int activity, bool lead8, bool enabled, bool wheel) {
+constexpr std::string_view leads = "\\L";
+
+State stateOf(int activity, char lead, bool enabled, bool wheel) {
     constexpr struct {
         bool active;
         int version;
@@ -22,11 +25,11 @@ State stateOf(int activity, bool lead8, bool enabled, bool wheel) {
     State state;
     state.active = known[activity].active;
     state.version = known[activity].version;
-    state.lead = lead8 ? 'L' : '\\';
+    state.lead = lead;
     state.enabled = enabled;
     state.wheel = wheel;
     // Each key is held in half of the states, so that what a packet takes back shows as well as what it sets.
-    for (int code = lead8 ? 1 : 0; code < model::heldCodes; code += 2) state.held[code] = true;
+    for (int code = lead == leads[0] ? 0 : 1; code < model::heldCodes; code += 2) state.held[code] = true;
     return state;
 }
 
@@ -35,8 +38,10 @@ constexpr int running7 = 2;
 /// Runs `body(state)` for each lead, enabled and wheel; false as soon as it is.
 template <class Body>
 bool inEach(int activity, Body body) {
-    for (unsigned bits = 0; bits < 8; ++bits) {
-        if (!body(stateOf(activity, (bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0))) return false;
+    for (unsigned bits = 0; bits < 4; ++bits) {
+        for (const char lead : leads) {
+            if (!body(stateOf(activity, lead, (bits & 1) != 0, (bits & 2) != 0))) return false;
+        }
     }
     return true;
 }
@@ -139,8 +144,8 @@ Result checkShortPackets(int activity) {
 
 Result checkTracedPackets() {
     Trial trial({.tracing = true});
-    for (const bool lead8 : {false, true}) {
-        trial.begin(stateOf(running7, lead8, true, false));
+    for (const char known : leads) {
+        trial.begin(stateOf(running7, known, true, false));
         if (!upToTwo(trial)) return trial.result;
         for (const char first : {'A', 'D', 'L', 'U', 'V', '\\', '~', '%', '\xFF'}) {
             for (int rest = 0; rest < 65536; ++rest) {
@@ -148,7 +153,7 @@ Result checkTracedPackets() {
                 if (!trial.holds({packet, 3})) return trial.result;
             }
         }
-        for (const char lead : {'L', '\\'}) {
+        for (const char lead : leads) {
             if (!everyOtherLength(trial, lead)) return trial.result;
         }
         for (const char* packet : {"~VExpP ", "~VExpP", "~V", "~VExpP x", "~A"}) {
@@ -179,7 +184,7 @@ Result checkKeys() {
 Result checkVersions() {
     Trial trial({});
     for (const int activity : {0, running7}) {
-        trial.begin(stateOf(activity, false, true, false));
+        trial.begin(stateOf(activity, leads[0], true, false));
         for (int first = 0; first < 256; ++first) {
             for (int rest = 0; rest < 65536; rest += activity == 0 && first < 'g' ? 1 : 257) {
                 const char packet[] = {'V', static_cast<char>(first), static_cast<char>(rest / 256),
@@ -208,9 +213,9 @@ Result checkStatus() {
         const bool isFirst = &around == surroundings;
         inEach(running7, [&](const State& state) {
             trial.begin(state);
-            const bool isPlain = isFirst && state.enabled && state.lead == '\\';
+            const bool isPlain = isFirst && state.enabled && state.lead == leads[0];
             if ((isFirst && !everyPositionAndCount(trial, state.lead)) || !everyDigit(trial, state.lead) ||
-                !everyOtherLength(trial, state.lead) || !everyOtherLength(trial, state.lead == 'L' ? '\\' : 'L')) {
+                !std::ranges::all_of(leads, [&](char lead) { return everyOtherLength(trial, lead); })) {
                 return false;
             }
             if (isPlain && !everyCountAndFine(trial, state.lead, false)) return false;
@@ -237,8 +242,8 @@ Result checkStatus() {
 
 Result checkCountsAndFineCounts() {
     Trial trial({});
-    trial.begin(stateOf(running7, false, true, true));
-    everyCountAndFine(trial, '\\', true);
+    trial.begin(stateOf(running7, leads[0], true, true));
+    everyCountAndFine(trial, leads[0], true);
     return trial.result;
 }
 
