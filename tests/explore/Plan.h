@@ -51,7 +51,7 @@ enum class Canary {
     hang,
     crash
 };
-std::optional<Canary> canaryFromText(std::string_view name);
+std::optional<Canary> canaryFromText(std::string_view text);
 
 struct Plan {
     /// `mix`: the faults that may be chosen from.
