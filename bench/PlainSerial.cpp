@@ -1,6 +1,6 @@
-// A serial library in place of the host's, in the program that this is part of: the plainest that is correct for one port
-// that is opened once. A port's name is TRANSPORT:LINE (bench/Transport.h). The receive thread ends with the first byte
-// after the port has been closed.
+// The plainest serial library that is correct for one port, opened once. In its program it replaces the host's library. A
+// port's name is TRANSPORT:LINE (bench/Transport.h). The receive thread ends with the first byte after the port has been
+// closed.
 #include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>

@@ -33,7 +33,7 @@ public:
     /// The next action; empty: none is due.
     std::optional<Action> take(Time now);
     bool empty() const { return m_count == 0; }
-    /// Until when the only action must wait; empty: it need not, or there are others.
+    /// Until when the next action must wait; empty: it need not. None waits with another behind it.
     std::optional<Time> heldUntil(Time now) const;
 
 private:

@@ -34,7 +34,7 @@ public:
     void call(const SerialPort& port);
 
 private:
-    /// docs/threads.md has the diagram. Whoever holds m_mutex takes a seat and removes; the port's receive thread runs.
+    /// docs/threads.md has the table of what follows what. Seats are given and taken back under m_mutex.
     enum class Phase : std::uint64_t {
         free,
         ready,
@@ -56,7 +56,7 @@ private:
         static constexpr int phaseBits = 3;
         std::uint64_t m_value = 0;
     };
-    /// Room for a registration. It stays for the next one, so that who looks at it needs no lock.
+    /// Room for a registration. It stays for the next one, so that looking at it needs no lock.
     struct Seat {
         std::atomic<State> state = State{};
         std::atomic<const SerialPort*> port = nullptr;
