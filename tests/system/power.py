@@ -1,6 +1,6 @@
 """The machine sleeps and wakes."""
 from debian_packages import TOP
-from rig import TAPS, USER, HostDesk, Keys, wait_until_active
+from rig import TAPS, USER, Keys, host_desk, wait_until_active
 
 
 def test_suspend(machine):
@@ -8,8 +8,7 @@ def test_suspend(machine):
     # Its adapter is one of the user's.
     machine.write("/run/udev/rules.d/70-adapter.rules", 'SUBSYSTEM=="tty", ATTRS{product}=="QEMU USB SERIAL", TAG+="uaccess"\n')
     machine.run("udevadm control --reload")
-    desk = HostDesk(machine, TOP / "build/bin/cvdesk", TAPS)
-    try:
+    with host_desk(machine, TOP / "build/bin/cvdesk", TAPS):
         path = machine.until("udevadm settle; cd /dev/serial/by-path && ls | grep port0").strip()
         unit = f"cvhost@{path}.service"
         machine.run(f"systemctl --user start {unit}", USER)
@@ -22,8 +21,6 @@ def test_suspend(machine):
         wait_until_active(machine, unit)
         keys.wait_for_press()
         machine.run(f"systemctl --user stop {unit}", USER)
-    finally:
-        desk.unplug()
 
 
 SCENARIOS = [test_suspend]

@@ -1,4 +1,5 @@
 """What the scenarios share: desks that are plugged in, the user's service, and what a compositor sees."""
+import contextlib
 import json
 import pathlib
 import re
@@ -47,7 +48,6 @@ class Desk:
         self.machine.run(f"systemctl stop {self.name}")
         self.machine.until(f"! test -e {self.port}")
 
-
     def unit(self):
         """The service for this desk alone: named by its by-path name."""
         return self.machine.until("udevadm settle; for link in /dev/serial/by-path/*; do "
@@ -59,28 +59,25 @@ def tidy(machine):
     machine.attempt("systemctl stop desk desk2 other; chvt 1")
 
 
-class HostDesk:
+@contextlib.contextmanager
+def host_desk(machine, cvdesk, script):
     """A simulated console outside, on a USB serial adapter of the virtual machine's own, which a sleeping machine keeps. Its adapter
     names itself like none of a console's."""
-
-    def __init__(self, machine, cvdesk, script):
-        self.machine = machine
-        self.folder = tempfile.TemporaryDirectory(prefix="corvane-")
-        link = f"{self.folder.name}/desk"
-        path = f"{self.folder.name}/script"
+    with tempfile.TemporaryDirectory(prefix="corvane-") as folder:
+        link = f"{folder}/desk"
+        path = f"{folder}/script"
         pathlib.Path(path).write_text(script)
-        self.process = subprocess.Popen([cvdesk, "--pty", link, "--script", path], stdout=subprocess.PIPE, text=True)
-        expect("Listening" in self.process.stdout.readline(), "the desk has no place")
-        machine.qmp.ask("chardev-add", id="desk", backend={"type": "serial", "data": {"device": link}})
-        machine.qmp.ask("device_add", driver="usb-serial", id="adapter", chardev="desk", bus="usb.0")
-
-    def unplug(self):
-        self.machine.qmp.ask("device_del", id="adapter")
-        self.machine.qmp.wait_for("DEVICE_DELETED")
-        self.machine.qmp.ask("chardev-remove", id="desk")
-        self.process.kill()
-        self.process.wait()
-        self.folder.cleanup()
+        with subprocess.Popen([cvdesk, "--pty", link, "--script", path], stdout=subprocess.PIPE, text=True) as process:
+            try:
+                expect("Listening" in process.stdout.readline(), "the desk has no place")
+                machine.qmp.ask("chardev-add", id="desk", backend={"type": "serial", "data": {"device": link}})
+                machine.qmp.ask("device_add", driver="usb-serial", id="adapter", chardev="desk", bus="usb.0")
+                yield
+                machine.qmp.ask("device_del", id="adapter")
+                machine.qmp.wait_for("DEVICE_DELETED")
+                machine.qmp.ask("chardev-remove", id="desk")
+            finally:
+                process.kill()
 
 
 class Keys:

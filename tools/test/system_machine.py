@@ -74,7 +74,11 @@ def make_disk(folder, disk, size):
 
 
 class Failed(Exception):
-    """A scenario did not go as it should, or the machine did not answer."""
+    """A scenario did not go as it should."""
+
+
+class Silent(Failed):
+    """The machine does not answer, and nothing can be asked of it any more."""
 
 
 class Channel:
@@ -90,10 +94,10 @@ class Channel:
     def read(self):
         try:
             line = self.lines.readline()
-        except TimeoutError:
-            raise Failed(f"the virtual machine has not answered for {HANG} s") from None
+        except OSError as error:  # after a time-out, whenever it is asked again
+            raise Silent(f"the virtual machine has not answered for {HANG} s: {error}") from None
         if not line:
-            raise Failed("the virtual machine has ended")
+            raise Silent("the virtual machine has ended")
         return json.loads(line)
 
     def ask(self, name, **arguments):
@@ -101,7 +105,10 @@ class Channel:
         return self.answer(name)
 
     def send(self, name, **arguments):
-        self.socket.sendall(json.dumps({"execute": name, "arguments": arguments}).encode() + b"\n")
+        try:
+            self.socket.sendall(json.dumps({"execute": name, "arguments": arguments}).encode() + b"\n")
+        except OSError as error:
+            raise Silent(f"the virtual machine takes no more: {error}") from None
 
     def answer(self, name):
         while "event" in (answer := self.read()):
