@@ -5,11 +5,13 @@ from rig import (HOLDS, MAP, SERVICE, TAPS, USER, Desk, Keys, expect, kernel_tim
 
 
 def test_install(machine):
-    """apt installs them on a machine in use, and nothing is left to be started"""
+    """apt installs them on a machine in use, and nothing is left to be started; the user chooses a map"""
     machine.run("mkdir /debs && mount /dev/vdb /debs")
     machine.run("apt-get install -y -q /debs/now/*.deb")
     expect(machine.run("systemctl --failed --quiet; systemctl --user --failed --quiet", USER) == "", "a unit has failed")
     machine.run("test -w /dev/uinput", USER)
+    machine.write(f"/home/{USER}/.config/cvhost/maps/test.toml", MAP, USER)
+    machine.write(f"/home/{USER}/.config/cvhost/cvhost.toml", '[settings]\nmap = "test"\n', USER)
 
 
 def test_verify(machine):
@@ -18,14 +20,8 @@ def test_verify(machine):
     expect(said == "", said)
 
 
-def choose_map(machine):
-    machine.write(f"/home/{USER}/.config/cvhost/maps/test.toml", MAP, USER)
-    machine.write(f"/home/{USER}/.config/cvhost/cvhost.toml", '[settings]\nmap = "test"\n', USER)
-
-
 def test_plug(machine):
     """the console is plugged in: its service starts, and a key reaches the compositor through the map"""
-    choose_map(machine)
     keys = Keys(machine)
     desk = Desk(machine, script=HOLDS)
     wait_until_active(machine)
