@@ -4,6 +4,7 @@ import hashlib
 import inspect
 import json
 import pathlib
+import re
 import shlex
 import shutil
 import socket
@@ -88,16 +89,19 @@ class Channel:
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(HANG)
         self.socket.connect(str(path))
-        self.lines = self.socket.makefile("rb")
+        self.received = b""
         self.events = []
 
     def read(self):
-        try:
-            line = self.lines.readline()
-        except OSError as error:  # after a time-out, whenever it is asked again
-            raise Silent(f"the virtual machine has not answered for {HANG} s: {error}") from None
-        if not line:
-            raise Silent("the virtual machine has ended")
+        while b"\n" not in self.received:
+            try:
+                more = self.socket.recv(65536)
+            except OSError as error:
+                raise Silent(f"the virtual machine has not answered for {HANG} s: {error}") from None
+            if not more:
+                raise Silent("the virtual machine has ended")
+            self.received += more
+        line, self.received = self.received.split(b"\n", 1)
         return json.loads(line)
 
     def ask(self, name, **arguments):
@@ -156,6 +160,15 @@ class Machine:
         self.process.kill()
         self.process.wait()
         self.sockets.cleanup()
+
+    def last_words(self):
+        """Of a machine that does not answer: what its processors are at, and the end of what its kernel printed."""
+        try:
+            said = self.qmp.ask("human-monitor-command", **{"command-line": "info registers -a"})
+        except Silent as error:
+            said = str(error)
+        places = re.findall(r"^CPU#\d+|\b[RE]IP=\w+|\bHLT=\d", said, re.MULTILINE) or [said]
+        return " ".join(places) + "\n" + self.log.read_text(errors="replace")[-4000:]
 
     def attempt(self, command, user=None, text=""):
         """Runs a shell command to its end: its exit status, and what it printed on either stream. `text` is what it reads."""
