@@ -22,12 +22,22 @@ void Port::clearReceiveQueue() noexcept {
 
 Cv::Ptr<Port> SerialLibrary::open(std::string_view name) {
     releaseClosed();
-    // A port that nobody else holds any more is of no use to anybody; one of the same name makes way.
+    closePortsInTheWay(name);
+    Cv::Ptr<Port> port = newPort(name);
+    m_lastOpenFailed = !port;
+    return port;
+}
+
+/// A port that nobody else holds any more is of no use to anybody; one of the same name makes way.
+void SerialLibrary::closePortsInTheWay(std::string_view name) {
     const std::vector<Cv::Ptr<Port>> candidates = m_open;
     for (const auto& port : candidates) {
         const bool held = port->references() > 2;
         if (!held || port->line.name == name) close(port);
     }
+}
+
+Cv::Ptr<Port> SerialLibrary::newPort(std::string_view name) {
     Line* line = m_world.findPort(name);
     if (line == nullptr || !line->present()) return {};
     if (line->failingOpens != 0) {

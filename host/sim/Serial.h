@@ -43,6 +43,8 @@ public:
     explicit SerialLibrary(World& world) : m_world(world) {}
 
     Cv::Ptr<Port> open(std::string_view name);
+    /// A driver that stores what the latest open gave has let go of the port before, and cannot close it any more.
+    bool lastOpenFailed() const { return m_lastOpenFailed; }
     void close(const Cv::Ptr<Port>& port);
     void closeAll();
     void lose(Port& port);
@@ -71,10 +73,13 @@ private:
     void call(Port& port);
     template <class Matches>
     Registrations remove(Matches matches);
+    void closePortsInTheWay(std::string_view name);
+    Cv::Ptr<Port> newPort(std::string_view name);
     void waitFor(const Registrations& running);
     void releaseClosed();
 
     World& m_world;
+    bool m_lastOpenFailed = false;
     std::vector<Cv::Ptr<Port>> m_open;
     std::vector<Cv::Ptr<Port>> m_closed;
     std::list<RegistrationHandle> m_registrations;  // removed ones too, while they are in a call

@@ -10,6 +10,7 @@
 #include "console/Console.h"
 #include "desk/Desk.h"
 #include "host/sim/Recording.h"
+#include "host/sim/Serial.h"
 #include "tests/explore/Plan.h"
 
 namespace explore {
@@ -63,7 +64,8 @@ public:
         m_exited = true;
     }
     /// What exit() sent has arrived.
-    void afterExit(Cv::Console& console, const desk::Desk& desk, bool wasRunning, std::size_t handlers);
+    void afterExit(Cv::Console& console, const desk::Desk& desk, bool wasRunning, const sim::SerialLibrary& serial);
+    void afterUnload(const sim::SerialLibrary& serial);
     unsigned keys() const;
 
 private:

@@ -134,6 +134,7 @@ Session::~Session() {
 Result Session::run() {
     host();
     m_plugin.reset();
+    m_checks.afterUnload(m_world.serial());
     Result result;
     result.outcome = {.failures = m_checks.failures(),
                       .digest = digestOf(m_world.recording()),
@@ -280,7 +281,7 @@ void Session::windDown() {
     }
     if (m_canary == Canary::leak && oneIn(20)) hostAllocator().allocate(1, 1);
     scheduler.runFor(1s);
-    m_checks.afterExit(console(), m_desk, wasRunning, m_world.serial().handlerCount());
+    m_checks.afterExit(console(), m_desk, wasRunning, m_world.serial());
 }
 
 /// Another of the host's threads.

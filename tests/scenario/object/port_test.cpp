@@ -213,6 +213,29 @@ TEST_F(PortTest, OpenPort_PortHeldAndNewOneFails_DropsTheOldHandle) {
     EXPECT_FALSE(held());
 }
 
+TEST_F(PortTest, ClosePort_AnotherPortCouldNotBeOpened_LeavesTheFirstToTheHost) {
+    sim::Line& other = rig.world.addPort("/dev/ttyS1", "Corvane");
+    EXPECT_TRUE(console.open_port());
+    other.listed = false;
+    rig.port.failingOpens = 1;
+    EXPECT_FALSE(console.open_port());
+    rig.forget();
+    console.close_port();
+    EXPECT_EQ(rig.calls(), Texts{});
+    EXPECT_EQ(rig.world.serial().handlerCount(), 1u);
+    EXPECT_EQ(rig.world.serial().openPorts(), 1u);
+
+    other.inject("V007 ");
+    rig.run_for(100ms);
+    EXPECT_FALSE(console.active());
+
+    EXPECT_TRUE(console.open_port());
+    EXPECT_EQ(rig.world.serial().handlerCount(), 1u);
+    EXPECT_EQ(rig.world.serial().openPorts(), 1u);
+    rig.receives("V007 ");
+    EXPECT_TRUE(console.active());
+}
+
 TEST_F(PortTest, OpenPort_Again_HoldsANewPortWithOneCallback) {
     EXPECT_TRUE(console.open_port());
     const CommsPort* first = ConsoleTestAccess::port(console).get();
