@@ -29,7 +29,7 @@ public:
     /// Loads the library at `path` (RTLD_NOW, RTLD_LOCAL), takes its plug-in from the factory, registers it and runs its
     /// post-load and post-enumeration hooks. Set all settings before. After a failure nothing is loaded.
     std::optional<PluginFailure> load(const std::string& path);
-    /// Waits until the console's start-up has ended, which it does within one step. Without this, start-up's last step
+    /// Ends the console's start-up and waits for its thread, which ends within one step. Without this, start-up's last step
     /// may light lamps after exit() has switched them off. Does nothing without a console.
     void endStartup();
     /// Ends start-up, runs the console's exit() and the plug-in's pre-unload hook, closes the library and checks that it has

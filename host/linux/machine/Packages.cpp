@@ -26,9 +26,7 @@ std::string packageVersions() {
     constexpr const char* ask =
         "dpkg-query --show --showformat='${db:Status-Status} ${Package} ${Version}\\n' 'brltty*' 'corvane-*' 'cvhost*' "
         "libc6 "
-        "'libcvhost*' 'libevdev2*' 'libsystemd0*' 'libudev1*' 'libmicrohttpd*' 'liblo7*' 'linux-image-*' 'modemmanager*' "
-        "'mpv*' "
-        "2>/dev/null "
+        "'libcvhost*' 'libevdev2*' 'libsystemd0*' 'libudev1*' 'liblo7*' 'linux-image-*' 'modemmanager*' 'mpv*' 2>/dev/null "
         "| sed -n 's/^installed //p'";
     return answerOf(ask);
 }

@@ -1,4 +1,4 @@
-// Who may use a serial port, and who uses it. Nothing is opened to find out but what /proc and the lock files say.
+// Who may use a serial port, and who uses it. To find out, only /proc and lock files are read; no port is opened.
 //
 // Threads: any.
 #pragma once

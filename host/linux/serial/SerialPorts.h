@@ -9,9 +9,9 @@
 
 namespace cvhost {
 
-/// Lets go of every closed port, and closes and lets go of every port whose only holder is the serial library. Called by
-/// the next comms_port_open, and by the host when a plug-in has been unloaded, so that no handle can be on its way to being
-/// copied.
+/// Closes every open port that only the serial library references, and releases every closed one that only it references,
+/// except while the port's handler runs. The host calls this when a plug-in has been unloaded, so that no handle can be on
+/// its way to being copied.
 void releaseClosedPorts();
 
 /// Treats the open port `name` as lost, for a reason (a system's error number) that the port itself does not see: its device
