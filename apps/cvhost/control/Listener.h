@@ -21,7 +21,7 @@ struct ControlFailure : std::runtime_error {
 /// $XDG_RUNTIME_DIR/cvhost/control. Nothing without that variable, or if it is not an absolute path.
 std::optional<std::string> defaultPath();
 
-/// Makes the folder of the default path, for this user alone. Throws ControlFailure, also when others may use the folder.
+/// Makes the folder of the default path, or takes this user's, and closes it to all others. Throws ControlFailure.
 void makeDefaultFolder(const std::string& path);
 
 class Listener {

@@ -1,6 +1,6 @@
 // Tests of an active console that need a person: are all lamps lit in turn, which keys and wheel movements arrive?
 //
-// Threads: the application's main thread, but for the handlers' calls, which come on the console's thread.
+// Threads: the application's main thread, except the handlers' calls, which come on the console's thread.
 #pragma once
 
 #include <array>
@@ -22,7 +22,7 @@ public:
     struct Setting {
         iConsoleResource& console;
         const EventLog& events;
-        /// Waits for an event, but at most so long; true when the program is to end.
+        /// Waits for an event, but at most so long; true when the program must end.
         std::function<bool(std::chrono::milliseconds)> wait;
         /// Shows how far it has come, in place of what was shown before.
         std::function<void(std::string_view)> progress;

@@ -47,12 +47,12 @@ private:
     void askForKeys();
     void stopDriver();
     void tellEnd();
-    /// False when it could not be written, which has been said.
+    /// False if it could not be written; the error has already been printed.
     bool writeBundle();
 
-    /// Waits for an event, but at most so long; true when the program is to end.
+    /// Waits for an event, but at most so long; true when the program must end.
     bool wait(std::chrono::milliseconds timeout);
-    /// Waits until the driver has sent nothing for a moment, or the program is to end.
+    /// Waits until the driver has sent nothing for a moment, or the program must end.
     void waitUntilSettled();
     void add(Check check);
     void say(std::string_view line);

@@ -24,7 +24,7 @@ bool isModifier(KeyCode key);
 std::variant<Chord, std::string> parseChord(std::string_view text);
 std::string chordText(const Chord& chord);
 
-/// "play", or the character on the key; empty for what is no key of the desk.
+/// "play", or the character on the key; empty if the desk has no such key.
 std::optional<int> deskKey(std::string_view name);
 std::string deskKeyName(int code);
 /// The desk keys that have a name besides their character.

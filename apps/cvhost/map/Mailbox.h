@@ -1,9 +1,9 @@
 // Actions on their way to a target.
 //
-// Turns of the wheel add up while they wait. Those that would be taps or scrolling after the hand has stopped are left out;
-// those that are sent as numbers wait for the one before to have had its effect, unless another action is behind them.
-// Of speeds in a row, the last one counts. If the target lets too many actions wait, all of them are replaced by one
-// releaseAll: every press that it took has its release.
+// Turns of the wheel add up while they wait. Taps and scrolling are left out if the hand has stopped meanwhile. A turn that
+// is sent as a number waits until the number before it has had its effect, unless another action is behind it. Of speeds in
+// a row, the last one counts. If the target lets too many actions wait, all of them are replaced by one releaseAll: every
+// press that it took has its release.
 //
 // Threads: one at a time. Nothing here allocates.
 #pragma once

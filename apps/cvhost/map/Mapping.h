@@ -49,7 +49,7 @@ public:
     /// Makes the target, unless there is one. What is wrong is a problem; until then events do nothing.
     MapProblems startTarget() { return m_target ? MapProblems() : setTarget(m_engine.map().application); }
 
-    /// Ask this of each press, and of each movement of the ring (0) and the wheel (47).
+    /// `claimed` is asked about each press, and about each movement of the ring (0) and the wheel (47).
     void setClaimed(Claimed claimed);
 
     void operator()(const Event& event) { give<Consumer::map>(event, *this); }

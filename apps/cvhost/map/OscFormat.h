@@ -15,7 +15,8 @@ namespace cvhost::map {
 /// The longest packet that UDP carries.
 inline constexpr std::size_t longestPacket = 65'507;
 
-/// Calls `hear` for each message in a packet that has a number: with its address and its first argument. Bundles in bundles
+/// Calls `hear` for each message whose first argument is a number, or true or false (1 or 0), with its address and that
+/// number. Bundles in bundles
 /// are read down to a depth of 4. What is broken is left out.
 void readPacket(std::span<const char> packet, const std::function<void(std::string_view address, double value)>& hear);
 

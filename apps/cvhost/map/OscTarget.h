@@ -26,8 +26,8 @@ namespace cvhost::map {
 
 class OscTarget final : public Target {
 public:
-    /// `changed` is called on the target's own thread when a lamp or the trouble has changed. Throws TargetFailure; a host
-    /// with a name has its troubles later.
+    /// `changed` is called on the target's own thread when a lamp or the trouble has changed. Throws TargetFailure. If
+    /// the host is a name, `trouble` reports what fails.
     OscTarget(Application application, std::function<void()> changed);
     OscTarget(const OscTarget&) = delete;
     OscTarget& operator=(const OscTarget&) = delete;

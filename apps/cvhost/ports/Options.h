@@ -14,7 +14,7 @@ struct PortsOptions {
 
 common::Subcommand addPorts(CLI::App& app);
 
-/// Refuses what is no port's name.
+/// Refuses a text that is not a port's name.
 CLI::Validator isPort();
 
 /// The option --port of several subcommands.

@@ -26,7 +26,7 @@ struct PortChoice {
     PluginFailure failure{};  ///< of unknown: why
 };
 
-/// Asks the driver. Settings are to be in place; the port list is the machine's own afterwards.
+/// Asks the driver. Set all settings before. Afterwards the port list is the machine's own.
 PortChoice askDriver();
 
 /// How a text begins: with a capital, or without one to follow other words.

@@ -40,8 +40,7 @@ Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumst
 /// What the run is doing, in one sentence without a capital and a full stop; `work` is Work::status.
 std::string runStatus(const wire::StartupFacts& startup, const std::string& work);
 
-/// The better of what was known and what is known now: that it is too early to say replaces nothing that still holds while
-/// a port is open.
+/// `now`, unless it is only too early to say: then a silent console or a lost port stays the reason, if that was known.
 Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now);
 
 }  // namespace cvhost::run

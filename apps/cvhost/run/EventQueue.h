@@ -26,7 +26,7 @@ public:
     /// Whether a sink shows such an event. The others are neither kept nor counted.
     using Wanted = std::function<bool(const Event&)>;
 
-    /// To `sinks`, each event is given as if it happened just now: their clocks show its time.
+    /// While `sinks` take an event, their clocks show the time at which it happened.
     EventQueue(std::vector<EventSink> sinks, Wanted wanted, Missing missing);
     EventQueue(const EventQueue&) = delete;
     EventQueue& operator=(const EventQueue&) = delete;

@@ -25,7 +25,7 @@ public:
     /// Empty entries for every code that has no handler.
     ConsoleHandlerTable& table() { return m_table; }
 
-    /// What has these codes from now on is somebody else's: they count as handled, and the transport hears nothing of them.
+    /// From now on these codes are somebody else's: they count as handled, and the transport does not act on them.
     void setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes);
 
     /// Whether `code` is somebody else's. Any thread.

@@ -1,8 +1,8 @@
 // Which keys are held, so that every press that was queued has its release.
 //
-// A console reports presses alone. Whether a key is held it says when asked, so the keys known as held are asked for after
-// each byte that the driver has handled: exact, and without a timer. A press is queued under another code than the one on
-// the key for three of them (common::keyOf). The jog key stays marked as held after the wheel has switched itself on: that
+// The driver queues presses only. Whether a key is held it says when asked, so it is asked about the keys known as held
+// after each byte that it has handled: exact, and without a timer. The presses of three keys are queued under another code
+// than the key's own (common::keyOf). The jog key stays marked as held after the wheel has switched itself on: that
 // counts as a tap.
 //
 // Threads: one at a time, on the event's thread. Nothing here waits.

@@ -1,5 +1,5 @@
-// The console as this host's parts have it: every call goes on to the driver's, is told, and what it set on the desk is
-// kept, to be set again when the console has come back.
+// Wraps the driver's console: forwards and reports each call that changes something, and remembers lamps, wheel and speed
+// display so that they can be restored after a reconnect.
 //
 // Threads: any; restore() on the application's main thread.
 #pragma once
@@ -21,7 +21,7 @@ public:
 
     RestoringConsole(iConsoleResource& console, Told told) : m_console(console), m_told(std::move(told)) {}
 
-    /// Sets lamps, speed display and wheel as they were last set, in that order.
+    /// Sets lamps, speed display and wheel again, in the order in which they were last set.
     void restore();
 
     bool init() override;

@@ -35,8 +35,8 @@ public:
     /// Gives every later event to `sink` too, before the others: what has been shown is in the recording.
     void addFirst(EventSink sink);
 
-    /// Gives the release of every key that is pressed from now on, before the wake for what has released it. No key's when
-    /// `console` is null, which it must be before the console is gone.
+    /// Reports the release of every key that is pressed from now on, before the wake-up for the event that released it.
+    /// With null it reports none; pass null before the console is gone.
     void watchKeys(iConsoleResource* console);
 
     RunState state() const;

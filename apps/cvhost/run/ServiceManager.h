@@ -18,11 +18,11 @@ public:
 
     bool isPresent() const { return m_present; }
 
-    /// What follows this may be started.
+    /// Reports readiness: the manager may start what is ordered after this program.
     void ready();
     /// One sentence without a full stop. The same one again is not sent.
     void tellStatus(const std::string& sentence);
-    /// To be called each time the main loop turns; feeds the watchdog four times in its time at most.
+    /// Call it each time the main loop turns. Feeds the watchdog at most four times within its timeout.
     void loopTurned(Clock::time_point now);
     void stopping();
 

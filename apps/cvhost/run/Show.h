@@ -31,7 +31,7 @@ public:
 
     explicit Show(Stage stage);
 
-    /// Goes on as far as `heard` and the pauses between steps allow.
+    /// Goes on as far as `state` and the pauses between steps allow.
     void advance(Clock::time_point now, const RunState& state);
 
 private:

@@ -3,7 +3,7 @@
 // Pure: each call takes what happened and when, on any monotonic clock. A time before an earlier one counts as the earlier
 // one. Nothing runs by itself: `advance` lets time pass.
 //
-//   7 fast forward   8 fast reverse   11 play   12 stop   13 reverse   9 (I) mark in   15 (O) mark out   28 jog
+//   7 fast forward   8 rewind   11 play   12 stop   13 reverse   9 (I) mark in   15 (O) mark out   28 jog
 //
 // Threads: one at a time.
 #pragma once
