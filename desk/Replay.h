@@ -1,9 +1,9 @@
 // The console's side of a recording, played again to whatever is at the host's side now.
 //
-// It keeps step with the host and not with the clock: what the console did in the recording after so many bytes and RTS
-// levels of the host's, it does when it has had as many, and as much later as it did then. So a host that is slower or
-// faster does not drift apart from it. What the host does otherwise than in the recording is reported, and counts all the
-// same: a byte in place of another, a byte too many (which is passed over), or bytes that are missing before an RTS level.
+// It keeps step with the host and not with the clock: each thing the console did is repeated after the host has sent the
+// same number of bytes and RTS levels, with the same delay. So a host that is slower or faster does not drift apart from
+// it. What the host does differently from the recording is reported, and counts all the same: a byte in place of another,
+// a byte too many (which is passed over), or bytes that are missing before an RTS level.
 // What the console did before the host's first byte or RTS level counts from the replay's beginning.
 //
 // Threads: one at a time; the caller sees to that.

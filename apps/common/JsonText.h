@@ -36,7 +36,7 @@ public:
     static JsonText ascii(std::string_view text);
     /// Each byte as the character with its number, likewise.
     static JsonText bytes(std::span<const unsigned char> bytes);
-    /// A number with so many digits after the point, at most 16; null for what is no number.
+    /// A number with so many digits after the point, at most 16; null for an infinity or a NaN.
     static JsonText fixed(double value, int digits);
 
     static JsonText object(std::initializer_list<Member> members);

@@ -136,7 +136,7 @@ std::variant<Options, int> parseCommandLine(int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
         if (toNetwork->count() + toPty->count() + toUsb->count() != 1)
-            throw CLI::ValidationError("say where the desk is to be: one of --rfc2217 PORT, --pty LINK and --usb");
+            throw CLI::ValidationError("say where to put the desk: one of --rfc2217 PORT, --pty LINK and --usb");
         if (usb)
             options.line = adapter;
         else if (!toPty->empty())

@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iostream>
 #include <optional>
+#include <system_error>
 
 #include "apps/common/LineWriter.h"
 #include "apps/common/MainLoop.h"
@@ -33,9 +35,10 @@ namespace {
 std::vector<Step> loadScript(const std::string& file) {
     if (file.empty()) return {};
     std::ifstream text(file);
-    if (!text) throw ScriptError("it cannot be read; check its name and that it may be read");
+    const auto unreadable = [&] { return std::system_error(errno, std::generic_category(), "cannot read " + file); };
+    if (!text) throw unreadable();
     auto steps = readScript(text);
-    if (text.bad()) throw ScriptError("it cannot be read to its end");
+    if (text.bad()) throw unreadable();
     return steps;
 }
 
@@ -175,6 +178,9 @@ int run(int argc, const char* const* argv) {
     try {
         steps = loadScript(options.scriptFile);
         recorded = loadReplay(options);
+    } catch (const std::system_error& error) {
+        std::cerr << "cvdesk: " << error.what() << ".\n";
+        return exitStatus::usage;
     } catch (const ScriptError& error) {
         std::cerr << "cvdesk: script " << options.scriptFile << ", " << error.what() << ".\n";
         return exitStatus::usage;

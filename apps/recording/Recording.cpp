@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <system_error>
 #include <utility>
 
 #include "apps/recording/Line.h"
@@ -317,9 +319,10 @@ std::optional<Reader::Item> Reader::next() {
 }
 
 std::string textOf(const std::string& path) {
+    const auto unreadable = [&] { return std::system_error(errno, std::generic_category(), "cannot read " + path); };
     std::ifstream file(path, std::ios::binary);
     file.peek();  // a folder can be opened; only reading it fails
-    if (!file.is_open() || file.bad()) throw Error("it cannot be read", "check its name and that it may be read");
+    if (!file.is_open() || file.bad()) throw unreadable();
     std::error_code unknown;
     const auto size = std::filesystem::file_size(path, unknown);
     std::string text;
@@ -331,7 +334,7 @@ std::string textOf(const std::string& path) {
         if (text.size() > largestFile) throw Error("it is larger than " + std::to_string(largestFile >> 20) + " MiB");
         if (text.size() > longestLine && text.find('\n') > longestLine) throw Error("line 1: the line is too long");
     }
-    if (file.bad()) throw Error("it cannot be read to its end");
+    if (file.bad()) throw unreadable();
     return text;
 }
 

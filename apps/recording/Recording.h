@@ -46,12 +46,9 @@ struct Event {
     std::vector<int> arguments{};
 };
 
-/// Why a file is not a recording, or what is wrong with a line of it, and what to do where that is known: a clause.
+/// Why a file is not a recording, or what is wrong with a line of it: a clause.
 struct Error : std::runtime_error {
-    explicit Error(const std::string& what) : std::runtime_error(what) {}
-    Error(const std::string& what, const std::string& remedy) : std::runtime_error(what + "; " + remedy), hasRemedy(true) {}
-
-    bool hasRemedy = false;
+    using std::runtime_error::runtime_error;
 };
 
 /// Consecutive lines that are damaged in the same way.
@@ -103,7 +100,7 @@ private:
 /// The next event; nothing at the end. Throws Error if a line is damaged.
 std::optional<Event> nextGood(Reader& reader);
 
-/// The text of a file, whole. Throws Error if it cannot be read or is larger than any recording.
+/// The text of a file, whole. Throws std::system_error if it cannot be read, Error if it is larger than any recording.
 std::string textOf(const std::string& path);
 
 struct Recording {

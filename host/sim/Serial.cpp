@@ -125,7 +125,7 @@ SerialLibrary::Registrations SerialLibrary::remove(Matches matches) {
     return running;
 }
 
-/// Returns when none of them is in a call, but for the one that this thread is in.
+/// Returns when none of them is in a call, except the one that this thread is in.
 void SerialLibrary::waitFor(const Registrations& running) {
     Scheduler& scheduler = m_world.scheduler();
     for (const RegistrationHandle& entry : running) {

@@ -57,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(CvdeskTest, Script_Missing_EndsWithStatusTwo) {
     Process desk(cvdesk({"--rfc2217", "0", "--script", m_folder.path() / "none"}));
     EXPECT_EQ(desk.wait(), 2);
-    EXPECT_THAT(desk.errors(), HasSubstr("cannot be read"));
+    EXPECT_THAT(desk.errors(), HasSubstr("cannot read "));
 }
 
 TEST_F(CvdeskTest, Line_NotToBeHad_EndsWithStatusThree) {

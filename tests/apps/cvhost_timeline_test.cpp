@@ -468,14 +468,13 @@ TEST_F(CvhostTimeline, File_Missing_IsSaidInOneSentence) {
     Process host(timeline("/no/such\nfile"));
     EXPECT_EQ(host.wait(), 2);
     EXPECT_THAT(host.lines(), IsEmpty());
-    EXPECT_EQ(host.errors(),
-              "cvhost: recording /no/such\\nfile, it cannot be read; check its name and that it may be read.\n");
+    EXPECT_EQ(host.errors(), "cvhost: cannot read /no/such\\nfile: No such file or directory.\n");
 }
 
 TEST_F(CvhostTimeline, File_IsAFolder_IsSaidInOneSentence) {
     Process host(timeline("/"));
     EXPECT_EQ(host.wait(), 2);
-    EXPECT_EQ(host.errors(), "cvhost: recording /, it cannot be read; check its name and that it may be read.\n");
+    EXPECT_EQ(host.errors(), "cvhost: cannot read /: Is a directory.\n");
 }
 
 TEST_F(CvhostTimeline, Output_DeviceFull_SaysSo) {

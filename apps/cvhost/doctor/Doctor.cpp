@@ -35,7 +35,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Stage = wire::StartupFacts::Stage;
 
-/// One attempt of the driver's takes three seconds and a port of the network five; a line that takes no bytes fifteen.
+/// A start-up attempt takes 3 s, 5 s on a network port, and up to 15 s if the line accepts no bytes.
 constexpr auto startupLimit = 30s;
 /// How long the driver must have sent nothing to be done with start-up, and how long that may take.
 constexpr auto settled = 300ms;

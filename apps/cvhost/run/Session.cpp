@@ -273,7 +273,7 @@ void Session::takeKeys() {
     }
 }
 
-/// The driver is told that its console has gone, whoever listens is told what that means, and the driver looks for it again.
+/// After a loss, reports what it means, stops what the ring has started and has the driver look for its console again.
 void Session::noticeLoss(const RunState& state) {
     if (state.startup.powerCycled) {
         say("lost", "the console has been switched off and on");
@@ -296,8 +296,8 @@ void Session::restartConsole() {
     m_console->init();
 }
 
-/// A driver that knows a version from before asks for it once in each attempt, and hears no answer that comes together with
-/// what is left of the boot monitor's: only its first attempt on a port keeps the two apart.
+/// On a retry the driver asks for the version only once, and misses an answer that arrives together with leftover monitor
+/// bytes. Only the first attempt after opening the port is safe, so restart from there.
 void Session::noticeReturn(const RunState& state) {
     const wire::StartupFacts& startup = state.startup;
     if (startup.version && !startup.active && startup.isOpen() && waitedFor(startup) >= firstAttemptPatience)

@@ -374,10 +374,12 @@ int showTimeline(const TimelineOptions& options) {
         damaged = writeTimeline(Reader(text), common::wantsColour(), [&](std::string_view line) {
             if (unwritable == 0 && !written(line)) unwritable = errno;
         });
+    } catch (const std::system_error& error) {
+        std::cerr << "cvhost: " << common::plainText(error.what()) << ".\n";
+        return common::exitStatus::usage;
     } catch (const recording::Error& error) {
-        const std::string reason = common::plainText(error.what());
-        const char* remedy = error.hasRemedy ? "" : "; name a file that \"cvhost run --record FILE\" has made";
-        complainOfFile(options.file, reason + remedy);
+        complainOfFile(options.file,
+                       common::plainText(error.what()) + "; name a file that \"cvhost run --record FILE\" has made");
         return common::exitStatus::usage;
     }
     if (unwritable == 0 && std::fflush(stdout) != 0) unwritable = errno;

@@ -19,7 +19,7 @@ int digit(char c) {
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : 0;
 }
 
-/// The number at `begin`, `length` digits at most: what is no digit counts as 0.
+/// The number at `begin`, `length` digits at most: any other character than a digit counts as 0.
 int number(std::string_view text, std::size_t begin, std::size_t length) {
     int value = 0;
     for (const char c : text.substr(begin, length)) value = value << 4 | digit(c);

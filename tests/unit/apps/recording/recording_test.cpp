@@ -270,8 +270,8 @@ TEST(RecordingReader, FirstLineDamaged_EventsAreRead) {
 TEST(RecordingReader, FileWithoutEnd_IsRefused) { EXPECT_THROW(recording::textOf("/dev/zero"), recording::Error); }
 
 TEST(Recording, FileThatIsNotThere_IsSaid) {
-    EXPECT_THROW(recording::readFile("/no/such/file"), recording::Error);
-    EXPECT_THROW(recording::readFile("/"), recording::Error);
+    EXPECT_THROW(recording::readFile("/no/such/file"), std::system_error);
+    EXPECT_THROW(recording::readFile("/"), std::system_error);
 }
 
 TEST(Recorder, Events_AreInTheFileAtOnce) {
