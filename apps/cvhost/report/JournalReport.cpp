@@ -6,6 +6,14 @@
 #include "apps/cvhost/report/TextReport.h"
 
 namespace cvhost::report {
+namespace {
+
+JournalReport::Fields errorField(int error) {
+    if (error == 0) return {};
+    return {"ERRNO=" + std::to_string(error)};
+}
+
+}  // namespace
 
 void JournalReport::send(Level level, std::string_view message, Fields more) {
     if (!m_active && !m_repeats.isNew(std::string(message))) return;
@@ -18,9 +26,8 @@ void JournalReport::send(Level level, std::string_view message, Fields more) {
 void JournalReport::take(const LogLine& line) {
     std::string_view text = line.text;
     if (text.ends_with('\n')) text.remove_suffix(1);
-    const int error = std::exchange(m_error, 0);
-    if (error == 0) return send(info, common::plainText(text));
-    send(warning, common::plainText(text), {"ERRNO=" + std::to_string(error)});
+    const auto error = std::exchange(m_failure, std::nullopt);
+    send(error ? warning : info, common::plainText(text), errorField(error.value_or(0)));
 }
 
 void JournalReport::take(const PortChange& port) {
@@ -30,13 +37,26 @@ void JournalReport::take(const PortChange& port) {
         m_active = false;
         m_repeats.forget();
     }
-    send(lost ? warning : info, TextReport::portText(port));
+    send(lost ? warning : info, TextReport::portText(port), errorField(lost ? std::exchange(m_lossError, 0) : 0));
 }
 
-/// The log's next line tells of it.
 void JournalReport::take(const PortTrouble& trouble) {
+    using enum PortTrouble::Kind;
     m_port = trouble.name;
-    m_error = trouble.error;
+    switch (trouble.kind) {
+        case cannotOpen:
+        case busy:
+        case settingsRefused:
+            m_failure = trouble.error;
+            return;
+        case lost:
+            m_lossError = trouble.error;
+            return;
+        case rtsMissing:
+        case rtsUncertain:
+        case notTaking:
+            return;
+    }
 }
 
 void JournalReport::take(const ConsoleActive& console) {

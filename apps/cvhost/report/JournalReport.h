@@ -5,6 +5,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,8 +39,9 @@ private:
     const std::function<void(Fields)> m_send;
     bool m_active = false;
     Repeats m_repeats;
-    std::string m_port;  ///< that was looked at last
-    int m_error = 0;     ///< of the trouble that the next line of the log tells of
+    std::string m_port;            ///< that was looked at last
+    std::optional<int> m_failure;  ///< the error, or 0, of a port that failed to open; the log's next line reports it
+    int m_lossError = 0;           ///< of the loss that the next PortChange reports
 };
 
 }  // namespace cvhost::report

@@ -46,6 +46,36 @@ TEST_F(JournalEntries, LogLine_OfATrouble_IsAWarningWithItsError) {
                                        ElementsAre("MESSAGE=next", "PRIORITY=6", "CORVANE_PORT=/dev/ttyUSB0")));
 }
 
+TEST_F(JournalEntries, Port_LostByAnError_TheLossItselfHasTheError) {
+    give(PortTrouble{.name = "/dev/ttyUSB0", .kind = PortTrouble::Kind::lost, .error = EIO, .reason = "no"});
+    give(LogLine{"of another thread\n"});
+    give(PortChange{.name = "/dev/ttyUSB0", .state = PortState::lost});
+    give(LogLine{"Looking\n"});
+    give(PortChange{.name = "/dev/ttyUSB0", .state = PortState::lost});
+    const std::string lost = "MESSAGE=/dev/ttyUSB0 is lost: unplugged, switched off, or closed at its far end";
+    const std::string port = "CORVANE_PORT=/dev/ttyUSB0";
+    EXPECT_THAT(m_entries,
+                ElementsAre(ElementsAre("MESSAGE=of another thread", "PRIORITY=6", port),
+                            ElementsAre(lost, "PRIORITY=4", port, "ERRNO=5"),
+                            ElementsAre("MESSAGE=Looking", "PRIORITY=6", port), ElementsAre(lost, "PRIORITY=4", port)));
+}
+
+TEST_F(JournalEntries, LogLine_OfAFailureWithoutErrorNumber_IsAWarning) {
+    give(PortTrouble{.name = "rfc2217://nowhere:1", .kind = PortTrouble::Kind::cannotOpen, .reason = "unknown host"});
+    give(LogLine{"cannot open rfc2217://nowhere:1: unknown host\n"});
+    give(LogLine{"next\n"});
+    const std::string port = "CORVANE_PORT=rfc2217://nowhere:1";
+    EXPECT_THAT(m_entries,
+                ElementsAre(ElementsAre("MESSAGE=cannot open rfc2217://nowhere:1: unknown host", "PRIORITY=4", port),
+                            ElementsAre("MESSAGE=next", "PRIORITY=6", port)));
+}
+
+TEST_F(JournalEntries, LogLine_AfterAPortTookNothing_IsNoWarning) {
+    give(PortTrouble{.name = "/dev/ttyUSB0", .kind = PortTrouble::Kind::notTaking, .unsent = 1});
+    give(LogLine{"next\n"});
+    EXPECT_THAT(m_entries, ElementsAre(ElementsAre("MESSAGE=next", "PRIORITY=6", "CORVANE_PORT=/dev/ttyUSB0")));
+}
+
 TEST_F(JournalEntries, LogLine_AgainWithoutConsole_IsSentOnceUntilOneIsActive) {
     give(LogLine{"Looking\n"});
     give(LogLine{"Looking\n"});
