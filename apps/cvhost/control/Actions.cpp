@@ -16,18 +16,19 @@ std::string Actions::set(const Command& command) {
     iConsoleResource& console = m_stage.console;
     if (!console.active()) return "no console is active; wait for the event \"active\"";
     m_stage.transport.lendLamps();
+    const SpeedLamps left = command.keep ? SpeedLamps::kept : SpeedLamps::changed;
     switch (command.kind) {
         case Command::Kind::lamp:
             console.lamp_set(command.lamp, command.state);
             m_lent.set(static_cast<std::size_t>(command.lamp), !command.keep);
-            if (command.lamp <= lastOfDisplay) m_displayLent = !command.keep;
+            if (command.lamp <= lastOfDisplay) m_speedLamps = left;
             break;
         case Command::Kind::wheel:
             command.on ? console.enable_wheel() : console.disable_wheel();
             break;
         default:
             console.show_ispeed(command.speed);
-            m_displayLent = !command.keep;
+            m_speedLamps = left;
     }
     return {};
 }
@@ -50,7 +51,7 @@ void Actions::giveLampsBack() {
         console.lamp_set(lamp, lamp == jogLamp && console.wheel_enabled() ? 'F' : 'O');
     }
     m_lent.reset();
-    m_stage.transport.takeLampsBack(std::exchange(m_displayLent, false));
+    m_stage.transport.takeLampsBack(std::exchange(m_speedLamps, SpeedLamps::untouched));
 }
 
 }  // namespace cvhost::control

@@ -30,6 +30,8 @@ public:
     void giveLampsBack();
 
 private:
+    using SpeedLamps = transport::ConsoleTransport::SpeedLamps;
+
     static constexpr std::size_t lamps = 46;
 
     std::string set(const Command& command);
@@ -37,7 +39,7 @@ private:
 
     const Stage m_stage;
     std::bitset<lamps + 1> m_lent;  ///< lamps that the owner has set, not to be kept; by number
-    bool m_displayLent = false;     ///< the lamps that show the speed likewise
+    SpeedLamps m_speedLamps = SpeedLamps::untouched;
 };
 
 }  // namespace cvhost::control

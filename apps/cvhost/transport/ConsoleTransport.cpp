@@ -59,10 +59,10 @@ View ConsoleTransport::advance(iConsoleResource& console) {
     return view;
 }
 
-void ConsoleTransport::takeLampsBack(bool show) {
+void ConsoleTransport::takeLampsBack(SpeedLamps left) {
     if (!std::exchange(m_lent, false)) return;
-    const int speed = withDeck([](Deck& deck) { return deck.view().state.speed; });
-    m_shown = show ? std::nullopt : std::optional(speed);
+    if (left == SpeedLamps::changed) m_shown.reset();
+    if (left == SpeedLamps::kept) m_shown = withDeck([](Deck& deck) { return deck.view().state.speed; });
 }
 
 }  // namespace cvhost::transport

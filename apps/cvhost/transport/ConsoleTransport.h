@@ -33,8 +33,14 @@ public:
     /// From now on somebody else sets the lamps.
     void lendLamps() { m_lent = true; }
     bool lampsLent() const { return m_lent; }
-    /// The lamps follow the deck again: at once with `show`, otherwise from its next change on.
-    void takeLampsBack(bool show);
+    /// What somebody else has done to the lamps that show the speed.
+    enum class SpeedLamps {
+        untouched,
+        changed,  ///< they show the deck's speed again at once
+        kept,     ///< they stay until the deck's next change
+    };
+    /// The lamps follow the deck again.
+    void takeLampsBack(SpeedLamps left);
 
 private:
     template <class Act>

@@ -19,6 +19,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr int playKey = 11;
+constexpr int stopKey = 12;
 
 Command lamp(int number, char state, bool keep = false) {
     return {.kind = Command::Kind::lamp, .lamp = number, .state = state, .keep = keep};
@@ -89,6 +90,18 @@ TEST_F(ControlActions, OtherLamp_GivenBack_LeavesTheSpeedAlone) {
     m_actions.perform(lamp(5, 'F'));
     m_actions.giveLampsBack();
     EXPECT_THAT(shown(), IsEmpty());
+}
+
+TEST_F(ControlActions, OtherLamp_GivenBackAfterTheDeckHasChanged_ShowsTheDecksSpeed) {
+    m_actions.perform(lamp(5, 'F'));
+    m_deck.key(playKey);
+    EXPECT_THAT(shown(), IsEmpty());
+    m_actions.giveLampsBack();
+    EXPECT_THAT(shown(), ElementsAre(1024));
+    m_actions.perform(lamp(5, 'F', true));
+    m_deck.key(stopKey);
+    m_actions.giveLampsBack();
+    EXPECT_THAT(shown(), ElementsAre(0)) << "the lamp that is kept is another one";
 }
 
 TEST_F(ControlActions, Wheel_Switched_StaysSo) {
