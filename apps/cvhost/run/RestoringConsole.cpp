@@ -1,5 +1,6 @@
 #include "apps/cvhost/run/RestoringConsole.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "apps/common/ConsoleFacts.h"
@@ -11,9 +12,17 @@ void RestoringConsole::keep(int thing, std::function<void()> set) {
     m_wishes.push_back({thing, std::move(set)});
 }
 
-void RestoringConsole::forget(int thing) {
+/// The driver switches the wheel's lamp off with the wheel.
+void RestoringConsole::forgetWheel() {
     const std::lock_guard lock(m_mutex);
-    std::erase_if(m_wishes, [=](const Wish& wish) { return wish.thing == thing; });
+    std::erase_if(m_wishes, [](const Wish& wish) { return wish.thing == wheel || wish.thing == common::lamps::jog; });
+}
+
+/// Another thread may have asked for something else, or for nothing, since it was first looked at.
+std::function<void()> RestoringConsole::present(int thing) {
+    const std::lock_guard lock(m_mutex);
+    const auto wish = std::ranges::find(m_wishes, thing, &Wish::thing);
+    return wish == m_wishes.end() ? nullptr : wish->set;
 }
 
 void RestoringConsole::restore() {
@@ -22,7 +31,9 @@ void RestoringConsole::restore() {
         const std::lock_guard lock(m_mutex);
         wishes = m_wishes;
     }
-    for (const Wish& wish : wishes) wish.set();
+    for (const Wish& wish : wishes) {
+        if (const auto set = present(wish.thing)) set();
+    }
 }
 
 bool RestoringConsole::init() {
@@ -76,13 +87,13 @@ void RestoringConsole::enable_suspended_wheel() {
 
 void RestoringConsole::disable_wheel() {
     m_told("disable_wheel", {});
-    forget(wheel);
+    forgetWheel();
     m_console.disable_wheel();
 }
 
 void RestoringConsole::suspend_wheel() {
     m_told("suspend_wheel", {});
-    forget(wheel);
+    forgetWheel();
     m_console.suspend_wheel();
 }
 

@@ -57,7 +57,8 @@ private:
     };
 
     void keep(int thing, std::function<void()> set);
-    void forget(int thing);
+    void forgetWheel();
+    std::function<void()> present(int thing);
 
     iConsoleResource& m_console;
     const Told m_told;
