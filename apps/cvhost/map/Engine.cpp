@@ -72,6 +72,12 @@ void Engine::release(int code) {
     if (!layer->latched) setLayer(static_cast<std::size_t>(layer - m_map.layers.begin()), false);
 }
 
+void Engine::leaveLayer(int code) {
+    const auto layer = std::ranges::find(m_map.layers, code, &Layer::key);
+    const auto index = static_cast<std::size_t>(layer - m_map.layers.begin());
+    if (std::ranges::find(m_on, index) != m_on.end()) setLayer(index, false);
+}
+
 void Engine::setLayer(std::size_t index, bool on) {
     ++m_changes;
     std::erase(m_on, index);

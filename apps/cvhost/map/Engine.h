@@ -39,6 +39,8 @@ public:
     void ring(int speed);
     /// Takes a turn of the wheel by `parts`, at `now` on any clock that does not run backwards.
     void wheel(std::int64_t parts, Time now);
+    /// The layer of the key `code` goes off, if it has one.
+    void leaveLayer(int code);
     /// The hands are gone: everything held is released, the ring counts as back at its centre, no layer is on.
     void letGo();
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <system_error>
 #include <utility>
 
 #include "apps/cvhost/map/Strokes.h"
@@ -45,20 +46,25 @@ Mapping::Mapping(OpenMap map, MakeTarget makeTarget)
           if (m_target) m_target->send(action);
       }) {}
 
-void Mapping::setClaimed(Claimed claimed) {
-    const std::lock_guard lock(m_mutex);
-    m_claimed = std::move(claimed);
-}
-
 template <class Act>
 void Mapping::act(Act act) {
     const std::lock_guard lock(m_mutex);
     act(m_engine);
 }
 
+void Mapping::setClaimed(const Codes& codes) {
+    act([&](Engine& engine) {
+        m_claimed = codes;
+        if (isClaimed(common::keys::ring)) engine.ring(0);
+        for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
+            if (isClaimed(code)) engine.leaveLayer(common::keyOf(code));
+        }
+    });
+}
+
 void Mapping::take(const KeyQueued& key) {
     act([&](Engine& engine) {
-        if (!m_claimed || !m_claimed(key.code)) engine.press(common::keyOf(key.code));
+        if (!isClaimed(key.code)) engine.press(common::keyOf(key.code));
     });
 }
 
@@ -68,7 +74,7 @@ void Mapping::take(const KeyReleased& key) {
 
 void Mapping::take(const HandlerRun& run) {
     act([&](Engine& engine) {
-        if (m_claimed && m_claimed(run.code)) return;
+        if (isClaimed(run.code)) return;
         if (run.code == common::keys::ring) engine.ring(run.speed);
         if (run.code != common::keys::wheel) return;
         engine.wheel(partsOf(run.jogExact), std::chrono::steady_clock::now().time_since_epoch());
@@ -92,11 +98,11 @@ Mapping::News Mapping::refresh() {
     if (auto* problems = std::get_if<MapProblems>(&read)) return {.problems = std::move(*problems)};
     auto& map = std::get<Map>(read);
     const Application before = m_engine.map().application;  // only this thread changes it
-    if (map.application != before || !m_target) {
+    const bool hadTarget = m_target != nullptr;
+    if (map.application != before || !hadTarget || m_target->failure()) {
         end();
         const MapProblems problems = setTarget(map.application);
-        if (!problems.empty()) {
-            setTarget(before);
+        if (!problems.empty() && hadTarget && setTarget(before).empty()) {
             return {.problems = {m_file.path + ": " + problems.front()}};
         }
     }
@@ -112,6 +118,8 @@ MapProblems Mapping::setTarget(const Application& application) {
         return {};
     } catch (const TargetFailure& failure) {
         return {failure.what()};
+    } catch (const std::system_error& error) {  // such as a kind of socket that a service may not have
+        return {error.what()};
     }
 }
 

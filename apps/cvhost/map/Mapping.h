@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <bitset>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -16,6 +17,7 @@
 #include "apps/cvhost/map/Engine.h"
 #include "apps/cvhost/map/MapFiles.h"
 #include "apps/cvhost/map/TargetThread.h"
+#include "host/api/ConsoleInput.h"
 #include "host/api/ConsoleResource.h"
 #include "host/core/Events.h"
 
@@ -39,8 +41,7 @@ struct Legends {
 
 class Mapping {
 public:
-    /// Whether a client of the control socket has claimed this code.
-    using Claimed = std::function<bool(int code)>;
+    using Codes = std::bitset<ConsoleHandlerTable::codes>;
     /// Makes the target of a map. Throws TargetFailure.
     using MakeTarget = std::function<std::unique_ptr<Target>(const Application&)>;
 
@@ -49,8 +50,9 @@ public:
     /// Makes the target, unless there is one. What is wrong is a problem; until then events do nothing.
     MapProblems startTarget() { return m_target ? MapProblems() : setTarget(m_engine.map().application); }
 
-    /// `claimed` is asked about each press, and about each movement of the ring (0) and the wheel (47).
-    void setClaimed(Claimed claimed);
+    /// From now on presses of these codes and movements of the ring (0) and the wheel (47) do nothing: a client of the
+    /// control socket has claimed them. What the ring has started ends, and so does a layer whose key is among them.
+    void setClaimed(const Codes& codes);
 
     void operator()(const Event& event) { give<Consumer::map>(event, *this); }
     void take(const KeyQueued& key);
@@ -66,7 +68,8 @@ public:
         bool changed = false;  ///< the file has been read again, and is in force
         MapProblems problems;  ///< it has changed, and cannot be used: the map that was in force stays
     };
-    /// Reads the file again if it has changed. Another target takes the place of the one before, which ends first.
+    /// Reads the file again if it has changed. Another target takes the place of the one before, which ends first. If
+    /// neither can be made, the file is in force, and startTarget has more to do.
     News refresh();
     /// Shows the layers and the target's state on the console's lamps. `lent`: somebody else sets the lamps.
     void showLamps(iConsoleResource& console, bool lent);
@@ -82,6 +85,7 @@ public:
 private:
     template <class Act>
     void act(Act act);
+    bool isClaimed(int code) const { return is_valid_keycode(code) && m_claimed.test(static_cast<std::size_t>(code)); }
     MapProblems setTarget(const Application& application);
 
     const NamedMap m_file;
@@ -89,7 +93,7 @@ private:
     FileMark m_mark;
     std::mutex m_mutex;
     std::unique_ptr<TargetThread> m_target;  ///< null: none could be made; under m_mutex; only the main thread changes it
-    Claimed m_claimed;                       ///< under m_mutex
+    Codes m_claimed;                         ///< under m_mutex
     Engine m_engine;                         ///< under m_mutex
     Lamps m_shown;                           ///< on the console
     Lamps m_ours;                            ///< lamps that the map has set at some time

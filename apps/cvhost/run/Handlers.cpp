@@ -16,6 +16,7 @@ Handlers::Handlers(iConsoleResource& console, transport::ConsoleTransport& trans
 }
 
 void Handlers::setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes) {
+    const bool ringWasClaimed = isClaimed(common::keys::ring);
     m_claimed = codes.to_ullong();
     for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
         const bool handled = m_mapped || (code >= 1 && code <= lastOfNothing) ||
@@ -23,6 +24,7 @@ void Handlers::setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes) 
                              std::ranges::count(transport::ConsoleTransport::codes, code) != 0;
         m_table.set(code, handled ? this : nullptr);
     }
+    if (!m_mapped && !ringWasClaimed && isClaimed(common::keys::ring)) m_transport.releaseRing();
 }
 
 bool Handlers::execute(int code) {

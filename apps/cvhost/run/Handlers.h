@@ -25,15 +25,15 @@ public:
     /// Empty entries for every code that has no handler.
     ConsoleHandlerTable& table() { return m_table; }
 
-    /// From now on these codes are somebody else's: they count as handled, and the transport does not act on them.
+    /// From now on these codes are somebody else's: they count as handled, and the transport does not act on them. With the
+    /// ring among them, what it has started ends.
     void setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes);
-
-    /// Whether `code` is somebody else's. Any thread.
-    bool isClaimed(int code) const { return is_valid_keycode(code) && (m_claimed >> code & 1) != 0; }
 
     bool execute(int code) override;
 
 private:
+    bool isClaimed(int code) const { return is_valid_keycode(code) && (m_claimed >> code & 1) != 0; }
+
     iConsoleResource& m_console;
     transport::ConsoleTransport& m_transport;
     RunMonitor& m_monitor;

@@ -179,7 +179,6 @@ bool Session::startConsole() {
         [this](std::string_view name, std::initializer_list<int> arguments) { m_monitor(ConsoleCall{name, arguments}); });
     map::Mapping* const mapping = m_work->mapping();
     m_handlers = std::make_unique<Handlers>(*m_console, m_work->transport(), m_monitor, mapping != nullptr);
-    if (mapping != nullptr) mapping->setClaimed([this](int code) { return m_handlers->isClaimed(code); });
     m_monitor.watchKeys(m_console.get());
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&m_handlers->table());
     if (m_options.show) {
@@ -218,6 +217,7 @@ void Session::startControl() {
         m_control.emplace(path, control::Server::Stage{
                                     .start = m_start, .exchange = *m_exchange, .claim = [this](const control::Codes& codes) {
                                         m_handlers->setClaimed(codes);
+                                        if (m_work->mapping() != nullptr) m_work->mapping()->setClaimed(codes);
                                     }});
     } catch (const control::ControlFailure& failure) {
         return complain(failure.what());

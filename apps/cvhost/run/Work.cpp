@@ -32,8 +32,7 @@ Work::Work(const Options& options, Stage stage) : m_options(options), m_stage(st
         const map::MapProblems problems = m_map->startTarget();
         if (!problems.empty() && !m_stage.mayWait) throw map::TargetFailure(problems.front());
         m_stage.say("map", "the map is " + m_map->file().path);
-        m_waiting = !problems.empty();
-        if (m_waiting) m_stage.complain(problems.front() + "; cvhost tries again");
+        tellMissing(problems);
     }
     // An mpv that runs already may have told where it is.
     m_playheadNews.emplace(m_mpv != nullptr ? transport::State{} : m_deck->view().state);
@@ -71,7 +70,7 @@ std::unique_ptr<map::Target> Work::makeTarget(const map::Application& applicatio
 std::string Work::status() const {
     if (!m_map) return {};
     const std::string map = "map " + m_map->file().name;
-    return m_waiting || m_mapTrouble ? "waiting for the target of " + map : map;
+    return m_missing || m_mapTrouble ? "waiting for the target of " + map : map;
 }
 
 PlayheadChange Work::playhead() { return playheadOf(m_deck->view()); }
@@ -101,8 +100,7 @@ bool Work::followMap(iConsoleResource& console, web::PageState* page) {
     if (Clock::now() < m_nextMapRefresh) return false;
     m_nextMapRefresh = Clock::now() + mapInterval;
     const bool changed = readMapAgain();
-    if (std::exchange(m_waiting, m_waiting && !m_map->startTarget().empty()) && !m_waiting)
-        m_stage.say("map", "the map's target is there");
+    tellMissing(m_map->startTarget());
     const auto failure = m_map->failure();
     if (std::exchange(m_mapFailure, failure) != failure && failure) m_stage.complain(*failure);
     return changed;
@@ -121,6 +119,13 @@ void Work::tellMpv() {
     const bool there = m_mpv->connected();
     if (std::exchange(m_mpvThere, there) == there) return;
     m_stage.say("map", there ? "mpv is there" : "waiting for mpv");
+}
+
+void Work::tellMissing(const map::MapProblems& problems) {
+    const auto missing = problems.empty() ? std::nullopt : std::optional(problems.front());
+    if (std::exchange(m_missing, missing) == missing) return;
+    if (missing) return m_stage.complain(*missing + "; cvhost tries again");
+    m_stage.say("map", "the map's target is there");
 }
 
 void Work::tellTrouble() {

@@ -61,6 +61,7 @@ private:
     std::unique_ptr<map::Target> makeTarget(const map::Application& application);
     void tellMpv();
     void tellTrouble();
+    void tellMissing(const map::MapProblems& problems);
     bool readMapAgain();
 
     const Options& m_options;
@@ -74,7 +75,7 @@ private:
     std::optional<bool> m_mpvThere;
     std::optional<std::string> m_mapFailure;  ///< as it was said
     std::optional<std::string> m_mapTrouble;  ///< as it was said
-    bool m_waiting = false;                   ///< for the map's target
+    std::optional<std::string> m_missing;     ///< why the map has no target, as it was said
     Clock::time_point m_nextMapRefresh{};
 };
 

@@ -52,6 +52,10 @@ void ConsoleTransport::handle(int code, iConsoleResource& console) {
     }
 }
 
+void ConsoleTransport::releaseRing() {
+    withDeck([](Deck& deck) { deck.shuttle(0); });
+}
+
 View ConsoleTransport::advance(iConsoleResource& console) {
     const View view = withDeck([](Deck& deck) { return deck.view(); });
     if (m_lent) return view;

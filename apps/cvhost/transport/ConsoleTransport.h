@@ -23,6 +23,8 @@ public:
 
     /// Acts on `code` with the console's present values. The jog key switches the wheel on or off.
     void handle(int code, iConsoleResource& console);
+    /// As if the ring were back at its centre.
+    void releaseRing();
     /// Returns the deck's state, and shows its speed on the console's lamps if it has changed.
     View advance(iConsoleResource& console);
 

@@ -77,9 +77,9 @@ private:
     ValueConsole m_console;
     std::optional<cvhost::map::Mapping> m_mapping;
     cvhost::run::RunMonitor m_monitor;
-    std::set<int> m_down;     ///< keys of the desk
-    std::set<int> m_sure;     ///< plain ones of them that the target must hold
-    std::set<int> m_claimed;  ///< by queued codes
+    std::set<int> m_down;  ///< keys of the desk
+    std::set<int> m_sure;  ///< plain ones of them that the target must hold
+    cvhost::map::Mapping::Codes m_claimed;
     bool m_hanging = false;
     bool m_deaf = false;  ///< by a canary
     int m_marks = 0;
@@ -100,7 +100,6 @@ Session::Session(std::uint64_t seed, const Order& order, std::string file)
         return m_application.makeTarget(application);
     });
     for (const std::string& problem : m_mapping->startTarget()) fail(problem);
-    m_mapping->setClaimed([this](int code) { return m_claimed.contains(code); });
     m_monitor.watchKeys(&m_console);
 }
 
@@ -162,7 +161,7 @@ void Session::press(int key) {
     const int code = queuedCode(key);
     m_monitor(cvhost::KeyQueued{.code = code, .handled = false, .flags = 0});
     handle(" ");
-    if (std::ranges::count(plainKeys, key) != 0 && !m_claimed.contains(code)) m_sure.insert(key);
+    if (std::ranges::count(plainKeys, key) != 0 && !m_claimed.test(static_cast<std::size_t>(code))) m_sure.insert(key);
 }
 
 void Session::release(int key) {
@@ -218,8 +217,11 @@ void Session::take(const Event& event) {
 }
 
 void Session::claim() {
-    m_claimed.clear();
-    for (int codes = m_random.between(0, 5); codes > 0; --codes) m_claimed.insert(m_random.between(0, hangKey - 1));
+    m_claimed.reset();
+    for (int codes = m_random.between(0, 5); codes > 0; --codes) {
+        m_claimed.set(static_cast<std::size_t>(m_random.between(0, hangKey - 1)));
+    }
+    m_mapping->setClaimed(m_claimed);
 }
 
 void Session::changeMap() {

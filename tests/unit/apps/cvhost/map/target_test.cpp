@@ -110,7 +110,9 @@ protected:
     }
     std::unique_ptr<Target> target(const Application& application) {
         if (application.host == "nowhere" || m_refused) throw TargetFailure("there is no such host");
+        if (application.host == "forbidden") throw std::system_error(EAFNOSUPPORT, std::generic_category(), "a UDP socket");
         m_made.push_back(application.kind == TargetKind::keys ? "keys" : "osc " + std::to_string(application.port));
+        if (m_fails) return std::make_unique<LoggedTarget>(m_log, true);
         return std::make_unique<LoggedTarget>(m_log, m_targetLamps);
     }
     /// All that the target was asked to do.
@@ -129,6 +131,7 @@ protected:
     std::atomic<unsigned> m_targetLamps = 0;
     Texts m_made;  ///< the targets
     bool m_refused = false;
+    bool m_fails = false;
     std::optional<Mapping> m_mapping;
 };
 
@@ -309,12 +312,32 @@ TEST_F(MappingTest, Events_ConsoleLost_ReleasesEverything) {
 }
 
 TEST_F(MappingTest, Events_ClaimedCodes_AreLeftAlone) {
-    mapping().setClaimed([](int code) { return code == 5 || code == 0; });
+    mapping().setClaimed(Mapping::Codes().set(5).set(0));
     press(5);
     release(5);
     handler(0, 1024, 0);
     press(31);
     EXPECT_THAT(end(), ElementsAre("press a", "release all", "release all"));
+}
+
+TEST_F(MappingTest, SetClaimed_RingOutsideItsCentre_EndsWhatItHasStarted) {
+    handler(0, 1024, 0);
+    mapping().setClaimed(Mapping::Codes().set(0));
+    handler(0, 0, 0);
+    mapping().setClaimed({});
+    handler(0, 1024, 0);
+    EXPECT_THAT(end(), ElementsAre("l", "k", "l", "k", "release all", "release all"));
+}
+
+TEST_F(MappingTest, SetClaimed_KeyOfALatchedLayer_EndsTheLayer) {
+    write("[keys]\nE = 'a'\n[layer.x]\nlatched = 'A'\n[layer.x.keys]\nE = 'b'\n");
+    press(1);
+    release(1);
+    press(5);
+    release(5);
+    mapping().setClaimed(Mapping::Codes().set(1));
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("press b", "release E", "press a", "release all", "release all"));
 }
 
 TEST_F(MappingTest, Events_AfterTheEnd_DoNothing) {
@@ -387,6 +410,52 @@ TEST_F(MappingTest, StartTarget_RefusedAtFirst_WorksOnceItIsMade) {
     press(5);
     EXPECT_THAT(end(), ElementsAre("press ctrl+z", "release all", "release all"));
     EXPECT_THAT(m_made, ElementsAre("keys"));
+}
+
+TEST_F(MappingTest, StartTarget_SystemRefusesIt_SaysWhy) {
+    std::ofstream(m_path) << "target = 'osc'\nport = 9\nhost = 'forbidden'\n";
+    openMapping();
+    EXPECT_THAT(m_mapping->startTarget(), ElementsAre("a UDP socket: Address family not supported by protocol"));
+}
+
+TEST_F(MappingTest, Refresh_TargetIsAwaited_TakesTheFileOver) {
+    m_refused = true;
+    openMapping();
+    EXPECT_THAT(mapping().startTarget(), SizeIs(1));
+    write("[keys]\nE = 'b'\n");
+    const Mapping::News news = mapping().refresh();
+    EXPECT_TRUE(news.changed);
+    EXPECT_THAT(news.problems, IsEmpty());
+    m_refused = false;
+    EXPECT_THAT(mapping().startTarget(), IsEmpty());
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("press b", "release all", "release all"));
+}
+
+TEST_F(MappingTest, Refresh_NeitherTargetCanBeMade_TakesTheFileOverAndWaits) {
+    mapping();
+    m_refused = true;
+    std::ofstream(m_path) << "target = 'osc'\nport = 9\n[keys]\nE = '/e'\n";
+    EXPECT_TRUE(mapping().refresh().changed);
+    EXPECT_THAT(mapping().startTarget(), SizeIs(1));
+    m_refused = false;
+    EXPECT_THAT(mapping().startTarget(), IsEmpty());
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("release all", "release all", "press /e", "release all", "release all"));
+    EXPECT_THAT(m_made, ElementsAre("keys", "osc 9"));
+}
+
+TEST_F(MappingTest, Refresh_TargetHasFailed_MakesANewOne) {
+    m_fails = true;
+    press(5);
+    while (!mapping().failure()) std::this_thread::yield();
+    m_fails = false;
+    write("[keys]\nE = 'b'\n");
+    EXPECT_TRUE(mapping().refresh().changed);
+    EXPECT_FALSE(mapping().failure());
+    press(5);
+    EXPECT_THAT(end(), ElementsAre("release all", "press b", "release all", "release all"));
+    EXPECT_THAT(m_made, ElementsAre("keys", "keys"));
 }
 
 TEST_F(MappingTest, Refresh_OtherTarget_TakesThePlaceOfTheReleasedOne) {
