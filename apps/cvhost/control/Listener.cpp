@@ -9,19 +9,28 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace cvhost::control {
 namespace {
 
 constexpr int waitingConnections = 64;
+constexpr int mostTries = 20;  ///< to lock a folder, which another of these has for a moment
+constexpr std::chrono::milliseconds retryDelay{10};
 
 [[noreturn]] void fail(const std::string& path, int error) {
     throw ControlFailure("no control socket at " + path + ": " + std::generic_category().message(error) +
                          "; name another path with --control, or off");
+}
+
+[[noreturn]] void failLocked(const std::string& path, const std::string& folder) {
+    throw ControlFailure("no control socket at " + path + ": another process has locked the folder " + folder +
+                         "; end that process, or name another path with --control, or off");
 }
 
 bool fitsAddress(const std::string& path) { return path.size() < sizeof sockaddr_un{}.sun_path; }
@@ -55,7 +64,12 @@ void clear(const std::string& path) {
 cvhost::FileDescriptor lockedFolder(const std::string& path) {
     const std::string folder = std::filesystem::absolute(path).parent_path();
     cvhost::FileDescriptor lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!lock || ::flock(lock.get(), LOCK_EX) != 0) fail(path, errno);
+    if (!lock) fail(path, errno);
+    for (int tries = 1; ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0; ++tries) {
+        if (errno != EWOULDBLOCK) fail(path, errno);
+        if (tries == mostTries) failLocked(path, folder);
+        std::this_thread::sleep_for(retryDelay);
+    }
     return lock;
 }
 

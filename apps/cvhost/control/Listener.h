@@ -34,7 +34,6 @@ public:
     ~Listener();
 
     int descriptor() const { return m_socket.get(); }
-    const std::string& path() const { return m_path; }
 
 private:
     const std::string m_path;

@@ -78,7 +78,7 @@ void Server::wait() {
     for (const auto& [id, client] : m_clients) {
         const bool waits = client.hungUp && client.working;
         const int reading = client.readable && !client.working ? POLLIN : 0;
-        const int writing = client.output.unsent().empty() ? 0 : POLLOUT;
+        const int writing = client.deaf || client.output.unsent().empty() ? 0 : POLLOUT;
         entries.push_back({waits ? -1 : client.socket.get(), static_cast<short>(reading | writing), 0});
     }
     const int ready = ::poll(entries.data(), entries.size(), m_crowded ? crowdedWaitMs : -1);

@@ -40,8 +40,6 @@ public:
     Server& operator=(const Server&) = delete;
     ~Server();
 
-    const std::string& path() const { return m_listener.path(); }
-
     /// Does what clients have asked for.
     void perform(Actions& actions);
 
@@ -72,7 +70,6 @@ private:
     static void read(Client& client);
     void obey(ClientId id, Client& client);
     void obey(ClientId id, Client& client, const Command& command);
-    void claim(ClientId id, Client& client, const Codes& codes);
     /// Leaves a command to the main thread.
     void handOn(ClientId id, Client& client, const Command& command);
     void tellStatus(Client& client, common::JsonText desk) const;
