@@ -170,6 +170,34 @@ TEST_F(CvhostControl, Lamps_HaveOneOwner_AndFollowTheTransportAfterIt) {
     finish(host);
 }
 
+TEST_F(CvhostControl, Lamps_RefusedForLackOfAConsole_HaveNoOwner) {
+    Process host(setUp({"--port", "/dev/no-such-port"}));
+    ControlClient first(m_socket);
+    first.waitFor({{"event", "status"}});
+    ControlClient second(m_socket);
+    second.waitFor({{"event", "status"}});
+    for (ControlClient* client : {&first, &second, &first}) {
+        EXPECT_THAT(client->ask(lamp(5, "on")).at("text"), HasSubstr("no console is active"));
+        EXPECT_EQ(second.ask({{"do", "status"}}).at("lamp_owner"), nullptr);
+    }
+    host.signal(SIGTERM);
+    host.wait();
+}
+
+TEST_F(CvhostControl, Lamps_SetBeforeTheConsoleWasLost_HaveTheirOwnerStill) {
+    Process host(onDesk());
+    waitUntilStarted(host);
+    const auto owner = client();
+    const auto other = client();
+    EXPECT_EQ(owner->ask(lamp(5, "on")).at("event"), "done");
+    m_desk.reset();
+    while (owner->ask(lamp(6, "on")).at("event") == "done") {
+    }
+    EXPECT_EQ(other->ask({{"do", "status"}}).at("lamp_owner"), ::getpid());
+    EXPECT_THAT(other->ask(lamp(6, "on")).at("text"), HasSubstr("owns the lamps"));
+    finish(host);
+}
+
 TEST_F(CvhostControl, ClaimedKey_Pressed_IsHandledAndLeftAloneByTheTransport) {
     Process host(setUp({"--desk"}));
     auto claimant = client();

@@ -7,6 +7,10 @@ bool Ownership::takeLamps(ClientId client) {
     return m_lamps == client;
 }
 
+void Ownership::dropLamps(ClientId client) {
+    if (m_lamps == client) m_lamps.reset();
+}
+
 Codes Ownership::claimed() const {
     Codes codes;
     for (std::size_t code = 0; code < codes.size(); ++code) codes.set(code, m_claimants.at(code).has_value());

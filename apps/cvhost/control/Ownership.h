@@ -18,6 +18,8 @@ public:
     std::optional<ClientId> lampOwner() const { return m_lamps; }
     /// The client has the lamps now. False if another one has them.
     bool takeLamps(ClientId client);
+    /// Nobody has the lamps now, if the client had them.
+    void dropLamps(ClientId client);
 
     std::optional<ClientId> claimant(int code) const { return m_claimants.at(static_cast<std::size_t>(code)); }
     Codes claimed() const;

@@ -158,7 +158,8 @@ void Server::distribute(const Exchange::Item& item) {
     if (found == m_clients.end()) return;
     Client& client = found->second;
     const auto kind = std::exchange(client.working, std::nullopt);
-    if (!item.line.empty()) return tellError(client, kind, item.line);
+    if (!item.line.empty()) return refuse(item.client, client, kind.value(), item.line);
+    if (m_ownership.lampOwner() == item.client) client.hasSetLamps = true;
     tell(client, "done", JsonText::object({{"do", nameOf(kind.value())}}));
 }
 
@@ -209,8 +210,13 @@ void Server::handOn(ClientId id, Client& client, const Command& command) {
                          processOf(m_ownership.lampOwner()) + " owns the lamps; wait until it has ended");
     }
     if (!m_stage.exchange.add({.client = id, .command = command}))
-        return tellError(client, command.kind, "too much waits for the console; try again");
+        return refuse(id, client, command.kind, "too much waits for the console; try again");
     client.working = command.kind;
+}
+
+void Server::refuse(ClientId id, Client& client, Command::Kind kind, const std::string& text) {
+    if (!client.hasSetLamps) m_ownership.dropLamps(id);
+    tellError(client, kind, text);
 }
 
 void Server::tellStatus(Client& client, JsonText desk) const {

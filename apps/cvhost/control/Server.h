@@ -51,6 +51,7 @@ private:
         Backlog output{};
         EventKinds wanted = usualKinds();
         std::optional<Command::Kind> working{};  ///< the command that the main thread has; later ones wait
+        bool hasSetLamps = false;                ///< as their owner
         bool readable = true;                    ///< it may send more
         bool deaf = false;                       ///< it takes nothing more
         bool hungUp = false;                     ///< it has closed; what it had sent is still obeyed
@@ -72,6 +73,8 @@ private:
     void obey(ClientId id, Client& client, const Command& command);
     /// Leaves a command to the main thread.
     void handOn(ClientId id, Client& client, const Command& command);
+    /// A command that was handed on, or could not be, has not been done. Without having set a lamp, nobody owns them.
+    void refuse(ClientId id, Client& client, Command::Kind kind, const std::string& text);
     void tellStatus(Client& client, common::JsonText desk) const;
     static void send(Client& client);
     void removeGone();

@@ -30,6 +30,15 @@ TEST(Ownership, Lamps_TakenTwice_AreTheFirstOnes) {
     EXPECT_TRUE(ownership.takeLamps(2));
 }
 
+TEST(Ownership, Lamps_Dropped_AreTheNextOnes) {
+    Ownership ownership;
+    ownership.takeLamps(1);
+    ownership.dropLamps(2);
+    EXPECT_EQ(ownership.lampOwner(), 1) << "they were not the other one's";
+    ownership.dropLamps(1);
+    EXPECT_TRUE(ownership.takeLamps(2));
+}
+
 TEST(Ownership, Claim_OfACodeThatAnotherHas_ChangesNothing) {
     Ownership ownership;
     EXPECT_EQ(ownership.claim(1, codes({5, 47})), std::nullopt);
