@@ -1,5 +1,6 @@
 #include "hostcheck/Report.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <string_view>
 
@@ -83,14 +84,17 @@ void writeJunit(std::FILE* file, const Report& report) {
     std::fputs("</testsuite>\n", file);
 }
 
-void writeWhole(const char* path, const Report& report, void (*write)(std::FILE*, const Report&)) {
-    if (path == nullptr) return;
+/// Returns 0, or the system's error number: then the file is as it was.
+int writeWhole(const char* path, const Report& report, void (*write)(std::FILE*, const Report&)) {
     BasicText<4096> second;
     second.add("%s.new", path);
     std::FILE* const file = std::fopen(second.c_str(), "w");
-    if (file == nullptr) return;
+    if (file == nullptr) return errno;
     write(file, report);
-    if (std::fclose(file) == 0) std::rename(second.c_str(), path);
+    int error = std::fflush(file) != 0 || std::ferror(file) != 0 ? errno : 0;
+    if (std::fclose(file) != 0 && error == 0) error = errno;
+    if (error == 0 && std::rename(second.c_str(), path) != 0) error = errno;
+    return error;
 }
 
 }  // namespace
@@ -105,9 +109,15 @@ Count Report::count() const {
     return count;
 }
 
-void Report::write() const {
-    writeWhole(options().json, *this, &writeJson);
-    writeWhole(options().junit, *this, &writeJunit);
+WriteFailure Report::write() const {
+    WriteFailure failure;
+    const auto save = [&](const char* path, void (*form)(std::FILE*, const Report&)) {
+        const int error = path == nullptr ? 0 : writeWhole(path, *this, form);
+        if (error != 0) failure = {path, error};
+    };
+    save(options().json, &writeJson);
+    save(options().junit, &writeJunit);
+    return failure;
 }
 
 }  // namespace hostcheck

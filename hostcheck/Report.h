@@ -13,6 +13,12 @@ struct Count {
     int notTried = 0;
 };
 
+/// A file that could not be written, if there is one, and the system's error number.
+struct WriteFailure {
+    const char* path = nullptr;
+    int error = 0;
+};
+
 struct Report {
     Outcome outcomes[promiseCount];
     unsigned char order[promiseCount] = {};  ///< promises in the order in which they were tried
@@ -22,7 +28,7 @@ struct Report {
 
     Count count() const;
     /// Writes the files that the environment names, each by way of a second file, so that it is whole at any time.
-    void write() const;
+    WriteFailure write() const;
 };
 
 }  // namespace hostcheck

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <memory>
 
 #include "host/api/Log.h"
@@ -14,6 +15,7 @@ namespace {
 
 constinit Report report;
 constinit std::atomic_flag reportLock;
+constinit std::atomic_flag failureLogged;
 
 /// Held for a moment only, and never while the host is called.
 class Held {
@@ -26,6 +28,21 @@ public:
     Held& operator=(const Held&) = delete;
     ~Held() { reportLock.clear(std::memory_order_release); }
 };
+
+/// Runs `change` under the lock, and writes the files if it returns true. Returns what it returns. Logs the first file that
+/// cannot be written.
+template <class Change>
+bool changeReport(Change&& change) {
+    WriteFailure failure;
+    {
+        const Held held;
+        if (!change()) return false;
+        failure = report.write();
+    }
+    if (failure.error != 0 && !failureLogged.test_and_set())
+        LogBoth("hostcheck: cannot write %s: %s\n", failure.path, std::strerror(failure.error));
+    return true;
+}
 
 Outcome outcome(Verdict verdict, const char* format, std::va_list arguments) {
     Outcome made;
@@ -74,32 +91,30 @@ Verdict verdictOf(Id id) {
 }
 
 void beginRun() {
-    const Held held;
-    report.write();
+    changeReport([] { return true; });
 }
 
 void begin(Id id) {
-    {
-        const Held held;
-        if (report.outcomes[id.index].verdict != Verdict::untried) return;
+    const bool begun = changeReport([&] {
+        if (report.outcomes[id.index].verdict != Verdict::untried) return false;
         report.order[report.tried++] = static_cast<unsigned char>(id.index);
         report.outcomes[id.index].verdict = Verdict::running;
-        report.write();
-    }
-    LogBoth("hostcheck: try  %s\n", id.promise().id);
+        return true;
+    });
+    if (begun) LogBoth("hostcheck: try  %s\n", id.promise().id);
 }
 
 void record(Id id, const Outcome& outcome) {
     if (!isChosen(id)) return;
-    {
-        const Held held;
+    const bool changed = changeReport([&] {
         Outcome& present = report.outcomes[id.index];
         if (present.verdict == Verdict::fail || (present.verdict == Verdict::pass && outcome.verdict != Verdict::fail))
-            return;
+            return false;
         if (present.verdict == Verdict::untried) report.order[report.tried++] = static_cast<unsigned char>(id.index);
         present = outcome;
-        report.write();
-    }
+        return true;
+    });
+    if (!changed) return;
     const Promise& promise = id.promise();
     if (outcome.verdict == Verdict::pass) {
         LogBoth("hostcheck: pass %s\n", promise.id);

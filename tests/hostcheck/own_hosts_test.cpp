@@ -109,6 +109,58 @@ TEST_F(HostCheckTest, CheckHost_Junit_HasACaseForEachPromise) {
     EXPECT_THAT(text.str(), HasSubstr("failures=\"0\" errors=\"0\""));
 }
 
+/// A folder in which no file `name` can be written, not by root either.
+void blockFile(const std::filesystem::path& folder, const std::string& name) {
+    std::filesystem::create_directory(folder / (name + ".new"));
+}
+
+TEST_F(HostCheckTest, CheckHost_JunitInNoFolder_SaysSoBeforeTheChecks) {
+    const CheckRun run = check({"--level", "1", "--junit", m_folder.path() / "no" / "results.xml"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.printed, HasSubstr("no/results.xml: No such file or directory; name a file"));
+    EXPECT_THAT(run.results(), IsEmpty());
+}
+
+TEST_F(HostCheckTest, CheckHost_JsonCannotBeWritten_OldResultsAreNotTaken) {
+    check({"--only", "log-long"});
+    blockFile(m_folder.path(), "results.json");
+    const CheckRun run = check({"--only", "log-long"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.printed, HasSubstr("results.json: Is a directory; name a file"));
+    EXPECT_THAT(run.printed, testing::Not(HasSubstr("CorvaneHostCheck.so")));
+}
+
+TEST_F(HostCheckTest, CheckHost_NothingTried_OldResultsAreGone) {
+    const std::string junit = m_folder.write("results.xml", "old");
+    m_folder.write("results.json", "{\"results\": []}");
+    const CheckRun run = check({"--junit", junit, "--plugin", m_folder.path() / "no.so"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(run.json.is_discarded());
+    EXPECT_TRUE(std::filesystem::is_empty(junit));
+}
+
+TEST_F(HostCheckTest, CheckHost_List_LeavesTheFilesAlone) {
+    const std::string junit = m_folder.write("results.xml", "old");
+    EXPECT_EQ(check({"--list", "--junit", junit}).status, 0);
+    EXPECT_FALSE(std::filesystem::is_empty(junit));
+}
+
+TEST_F(HostCheckTest, CheckHost_FileGrowsPastTheLimit_SaysThatResultsAreMissing) {
+    apps_test::Process::Setup setup = cvhost({});
+    setup.command = {"/bin/sh", "-c", "ulimit -f 2; exec \"$@\"", "sh", setup.command.front(), "check-host", "--level", "1"};
+    apps_test::Process host(setup);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.lines(), testing::Contains(HasSubstr("File too large")).Times(1));
+    EXPECT_THAT(host.errors(), HasSubstr("the results are incomplete"));
+}
+
+TEST_F(HostCheckTest, CheckHost_ManyLoadsOfAnotherPlugin_EndsWithTheFirst) {
+    const CheckRun run =
+        check({"--level", "3", "--plugin", std::filesystem::path(CVHOST_PROGRAM).parent_path() / "CorvaneConsole.so"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.printed, HasSubstr("is not active at once; is it CorvaneHostCheck.so"));
+}
+
 TEST_F(HostCheckTest, CheckHost_AnotherPlugin_SaysThatItIsNotTheCheck) {
     const CheckRun run = check({"--plugin", std::filesystem::path(CVHOST_PROGRAM).parent_path() / "CorvaneConsole.so"});
     EXPECT_EQ(run.status, 1);

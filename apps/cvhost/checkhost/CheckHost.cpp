@@ -1,11 +1,14 @@
 #include "apps/cvhost/checkhost/CheckHost.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -37,11 +40,17 @@ constexpr int manyLoads = 100;
 constexpr auto handlerLimit = 60s;  ///< for the checks that need a handler table, before the handler's key is pressed
 constexpr int handlerCode = 5;
 
+/// Set once the plug-in has logged that it cannot write its results.
+std::atomic<bool> s_unwritten = false;
+
 /// Prints the plug-in's lines. A check's name is flushed before the check begins, so that a crash cannot lose it.
 void printChecks(const Event& event) {
     constexpr std::string_view prefix = "hostcheck: ";
     const auto* line = std::get_if<LogLine>(&event);
-    if (line != nullptr && line->text.starts_with(prefix)) std::cout << line->text.substr(prefix.size()) << std::flush;
+    if (line == nullptr || !line->text.starts_with(prefix)) return;
+    const std::string_view text = line->text.substr(prefix.size());
+    if (text.starts_with("cannot write ")) s_unwritten = true;
+    std::cout << text << std::flush;
 }
 
 struct Pressed final : ConsoleHandler {
@@ -98,6 +107,19 @@ void prepareEnvironment(const CheckHostOptions& options, const std::string& json
 
 void complain(const std::string& sentence) { std::cerr << "cvhost: " << sentence << ".\n"; }
 
+/// Makes the file empty in the way in which the plug-in writes it: by way of a second file. False after a complaint.
+bool canBeWritten(const std::string& path) {
+    if (path.empty()) return true;
+    const std::string second = path + ".new";
+    const int file = ::open(second.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file >= 0 && ::close(file) == 0 && std::rename(second.c_str(), path.c_str()) == 0) return true;
+    const int error = errno;
+    if (file >= 0) ::unlink(second.c_str());
+    complain("cannot write " + path + ": " + std::generic_category().message(error) +
+             "; name a file in a folder where you may write");
+    return false;
+}
+
 /// Null when the plug-in wrote none.
 nlohmann::json resultsIn(const std::string& path) {
     const auto whole = nlohmann::json::parse(std::ifstream(path), nullptr, false);
@@ -111,6 +133,31 @@ bool hasFailures(const nlohmann::json& results) {
     });
 }
 
+/// Complains unless the plug-in has written all its results.
+bool areWritten(const std::string& plugin, const std::string& json, const std::string& junit) {
+    std::error_code unknown;
+    if (s_unwritten) {
+        complain("the results are incomplete: a file could not be written");
+    } else if (resultsIn(json).is_null()) {
+        complain(plugin + " wrote no results; is it CorvaneHostCheck.so");
+    } else if (!junit.empty() && std::filesystem::file_size(junit, unknown) == 0) {
+        complain(plugin + " wrote nothing to " + junit);
+    } else {
+        return true;
+    }
+    return false;
+}
+
+/// Starts the console, and on the last load waits until its checks end. Before that load the check is active at once, and
+/// another plug-in may never be. False if it is not.
+bool activate(iConsoleResource& console, bool last, common::MainLoop& wake) {
+    console.init();
+    if (!last) return console.active();
+    while (!console.active() && !hasFailed() && wake.wait(20ms) != common::MainLoop::Cause::end) {
+    }
+    return true;
+}
+
 /// Loads the plug-in, waits until its checks end, and unloads it. `last`: also offers it a handler table. False if it cannot
 /// be used.
 bool visit(const std::string& path, bool last, const std::string& results, common::MainLoop& wake) {
@@ -122,33 +169,31 @@ bool visit(const std::string& path, bool last, const std::string& results, commo
         complain(driver::failureText(*failure));
         return false;
     }
-    if (last && resultsIn(results).is_null()) {
-        complain(path + " wrote no results; is it CorvaneHostCheck.so");
-        return false;
-    }
+    if (last && !areWritten(path, results, {})) return false;
     iConsoleResource* const console = plugin.console();
-    if (console != nullptr) {
-        console->init();
-        while (!console->active() && !hasFailed() && wake.wait(20ms) != common::MainLoop::Cause::end) {
-        }
+    bool useful = console != nullptr;
+    if (!useful) {
+        complain(path + " registers no console");
+    } else if (useful = activate(*console, last, wake); !useful) {
+        complain(path + " is not active at once; is it CorvaneHostCheck.so");
+    } else {
         ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&table);
         const auto end = Clock::now() + handlerLimit;
         while (last && console->active() && !pressed.done && Clock::now() < end) {
             if (wake.wait(20ms) == common::MainLoop::Cause::end) break;
         }
-    } else {
-        complain(path + " registers no console");
     }
     const auto failure = plugin.unload();
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
     keyQueue().clear();
     if (failure) complain(driver::failureText(*failure));
-    return console != nullptr && !failure;
+    return useful && !failure;
 }
 
 }  // namespace
 
 int checkHost(const CheckHostOptions& options, common::MainLoop& wake) {
+    if (!options.list && !(canBeWritten(options.json) && canBeWritten(options.junit))) return common::exitStatus::usage;
     const ResultFile results(options.json);
     prepareEnvironment(options, results.path());
     setLogDestinations({.standardError = false, .file = false});
@@ -168,6 +213,7 @@ int checkHost(const CheckHostOptions& options, common::MainLoop& wake) {
     for (int load = 1; load <= loads && useful; ++load)
         useful = visit(path, load == loads && !options.list, results.path(), wake);
     setEventSink(nullptr);
+    useful = useful && (options.list || areWritten(path, results.path(), options.junit));
     return useful && !hasFailures(resultsIn(results.path())) ? common::exitStatus::active : common::exitStatus::none;
 }
 
