@@ -13,8 +13,6 @@ constexpr std::int64_t mostParts = 1000 * Engine::countParts;
 constexpr double fastest = 100 * 1024;  ///< the fastest speed of mpv
 constexpr Engine::Time shortestTurn = std::chrono::milliseconds(1);
 
-bool isDeskKey(int code) { return code >= 0 && code < common::keyCount; }
-
 std::size_t indexOf(int code) { return static_cast<std::size_t>(code); }
 
 }  // namespace
@@ -30,7 +28,7 @@ void Engine::setMap(Map map) {
 const Section* Engine::top() const { return layer() == nullptr ? nullptr : &layer()->section; }
 
 const KeyAction* Engine::actionOf(int code) const {
-    if (!isDeskKey(code)) return nullptr;
+    if (!common::isKey(code)) return nullptr;
     const Section* layer = top();
     const bool own = layer != nullptr && layer->keys.at(indexOf(code));
     const auto& action = (own ? *layer : m_map.base).keys.at(indexOf(code));
@@ -50,7 +48,7 @@ const Wheel* Engine::wheelInForce() const {
 }
 
 void Engine::press(int code) {
-    if (!isDeskKey(code)) return;
+    if (!common::isKey(code)) return;
     release(code);
     m_down.set(indexOf(code));
     const auto layer = std::ranges::find(m_map.layers, code, &Layer::key);
@@ -65,7 +63,7 @@ void Engine::press(int code) {
 }
 
 void Engine::release(int code) {
-    if (!isDeskKey(code) || !m_down.test(indexOf(code))) return;
+    if (!common::isKey(code) || !m_down.test(indexOf(code))) return;
     m_down.reset(indexOf(code));
     const auto layer = std::ranges::find(m_map.layers, code, &Layer::key);
     if (layer == m_map.layers.end()) return m_send({.kind = Action::Kind::release, .hold = static_cast<std::uint8_t>(code)});

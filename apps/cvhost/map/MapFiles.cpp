@@ -5,12 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
 
 #include "apps/common/Nearest.h"
+#include "apps/cvhost/map/MapText.h"
 #include "host/core/FileDescriptor.h"
 #include "host/linux/machine/UserFiles.h"
 

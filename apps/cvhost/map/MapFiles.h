@@ -5,13 +5,11 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "apps/cvhost/map/Map.h"
-#include "apps/cvhost/map/MapText.h"
 
 namespace cvhost::map {
 
