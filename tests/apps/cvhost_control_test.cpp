@@ -134,6 +134,21 @@ TEST_F(CvhostControl, Key_PressedAndReleased_IsReportedSo) {
     EXPECT_EQ(events(host, {{"event", "released"}}).size(), 2 * keys.size()) << "in the report, too";
 }
 
+TEST_F(CvhostControl, Keys_HeldByAClientThatHasGone_AreReleasedUnlessAnotherHoldsThem) {
+    Process host(setUp({"--desk"}));
+    auto leaver = client();
+    const auto other = client();
+    for (const char* key : {"A", "E", "F"}) leaver->ask(press(key));
+    leaver->ask(release("F"));
+    for (const Json& command : {release("A"), press("A"), press("F")}) EXPECT_EQ(other->ask(command).at("event"), "done");
+    other->waitFor({{"event", "key"}, {"code", 6}});
+    other->waitFor({{"event", "key"}, {"code", 6}});
+    leaver->close();
+    EXPECT_EQ(other->waitFor({{"event", "released"}}).at("code"), 5);
+    EXPECT_EQ(other->ask({{"do", "status"}}).at("held"), Json({1, 6}));
+    finish(host);
+}
+
 TEST_F(CvhostControl, Wheel_ThatSwitchesItselfOn_TapsTheJogKey) {
     Process host(onDesk());
     waitUntilStarted(host);

@@ -5,12 +5,28 @@
 namespace cvhost::control {
 namespace {
 
-constexpr int lastOfDisplay = 3;  ///< lamps 1 to 3 show the speed
-constexpr int jogLamp = 4;
+constexpr int lastOfDisplay = common::lamps::reverse;  ///< lamps 1 to 3 show the speed
 
 }  // namespace
 
-std::string Actions::perform(const Command& command) { return command.setsLamps() ? set(command) : work(command); }
+std::string Actions::perform(ClientId client, const Command& command) {
+    std::string refusal = command.setsLamps() ? set(command) : work(command);
+    if (!refusal.empty()) return refusal;
+    if (command.setsLamps()) m_owner = client;
+    if (command.kind == Command::Kind::press) holder(command.key) = client;
+    if (command.kind == Command::Kind::release) holder(command.key).reset();
+    return refusal;
+}
+
+void Actions::leave(ClientId client) {
+    for (int code = 0; code < common::keyCount; ++code) {
+        const char key = common::keyLetter(code);
+        if (holder(key) != client) continue;
+        holder(key).reset();
+        work({.kind = Command::Kind::release, .key = key});
+    }
+    if (m_owner == client) giveLampsBack();
+}
 
 std::string Actions::set(const Command& command) {
     iConsoleResource& console = m_stage.console;
@@ -45,10 +61,11 @@ std::string Actions::work(const Command& command) {
 }
 
 void Actions::giveLampsBack() {
+    m_owner.reset();
     iConsoleResource& console = m_stage.console;
-    for (int lamp = lastOfDisplay + 1; lamp <= static_cast<int>(lamps); ++lamp) {
+    for (int lamp = lastOfDisplay + 1; lamp <= common::lampCount; ++lamp) {
         if (!m_lent.test(static_cast<std::size_t>(lamp))) continue;
-        console.lamp_set(lamp, lamp == jogLamp && console.wheel_enabled() ? 'F' : 'O');
+        console.lamp_set(lamp, lamp == common::lamps::jog && console.wheel_enabled() ? 'F' : 'O');
     }
     m_lent.reset();
     m_stage.transport.takeLampsBack(std::exchange(m_speedLamps, SpeedLamps::untouched));

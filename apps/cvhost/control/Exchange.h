@@ -22,7 +22,7 @@
 
 namespace cvhost::control {
 
-/// Work that may have to wait for the line, so it is the main thread's. Without a command: the owner of the lamps has gone.
+/// Work that may have to wait for the line, so it is the main thread's. Without a command: the client has gone.
 struct Job {
     ClientId client;
     std::optional<Command> command;

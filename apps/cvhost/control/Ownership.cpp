@@ -30,11 +30,9 @@ std::optional<int> Ownership::claim(ClientId client, const Codes& codes) {
     return std::nullopt;
 }
 
-bool Ownership::leave(ClientId client) {
+void Ownership::leave(ClientId client) {
     claim(client, {});
-    const bool had = m_lamps == client;
-    if (had) m_lamps.reset();
-    return had;
+    dropLamps(client);
 }
 
 }  // namespace cvhost::control

@@ -26,8 +26,8 @@ public:
     /// `codes` are what the client claims from now on. If another one has one of them, that code; then nothing changes.
     std::optional<int> claim(ClientId client, const Codes& codes);
 
-    /// The client has gone, and with it what it had. Whether it had the lamps.
-    bool leave(ClientId client);
+    /// The client has gone, and with it what it had.
+    void leave(ClientId client);
 
 private:
     std::optional<ClientId> m_lamps;

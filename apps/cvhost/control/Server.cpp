@@ -54,9 +54,9 @@ Server::~Server() {
 void Server::perform(Actions& actions) {
     for (const Job& job : m_stage.exchange.takeJobs()) {
         if (job.command)
-            m_stage.exchange.answer(job.client, actions.perform(*job.command));
+            m_stage.exchange.answer(job.client, actions.perform(job.client, *job.command));
         else
-            actions.giveLampsBack();
+            actions.leave(job.client);
     }
 }
 
@@ -212,6 +212,7 @@ void Server::handOn(ClientId id, Client& client, const Command& command) {
     if (!m_stage.exchange.add({.client = id, .command = command}))
         return refuse(id, client, command.kind, "too much waits for the console; try again");
     client.working = command.kind;
+    client.hasWorked = true;
 }
 
 void Server::refuse(ClientId id, Client& client, Command::Kind kind, const std::string& text) {
@@ -246,8 +247,10 @@ void Server::removeGone() {
     const std::size_t clientsBefore = m_clients.size();
     std::erase_if(m_clients, [this](const Clients::value_type& entry) {
         const auto& [id, client] = entry;
-        if (client.gone && m_ownership.leave(id)) m_stage.exchange.add({.client = id, .command = {}});
-        return client.gone;
+        if (!client.gone) return false;
+        m_ownership.leave(id);
+        if (client.hasWorked) m_stage.exchange.add({.client = id, .command = {}});
+        return true;
     });
     if (m_clients.size() != clientsBefore) want({});
     if (m_ownership.claimed() != claimedBefore) m_stage.claim(m_ownership.claimed());

@@ -51,6 +51,7 @@ private:
         Backlog output{};
         EventKinds wanted = usualKinds();
         std::optional<Command::Kind> working{};  ///< the command that the main thread has; later ones wait
+        bool hasWorked = false;                  ///< a command of its has been handed on
         bool hasSetLamps = false;                ///< as their owner
         bool readable = true;                    ///< it may send more
         bool deaf = false;                       ///< it takes nothing more

@@ -18,6 +18,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+constexpr cvhost::control::ClientId client = 1;
 constexpr int playKey = 11;
 constexpr int stopKey = 12;
 
@@ -43,85 +44,91 @@ protected:
 };
 
 TEST_F(ControlActions, Lamps_GivenBack_GoOffUnlessKept) {
-    EXPECT_EQ(m_actions.perform(lamp(5, 'F')), "");
-    EXPECT_EQ(m_actions.perform(lamp(46, 'B', true)), "");
+    EXPECT_EQ(m_actions.perform(client, lamp(5, 'F')), "");
+    EXPECT_EQ(m_actions.perform(client, lamp(46, 'B', true)), "");
     EXPECT_EQ(m_console.lamps[5], 'F');
     EXPECT_EQ(m_console.lamps[46], 'B');
-    m_actions.giveLampsBack();
+    m_actions.leave(client);
     EXPECT_EQ(m_console.lamps[5], 'O');
     EXPECT_EQ(m_console.lamps[46], 'B');
     m_console.lamps[5] = 'H';
-    m_actions.giveLampsBack();
+    m_actions.leave(client);
     EXPECT_EQ(m_console.lamps[5], 'H') << "no longer theirs";
 }
 
+TEST_F(ControlActions, Lamps_OfAnother_StayWhenAClientLeaves) {
+    m_actions.perform(client, lamp(5, 'F'));
+    m_actions.leave(client + 1);
+    EXPECT_EQ(m_console.lamps[5], 'F');
+}
+
 TEST_F(ControlActions, JogLamp_GivenBack_ShowsTheWheel) {
-    m_actions.perform(lamp(4, 'B'));
+    m_actions.perform(client, lamp(4, 'B'));
     m_console.wheel = true;
-    m_actions.giveLampsBack();
+    m_actions.leave(client);
     EXPECT_EQ(m_console.lamps[4], 'F');
 }
 
 TEST_F(ControlActions, Speed_WhileLent_IsTheClientsAlone) {
-    EXPECT_EQ(m_actions.perform(speed(-30000)), "");
+    EXPECT_EQ(m_actions.perform(client, speed(-30000)), "");
     m_deck.key(playKey);
     EXPECT_THAT(shown(), ElementsAre(-30000));
-    m_actions.giveLampsBack();
+    m_actions.leave(client);
     EXPECT_THAT(shown(), ElementsAre(1024)) << "the deck's";
     EXPECT_THAT(shown(), IsEmpty());
 }
 
 TEST_F(ControlActions, StopLamp_GivenBack_ShowsTheSpeedAgain) {
-    m_actions.perform(lamp(2, 'O'));
+    m_actions.perform(client, lamp(2, 'O'));
     EXPECT_THAT(shown(), IsEmpty());
-    m_actions.giveLampsBack();
+    m_actions.leave(client);
     EXPECT_THAT(shown(), ElementsAre(0));
 }
 
 TEST_F(ControlActions, KeptSpeed_GivenBack_StaysUntilTheDeckChanges) {
-    m_actions.perform(speed(30000, true));
-    m_actions.giveLampsBack();
+    m_actions.perform(client, speed(30000, true));
+    m_actions.leave(client);
     EXPECT_THAT(shown(), ElementsAre(30000));
     m_deck.key(playKey);
     EXPECT_THAT(shown(), ElementsAre(1024));
 }
 
 TEST_F(ControlActions, OtherLamp_GivenBack_LeavesTheSpeedAlone) {
-    m_actions.perform(lamp(5, 'F'));
-    m_actions.giveLampsBack();
+    m_actions.perform(client, lamp(5, 'F'));
+    m_actions.leave(client);
     EXPECT_THAT(shown(), IsEmpty());
 }
 
 TEST_F(ControlActions, OtherLamp_GivenBackAfterTheDeckHasChanged_ShowsTheDecksSpeed) {
-    m_actions.perform(lamp(5, 'F'));
+    m_actions.perform(client, lamp(5, 'F'));
     m_deck.key(playKey);
     EXPECT_THAT(shown(), IsEmpty());
-    m_actions.giveLampsBack();
+    m_actions.leave(client);
     EXPECT_THAT(shown(), ElementsAre(1024));
-    m_actions.perform(lamp(5, 'F', true));
+    m_actions.perform(client, lamp(5, 'F', true));
     m_deck.key(stopKey);
-    m_actions.giveLampsBack();
+    m_actions.leave(client);
     EXPECT_THAT(shown(), ElementsAre(0)) << "the lamp that is kept is another one";
 }
 
 TEST_F(ControlActions, Wheel_Switched_StaysSo) {
-    EXPECT_EQ(m_actions.perform({.kind = Command::Kind::wheel, .on = true}), "");
-    m_actions.giveLampsBack();
+    EXPECT_EQ(m_actions.perform(client, {.kind = Command::Kind::wheel, .on = true}), "");
+    m_actions.leave(client);
     EXPECT_TRUE(m_console.wheel);
-    m_actions.perform({.kind = Command::Kind::wheel, .on = false});
+    m_actions.perform(client, {.kind = Command::Kind::wheel, .on = false});
     EXPECT_FALSE(m_console.wheel);
 }
 
 TEST_F(ControlActions, Console_NotActive_IsRefused) {
     m_console.isActive = false;
-    EXPECT_THAT(m_actions.perform(lamp(5, 'F')), HasSubstr("no console is active"));
+    EXPECT_THAT(m_actions.perform(client, lamp(5, 'F')), HasSubstr("no console is active"));
     EXPECT_EQ(m_console.lamps[5], '\0');
     m_deck.key(playKey);
     EXPECT_THAT(shown(), ElementsAre(1024)) << "the lamps have not been lent";
 }
 
 TEST_F(ControlActions, RealConsole_KeyPressed_IsRefused) {
-    EXPECT_THAT(m_actions.perform({.kind = Command::Kind::press, .key = 'E'}), HasSubstr("a real one"));
+    EXPECT_THAT(m_actions.perform(client, {.kind = Command::Kind::press, .key = 'E'}), HasSubstr("a real one"));
 }
 
 }  // namespace

@@ -25,8 +25,9 @@ TEST(Ownership, Lamps_TakenTwice_AreTheFirstOnes) {
     EXPECT_TRUE(ownership.takeLamps(1));
     EXPECT_FALSE(ownership.takeLamps(2));
     EXPECT_EQ(ownership.lampOwner(), 1);
-    EXPECT_FALSE(ownership.leave(2));
-    EXPECT_TRUE(ownership.leave(1));
+    ownership.leave(2);
+    EXPECT_EQ(ownership.lampOwner(), 1);
+    ownership.leave(1);
     EXPECT_TRUE(ownership.takeLamps(2));
 }
 
