@@ -9,6 +9,7 @@
 #include <span>
 #include <vector>
 
+#include "apps/common/ConsoleFacts.h"
 #include "apps/common/JsonText.h"
 #include "apps/common/Nearest.h"
 
@@ -18,10 +19,9 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr int mostLevels = 4;
-constexpr int lastLamp = 46;
 constexpr int fastest = 32768;
-constexpr char firstKey = '@';
-constexpr char lastKey = '@' + ConsoleHandlerTable::codes - 1;
+constexpr char firstKey = common::keyLetter(0);
+constexpr char lastKey = common::keyLetter(common::keyCount - 1);
 
 /// Ends the reading of a line.
 struct Refused {
@@ -94,7 +94,7 @@ const Json& array(const Json& object, const char* name) {
 
 void readLamp(const Json& object, Command& command) {
     static const std::array<std::string, 4> states{"off", "on", "half", "blinking"};
-    command.lamp = number(member(object, "lamp"), "\"lamp\"", 1, lastLamp);
+    command.lamp = number(member(object, "lamp"), "\"lamp\"", 1, common::lampCount);
     command.state = "OFHB"[word(member(object, "state"), "\"state\"", states)];
     command.keep = truth(object, "keep");
 }

@@ -109,7 +109,7 @@ std::string heldText(const Json& codes) {
     std::string text;
     for (const Json& code : codes) {
         text += text.empty() ? "" : " ";
-        text += static_cast<char>('@' + common::keyOf(code.get<int>()));
+        text += common::keyLetter(common::keyOf(code.get<int>()));
     }
     return text.empty() ? "none" : text;
 }
