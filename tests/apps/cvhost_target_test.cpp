@@ -103,8 +103,8 @@ class NamedOscMap : public OscMap {
 protected:
     NamedOscMap() { EXPECT_EQ(::mkfifo(m_pipe.c_str(), 0600), 0); }
 
-    Process::Setup run() const {
-        Process::Setup setup = OscMap::run(at("studio"));
+    Process::Setup run() const { return withNameServer(OscMap::run(at("studio"))); }
+    Process::Setup withNameServer(Process::Setup setup) const {
         setup.environment.insert({{"LD_PRELOAD", RESOLVER_LIBRARY}, {"RESOLVER_PIPE", m_pipe}});
         return setup;
     }
@@ -282,6 +282,19 @@ TEST_F(NamedOscMap, Run_NameServerSilent_NothingWaitsForIt) {
     host.signal(SIGTERM);
     EXPECT_EQ(host.wait(), 0) << host.errors();
     EXPECT_THAT(host.errors(), Not(HasSubstr("studio")));
+}
+
+TEST_F(NamedOscMap, NetworkPort_NameServerSilent_ProgramEndsAllTheSame) {
+    Process host(withNameServer(cvhost({"--port", "rfc2217://studio:2217"})));
+    const std::ofstream asked(m_pipe);  // opened when the name is asked for
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 1) << host.errors();
+}
+
+TEST_F(NamedOscMap, NetworkPort_NameServerAnswersLate_PlaceIsTried) {
+    Process host(withNameServer(cvhost({"--events", "json", "--port", "rfc2217://studio:1"})));
+    answer("y");
+    waitFor(host, {{"event", "log"}, {"text", "cannot open rfc2217://studio:1: connection refused\n"}});
 }
 
 TEST_F(NamedOscMap, Run_NameServerAnswersLate_ProgramIsWorked) {

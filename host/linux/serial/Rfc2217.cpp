@@ -13,8 +13,13 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 #include "host/api/Log.h"
 #include "rfc2217/Codec.h"
@@ -25,6 +30,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+constexpr milliseconds lookupLimit{6000};  // by default the resolver gives a name server 5 s, and asks the next one then
 constexpr milliseconds connectLimit{3000};
 constexpr milliseconds agreementLimit{1000};
 constexpr milliseconds farewellLimit{500};
@@ -217,6 +223,48 @@ void tune(int connection) {
     set(IPPROTO_TCP, TCP_USER_TIMEOUT, 25'000);
 }
 
+struct FreePlaces {
+    void operator()(addrinfo* places) const { ::freeaddrinfo(places); }
+};
+using Places = std::unique_ptr<addrinfo, FreePlaces>;
+
+struct Answer {
+    int error;  ///< getaddrinfo's; 0: there are places
+    Places places;
+};
+
+Answer ask(const Address& address, int flags) {
+    addrinfo wanted{};
+    wanted.ai_socktype = SOCK_STREAM;
+    wanted.ai_flags = AI_NUMERICSERV | flags;
+    addrinfo* found = nullptr;
+    const int error = ::getaddrinfo(address.host.c_str(), address.port.c_str(), &wanted, &found);
+    return {error, Places(error == 0 ? found : nullptr)};
+}
+
+/// Where the address is, or nothing and why in `reason`. The resolver cannot be interrupted: a name is asked for on a thread
+/// that is left behind if no answer comes in time, and ends with the resolver's answer.
+Places lookUp(const Address& address, std::string& reason) {
+    Answer answer = ask(address, AI_NUMERICHOST);
+    if (answer.error == EAI_NONAME) {
+        std::packaged_task<Answer()> question([address] { return ask(address, 0); });
+        auto later = question.get_future();
+        try {
+            std::thread(std::move(question)).detach();
+        } catch (const std::system_error& error) {
+            reason = describeError(error.code().value());
+            return nullptr;
+        }
+        if (later.wait_for(lookupLimit) != std::future_status::ready) {
+            reason = "no name server answers";
+            return nullptr;
+        }
+        answer = later.get();
+    }
+    if (answer.error != 0) reason = halfSentence(::gai_strerror(answer.error));
+    return std::move(answer.places);
+}
+
 /// A connection, or none and why in `error`.
 FileDescriptor connectTo(const addrinfo& place, Clock::time_point deadline, int& error) {
     FileDescriptor connection(
@@ -247,21 +295,14 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
         opened.reason = "the address must read rfc2217://host:port";
         return opened;
     }
-    addrinfo wanted{};
-    wanted.ai_socktype = SOCK_STREAM;
-    wanted.ai_flags = AI_NUMERICSERV;
-    addrinfo* found = nullptr;
-    if (const int error = ::getaddrinfo(address->host.c_str(), address->port.c_str(), &wanted, &found)) {
-        opened.reason = halfSentence(::gai_strerror(error));
-        return opened;
-    }
-    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> places(found, &::freeaddrinfo);
+    const auto found = lookUp(*address, opened.reason);
+    if (!found) return opened;
     const auto deadline = Clock::now() + connectLimit;
     int error = ETIMEDOUT;
     FileDescriptor connection;
     int untried = 0;
-    for (const addrinfo* place = found; place != nullptr; place = place->ai_next) ++untried;
-    for (const addrinfo* place = found; place != nullptr && !connection; place = place->ai_next) {
+    for (const addrinfo* place = found.get(); place != nullptr; place = place->ai_next) ++untried;
+    for (const addrinfo* place = found.get(); place != nullptr && !connection; place = place->ai_next) {
         const auto now = Clock::now();
         connection = connectTo(*place, now + (deadline - now) / untried--, error);  // a silent one takes its share, no more
     }
