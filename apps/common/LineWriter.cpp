@@ -40,8 +40,8 @@ bool wantsColour() {
 }
 
 std::string unwritableText(int error) {
-    return "cannot write to standard output: " + std::generic_category().message(error) +
-           "; give it a terminal, a file or /dev/null";
+    const std::string why = error == ETIMEDOUT ? "nobody reads it" : std::generic_category().message(error);
+    return "cannot write to standard output: " + why + "; give it a terminal, a file or /dev/null";
 }
 
 LineWriter::LineWriter(int fd, Events events)
@@ -111,7 +111,10 @@ void LineWriter::writeLines() {
 bool LineWriter::writeAll(std::string_view text) {
     const int fd = m_terminal >= 0 ? m_terminal : m_fd;
     while (!text.empty()) {
-        if (givenUp()) return false;
+        if (givenUp()) {
+            fail(ETIMEDOUT);
+            return false;
+        }
         pollfd ready{fd, POLLOUT, 0};
         if (::poll(&ready, 1, 100) == 0) continue;
         // A pipe that is ready takes this much without blocking.

@@ -45,7 +45,8 @@ public:
     /// Adds a line, given with its end. Never waits for the reader.
     void put(std::string_view line);
 
-    /// 0 while the output can be written, otherwise the system's error number (EPIPE: the reader has gone).
+    /// 0 while the output can be written, otherwise the system's error number (EPIPE: the reader has gone; ETIMEDOUT: it did
+    /// not read to the end in finish()).
     int error();
 
     /// Writes what still waits, for two seconds at most, and returns error(). For the owner, when no more lines come.
