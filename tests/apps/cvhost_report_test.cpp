@@ -347,6 +347,13 @@ INSTANTIATE_TEST_SUITE_P(Reasons, Advice,
                                                 .words = "\\x1b"}),
                          [](const auto& row) { return row.param.name; });
 
+TEST(AdviceOnSettings, Refused_SaysTheReasonAtOnce) {
+    cvhost::wire::StartupFacts startup = port("/dev/tty", "Input/output error");
+    startup.trouble->kind = cvhost::PortTrouble::Kind::settingsRefused;
+    EXPECT_EQ(cvhost::run::whyNoConsole(startup, {.preferred = true, .waited = false}).text,
+              "cannot open /dev/tty: Input/output error; name another port with --port");
+}
+
 TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
     const auto lost = [](const std::string& name) {
         return cvhost::run::whyNoConsole(port(name, "", cvhost::PortState::lost), {.preferred = true, .waited = true}).text;
@@ -368,10 +375,8 @@ TEST(BetterDiagnosis, TooEarly_WhatStillHoldsIsKept) {
     for (const Why reason : {Why::silent, Why::portLost}) {
         EXPECT_EQ(cvhost::run::better(cvhost::run::Diagnosis{reason, "known"}, early).text, "known");
     }
-    for (const Why reason : {Why::portMissing, Why::portHeld, Why::portForbidden}) {
-        EXPECT_EQ(cvhost::run::better(cvhost::run::Diagnosis{reason, "known"}, early).text, "too early")
-            << "the port is open now";
-    }
+    EXPECT_EQ(cvhost::run::better(cvhost::run::Diagnosis{Why::other, "not open"}, early).text, "too early")
+        << "the port is open now";
     EXPECT_EQ(cvhost::run::better({}, early).text, "too early");
     EXPECT_EQ(cvhost::run::better(cvhost::run::Diagnosis{Why::silent, "known"}, {Why::portLost, "lost"}).text, "lost");
 }

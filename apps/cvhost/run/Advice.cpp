@@ -36,30 +36,29 @@ std::string openFailure(const wire::StartupFacts& startup, const std::string& de
     return common::plainText(startup.cannotOpen() ? device + ": " + startup.trouble->reason : device);
 }
 
-Diagnosis whyNotOpen(const wire::StartupFacts& startup) {
-    using Reason = Diagnosis::Reason;
+std::string whyNotOpen(const wire::StartupFacts& startup) {
     const std::string device = ports::deviceOf(startup.triedPort);
     const std::string name = ports::describedPort(device);
     const std::string failure = "cannot open " + openFailure(startup, device);
     if (const auto problem = ports::portNameProblem(startup.triedPort)) {
-        return {Reason::portBad, *problem + "; correct the setting console_port"};
+        return *problem + "; correct the setting console_port";
     }
     if (startup.triedPort.starts_with(rfc2217Prefix)) {
-        return {Reason::portNotOpen, failure + "; check the name, and that whatever serves the port there is running"};
+        return failure + "; check the name, and that whatever serves the port there is running";
     }
     if (::access(device.c_str(), F_OK) != 0 && errno == ENOENT) {
-        return {Reason::portMissing,
-                "there is no " + name +
-                    "; plug the console's serial adapter in, check its cable, or name another port with --port"};
+        return "there is no " + name +
+               "; plug the console's serial adapter in, check its cable, or name another port with --port";
     }
     if (const auto access = accessTo(device); access && !access->allowed) {
-        return {Reason::portForbidden, name + " may not be used by this user; " + ports::howToBeAllowed(*access, name)};
+        return name + " may not be used by this user; " + ports::howToBeAllowed(*access, name);
     }
-    if (!ports::mayBeTerminal(device)) return {Reason::portNotOpen, failure + "; name another port with --port"};
+    const bool refused = startup.trouble && startup.trouble->kind == PortTrouble::Kind::settingsRefused;
+    if (refused || !ports::mayBeTerminal(device)) return failure + "; name another port with --port";
     if (const std::string holder = holderAdvice(device); !holder.empty()) {
-        return {Reason::portHeld, name + " is in use: " + holder};
+        return name + " is in use: " + holder;
     }
-    return {Reason::portNotOpen, failure + "; \"sudo cvhost ports\" shows whether another program uses it"};
+    return failure + "; \"sudo cvhost ports\" shows whether another program uses it";
 }
 
 Diagnosis silent(const wire::StartupFacts& startup) {
@@ -78,7 +77,7 @@ Diagnosis silent(const wire::StartupFacts& startup) {
 Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumstances) {
     using Reason = Diagnosis::Reason;
     if (!circumstances.preferred) {
-        return {Reason::preferenceOff,
+        return {Reason::other,
                 "the preference HardwareConsoleEnabled is off, so none is looked for; run with --prefer "
                 "HardwareConsoleEnabled=true"};
     }
@@ -87,12 +86,12 @@ Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumst
                 common::plainText(startup.triedPort) + " was lost; check the adapter and its cable" +
                     (isFixed(startup.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "")};
     }
-    if (!startup.isOpen() && startup.cannotOpen()) return whyNotOpen(startup);
+    if (!startup.isOpen() && startup.cannotOpen()) return {Reason::other, whyNotOpen(startup)};
     if (!circumstances.waited) {
         return {Reason::tooEarly, "the program ended before start-up was done; let it run a few seconds longer"};
     }
-    if (startup.triedPort.empty()) return {Reason::noPort, "no port is named to look on; name one with --port"};
-    return startup.isOpen() ? silent(startup) : whyNotOpen(startup);
+    if (startup.triedPort.empty()) return {Reason::other, "no port is named to look on; name one with --port"};
+    return startup.isOpen() ? silent(startup) : Diagnosis{Reason::other, whyNotOpen(startup)};
 }
 
 std::string runStatus(const wire::StartupFacts& startup, const std::string& work) {

@@ -18,16 +18,10 @@ struct Circumstances {
 /// Why no console is active.
 struct Diagnosis {
     enum class Reason {
-        preferenceOff,
         portLost,
-        portBad,  ///< not a port's name
-        portMissing,
-        portForbidden,
-        portHeld,     ///< another process has it
-        portNotOpen,  ///< for the reason in the text
-        noPort,       ///< none is named
-        silent,       ///< the port is open, and nothing answers
-        tooEarly,     ///< start-up has not had its time yet
+        silent,    ///< the port is open, and nothing answers
+        tooEarly,  ///< start-up has not had its time yet
+        other,     ///< the one in the text
     };
 
     Reason reason;

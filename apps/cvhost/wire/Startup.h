@@ -82,9 +82,8 @@ struct StartupFacts {
     unsigned completions = 0;  ///< how often an active console's start-up has come to its end
 
     bool isOpen() const { return portState == PortState::open; }
-    bool cannotOpen() const {
-        return trouble && (trouble->kind == PortTrouble::Kind::cannotOpen || trouble->kind == PortTrouble::Kind::busy);
-    }
+    /// It was not opened, or refused its settings.
+    bool cannotOpen() const { return trouble && trouble->kind != PortTrouble::Kind::lost; }
     bool isLost() const { return portState == PortState::lost; }
     Stage stage() const;
 };
