@@ -5,7 +5,6 @@
 #pragma once
 
 #include <concepts>
-#include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <string>

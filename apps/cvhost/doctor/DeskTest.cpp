@@ -1,6 +1,7 @@
 #include "apps/cvhost/doctor/DeskTest.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numeric>
 #include <string_view>

@@ -3,7 +3,6 @@
 // Threads: the application's main thread, except the handlers' calls, which come on the console's thread.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <functional>
 #include <mutex>

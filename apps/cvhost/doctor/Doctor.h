@@ -19,8 +19,8 @@
 #include "apps/cvhost/doctor/Options.h"
 #include "apps/cvhost/doctor/PortChecks.h"
 #include "apps/recording/Recorder.h"
+#include "host/core/FileDescriptor.h"
 #include "host/linux/PluginLibrary.h"
-#include "host/linux/serial/SerialTransport.h"
 
 namespace cvhost::doctor {
 

@@ -1,7 +1,6 @@
 #include "apps/cvhost/report/TextReport.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 #include "apps/common/ConsoleFacts.h"
@@ -9,7 +8,6 @@
 #include "apps/common/Formatted.h"
 #include "apps/common/MotionText.h"
 #include "apps/common/Timecode.h"
-#include "host/api/ConsoleInput.h"
 
 namespace cvhost::report {
 namespace {

@@ -3,7 +3,6 @@
 // Until a console is active no line is printed twice, so that start-up can try again and again in silence.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
