@@ -84,17 +84,23 @@ void writeJunit(std::FILE* file, const Report& report) {
     std::fputs("</testsuite>\n", file);
 }
 
-/// Returns 0, or the system's error number: then the file is as it was.
+/// Returns `error`.
+int emptied(const char* path, int error) {
+    if (std::FILE* const file = std::fopen(path, "w")) std::fclose(file);
+    return error;
+}
+
+/// Returns 0, or the system's error number: then the file is empty: an older state must not pass for this one.
 int writeWhole(const char* path, const Report& report, void (*write)(std::FILE*, const Report&)) {
     BasicText<4096> second;
     second.add("%s.new", path);
     std::FILE* const file = std::fopen(second.c_str(), "w");
-    if (file == nullptr) return errno;
+    if (file == nullptr) return emptied(path, errno);
     write(file, report);
     int error = std::fflush(file) != 0 || std::ferror(file) != 0 ? errno : 0;
     if (std::fclose(file) != 0 && error == 0) error = errno;
     if (error == 0 && std::rename(second.c_str(), path) != 0) error = errno;
-    return error;
+    return error == 0 ? 0 : emptied(path, error);
 }
 
 }  // namespace

@@ -151,7 +151,7 @@ TEST_F(HostCheckTest, CheckHost_FileGrowsPastTheLimit_SaysThatResultsAreMissing)
     apps_test::Process host(setup);
     EXPECT_EQ(host.wait(), 1);
     EXPECT_THAT(host.lines(), testing::Contains(HasSubstr("File too large")).Times(1));
-    EXPECT_THAT(host.errors(), HasSubstr("the results are incomplete"));
+    EXPECT_THAT(host.errors(), HasSubstr("left no results: it could not write them"));
 }
 
 TEST_F(HostCheckTest, CheckHost_ManyLoadsOfAnotherPlugin_EndsWithTheFirst) {
