@@ -84,13 +84,14 @@ void writeJunit(std::FILE* file, const Report& report) {
     std::fputs("</testsuite>\n", file);
 }
 
-/// Returns `error`.
+/// Empties the file. Returns `error`.
 int emptied(const char* path, int error) {
     if (std::FILE* const file = std::fopen(path, "w")) std::fclose(file);
     return error;
 }
 
-/// Returns 0, or the system's error number: then the file is empty: an older state must not pass for this one.
+/// Returns 0, or the system's error number. After an error the file is empty, so that an older state cannot pass for this
+/// one.
 int writeWhole(const char* path, const Report& report, void (*write)(std::FILE*, const Report&)) {
     BasicText<4096> second;
     second.add("%s.new", path);

@@ -77,9 +77,9 @@ private:
     ValueConsole m_console;
     std::optional<cvhost::map::Mapping> m_mapping;
     cvhost::run::RunMonitor m_monitor;
-    std::set<int> m_down;  ///< keys of the desk
-    std::set<int> m_sure;  ///< plain ones of them that the target must hold
-    cvhost::map::Mapping::Codes m_claimed;
+    std::set<int> m_down;                   ///< keys of the desk
+    std::set<int> m_sure;                   ///< plain ones of them that the target must hold
+    cvhost::map::Mapping::Codes m_claimed;  ///< by queued codes
     bool m_hanging = false;
     bool m_deaf = false;  ///< by a canary
     int m_marks = 0;
