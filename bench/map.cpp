@@ -3,8 +3,6 @@
 // playhead runs on after the wheel's last count.
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -40,14 +38,8 @@ constexpr std::chrono::seconds generous{30};
 /// What mpv reports of itself, and when.
 class MpvNews {
 public:
-    explicit MpvNews(const std::string& path)
-        : m_socket(cvhost::owned(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")),
-          m_stop(cvhost::owned(::eventfd(0, EFD_CLOEXEC), "eventfd")) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::ranges::copy(path, address.sun_path);
-        if (::connect(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            throw std::runtime_error("mpv cannot be reached");
+    explicit MpvNews(const std::filesystem::path& path)
+        : m_socket(apps_test::connectToMpv(path)), m_stop(cvhost::owned(::eventfd(0, EFD_CLOEXEC), "eventfd")) {
         ask("{\"command\":[\"observe_property\",1,\"pause\"]}\n{\"command\":[\"observe_property\",2,\"time-pos\"]}\n");
         m_thread = std::thread([this] { run(); });
     }

@@ -46,19 +46,21 @@ void writeMpvConfiguration(const std::filesystem::path& home, const std::filesys
     std::ofstream(home / "mpv.conf") << "vo=null\nao=null\ninput-ipc-server=" << socket.string() << "\n";
 }
 
-MpvRemote::MpvRemote(const std::filesystem::path& socket) {
+cvhost::FileDescriptor connectToMpv(const std::filesystem::path& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (socket.string().size() >= sizeof address.sun_path) throw std::runtime_error("the socket's path is too long");
-    std::memcpy(address.sun_path, socket.c_str(), socket.string().size());
+    if (path.string().size() >= sizeof address.sun_path) throw std::runtime_error("the socket's path is too long");
+    std::memcpy(address.sun_path, path.c_str(), path.string().size());
     const auto limit = Clock::now() + generous;
     while (Clock::now() < limit) {
-        m_socket = cvhost::FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (::connect(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return;
+        cvhost::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return socket;
         std::this_thread::sleep_for(pause);
     }
-    throw std::runtime_error("mpv cannot be reached at " + socket.string());
+    throw std::runtime_error("mpv cannot be reached at " + path.string());
 }
+
+MpvRemote::MpvRemote(const std::filesystem::path& socket) : m_socket(connectToMpv(socket)) {}
 
 Json MpvRemote::ask(const Json& command) {
     const int request = ++m_request;

@@ -21,6 +21,9 @@ void encodeFilm(const std::filesystem::path& path, int frames);
 /// `home` (MPV_HOME).
 void writeMpvConfiguration(const std::filesystem::path& home, const std::filesystem::path& socket);
 
+/// A connection to the mpv that listens at `path`. Waits until mpv is there.
+cvhost::FileDescriptor connectToMpv(const std::filesystem::path& path);
+
 class MpvRemote {
 public:
     /// Waits until mpv is there.
