@@ -52,6 +52,7 @@ std::optional<TimedByte> Desk::takeOutput(Time now) {
     if (m_output.empty() || m_output.front().at > m_now) return std::nullopt;
     const TimedByte byte = m_output.front();
     m_output.pop_front();
+    sendReleases();
     return byte;
 }
 
@@ -150,6 +151,7 @@ void Desk::stop() {
     m_timer.reset();
     clearInput();
     m_held.clear();
+    m_unsentReleases.clear();
     m_program.restart();
     while (!m_output.empty() && m_output.back().at > m_now) m_output.pop_back();
     m_outputFree = std::min(m_outputFree, m_now);
@@ -167,22 +169,31 @@ void Desk::tellLoss() {
     if (lost != 0) tell(m_watcher, {.kind = DeskEvent::Kind::inputLost, .number = static_cast<int>(std::min(lost, most))});
 }
 
-void Desk::send(std::string_view bytes) {
-    if (m_options.silent || !m_rts || m_output.size() + bytes.size() > outputLimit) return;
+bool Desk::send(std::string_view bytes) {
+    if (m_options.silent || !m_rts || m_output.size() + bytes.size() > outputLimit) return false;
     for (const char byte : bytes) {
         m_outputFree = std::max(m_outputFree, m_now) + (m_options.unpaced ? Time::zero() : byteTime);
         m_output.push_back({m_outputFree, static_cast<unsigned char>(byte)});
     }
+    return true;
 }
 
-void Desk::operate(std::string_view packet, Time now) {
+/// As many as there is room for.
+void Desk::sendReleases() {
+    while (!m_unsentReleases.empty() && send(std::string{m_unsentReleases.front(), 'U', ' '})) m_unsentReleases.erase(0, 1);
+}
+
+bool Desk::operate(std::string_view packet, Time now) {
     advance(now);
-    if (programRunning()) send(packet);
+    return programRunning() && m_unsentReleases.empty() && send(packet);
 }
 
-void Desk::press(char key, Time now) { operate(std::string{key, ' '}, now); }
+bool Desk::press(char key, Time now) { return operate(std::string{key, ' '}, now); }
 
-void Desk::release(char key, Time now) { operate(std::string{key, 'U', ' '}, now); }
+void Desk::release(char key, Time now) {
+    if (operate(std::string{key, 'U', ' '}, now)) return;
+    if (programRunning() && m_unsentReleases.find(key) == std::string::npos) m_unsentReleases += key;
+}
 
 void Desk::tap(char key, Time now) {
     press(key, now);

@@ -65,9 +65,10 @@ public:
     void advance(Time now);
 
     // The operator. Keys and wheel do nothing unless the program runs. What finds more than 4096 bytes waiting is lost
-    // whole.
+    // whole, but for a release: that waits, and until it has been sent all else is lost.
 
-    void press(char key, Time now);
+    /// False if it is lost.
+    bool press(char key, Time now);
     void release(char key, Time now);
     void tap(char key, Time now);
     /// Turns the shuttle ring; 127 is its centre. It stays where it is put, through resets too.
@@ -121,8 +122,10 @@ private:
     void clearInput();
     /// Tells of the bytes that were lost since it was last told.
     void tellLoss();
-    void send(std::string_view bytes);
-    void operate(std::string_view packet, Time now);
+    /// False if they are lost.
+    bool send(std::string_view bytes);
+    void sendReleases();
+    bool operate(std::string_view packet, Time now);
 
     Options m_options;
     Watcher m_watcher;
@@ -136,6 +139,7 @@ private:
     Time m_inputFree;                ///< when the line towards the desk falls idle
     std::deque<TimedByte> m_output;  ///< with the times when they have left
     Time m_outputFree;               ///< when the line from the desk falls idle
+    std::string m_unsentReleases;    ///< of these keys, each once
     std::string m_held;              ///< arrived while the program was starting
     std::deque<TimedByte> m_received;
     unsigned char m_shuttle = 127;

@@ -49,9 +49,8 @@ std::optional<Action> sleep(std::string_view rest) {
     return Sleep{inMilliseconds ? std::chrono::milliseconds(*amount) : std::chrono::seconds(*amount)};
 }
 
-using KeyOperation = void (desk::Desk::*)(char, desk::Time);
-
-template <KeyOperation operation>
+/// `operation` of the desk's, on a key.
+template <auto operation>
 std::optional<Action> key(std::string_view rest) {
     if (rest.size() != 1 || rest.front() <= ' ' || rest.front() > '~') return std::nullopt;
     return Act{[key = rest.front()](desk::Desk& desk, desk::Time now) { (desk.*operation)(key, now); }};

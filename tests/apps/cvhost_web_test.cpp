@@ -136,6 +136,12 @@ TEST_F(WebTest, Actions_OnTheDesk_ReachTheDriver) {
     waitFor(m_host, {{"event", "handler"}, {"code", 47}, {"jog", 0}, {"jog_exact", -0.25}});
 }
 
+TEST_F(WebTest, Actions_BehindARefusedOne_AreDoneAllTheSame) {
+    ASSERT_EQ(act({{"do", "press"}, {"key", 20}}).status, 204);
+    EXPECT_EQ(act({{{"do", "press"}, {"key", 48}}, {{"do", "explode"}}, {{"do", "release"}, {"key", 20}}}).status, 400);
+    waitFor(m_host, {{"event", "released"}, {"code", 20}});
+}
+
 TEST_F(WebTest, Lamp_SetByTheHost_IsOnTheBoard) {
     WebClient page = listener();
     for (const std::string state : {"F", "H", "B", "O"}) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -72,7 +73,13 @@ void changeFaults(const Stage& stage, const std::function<void(DeskFaults&)>& al
 void key(const Stage& stage, const Tree& action) {
     const char key = common::keyLetter(number(action, "key", 0, common::keyCount - 1));
     const bool press = member(action, "do") == "press";
-    operate(stage, [=](desk::Desk& desk, desk::Time now) { press ? desk.press(key, now) : desk.release(key, now); });
+    operate(stage, [=](desk::Desk& desk, desk::Time now) {
+        if (press) {
+            desk.press(key, now);
+        } else {
+            desk.release(key, now);
+        }
+    });
 }
 
 void ring(const Stage& stage, const Tree& action) {
@@ -162,7 +169,15 @@ void WebActions::perform(std::string_view text) const {
     if (json.is_discarded()) refuse("The body is not JSON");
     if (!json.is_array()) return performOne(m_stage, json);
     if (json.size() > mostActions) refuse("These are more than 32 actions at once");
-    for (const Tree& action : json) performOne(m_stage, action);
+    std::optional<WebRefusal> first;
+    for (const Tree& action : json) {
+        try {
+            performOne(m_stage, action);
+        } catch (const WebRefusal& refusal) {  // a release behind it counts all the same
+            if (!first) first = refusal;
+        }
+    }
+    if (first) throw WebRefusal(*first);
 }
 
 }  // namespace cvhost::web

@@ -74,7 +74,7 @@ private:
         std::string verb, argument;
         int fine = 0;
         words >> verb >> argument >> fine;
-        if (verb == "press") return m_rig.desk.press(argument.front(), m_rig.now);
+        if (verb == "press") return static_cast<void>(m_rig.desk.press(argument.front(), m_rig.now));
         if (verb == "release") return m_rig.desk.release(argument.front(), m_rig.now);
         if (verb == "shuttle") return m_rig.desk.shuttle(static_cast<unsigned char>(std::stoi(argument)), m_rig.now);
         if (verb == "forward") return m_rig.desk.forward(argument, m_rig.now);

@@ -124,6 +124,31 @@ TEST_F(DeskOperator, PacketThatFindsNoRoom_IsLostWhole) {
     EXPECT_TRUE(all.ends_with("\\7F010000 "));
 }
 
+TEST_F(DeskOperator, ReleaseThatFindsNoRoom_IsSentBeforeAnythingElse) {
+    EXPECT_TRUE(rig.desk.press('E', rig.now));
+    for (int i = 0; i < 1000; ++i) rig.desk.jog(1, 0, rig.now);
+    EXPECT_TRUE(rig.desk.press('F', rig.now)) << "there is room for two more bytes";
+    for (const char key : {'E', 'F', 'E'}) rig.desk.release(key, rig.now);
+    EXPECT_FALSE(rig.desk.press('E', rig.now));
+    const std::string first = rig.run(3ms);
+    EXPECT_EQ(first, "E ");
+    EXPECT_FALSE(rig.desk.press('E', rig.now)) << "there is room, but its release is waiting";
+    EXPECT_TRUE(rig.run(10s).ends_with("\\7F010000 F EU FU "));
+    EXPECT_TRUE(rig.desk.press('E', rig.now));
+}
+
+TEST_F(DeskOperator, ReleaseThatFindsNoRoom_IsForgottenAtAReset) {
+    rig.desk.press('E', rig.now);
+    for (int i = 0; i < 1000; ++i) rig.desk.jog(1, 0, rig.now);
+    rig.desk.press('F', rig.now);
+    rig.desk.release('E', rig.now);
+    rig.desk.powerCycle(rig.now);
+    rig.run(10s);
+    rig.ask("J 0100 0\r");
+    rig.desk.press('G', rig.now);
+    EXPECT_EQ(sent(), "G ");
+}
+
 TEST_F(DeskOperator, Active_NeedsTheVersionAsked) {
     rig.desk.press('E', rig.now);
     EXPECT_EQ(sent(), "E ");
