@@ -49,15 +49,15 @@ std::optional<transport::Rate> rateOf(double framesPerSecond) {
 void Film::key(int code) {
     switch (code) {
         case keys::fastForward:
-            return run(transport::fastSpeed);
+            return runByKey(transport::fastSpeed);
         case keys::fastReverse:
-            return run(-transport::fastSpeed);
+            return runByKey(-transport::fastSpeed);
         case keys::play:
-            return run(transport::playSpeed);
+            return runByKey(transport::playSpeed);
         case keys::stop:
-            return run(0);
+            return runByKey(0);
         case keys::reverse:
-            return run(-transport::playSpeed);
+            return runByKey(-transport::playSpeed);
         case keys::markIn:
             return m_marks.set(true, m_playhead.frame());
         case keys::markOut:
@@ -70,6 +70,17 @@ void Film::key(int code) {
 void Film::shuttle(int speed) {
     if (speed == m_ring) return;
     m_ring = speed;
+    m_byRing = true;
+    run(speed);
+}
+
+void Film::releaseRing() {
+    m_ring = 0;
+    if (std::exchange(m_byRing, false)) run(0);
+}
+
+void Film::runByKey(int speed) {
+    m_byRing = false;
     run(speed);
 }
 

@@ -23,6 +23,7 @@ public:
 
     void key(int code);
     void shuttle(int speed);
+    void releaseRing();
     void jog(std::int64_t parts);
     void wheel(bool on);
 
@@ -43,6 +44,7 @@ public:
 
 private:
     void run(int speed);
+    void runByKey(int speed);
     void change(std::string_view property, const nlohmann::json& value);
     void measure();
     void setTime(double seconds);
@@ -70,6 +72,7 @@ private:
     bool m_seekSent = false;      ///< mpv has not finished the last one
     bool m_seekAnswered = false;  ///< mpv has taken it
     int m_ring = 0;               ///< the speed that the ring last asked for
+    bool m_byRing = false;        ///< what was last run was the ring's, not a key's
     bool m_filmEnded = false;     ///< one of this mpv's
     std::int64_t m_waiting = 0;   ///< parts of a count that the wheel was turned by before the film was open
 

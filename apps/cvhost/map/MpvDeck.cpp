@@ -55,6 +55,10 @@ void MpvDeck::shuttle(int speed) {
     act([=](Film& film) { film.shuttle(speed); });
 }
 
+void MpvDeck::releaseRing() {
+    act([](Film& film) { film.releaseRing(); });
+}
+
 void MpvDeck::jog(std::int64_t parts) {
     act([=](Film& film) { film.jog(parts); });
 }

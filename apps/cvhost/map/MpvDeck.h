@@ -34,6 +34,7 @@ public:
 
     void key(int code) override;
     void shuttle(int speed) override;
+    void releaseRing() override;
     void jog(std::int64_t parts) override;
     void wheel(bool on) override;
     transport::View view() override;

@@ -15,21 +15,19 @@ Handlers::Handlers(iConsoleResource& console, transport::ConsoleTransport& trans
     setClaimed({});
 }
 
-void Handlers::setClaimed(const std::bitset<ConsoleHandlerTable::codes>& codes) {
-    const bool ringWasClaimed = isClaimed(common::keys::ring);
-    m_claimed = codes.to_ullong();
+void Handlers::setClaimed(const transport::ConsoleTransport::Codes& codes) {
     for (int code = 0; code < ConsoleHandlerTable::codes; ++code) {
         const bool handled = m_mapped || (code >= 1 && code <= lastOfNothing) ||
                              codes.test(static_cast<std::size_t>(code)) ||
                              std::ranges::count(transport::ConsoleTransport::codes, code) != 0;
         m_table.set(code, handled ? this : nullptr);
     }
-    if (!m_mapped && !ringWasClaimed && isClaimed(common::keys::ring)) m_transport.releaseRing();
+    m_transport.setClaimed(codes);
 }
 
 bool Handlers::execute(int code) {
     const bool mapped = m_mapped && code != common::keys::jog;
-    if (!mapped && !isClaimed(code)) m_transport.handle(code, m_console);
+    if (!mapped) m_transport.handle(code, m_console);
     m_monitor(HandlerRun{.code = code,
                          .speed = m_console.get_ispeed(),
                          .jog = m_console.get_jog_delta(),

@@ -12,6 +12,11 @@ void ClipDeck::shuttle(int speed) {
     m_transport.shuttle(speed, m_clock());
 }
 
+void ClipDeck::releaseRing() {
+    const std::lock_guard lock(m_mutex);
+    m_transport.releaseRing(m_clock());
+}
+
 void ClipDeck::jog(std::int64_t parts) {
     const std::lock_guard lock(m_mutex);
     m_transport.jog(parts, m_clock());

@@ -36,24 +36,36 @@ void ConsoleTransport::setDeck(Deck& deck) {
 }
 
 void ConsoleTransport::handle(int code, iConsoleResource& console) {
+    const auto act = [=, this](const auto& unlessClaimed) {
+        const std::lock_guard lock(m_mutex);
+        if (!isClaimed(code)) unlessClaimed(*m_deck);
+    };
     switch (code) {
         case keys::ring:
-            return withDeck([speed = console.get_ispeed()](Deck& deck) { deck.shuttle(speed); });
+            return act([speed = console.get_ispeed()](Deck& deck) { deck.shuttle(speed); });
         case keys::wheel: {
             const std::int64_t jogged = tenThousandths(console.get_jog_delta_exact(), mostCounts) *
                                         tenThousandths(console.get_jog_gearing() * framesPerUnit, mostFramesPerCount);
-            return withDeck([=](Deck& deck) { deck.jog(jogged); });
+            return act([=](Deck& deck) { deck.jog(jogged); });
         }
         case keys::jog:
+            if (withDeck([=, this](const Deck&) { return isClaimed(code); })) return;
             console.wheel_enabled() ? console.disable_wheel() : console.enable_wheel();
-            return withDeck([on = console.wheel_enabled()](Deck& deck) { deck.wheel(on); });
+            return act([on = console.wheel_enabled()](Deck& deck) { deck.wheel(on); });
         default:
-            return withDeck([=](Deck& deck) { deck.key(code); });
+            return act([=](Deck& deck) { deck.key(code); });
     }
 }
 
 void ConsoleTransport::releaseRing() {
-    withDeck([](Deck& deck) { deck.shuttle(0); });
+    withDeck([](Deck& deck) { deck.releaseRing(); });
+}
+
+void ConsoleTransport::setClaimed(const Codes& claimed) {
+    withDeck([&](Deck& deck) {
+        m_claimed = claimed;
+        if (isClaimed(keys::ring)) deck.releaseRing();
+    });
 }
 
 View ConsoleTransport::advance(iConsoleResource& console) {

@@ -21,6 +21,7 @@ public:
     /// See the operations of these names in Transport.
     virtual void key(int code) = 0;
     virtual void shuttle(int speed) = 0;
+    virtual void releaseRing() = 0;
     virtual void jog(std::int64_t parts) = 0;
     virtual void wheel(bool on) = 0;
     /// As it is now.

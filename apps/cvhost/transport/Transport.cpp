@@ -1,6 +1,7 @@
 #include "apps/cvhost/transport/Transport.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace cvhost::transport {
 
@@ -34,6 +35,12 @@ void Transport::shuttle(int speed, Time now) {
     m_ring = speed;
     m_byRing = true;
     setSpeed(speed);
+}
+
+void Transport::releaseRing(Time now) {
+    advance(now);
+    m_ring = 0;
+    if (std::exchange(m_byRing, false)) setSpeed(0);
 }
 
 void Transport::jog(std::int64_t parts, Time now) {

@@ -46,6 +46,8 @@ public:
     void key(int code, Time now);
     /// Takes the ring's speed. The same speed again does nothing.
     void shuttle(int speed, Time now);
+    /// The ring counts as back at its centre: what it has started ends.
+    void releaseRing(Time now);
     /// Moves by `parts` of a frame (see Playhead::jogParts). Stops what a key has started, but not the ring's speed. 0,
     /// which each report of the ring brings, does nothing.
     void jog(std::int64_t parts, Time now);

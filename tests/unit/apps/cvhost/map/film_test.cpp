@@ -157,6 +157,20 @@ TEST_F(FilmTest, Shuttle_ManySpeedsBeforeTheyAreSent_TheLastIsSent) {
     EXPECT_THAT(sent(), ElementsAre(R"(["set_property","speed",2.0])", R"(["set_property","pause",false])"));
 }
 
+TEST_F(FilmTest, ReleaseRing_Turned_EndsWhatItHasStartedAlone) {
+    m_film.shuttle(1024);
+    sent();
+    m_film.releaseRing();
+    EXPECT_THAT(sent(), testing::Contains(R"(["set_property","pause",true])"));
+    m_film.releaseRing();
+    EXPECT_THAT(sent(), IsEmpty()) << "what mpv's user has started since";
+    m_film.shuttle(1024);
+    m_film.key(11);
+    sent();
+    m_film.releaseRing();
+    EXPECT_THAT(sent(), IsEmpty());
+}
+
 TEST_F(FilmTest, Shuttle_FasterOrSlowerThanMpvCan_IsLimited) {
     m_film.shuttle(1);
     EXPECT_THAT(sent(), testing::Contains(R"(["set_property","speed",0.01])"));

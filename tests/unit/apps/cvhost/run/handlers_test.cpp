@@ -46,4 +46,14 @@ TEST_F(ClaimedRing, AtItsCentre_LeavesWhatAKeyHasStarted) {
     EXPECT_EQ(speed(), 1024);
 }
 
+TEST_F(ClaimedRing, OutsideItsCentre_LeavesWhatAKeyHasStartedSince) {
+    turnRing(3072);
+    m_handlers.execute(playKey);
+    m_handlers.setClaimed(1U << ring);
+    EXPECT_EQ(speed(), 1024);
+    m_handlers.setClaimed({});
+    turnRing(3072);
+    EXPECT_EQ(speed(), 3072) << "it counted as back at its centre";
+}
+
 }  // namespace

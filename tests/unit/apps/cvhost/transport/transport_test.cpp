@@ -112,6 +112,16 @@ TEST_F(TransportTest, Shuttle_SpeedAskedForBefore_LeavesWhatAKeyHasDone) {
     EXPECT_EQ(shuttle(0).speed, 1024);
 }
 
+TEST_F(TransportTest, ReleaseRing_Turned_EndsWhatItHasStartedAlone) {
+    shuttle(1495);
+    m_transport.releaseRing(m_now);
+    EXPECT_EQ(after(1s).speed, 0);
+    EXPECT_EQ(shuttle(1495).speed, 1495) << "it counted as back at its centre";
+    key(keys::play);
+    m_transport.releaseRing(m_now);
+    EXPECT_EQ(after(1s).speed, 1024);
+}
+
 TEST_F(TransportTest, Shuttle_AnyInteger_IsKeptWithinTheFastest) {
     EXPECT_EQ(shuttle(INT_MAX).speed, cvhost::transport::fastestSpeed);
     EXPECT_EQ(shuttle(INT_MIN).speed, -cvhost::transport::fastestSpeed);
