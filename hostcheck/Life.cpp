@@ -133,7 +133,7 @@ void notePostLoad() {
     noteThread();
     if (s_life.factoryCalls == 0) s_life.inOrder = false;
     ++s_life.postLoads;
-    if (!isPassingThrough()) record("life-first-answer", pass());
+    if (!isPassingThrough() && !options().list) record("life-first-answer", pass());
 }
 
 void notePostEnumeration() {
@@ -143,7 +143,7 @@ void notePostEnumeration() {
 }
 
 void noteInit() {
-    if (s_life.inits++ != 0 || isPassingThrough()) return;
+    if (s_life.inits++ != 0 || isPassingThrough() || options().list) return;
     record("life-console-found", pass());
     if (s_life.postEnumerations == 0) s_life.inOrder = false;
     record("life-order", s_life.inOrder ? pass() : fail("factory, hooks and init() came in another order"));

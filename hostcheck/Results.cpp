@@ -1,5 +1,6 @@
 #include "hostcheck/Results.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -51,12 +52,23 @@ Outcome outcome(Verdict verdict, const char* format, std::va_list arguments) {
     return made;
 }
 
-bool isNamed(std::string_view list, std::string_view id) {
+/// Whether `matches` is true for an id of `list`. It is asked about one after the other until it is.
+template <class Matches>
+bool anyId(std::string_view list, const Matches& matches) {
     while (!list.empty()) {
         const std::size_t comma = std::min(list.find(','), list.size());
-        if (list.substr(0, comma) == id) return true;
+        if (matches(list.substr(0, comma))) return true;
         list.remove_prefix(std::min(comma + 1, list.size()));
     }
+    return false;
+}
+
+/// Logs an id that is no promise's. False, so that the next one is looked at.
+bool reportUnknown(std::string_view id) {
+    if (std::ranges::find(promises, id, &Promise::id) != std::end(promises)) return false;
+    Text text;
+    text.add("%.*s", static_cast<int>(id.size()), id.data());
+    LogBoth("hostcheck: there is no promise \"%s\"\n", text.c_str());
     return false;
 }
 
@@ -81,7 +93,7 @@ Outcome notTried(const char* format, ...) {
 }
 
 bool isChosen(Id id) {
-    if (options().only != nullptr) return isNamed(options().only, id.promise().id);
+    if (options().only != nullptr) return anyId(options().only, [=](auto each) { return each == id.promise().id; });
     return id.promise().level <= options().level;
 }
 
@@ -92,6 +104,7 @@ Verdict verdictOf(Id id) {
 
 void beginRun() {
     changeReport([] { return true; });
+    if (options().only != nullptr) anyId(options().only, reportUnknown);
 }
 
 void begin(Id id) {

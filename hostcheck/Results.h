@@ -24,7 +24,7 @@ __attribute__((format(printf, 1, 2))) Outcome notTried(const char* format, ...);
 bool isChosen(Id id);
 Verdict verdictOf(Id id);
 
-/// Writes the files before there is a result: what a program finds there is of this run.
+/// Writes the files before there is a result: what a program finds there is of this run. Logs ids that are no promise's.
 void beginRun();
 /// A check begins.
 void begin(Id id);
