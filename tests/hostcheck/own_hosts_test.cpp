@@ -85,6 +85,7 @@ TEST_F(HostCheckTest, CheckHost_NothingOnTheLine_SaysWhyNotTried) {
     const CheckRun run = check({"--only", "serial-bytes-in", "--port", m_folder.path() / "nothing"});
     EXPECT_EQ(run.results(), (std::map<std::string, std::string>{{"serial-bytes-in", "not tried"}}));
     EXPECT_THAT(run.printed, HasSubstr("cannot be opened"));
+    EXPECT_EQ(run.status, 1) << "nothing was checked";
 }
 
 TEST_F(HostCheckTest, CheckHost_Only_TriesThese) {
@@ -93,11 +94,44 @@ TEST_F(HostCheckTest, CheckHost_Only_TriesThese) {
     EXPECT_THAT(run.printed, HasSubstr("seed 17"));
 }
 
+TEST_F(HostCheckTest, CheckHost_OnlyWithAnUnknownId_IsRefused) {
+    for (const char* ids : {"log-lomg", "serial-rts,log-lomg", "log-long, serial-rts", ","}) {
+        const CheckRun run = check({"--only", ids});
+        EXPECT_EQ(run.status, 2) << ids;
+        EXPECT_THAT(run.printed, HasSubstr("there is no promise")) << ids;
+    }
+    EXPECT_THAT(check({"--only", "log-lomg"}).printed, HasSubstr("did you mean \"log-long\"?"));
+}
+
+TEST_F(HostCheckTest, CheckHost_OneFileForBothReports_IsRefused) {
+    const CheckRun run = check({"--only", "log-long", "--junit", m_folder.path() / "." / "results.json"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.printed, HasSubstr("--json and --junit name one file"));
+}
+
+TEST_F(HostCheckTest, CheckHost_OutputCannotBeWritten_Fails) {
+    apps_test::Process::Setup setup = cvhost({});
+    setup.command = {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh", setup.command.front(), "check-host", "--list"};
+    EXPECT_EQ(apps_test::Process(setup).wait(), 1);
+}
+
+TEST_F(HostCheckTest, CheckHost_NoTemporaryFolder_SaysSo) {
+    apps_test::Process::Setup setup = cvhost({});
+    setup.command = {setup.command.front(), "check-host", "--only", "log-long"};
+    setup.environment["TMPDIR"] = m_folder.path() / "no";
+    apps_test::Process process(setup);
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(process.errors(), HasSubstr("TMPDIR names no folder; set it to one that is there"));
+}
+
 TEST_F(HostCheckTest, CheckHost_List_NamesEveryPromiseAndTriesNone) {
     const CheckRun run = check({"--list", "--level", "3"});
     EXPECT_EQ(run.status, 0);
     for (const std::string& id : idsUpTo(3)) EXPECT_THAT(run.printed, HasSubstr(' ' + id + ": "));
-    EXPECT_THAT(run.printed, testing::Not(HasSubstr("try")));
+    std::istringstream lines(run.printed);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_TRUE(line.starts_with("list ") || line.find("level 3, seed") != line.npos) << line;
+    }
 }
 
 TEST_F(HostCheckTest, CheckHost_Junit_HasACaseForEachPromise) {

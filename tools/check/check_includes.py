@@ -41,7 +41,7 @@ TABLE = {
                         "apps/cvhost/transport", "apps/cvhost/map", "apps/cvhost/control", "apps/cvhost/web",
                         "apps/cvhost/run"],
     "apps/cvhost/checkhost": ["host/api", "host/core", "host/linux", "desk", "lines", "apps/common", "apps/cvhost/driver",
-                              "apps/cvhost/ports", "apps/cvhost/checkhost"],
+                              "apps/cvhost/ports", "apps/cvhost/checkhost", "hostcheck/Promises.h"],
     "apps/cvhost": ["host/core", "apps/common", "apps/cvhost"],
     "packaging": ["host/api", "host/core", "host/linux"],
     "tests": [""],

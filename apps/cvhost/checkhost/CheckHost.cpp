@@ -114,17 +114,27 @@ bool canBeWritten(const std::string& path) {
     return false;
 }
 
+bool hasTemporaryFolder() {
+    std::error_code missing;
+    static_cast<void>(std::filesystem::temp_directory_path(missing));
+    if (missing) complain("TMPDIR names no folder; set it to one that is there");
+    return !missing;
+}
+
 /// Null when the plug-in wrote none.
 nlohmann::json resultsIn(const std::string& path) {
     const auto whole = nlohmann::json::parse(std::ifstream(path), nullptr, false);
     return whole.is_object() ? whole.value("results", nlohmann::json()) : nlohmann::json();
 }
 
-bool hasFailures(const nlohmann::json& results) {
-    return std::ranges::any_of(results, [](const auto& result) {
-        const std::string verdict = result.value("result", "");
-        return verdict == "fail" || verdict == "running";
-    });
+/// Whether a promise was kept, and none was broken.
+bool areGood(const nlohmann::json& results) {
+    const auto has = [&](std::string_view verdict) {
+        return std::ranges::any_of(results, [&](const auto& result) { return result.value("result", "") == verdict; });
+    };
+    const bool bad = has("fail") || has("running");
+    if (!bad && !has("pass")) complain("no promise could be tried; see why in the lines above");
+    return !bad && has("pass");
 }
 
 /// Complains unless the plug-in has written all its results.
@@ -136,18 +146,17 @@ bool areWritten(const std::string& plugin, const std::string& json, const std::s
     return false;
 }
 
-/// Starts the console, and on the last load waits until its checks end. Before that load the check is active at once, and
-/// another plug-in may never be. False if it is not.
-bool activate(iConsoleResource& console, bool last, common::MainLoop& wake) {
-    console.init();
-    if (!last) return console.active();
-    while (!console.active() && !hasFailed() && wake.wait(20ms) != common::MainLoop::Cause::end) {
+/// Waits until `done`. False when the program is ended before that.
+template <class Done>
+bool waitUntil(common::MainLoop& wake, const Done& done) {
+    while (!done()) {
+        if (wake.wait(20ms) == common::MainLoop::Cause::end) return false;
     }
     return true;
 }
 
 /// Loads the plug-in, waits until its checks end, and unloads it. `last`: also offers it a handler table. False if it cannot
-/// be used.
+/// be used, or the program is ended before they end.
 bool visit(const std::string& path, bool last, const std::string& results, common::MainLoop& wake) {
     Pressed pressed(wake);
     ConsoleHandlerTable table;
@@ -162,14 +171,15 @@ bool visit(const std::string& path, bool last, const std::string& results, commo
     bool useful = console != nullptr;
     if (!useful) {
         complain(path + " registers no console");
-    } else if (useful = activate(*console, last, wake); !useful) {
-        complain(path + " is not active at once; is it CorvaneHostCheck.so");
-    } else {
+    } else if (console->init(); last) {
+        useful = waitUntil(wake, [&] { return console->active() || hasFailed(); });
         ConsoleHandlerManager::theManager()->setCurrentHandlerTable(&table);
         const auto end = Clock::now() + handlerLimit;
-        while (last && console->active() && !pressed.done && Clock::now() < end) {
-            if (wake.wait(20ms) == common::MainLoop::Cause::end) break;
-        }
+        const auto over = [&] { return !console->active() || pressed.done || Clock::now() >= end; };
+        useful = useful && waitUntil(wake, over);
+        if (!useful) complain("the check was ended before it was done");
+    } else if (useful = console->active(); !useful) {  // another plug-in may never be
+        complain(path + " is not active at once; is it CorvaneHostCheck.so");
     }
     const auto failure = plugin.unload();
     ConsoleHandlerManager::theManager()->setCurrentHandlerTable(nullptr);
@@ -182,6 +192,11 @@ bool visit(const std::string& path, bool last, const std::string& results, commo
 
 int checkHost(const CheckHostOptions& options, common::MainLoop& wake) {
     if (!options.list && !(canBeWritten(options.json) && canBeWritten(options.junit))) return common::exitStatus::usage;
+    if (std::error_code none; std::filesystem::equivalent(options.json, options.junit, none)) {
+        complain("--json and --junit name one file; name two");
+        return common::exitStatus::usage;
+    }
+    if (options.json.empty() && !hasTemporaryFolder()) return common::exitStatus::none;
     const ResultFile results(options.json);
     prepareEnvironment(options, results.path());
     setLogDestinations({.standardError = false, .file = false});
@@ -201,8 +216,9 @@ int checkHost(const CheckHostOptions& options, common::MainLoop& wake) {
     for (int load = 1; load <= loads && useful; ++load)
         useful = visit(path, load == loads && !options.list, results.path(), wake);
     setEventSink(nullptr);
-    useful = useful && (options.list || areWritten(path, results.path(), options.junit));
-    return useful && !hasFailures(resultsIn(results.path())) ? common::exitStatus::active : common::exitStatus::none;
+    const bool good =
+        useful && (options.list || (areWritten(path, results.path(), options.junit) && areGood(resultsIn(results.path()))));
+    return good && std::cout ? common::exitStatus::active : common::exitStatus::none;
 }
 
 }  // namespace cvhost::checkhost

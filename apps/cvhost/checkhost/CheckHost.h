@@ -9,7 +9,7 @@
 namespace cvhost::checkhost {
 
 /// Loads the plug-in, which tries the host's promises, and prints its lines. Returns the exit status: 0 nothing failed;
-/// 1 something did, or nothing could be tried; 2 a file for the results cannot be written.
+/// 1 something did, nothing could be tried, or it was ended; 2 a file for the results cannot be written.
 int checkHost(const CheckHostOptions& options, common::MainLoop& wake);
 
 }  // namespace cvhost::checkhost
