@@ -11,6 +11,7 @@
 #include <memory>
 #include <random>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 #include "lines/DeskServer.h"
@@ -146,6 +147,39 @@ TEST_F(CvhostControl, Keys_HeldByAClientThatHasGone_AreReleasedUnlessAnotherHold
     leaver->close();
     EXPECT_EQ(other->waitFor({{"event", "released"}}).at("code"), 5);
     EXPECT_EQ(other->ask({{"do", "status"}}).at("held"), Json({1, 6}));
+    finish(host);
+}
+
+TEST_F(CvhostControl, Key_PressedAgainWhileHeld_IsReleasedBetween) {
+    Process host(setUp({"--desk"}));
+    const auto control = client();
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(control->ask(press("E")).at("event"), "done");
+    EXPECT_EQ(control->ask(release("E")).at("event"), "done");
+    for (const char* event : {"key", "released", "key", "released"}) {
+        const Json next =
+            control->waitFor([](const Json& each) { return each.contains("code") && each.at("event") != "handler"; });
+        EXPECT_EQ(next.at("event"), event);
+    }
+    finish(host);
+}
+
+TEST_F(CvhostControl, Keys_FasterThanTheLine_AreRefusedOrReleased) {
+    Process host(setUp({"--desk"}));
+    const auto flooder = client();
+    int taken = 0;
+    for (int i = 0; i < 2000; ++i) {
+        const Json answer = flooder->ask(press("E"));
+        if (answer.at("event") == "done")
+            ++taken;
+        else
+            EXPECT_THAT(answer.at("text"), HasSubstr("more to send than its line carries"));
+        EXPECT_EQ(flooder->ask(release("E")).at("event"), "done");
+    }
+    EXPECT_LT(taken, 2000);
+    while (flooder->ask(press("F")).at("event") != "done") std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    flooder->ask(release("F"));
+    flooder->waitFor({{"event", "released"}, {"code", 6}});
+    EXPECT_EQ(flooder->ask({{"do", "status"}}).at("held"), Json::array());
     finish(host);
 }
 
@@ -423,6 +457,24 @@ TEST_F(CvhostControl, Ctl_EachCommand_IsDoneAndSeen) {
     Process none(ctl(setup, {"status"}));
     EXPECT_EQ(none.wait(), 1);
     EXPECT_THAT(none.errors(), HasSubstr("no cvhost listens at " + m_socket.string()));
+}
+
+TEST_F(CvhostControl, Ctl_WatchThatDoesNotRead_SaysThatItWasDisconnected) {
+    const Process::Setup setup = setUp({"--desk", "--set", "console_debug=1"});
+    Process host(setup);
+    const auto control = client();
+    Process watcher(ctl(setup, {"watch"}));
+    watcher.waitForLine([](const std::string& line) { return Json::parse(line).at("event") == "status"; });
+    watcher.signal(SIGSTOP);
+    const Json status{{"do", "status"}};
+    while (control->ask(status).at("clients") == 2) {
+        control->ask(press("E"));
+        control->ask(release("E"));
+    }
+    watcher.signal(SIGCONT);
+    EXPECT_EQ(watcher.wait(), 1);
+    EXPECT_THAT(watcher.errors(), HasSubstr("cvhost has disconnected this client, which did not read fast enough"));
+    finish(host);
 }
 
 TEST_F(CvhostControl, Ctl_Press_WorksASimulatedConsole) {

@@ -1,11 +1,14 @@
 // Recordings of a run: what is in them, and that they outlive the program.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
 
 #include "apps/recording/Recording.h"
+#include "host/core/FileDescriptor.h"
 #include "tests/apps/CvhostRig.h"
 
 namespace apps_test {
@@ -151,6 +154,17 @@ TEST_F(CvhostRecord, RunThatFailsAtOnce_LeavesNoFileInTheWayOfTheNext) {
     Process host(cvhost({"--desk", "--web", takenPort, "--record", file()}));
     EXPECT_EQ(host.wait(), 1);
     EXPECT_FALSE(std::filesystem::exists(file()));
+}
+
+TEST_F(CvhostRecord, PipeWhoseReaderEnds_IsSaidAndTheRunGoesOn) {
+    ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
+    cvhost::FileDescriptor reader(::open(file().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    Process host(recorded());
+    waitFor(host, {{"event", "active"}});
+    reader = {};
+    host.signal(SIGINT);
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(host.errors(), HasSubstr("the recording ends here: Broken pipe; have its reader read to the end"));
 }
 
 TEST_F(CvhostRecord, DiskThatIsFull_IsSaidAndTheRunGoesOnAndEndsWithOne) {

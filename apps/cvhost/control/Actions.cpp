@@ -31,7 +31,7 @@ void Actions::leave(ClientId client) {
 std::string Actions::set(const Command& command) {
     iConsoleResource& console = m_stage.console;
     if (!console.active()) return "no console is active; wait for the event \"active\"";
-    m_stage.transport.lendLamps();
+    m_stage.lendLamps();
     const SpeedLamps left = command.keep ? SpeedLamps::kept : SpeedLamps::changed;
     switch (command.kind) {
         case Command::Kind::lamp:
@@ -51,13 +51,17 @@ std::string Actions::set(const Command& command) {
 
 std::string Actions::work(const Command& command) {
     if (m_stage.desk == nullptr) return "this console is a real one: its keys are pressed by hand";
-    bool running = false;
+    std::string refusal;
     m_stage.desk->operate([&](desk::Desk& desk, desk::Time now) {
-        running = desk.programRunning();
-        if (!running) return;
-        command.kind == Command::Kind::press ? desk.press(command.key, now) : desk.release(command.key, now);
+        if (!desk.programRunning()) {
+            refusal = "the simulated console has not started; wait for the event \"active\"";
+        } else if (command.kind == Command::Kind::release) {
+            desk.release(command.key, now);
+        } else if (!desk.press(command.key, now)) {
+            refusal = "the simulated console has more to send than its line carries; try again later";
+        }
     });
-    return running ? "" : "the simulated console has not started; wait for the event \"active\"";
+    return refusal;
 }
 
 void Actions::giveLampsBack() {

@@ -6,6 +6,7 @@
 #include <array>
 #include <bitset>
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -22,6 +23,8 @@ class Actions {
 public:
     struct Stage {
         iConsoleResource& console;
+        /// From now on a client sets the lamps.
+        std::function<void()> lendLamps;
         transport::ConsoleTransport& transport;
         lines::DeskServer* desk;  ///< null: a real console, which nobody can work from here
     };

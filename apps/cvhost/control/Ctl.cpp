@@ -82,7 +82,8 @@ std::optional<Json> await(Connection& cvhost, std::string_view name) {
     return std::nullopt;
 }
 
-int watch(Connection& cvhost) {
+/// Until the connection ends. At `path` it was made.
+int watch(Connection& cvhost, const std::string& path) {
     bool welcome = false;
     while (const auto line = cvhost.next()) {
         const Json event = Json::parse(*line, nullptr, false);
@@ -92,6 +93,8 @@ int watch(Connection& cvhost) {
         std::cout << *line << '\n' << std::flush;
         if (!std::cout) return errno == EPIPE ? done : complain(common::unwritableText(errno));
     }
+    // A cvhost that has ended takes its socket with it.
+    if (Connection(path)) return complain("cvhost has disconnected this client, which did not read fast enough");
     return done;
 }
 
@@ -163,7 +166,7 @@ int runCtl(const CtlOptions& options) {
     if (!cvhost && (errno == ENOENT || errno == ECONNREFUSED))
         return complain("no cvhost listens at " + *path + "; start \"cvhost run\", or name its socket with --socket");
     if (!cvhost) return complain("cannot reach cvhost at " + *path + ": " + std::generic_category().message(errno));
-    return options.request.kind == CtlRequest::Kind::watch ? watch(cvhost) : work(cvhost, options);
+    return options.request.kind == CtlRequest::Kind::watch ? watch(cvhost, *path) : work(cvhost, options);
 }
 
 }  // namespace cvhost::control

@@ -125,7 +125,7 @@ MapProblems Mapping::setTarget(const Application& application) {
 
 void Mapping::showLamps(iConsoleResource& console, bool lent) {
     if (lent) {
-        m_lampsKnown = false;
+        if (std::exchange(m_lampsKnown, false)) darken(console);
         return;
     }
     Lamps lamps;
@@ -140,6 +140,12 @@ void Mapping::showLamps(iConsoleResource& console, bool lent) {
     for (int lamp = 1; lamp <= common::lampCount; ++lamp) {
         const auto index = static_cast<std::size_t>(lamp);
         if (changed.test(index)) console.lamp_set(lamp, lamps.test(index) ? 'F' : 'O');
+    }
+}
+
+void Mapping::darken(iConsoleResource& console) {
+    for (int lamp = 1; lamp <= common::lampCount; ++lamp) {
+        if (m_shown.test(static_cast<std::size_t>(lamp))) console.lamp_set(lamp, 'O');
     }
 }
 

@@ -71,7 +71,8 @@ public:
     /// Reads the file again if it has changed. Another target takes the place of the one before, which ends first. If
     /// neither can be made, the file is in force, and startTarget has more to do.
     News refresh();
-    /// Shows the layers and the target's state on the console's lamps. `lent`: somebody else sets the lamps.
+    /// Shows the layers and the target's state on the console's lamps. `lent`: somebody else is about to set the lamps, or
+    /// does so already; those that the map has lit go off once.
     void showLamps(iConsoleResource& console, bool lent);
     /// What each key does now, if that has changed since the last call.
     std::optional<Legends> takeLegends();
@@ -85,6 +86,7 @@ public:
 private:
     template <class Act>
     void act(Act act);
+    void darken(iConsoleResource& console);
     bool isClaimed(int code) const { return is_valid_keycode(code) && m_claimed.test(static_cast<std::size_t>(code)); }
     MapProblems setTarget(const Application& application);
 

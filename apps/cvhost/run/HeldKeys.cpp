@@ -13,6 +13,10 @@ constexpr unsigned char jogKeyByte = common::keyLetter(jogKey);
 
 }  // namespace
 
+void HeldKeys::beforePress(int code) {
+    if (is_valid_keycode(code)) release(code, false);
+}
+
 void HeldKeys::take(const KeyQueued& key) {
     if (!is_valid_keycode(key.code)) return;
     m_held.set(static_cast<std::size_t>(key.code));

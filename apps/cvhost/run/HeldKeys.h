@@ -21,10 +21,13 @@ class HeldKeys {
 public:
     using Released = std::function<void(const KeyReleased& key)>;
 
-    /// `released` is called for each release, after the event that brings it about.
+    /// `released` is called for each release, after the event that brings it about, but before a second press of its key.
     HeldKeys(iConsoleResource& console, Released released) : m_console(console), m_released(std::move(released)) {}
 
     void operator()(const Event& event) { give<Consumer::held>(event, *this); }
+
+    /// Releases a key that is about to be pressed though it counts as held: its release has been lost on the line.
+    void beforePress(int code);
 
     void take(const KeyQueued& key);
     void take(const ByteHandled& handled);

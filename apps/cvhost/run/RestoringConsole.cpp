@@ -6,6 +6,7 @@
 #include "apps/common/ConsoleFacts.h"
 
 namespace cvhost::run {
+
 void RestoringConsole::keep(int thing, std::function<void()> set) {
     const std::lock_guard lock(m_mutex);
     std::erase_if(m_wishes, [=](const Wish& wish) { return wish.thing == thing; });

@@ -35,6 +35,7 @@ void RunMonitor::operator()(const Event& event) {
     const std::lock_guard lock(m_mutex);
     const bool news = m_startup.follow(event, std::chrono::steady_clock::now().time_since_epoch());
     give<Consumer::run>(event, *this);
+    if (const auto* key = std::get_if<KeyQueued>(&event); key != nullptr && m_heldKeys) m_heldKeys->beforePress(key->code);
     giveToAll(event);
     if (const auto version = m_startup.newlyActive()) giveToAll(ConsoleActive{*version});
     if (m_heldKeys) (*m_heldKeys)(event);

@@ -2,6 +2,7 @@
 
 #include <systemd/sd-daemon.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
@@ -33,6 +34,10 @@ void ServiceManager::loopTurned(Clock::time_point now) {
     if (m_feedInterval == m_feedInterval.zero() || now < m_nextFeed) return;
     m_nextFeed = now + m_feedInterval;
     notify("WATCHDOG=1");
+}
+
+ServiceManager::Clock::duration ServiceManager::longestWait(Clock::duration wanted) const {
+    return m_feedInterval == m_feedInterval.zero() ? wanted : std::min(wanted, m_feedInterval);
 }
 
 void ServiceManager::stopping() { notify("STOPPING=1"); }

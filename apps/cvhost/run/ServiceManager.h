@@ -24,6 +24,8 @@ public:
     void tellStatus(const std::string& sentence);
     /// Call it each time the main loop turns. Feeds the watchdog at most four times within its timeout.
     void loopTurned(Clock::time_point now);
+    /// The longest time, up to `wanted`, that the main loop may wait.
+    Clock::duration longestWait(Clock::duration wanted) const;
     void stopping();
 
 private:

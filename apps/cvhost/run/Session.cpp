@@ -222,8 +222,10 @@ void Session::startControl() {
     } catch (const control::ControlFailure& failure) {
         return complain(failure.what());
     }
-    m_actions.emplace(
-        control::Actions::Stage{.console = *m_console, .transport = m_work->transport(), .desk = m_desk.get()});
+    m_actions.emplace(control::Actions::Stage{.console = *m_console,
+                                              .lendLamps = [this] { m_work->lendLamps(*m_console); },
+                                              .transport = m_work->transport(),
+                                              .desk = m_desk.get()});
     say("control", "the control socket is " + path);
 }
 
@@ -233,7 +235,7 @@ void Session::live() {
     while (m_output.error() == 0) {
         const std::chrono::duration<double> left = limit - std::chrono::duration<double>(m_start.seconds());
         if (left <= left.zero()) return;
-        const auto timeout = std::min<std::chrono::duration<double>>(left, resting ? restTick : tick);
+        const auto timeout = std::min<std::chrono::duration<double>>(left, m_service.longestWait(resting ? restTick : tick));
         const common::MainLoop::Cause cause = m_wake.wait(std::chrono::ceil<std::chrono::milliseconds>(timeout));
         m_signalled = cause == common::MainLoop::Cause::end;
         if (m_signalled || hasFailed()) return;
@@ -283,6 +285,7 @@ void Session::noticeLoss(const RunState& state) {
     if (std::exchange(m_losses, state.startup.losses) == state.startup.losses) return;
     setLastWords({});
     say("lost", "the driver looks for its console again");
+    m_work->transport().releaseRing();
     m_console->set_ispeed(0);
     console_call_handler(common::keys::ring);
     m_advice.clear();
@@ -350,8 +353,10 @@ void Session::stop() {
 
 void Session::noticeRecordingEnd() {
     if (!m_recorder || m_recorder->error() == 0 || std::exchange(m_recordingEnded, true)) return;
-    complain("the recording ends here: " + std::generic_category().message(m_recorder->error()) +
-             "; make room for it and start again");
+    const int error = m_recorder->error();
+    const bool isPipe = error == EPIPE || error == EAGAIN;
+    complain("the recording ends here: " + std::generic_category().message(error) +
+             (isPipe ? "; have its reader read to the end, and fast enough" : "; make room for it and start again"));
 }
 
 /// Shows that the simulated console has gone dark.

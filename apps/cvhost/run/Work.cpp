@@ -90,6 +90,11 @@ std::optional<PlayheadChange> Work::advance(iConsoleResource& console, web::Page
     return playheadOf(view);
 }
 
+void Work::lendLamps(iConsoleResource& console) {
+    m_transport->lendLamps();
+    if (m_map) m_map->showLamps(console, true);
+}
+
 bool Work::followMap(iConsoleResource& console, web::PageState* page) {
     if (!m_map) return false;
     m_map->showLamps(console, m_transport->lampsLent());

@@ -37,6 +37,8 @@ public:
     Work(const Options& options, Stage stage);
 
     transport::ConsoleTransport& transport() { return *m_transport; }
+    /// From now on a client of the control socket sets the lamps.
+    void lendLamps(iConsoleResource& console);
     /// Null without a map.
     map::Mapping* mapping() { return m_map ? &*m_map : nullptr; }
     /// What the map is doing, as a part of a sentence; empty without a map.

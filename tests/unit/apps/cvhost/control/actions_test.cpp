@@ -40,7 +40,8 @@ protected:
     Time m_now = std::chrono::seconds(1);
     ClipDeck m_deck{{}, [this] { return m_now += std::chrono::milliseconds(1); }};
     ConsoleTransport m_transport{m_deck};
-    Actions m_actions{{.console = m_console, .transport = m_transport, .desk = nullptr}};
+    Actions m_actions{
+        {.console = m_console, .lendLamps = [this] { m_transport.lendLamps(); }, .transport = m_transport, .desk = nullptr}};
 };
 
 TEST_F(ControlActions, Lamps_GivenBack_GoOffUnlessKept) {

@@ -170,7 +170,15 @@ TEST(MapText, ParseMap_MistakesOfOtherTargets_AreReported) {
     EXPECT_THAT(problemsOf("target = 'osc'\nport = 70000\n[keys]\nA = { tap = '/a b' }\nB = ['/a']\n"),
                 ElementsAre("m:2:8: this must be a number from 1 to 65535",
                             "m:4:13: \"/a b\" is no OSC address, such as \"/transport/play\"",
-                            "m:5:5: this must be a shortcut in quotes or { tap = \"/ADDRESS\" }"));
+                            "m:5:5: this must be an OSC address in quotes, such as \"/transport/play\", or { tap = "
+                            "[\"/ADDRESS\", 1] }"));
+}
+
+TEST(MapText, ParseMap_NumbersWithAFractionAndEmptyNames_AreReported) {
+    EXPECT_THAT(problemsOf("target = 'osc'\nport = 3819.6\nhost = ''\n"),
+                ElementsAre("m:2:8: this must be a whole number", "m:3:8: this must not be empty"));
+    EXPECT_THAT(problemsOf("target = 'mpv'\nsocket = ''\n[wheel]\nframes = 1.5\n"),
+                ElementsAre("m:2:10: this must not be empty", "m:4:10: this must be a whole number"));
 }
 
 TEST(MapText, ParseMap_SeveralMistakes_ReportsAllInTheOrderOfTheLines) {
@@ -223,10 +231,10 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{.name = "PlusAtEnd", .text = "[keys]\nE = 'ctrl+'\n", .problem = "m:3:5: there is no key \"\""},
         Wrong{.name = "KeyIsNumber",
               .text = "[keys]\nE = 1\n",
-              .problem = "m:3:5: this must be a shortcut in quotes or { tap = \"SHORTCUT\" }"},
+              .problem = "m:3:5: this must be a shortcut in quotes, such as \"ctrl+z\", or { tap = \"SHORTCUT\" }"},
         Wrong{.name = "TapMissing",
               .text = "[keys]\nE = {}\n",
-              .problem = "m:3:5: this must be a shortcut or { tap = \"SHORTCUT\" }"},
+              .problem = "m:3:5: this must be a shortcut in quotes, such as \"ctrl+z\", or { tap = \"SHORTCUT\" }"},
         Wrong{.name = "TooManyTaps",
               .text = "[keys]\nE = { tap = ['a','a','a','a','a','a','a','a','a'] }\n",
               .problem = "m:3:13: this list must have 1 to 8 shortcuts"},

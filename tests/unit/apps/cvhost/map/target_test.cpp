@@ -364,6 +364,17 @@ TEST_F(MappingTest, ShowLamps_LayerOnAndOff_FollowsItUnlessTheLampsAreLent) {
     EXPECT_EQ(console.lamps.at(6), 'F');
 }
 
+TEST_F(MappingTest, ShowLamps_LentWhileALayerIsOn_DarkensItsLampOnce) {
+    ValueConsole console;
+    press(1);
+    mapping().showLamps(console, false);
+    mapping().showLamps(console, true);
+    EXPECT_EQ(console.lamps.at(6), 'O');
+    console.lamps.at(6) = 'B';
+    mapping().showLamps(console, true);
+    EXPECT_EQ(console.lamps.at(6), 'B') << "a client has set it";
+}
+
 TEST_F(MappingTest, ShowLamps_TargetReports_ShowsItsLampsBesideTheLayers) {
     ValueConsole console;
     m_targetLamps = 1U << 2;

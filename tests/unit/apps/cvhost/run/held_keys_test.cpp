@@ -54,6 +54,17 @@ TEST_F(HeldKeys, Key_HeldAndReleased_IsReleasedOnce) {
     EXPECT_THAT(m_released, ElementsAre(Pair(5, false)));
 }
 
+TEST_F(HeldKeys, Key_PressedAgainWhileHeld_IsReleasedBetween) {
+    press('E', 5);
+    m_keys.beforePress(6);
+    EXPECT_THAT(m_released, IsEmpty());
+    m_keys.beforePress(5);
+    EXPECT_THAT(m_released, ElementsAre(Pair(5, false)));
+    press('E', 5);
+    release('E');
+    EXPECT_THAT(m_released, ElementsAre(Pair(5, false), Pair(5, false)));
+}
+
 TEST_F(HeldKeys, TwoKeys_Held_AreReleasedEachByItself) {
     press('E', 5);
     press('F', 6);
