@@ -1,6 +1,7 @@
 // Maps: those of the package, the page about them, and what is reported of wrong ones.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -57,6 +58,19 @@ TEST_F(MapCommand, Check_EachMapOfThePackage_HasNoMistakesAndIsListed) {
         ++maps;
     }
     EXPECT_GE(maps, 7U);
+}
+
+TEST_F(MapCommand, Show_OscMap_NamesWhatItReportsAndTheRingsCentre) {
+    Process show(map({"show", "ardour"}));
+    EXPECT_EQ(show.wait(), 0) << show.errors();
+    const auto has = [&](const std::string& beginning, const std::string& rest) {
+        return std::ranges::any_of(show.lines(), [&](const std::string& line) {
+            return line.starts_with("  " + beginning) && line.find(rest) != line.npos;
+        });
+    };
+    EXPECT_TRUE(has("ring centre", "/transport_stop"));
+    EXPECT_TRUE(has("asks by", "/set_surface"));
+    EXPECT_TRUE(has("lamp of ", "/"));
 }
 
 TEST_F(MapCommand, Check_ExamplesOfThePage_HaveNoMistakes) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -86,6 +87,7 @@ void showSection(const Section& section) {
     if (section.ring && section.ring->times != 0) {
         const std::string send = strokeText(section.ring->send);
         print(padded("  ring", width) + (send.empty() ? "" : send + ' ') + "SPEED" + timesText(section.ring->times));
+        if (section.ring->centre.count > 0) print(padded("  ring centre", width) + tapsText(section.ring->centre));
     } else if (section.ring) {
         print(padded("  ring centre", width) + tapsText(section.ring->centre));
         showZones("forward", *section.ring, section.ring->forward);
@@ -114,9 +116,24 @@ std::string targetText(const Application& application) {
     return {};
 }
 
+/// What an OSC target is asked for, and shows.
+void showReports(const Application& application) {
+    constexpr std::size_t width = 18;
+    if (application.listen != 0) print(padded("  listens on", width) + "UDP port " + std::to_string(application.listen));
+    if (application.hello) {
+        print(padded("  asks by", width) + strokeText(std::make_shared<const OscMessage>(*application.hello)));
+    }
+    for (int code = 0; code < common::keyCount; ++code) {
+        for (const auto& [lamp, address] : application.lamps) {
+            if (lamp == common::lampOfKey(code)) print(padded("  lamp of " + deskKeyName(code), width) + address);
+        }
+    }
+}
+
 void showMap(const Map& map) {
     if (!map.title.empty()) print(map.title);
     print("  target            " + targetText(map.application));
+    showReports(map.application);
     showSection(map.base);
     for (const Layer& layer : map.layers) {
         print("layer " + layer.name + ", while " + deskKeyName(layer.key) + (layer.latched ? " is latched" : " is held"));

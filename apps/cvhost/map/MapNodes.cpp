@@ -39,6 +39,11 @@ std::string MapNodes::unknown(const std::string& kind, std::string_view name, co
     return "unknown " + kind + " \"" + std::string(name) + '"' + common::didYouMean(common::nearest(name, known));
 }
 
+std::string MapNodes::name(const toml::node& node) {
+    if (node.is_string() && node.as_string()->get().empty()) complain(node.source(), "this must not be empty");
+    return text(node);
+}
+
 std::string MapNodes::text(const toml::node& node) {
     const auto* value = node.as_string();
     if (value == nullptr) complain(node.source(), "this must be a text in quotes");
@@ -53,7 +58,9 @@ double MapNodes::number(const toml::node& node, double least, double most) {
 }
 
 int MapNodes::whole(const toml::node& node, int least, int most) {
-    return static_cast<int>(std::lround(number(node, least, most)));
+    if (!node.is_floating_point()) return static_cast<int>(number(node, least, most));
+    complain(node.source(), "this must be a whole number");
+    return least;
 }
 
 const toml::table* MapNodes::tableAt(const toml::table& in, std::string_view name) {

@@ -26,6 +26,8 @@ public:
     static std::string unknown(const std::string& kind, std::string_view name, const Names& known);
 
     std::string text(const toml::node& node);
+    /// A text that is not empty.
+    std::string name(const toml::node& node);
     double number(const toml::node& node, double least, double most);
     int whole(const toml::node& node, int least, int most);
     /// Null: it is not there, or no table.

@@ -35,14 +35,14 @@ using Names = MapNodes::Names;
 /// How the map's target names what it does.
 struct Words {
     const char* stroke;   ///< one of them
-    const char* example;  ///< how an error message shows one
+    const char* example;  ///< how an error message shows one that is tapped
 };
 
 const Words& wordsOf(TargetKind kind) {
     static constexpr std::array words{
-        Words{"a shortcut in quotes, such as \"ctrl+z\"", "SHORTCUT"},
-        Words{"a key of mpv in quotes, such as \"s\", or what it can do, such as \"play\"", "KEY"},
-        Words{"an OSC address in quotes, such as \"/transport/play\"", "/ADDRESS"}};
+        Words{"a shortcut in quotes, such as \"ctrl+z\"", "\"SHORTCUT\""},
+        Words{"a key of mpv in quotes, such as \"s\", or what it can do, such as \"play\"", "\"KEY\""},
+        Words{"an OSC address in quotes, such as \"/transport/play\"", "[\"/ADDRESS\", 1]"}};
     return words.at(static_cast<std::size_t>(kind));
 }
 
@@ -81,14 +81,14 @@ private:
         expectNames(file, known);
         if (isFor(TargetKind::mpv)) {
             m_application.socket = mpvSocket;
-            if (const toml::node* socket = file.get("socket")) m_application.socket = text(*socket);
+            if (const toml::node* socket = file.get("socket")) m_application.socket = name(*socket);
         }
         if (!isFor(TargetKind::osc)) return;
         const toml::node* port = file.get("port");
         if (port == nullptr) complain(file.source(), "the program's UDP port is missing, such as port = 3819");
         if (port != nullptr) m_application.port = whole(*port, 1, highestPort);
         m_application.host = "127.0.0.1";
-        if (const toml::node* host = file.get("host")) m_application.host = text(*host);
+        if (const toml::node* host = file.get("host")) m_application.host = name(*host);
         if (const toml::node* listen = file.get("listen")) m_application.listen = whole(*listen, 1, highestPort);
         if (const toml::node* hello = file.get("hello")) {
             if (const auto message = oscMessage(*hello)) m_application.hello = *message;
@@ -235,16 +235,17 @@ private:
     void readKey(const toml::key& name, const toml::node& node, Section& section) {
         const auto code = deskKeyAt(name.source(), name.str());
         KeyAction action{.held = node.is_string()};
-        const std::string tapped = std::string("{ tap = \"") + wordsOf(m_application.kind).example + "\" }";
+        const Words& words = wordsOf(m_application.kind);
+        const std::string expected = std::string("this must be ") + words.stroke + ", or { tap = " + words.example + " }";
         if (const toml::table* table = node.as_table()) {
             expectNames(*table, {"tap"});
             if (const toml::node* tap = table->get("tap")) action.taps = taps(*tap);
-            if (table->get("tap") == nullptr) complain(node.source(), "this must be a shortcut or " + tapped);
+            if (table->get("tap") == nullptr) complain(node.source(), expected);
         } else if (action.held) {
             action.taps = taps(node);
             action.held = !std::holds_alternative<PlayerKey>(action.taps.strokes[0]);  // a player has no release
         } else {
-            complain(node.source(), "this must be a shortcut in quotes or " + tapped);
+            complain(node.source(), expected);
         }
         if (!code) return;
         const auto layer = m_layerKeys.find(*code);
