@@ -201,13 +201,13 @@ TEST_F(Service, AnyConsole_OtherAdaptersThere_OnlyTheNamedOneIsOpened) {
 TEST_F(Service, AnyConsole_BothServedByName_NoneIsOpened) {
     Process desk(ptyDesk());
     whereIs(desk);
-    for (const char* port : {"pci-0000:00:14.0-usb-0:2:1.0-port0", "pci-0000:00:14.0-usb-0:3:1.0-port0"})
+    for (const char* port : {"pci-0000:00:14.0-usb-0:2:1.0-port0", "pci-0000:00:14.0-usbv2-0:3:1.0-port0"})
         std::filesystem::create_directories(m_folder.path() / "cvhost" / port);
     Process host(withTwoDesks(service({"--port", "corvane"})));
     const std::string advice =
         host.waitForLine([](const std::string& line) { return line.find("no console yet") != line.npos; });
     EXPECT_THAT(advice, HasSubstr("there is no adapter named Corvane"));
-    std::filesystem::remove(m_folder.path() / "cvhost/pci-0000:00:14.0-usb-0:3:1.0-port0");
+    std::filesystem::remove(m_folder.path() / "cvhost/pci-0000:00:14.0-usbv2-0:3:1.0-port0");
     m_notified.waitFor("STATUS=active, version 7");
     EXPECT_EQ(end(host), 0) << host.errors();
 }

@@ -29,13 +29,13 @@ bool isNetworkName(const std::string& name) {
 /// The folder that a cvhost has made which serves the adapter at `byPath` alone, as cvhost@.service does.
 bool isServedByName(const std::string& byPath) {
     const char* folder = std::getenv("XDG_RUNTIME_DIR");
-    if (folder == nullptr || *folder != '/' || byPath.empty()) return false;
+    if (folder == nullptr || *folder != '/') return false;
     const std::string claim = std::string(folder) + "/cvhost/" + byPath.substr(byPath.rfind('/') + 1);
     return ::access(claim.c_str(), F_OK) == 0;
 }
 
 bool isFreeConsole(const MachinePort& port) {
-    return port.product && port.product->starts_with(adapterProduct) && !isServedByName(port.byPath);
+    return port.product && port.product->starts_with(adapterProduct) && std::ranges::none_of(port.byPaths, isServedByName);
 }
 
 bool isFile(const std::string& name) { return !name.empty() && ::access(name.c_str(), F_OK) == 0; }

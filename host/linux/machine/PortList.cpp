@@ -58,11 +58,12 @@ std::vector<std::string> linksOf(udev_device* tty) {
     return {std::istream_iterator<std::string>(links), {}};
 }
 
-std::string byPathOf(udev_device* tty) {
-    for (const std::string& link : linksOf(tty)) {
-        if (link.starts_with("/dev/serial/by-path/")) return link;
-    }
-    return {};
+/// The link that older systems have, too, comes first: its place in the USB is "usb-", not "usbv2-" or "usbv3-".
+std::vector<std::string> byPathsOf(udev_device* tty) {
+    std::vector<std::string> links = linksOf(tty);
+    std::erase_if(links, [](const std::string& link) { return !link.starts_with("/dev/serial/by-path/"); });
+    std::ranges::stable_partition(links, [](const std::string& link) { return link.find("-usbv") == link.npos; });
+    return links;
 }
 
 std::optional<int> latencyOf(udev_device* tty) {
@@ -80,12 +81,14 @@ udev_device* usbDeviceOf(udev_device* tty) {
 MachinePort describe(udev_device* tty, const char* node) {
     udev_device* usb = usbDeviceOf(tty);
     const char* product = usb == nullptr ? nullptr : udev_device_get_sysattr_value(usb, "product");
+    std::vector<std::string> byPaths = byPathsOf(tty);
     return {.node = node,
             .product = product == nullptr ? std::nullopt : std::optional<std::string>(product),
             .vendorId = attribute(usb, "idVendor"),
             .productId = attribute(usb, "idProduct"),
             .serialNumber = attribute(usb, "serial"),
-            .byPath = byPathOf(tty),
+            .byPath = byPaths.empty() ? "" : byPaths.front(),
+            .byPaths = std::move(byPaths),
             .driver = driverOf(tty),
             .latencyMs = latencyOf(tty),
             .leftAloneByModemManager = isSet(tty, "ID_MM_PORT_IGNORE") || isSet(usb, "ID_MM_DEVICE_IGNORE")};

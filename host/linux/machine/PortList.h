@@ -19,6 +19,7 @@ struct MachinePort {
     std::string productId{};               ///< likewise
     std::string serialNumber{};            ///< of the USB device
     std::string byPath{};                  ///< the link that names the port by the socket it is plugged in at
+    std::vector<std::string> byPaths{};    ///< all such links, byPath first; from systemd 254 on there may be two
     std::string driver{};                  ///< the kernel's driver of the hardware
     std::optional<int> latencyMs{};        ///< how long the adapter collects bytes before it hands them over
     bool leftAloneByModemManager = false;  ///< the device database says that the program must not open it
