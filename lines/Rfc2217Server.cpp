@@ -60,9 +60,13 @@ std::uint16_t portOf(const cvhost::FileDescriptor& listener) {
 
 struct Rfc2217Server::Client final : private rfc2217::Attached {
     explicit Client(cvhost::FileDescriptor connected) : socket(std::move(connected)), port(*this, backlog.bytes()) {
-        const int on = 1;
-        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        ::setsockopt(socket.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+        set(IPPROTO_TCP, TCP_NODELAY, 1);
+        // A host that has gone without a word must not keep the console from the next one.
+        set(SOL_SOCKET, SO_KEEPALIVE, 1);
+        set(IPPROTO_TCP, TCP_KEEPIDLE, 10);
+        set(IPPROTO_TCP, TCP_KEEPINTVL, 5);
+        set(IPPROTO_TCP, TCP_KEEPCNT, 3);
+        set(IPPROTO_TCP, TCP_USER_TIMEOUT, 25'000);
     }
 
     short events() const {
@@ -80,6 +84,7 @@ struct Rfc2217Server::Client final : private rfc2217::Attached {
     Backlog backlog;
 
 private:
+    void set(int level, int option, int value) const { ::setsockopt(socket.get(), level, option, &value, sizeof value); }
     void data(std::span<const unsigned char> bytes) override {
         for (const unsigned char byte : bytes) desk->receive(byte, now);
     }
