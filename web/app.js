@@ -5,6 +5,7 @@ import { setUpKeys, showKeys, showLegends } from "./keys.js";
 import { clearLists, setUpLists, showNews, showSteps } from "./lists.js";
 import { drawChart, setUpPlots, showPlots, showValues } from "./plots.js";
 import { breakable } from "./scale.js";
+import { sendOwed } from "./send.js";
 import { warningOf } from "./warnings.js";
 import { engrave, setUpWheel, showWheel } from "./wheel.js";
 
@@ -71,6 +72,7 @@ function take(news) {
     engrave(news.law);
     $("gone").hidden = true;
     running = true;
+    sendOwed();
   }
   if (news.map !== undefined) {
     layer = news.map?.layer ?? "";

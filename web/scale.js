@@ -1,6 +1,7 @@
 // How speeds are written and drawn.
 
 export const play = 1024;
+export const centre = 127; // where the ring rests
 
 /// -1 to 1, with room for the slow speeds that matter most.
 export function share(speed, fastest) {

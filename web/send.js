@@ -1,10 +1,12 @@
 // What the hands do, on its way to the desk: one request at a time, in order; turns that wait are put together.
+import { centre } from "./scale.js";
 
 const together = 32; // as many actions as one request may hold
 const pause = 33;    // milliseconds between requests
 const farthest = 127;
 
 let waiting = [];
+let owed = []; // a request that failed has not brought them
 let busy = false;
 let onRefusal = () => {};
 
@@ -25,6 +27,15 @@ export function sendLast(actions) {
   navigator.sendBeacon?.("/do", new Blob([JSON.stringify(actions)], { type: "application/json" }));
 }
 
+/// When cvhost can be reached again: nothing stays held because a request has failed.
+export function sendOwed() {
+  const last = new Map(owed.map((action) => [action.key, action]));
+  owed = [];
+  for (const action of last.values()) send(action);
+}
+
+function letsGo(action) { return action.do === "release" || (action.do === "ring" && action.position === centre); }
+
 function rounded(turn) { return Math.round(Math.max(-farthest, Math.min(farthest, turn)) * 10000) / 10000; }
 
 async function run() {
@@ -38,8 +49,9 @@ async function run() {
         body: JSON.stringify(actions),
       });
       if (!response.ok) onRefusal(await response.text());
-    } catch {
-      waiting = []; // cvhost has gone; the page says so elsewhere
+    } catch { // cvhost cannot be reached; the page says so elsewhere
+      owed = [...owed, ...actions, ...waiting].filter(letsGo);
+      waiting = [];
     }
     await new Promise((done) => setTimeout(done, pause));
   }

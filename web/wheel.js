@@ -1,8 +1,7 @@
 // The shuttle ring, which springs back, and the jog wheel, which turns without end.
-import { draw, signed, speedText } from "./scale.js";
+import { centre, draw, signed, speedText } from "./scale.js";
 import { send, sendLast } from "./send.js";
 
-const centre = 127;
 const widest = 135;      // degrees to either side
 const perCount = 6;      // degrees of the jog wheel
 const patience = 1000;   // milliseconds until the desk has told where the ring is

@@ -5,6 +5,22 @@ import { expect, expectEqual, key, open, putRing, stepsAre, stepsOf, until } fro
 const text = (page, selector) => page.textContent(selector);
 
 export const warningTests = [
+  ["Release_WhoseRequestFails_IsSentWhenThePageIsBack", async ({ browser, start }) => {
+    const host = await start();
+    const page = await open(browser, host);
+    await page.waitForSelector('#link[data-link="active"]');
+    await page.hover(key(20));
+    await page.mouse.down();
+    await until(page, () => document.getElementById("wire").textContent.includes("key T (code 20)"));
+    await page.route("**/do", (route) => route.abort());
+    const failed = page.waitForEvent("requestfailed");
+    await page.mouse.up();
+    await failed;
+    await page.unroute("**/do");
+    await page.evaluate(() => document.dispatchEvent(new Event("visibilitychange")));
+    await until(page, () => document.getElementById("wire").textContent.includes("key T (code 20) released"));
+  }],
+
   ["Desk_OfFirmware6_IsWarnedOfBeforeAndAfter", async ({ browser, start }) => {
     const host = await start();
     const page = await open(browser, host);
