@@ -35,7 +35,7 @@ _cvhost_words() { # PROGRAM NUMBER SUBCOMMAND PREVIOUS HELP
 }
 
 _cvhost() {
-    local program=$1 current=$2 previous=$3 help values="" subcommand=()
+    local program=$1 current=$2 previous=$3 help values="" subcommand=() words=() word
     [[ $program != *cvhost || $COMP_CWORD -lt 2 || ${COMP_WORDS[1]} != [a-z]* ]] || subcommand=("${COMP_WORDS[1]}")
     help=$("$program" "${subcommand[@]}" --help 2>/dev/null)
     [[ $previous != --* ]] || values=$(_cvhost_values "$program" "${subcommand[0]}" "$previous" "$help")
@@ -44,7 +44,12 @@ _cvhost() {
     elif [[ -z $values && $previous != --* ]]; then
         values=$(_cvhost_words "$program" "$COMP_CWORD" "${subcommand[0]}" "$previous" "$help")
     fi
-    mapfile -t COMPREPLY < <(compgen -W "$values" -- "$current")
+    read -r -d '' -a words <<<"$values"
+    COMPREPLY=()
+    # A file's name may hold what the shell would run: such a word is not offered.
+    for word in "${words[@]}"; do
+        [[ $word != "$current"* || $word == *[^[:alnum:]._=/:@+,-]* ]] || COMPREPLY+=("$word")
+    done
     [[ ${COMPREPLY[0]} != *= ]] || compopt -o nospace 2>/dev/null
 }
 
