@@ -68,7 +68,7 @@ bool reportUnknown(std::string_view id) {
     if (std::ranges::find(promises, id, &Promise::id) != std::end(promises)) return false;
     Text text;
     text.add("%.*s", static_cast<int>(id.size()), id.data());
-    LogBoth("hostcheck: there is no promise \"%s\"\n", text.c_str());
+    LogBoth("hostcheck: unknown promise \"%s\"\n", text.c_str());
     return false;
 }
 

@@ -1,5 +1,4 @@
-// The control socket of a real cvhost, and `cvhost ctl`.
-
+// The control socket of a real cvhost.
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -14,69 +13,15 @@
 #include <thread>
 #include <vector>
 
-#include "lines/DeskServer.h"
-#include "lines/Rfc2217Server.h"
-#include "tests/apps/ControlClient.h"
-#include "tests/apps/CvhostRig.h"
+#include "tests/apps/ControlRig.h"
 
 namespace apps_test {
 namespace {
 
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 
-class CvhostControl : public CvhostTest {
-protected:
-    CvhostControl() { std::filesystem::create_directory(m_runtime); }
-
-    Process::Setup setUp(Arguments arguments) const {
-        arguments.insert(arguments.end(), {"--events", "json"});
-        Process::Setup setup = cvhost(arguments);
-        setup.environment["XDG_RUNTIME_DIR"] = m_runtime;
-        return setup;
-    }
-    /// With a console in this process, at which lamps can be looked at.
-    Process::Setup onDesk() {
-        if (!m_desk) m_desk = std::make_unique<lines::DeskServer>(desk::Options{}, std::make_unique<lines::Rfc2217Server>());
-        return setUp({"--wire", "--port", m_desk->name()});
-    }
-    static Process::Setup ctl(const Process::Setup& host, const Arguments& arguments) {
-        Process::Setup setup = host;
-        setup.command = {host.command.front(), "ctl"};
-        setup.command.insert(setup.command.end(), arguments.begin(), arguments.end());
-        return setup;
-    }
-    /// A client that has seen an active console.
-    std::unique_ptr<ControlClient> client() const {
-        auto client = std::make_unique<ControlClient>(m_socket);
-        client->waitFor([](const Json& event) {
-            return event.at("event") == "active" || (event.at("event") == "status" && event.at("link") == "active");
-        });
-        return client;
-    }
-    static Json lamp(int number, const std::string& state) { return {{"do", "lamp"}, {"lamp", number}, {"state", state}}; }
-    static Json press(const std::string& key) { return {{"do", "press"}, {"key", key}}; }
-    static Json release(const std::string& key) { return {{"do", "release"}, {"key", key}}; }
-    bool lit(int number, char state) {
-        return becomes(*m_desk, [=](const desk::Desk& desk) { return desk.lamp(number) == state; });
-    }
-    /// Start-up sets lamps, too.
-    static void waitUntilStarted(Process& host) {
-        waitForAll(host, {{{"event", "active"}}, {{"event", "wire"}, {"dir", "tx"}, {"bytes", "X "}}});
-    }
-    static void finish(Process& host) {
-        host.signal(SIGTERM);
-        EXPECT_EQ(host.wait(), 0) << host.errors();
-    }
-
-    const std::filesystem::path m_runtime = m_folder.path() / "r";
-    const std::filesystem::path m_socket = m_runtime / "cvhost" / "control";
-    std::unique_ptr<lines::DeskServer> m_desk;
-};
+class CvhostControl : public ControlTest {};
 
 TEST_F(CvhostControl, Client_Connected_GetsGreetingStateAndTheEventsOfTheReport) {
     Process host(setUp({"--desk"}));
@@ -421,98 +366,6 @@ TEST_F(CvhostControl, OtherUser_Connecting_IsRefused) {
     EXPECT_THAT(Json::parse(stranger.lines().front()).at("text"), "this socket serves user 0 alone");
     finish(host);
     std::filesystem::remove_all(folder);
-}
-
-TEST_F(CvhostControl, Ctl_EachCommand_IsDoneAndSeen) {
-    const Process::Setup setup = onDesk();
-    Process host(setup);
-    waitUntilStarted(host);
-    const auto run = [&](const Arguments& arguments) {
-        Process process(ctl(setup, arguments));
-        EXPECT_EQ(process.wait(), 0) << process.errors();
-        EXPECT_THAT(process.errors(), IsEmpty());
-        return process.lines();
-    };
-    Process watcher(ctl(setup, {"watch"}));
-    watcher.waitForLine([](const std::string& line) { return Json::parse(line).at("event") == "status"; });
-    EXPECT_THAT(run({"lamp", "5", "on"}), IsEmpty());
-    EXPECT_TRUE(lit(5, 'F'));
-    run({"wheel", "on"});
-    EXPECT_TRUE(becomes(*m_desk, [](const desk::Desk& desk) { return desk.wheelOn(); }));
-    run({"speed", "-1024"});
-    EXPECT_TRUE(lit(3, 'F') && lit(2, 'O'));
-    EXPECT_TRUE(lit(5, 'F')) << "it stays";
-    EXPECT_THAT(run({"status"}),
-                AllOf(Contains("console   active, version 7"), Contains("lamps     3 on, 4 on, 5 on"),
-                      Contains("wheel     on"), Contains("keys      none"), Contains(HasSubstr("playhead  00:05:00:00"))));
-    EXPECT_EQ(Json::parse(run({"status", "--json"}).at(0)).at("event"), "status");
-    m_desk->operate([](desk::Desk& desk, desk::Time now) { desk.tap('E', now); });
-    watcher.waitForLine([](const std::string& line) { return Json::parse(line).at("event") == "released"; });
-
-    Process refused(ctl(setup, {"press", "E"}));
-    EXPECT_EQ(refused.wait(), 1);
-    EXPECT_EQ(refused.errors(), "cvhost: this console is a real one: its keys are pressed by hand.\n");
-    finish(host);
-    EXPECT_EQ(watcher.wait(), 0) << "the end of what it watched";
-    Process none(ctl(setup, {"status"}));
-    EXPECT_EQ(none.wait(), 1);
-    EXPECT_THAT(none.errors(), HasSubstr("no cvhost listens at " + m_socket.string()));
-}
-
-TEST_F(CvhostControl, Ctl_WatchThatDoesNotRead_SaysThatItWasDisconnected) {
-    const Process::Setup setup = setUp({"--desk", "--set", "console_debug=1"});
-    Process host(setup);
-    const auto control = client();
-    Process watcher(ctl(setup, {"watch"}));
-    watcher.waitForLine([](const std::string& line) { return Json::parse(line).at("event") == "status"; });
-    watcher.signal(SIGSTOP);
-    const Json status{{"do", "status"}};
-    while (control->ask(status).at("clients") == 2) {
-        control->ask(press("E"));
-        control->ask(release("E"));
-    }
-    watcher.signal(SIGCONT);
-    EXPECT_EQ(watcher.wait(), 1);
-    EXPECT_THAT(watcher.errors(), HasSubstr("cvhost has disconnected this client, which did not read fast enough"));
-    finish(host);
-}
-
-TEST_F(CvhostControl, Ctl_Press_WorksASimulatedConsole) {
-    const Process::Setup setup = setUp({"--desk"});
-    Process host(setup);
-    client();
-    Process press(ctl(setup, {"press", "E"}));
-    EXPECT_EQ(press.wait(), 0) << press.errors();
-    waitForAll(host, {{{"event", "key"}, {"code", 5}}, {{"event", "released"}, {"code", 5}}});
-    finish(host);
-}
-
-TEST_F(CvhostControl, Status_OfARun_IsWhatCtlPrints) {
-    const Process::Setup setup = setUp({"--desk"});
-    Process host(setup);
-    client();
-    for (const Arguments& json : {Arguments{}, Arguments{"--json"}}) {
-        Arguments words{"status"};
-        words.insert(words.end(), json.begin(), json.end());
-        Process longer(ctl(setup, words));
-        ASSERT_EQ(longer.wait(), 0) << longer.errors();
-        Process::Setup shorter = ctl(setup, words);
-        shorter.command.erase(shorter.command.begin() + 1);
-        Process status(shorter);
-        ASSERT_EQ(status.wait(), 0) << status.errors();
-        ASSERT_FALSE(status.lines().empty());
-        EXPECT_EQ(status.lines().size(), longer.lines().size());
-        EXPECT_EQ(status.lines().front().substr(0, 9), longer.lines().front().substr(0, 9));
-    }
-    finish(host);
-}
-
-TEST_F(CvhostControl, Ctl_WithoutRuntimeFolder_SaysSo) {
-    Process::Setup setup = setUp({});
-    setup.environment["XDG_RUNTIME_DIR"] = "";
-    Process status(ctl(setup, {"status"}));
-    EXPECT_EQ(status.wait(), 1);
-    EXPECT_THAT(status.errors(), HasSubstr("name it with --socket"));
 }
 
 TEST_F(CvhostControl, PythonClient_OfThePage_FollowsAKey) {

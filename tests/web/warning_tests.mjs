@@ -17,6 +17,7 @@ export const warningTests = [
     await page.mouse.up();
     await failed;
     await page.unroute("**/do");
+    page.complaints = []; // of the browser, about the request
     await page.evaluate(() => document.dispatchEvent(new Event("visibilitychange")));
     await until(page, () => document.getElementById("wire").textContent.includes("key T (code 20) released"));
   }],

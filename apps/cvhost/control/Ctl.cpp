@@ -93,9 +93,11 @@ int watch(Connection& cvhost, const std::string& path) {
         std::cout << *line << '\n' << std::flush;
         if (!std::cout) return errno == EPIPE ? done : complain(common::unwritableText(errno));
     }
-    // A cvhost that has ended takes its socket with it.
-    if (Connection(path)) return complain("cvhost has disconnected this client, which did not read fast enough");
-    return done;
+    Connection again(path);
+    if (!again) return done;
+    again.limitWaiting();
+    if (!again.next()) return done;  // a cvhost that is ending greets nobody
+    return complain("cvhost has disconnected this client, which did not read fast enough");
 }
 
 std::string lampsText(const std::string& lamps) {

@@ -350,29 +350,18 @@ TEST_F(MappingTest, Events_AfterTheEnd_DoNothing) {
 
 TEST_F(MappingTest, ShowLamps_LayerOnAndOff_FollowsItUnlessTheLampsAreLent) {
     ValueConsole console;
+    const auto lampWhen = [&](bool lent) { return mapping().showLamps(console, lent), console.lamps.at(6); };
     press(1);
-    mapping().showLamps(console, false);
-    EXPECT_EQ(console.lamps.at(6), 'F');
+    EXPECT_EQ(lampWhen(false), 'F');
     release(1);
-    mapping().showLamps(console, false);
-    EXPECT_EQ(console.lamps.at(6), 'O');
-    mapping().showLamps(console, true);
+    EXPECT_EQ(lampWhen(false), 'O');
+    lampWhen(true);
     press(1);
-    mapping().showLamps(console, true);
-    EXPECT_EQ(console.lamps.at(6), 'O');
-    mapping().showLamps(console, false);
-    EXPECT_EQ(console.lamps.at(6), 'F');
-}
-
-TEST_F(MappingTest, ShowLamps_LentWhileALayerIsOn_DarkensItsLampOnce) {
-    ValueConsole console;
-    press(1);
-    mapping().showLamps(console, false);
-    mapping().showLamps(console, true);
-    EXPECT_EQ(console.lamps.at(6), 'O');
-    console.lamps.at(6) = 'B';
-    mapping().showLamps(console, true);
-    EXPECT_EQ(console.lamps.at(6), 'B') << "a client has set it";
+    EXPECT_EQ(lampWhen(true), 'O');
+    EXPECT_EQ(lampWhen(false), 'F');
+    EXPECT_EQ(lampWhen(true), 'O') << "lent while it is on";
+    console.lamps.at(6) = 'B';  // by a client
+    EXPECT_EQ(lampWhen(true), 'B');
 }
 
 TEST_F(MappingTest, ShowLamps_TargetReports_ShowsItsLampsBesideTheLayers) {
