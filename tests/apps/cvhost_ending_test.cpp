@@ -165,7 +165,7 @@ TEST_F(CvhostTest, Run_InterruptedSoonAfterTheLostPortIsBack_LossIsStillTheReaso
     waitForAll(host, {{{"event", "port"}, {"state", "lost"}}, {{"event", "port"}, {"state", "open"}}});
     host.signal(SIGINT);
     EXPECT_EQ(host.wait(), 1);
-    EXPECT_THAT(lastLine(host.errors()), HasSubstr(name + " was lost; check the adapter"));
+    EXPECT_THAT(lastLine(host.errors()), HasSubstr(name + " was lost; check that its server"));
 }
 
 TEST_F(CvhostTest, Run_SilentConsole_EndsWithStatusOne) {

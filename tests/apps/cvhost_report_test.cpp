@@ -364,7 +364,8 @@ TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {
         "/dev/ttyUSB0 was lost; check the adapter and its cable; it may be back under another name: see \"cvhost ports\"");
     EXPECT_EQ(lost("/dev/ttyUSB1"), "/dev/ttyUSB1 was lost; check the adapter and its cable");
     cvhost::settings().set("console_port", "rfc2217://[::1]:9");
-    EXPECT_EQ(lost("rfc2217://[::1]:9"), "rfc2217://[::1]:9 was lost; check the adapter and its cable");
+    EXPECT_EQ(lost("rfc2217://[::1]:9"),
+              "rfc2217://[::1]:9 was lost; check that its server is running, and the network to it");
     cvhost::settings().clear();
 }
 

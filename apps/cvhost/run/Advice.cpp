@@ -61,6 +61,18 @@ std::string whyNotOpen(const wire::StartupFacts& startup) {
     return failure + "; \"sudo cvhost ports\" shows whether another program uses it";
 }
 
+/// It was lost, and nothing but its absence has kept it shut since.
+bool isStillLost(const wire::StartupFacts& startup) {
+    return startup.isLost() && (!startup.cannotOpen() || startup.trouble->error == ENOENT);
+}
+
+std::string lostText(const std::string& port) {
+    const std::string lost = common::plainText(port) + " was lost; check ";
+    if (port.starts_with(rfc2217Prefix)) return lost + "that its server is running, and the network to it";
+    return lost + "the adapter and its cable" +
+           (isFixed(port) ? "; it may be back under another name: see \"cvhost ports\"" : "");
+}
+
 Diagnosis silent(const wire::StartupFacts& startup) {
     const std::string device = ports::deviceOf(startup.triedPort);
     const std::string holder = holderAdvice(device);
@@ -81,11 +93,7 @@ Diagnosis whyNoConsole(const wire::StartupFacts& startup, Circumstances circumst
                 "the preference HardwareConsoleEnabled is off, so none is looked for; run with --prefer "
                 "HardwareConsoleEnabled=true"};
     }
-    if (startup.isLost()) {
-        return {Reason::portLost,
-                common::plainText(startup.triedPort) + " was lost; check the adapter and its cable" +
-                    (isFixed(startup.triedPort) ? "; it may be back under another name: see \"cvhost ports\"" : "")};
-    }
+    if (isStillLost(startup)) return {Reason::portLost, lostText(startup.triedPort)};
     if (!startup.isOpen() && startup.cannotOpen()) return {Reason::other, whyNotOpen(startup)};
     if (!circumstances.waited) {
         return {Reason::tooEarly, "the program ended before start-up was done; let it run a few seconds longer"};
