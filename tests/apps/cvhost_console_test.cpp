@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cctype>
 #include <csignal>
 #include <memory>
@@ -299,6 +300,28 @@ TEST_F(CvhostTest, ShowOption_Played_IsReceivedWholeByTheHost) {
         EXPECT_THAT(text, HasSubstr(part));
     }
     EXPECT_THAT(host.lines().back(), HasSubstr("○ reverse   ○ stop   ○ forward   ○ jog   wheel off"));
+}
+
+TEST_F(CvhostTest, NetworkPort_AnotherClientHasIt_IsSaidOnceAndFoundByTheDoctor) {
+    Process desk(cvdesk({"--rfc2217", "0", "--silent"}));
+    const std::string name = whereIs(desk);
+    Process first(cvhost({"--events", "json", "--port", name}));
+    waitFor(first, {{"event", "port"}, {"state", "open"}});
+
+    const std::string reason = "cannot open " + name + ": closed by its far end; perhaps another client has it";
+    Process second(cvhost({"--port", name}));
+    second.waitForLine([&](const std::string& line) { return line.find("no console yet: " + reason) != line.npos; });
+    second.signal(SIGINT);
+    EXPECT_EQ(second.wait(), 1);
+    EXPECT_THAT(second.errors(), HasSubstr("no console became active: " + reason));
+    EXPECT_EQ(std::ranges::count_if(second.lines(), [&](const auto& line) { return line.ends_with("log      " + reason); }),
+              1);
+
+    Process::Setup setup = cvhost({"--quick", "--port", name});
+    setup.command.at(1) = "doctor";
+    Process doctor(setup);
+    EXPECT_EQ(doctor.wait(), 1);
+    EXPECT_TRUE(std::ranges::any_of(doctor.lines(), [&](const auto& line) { return line.ends_with(reason); }));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "apps/cvhost/doctor/StartupChecks.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <string>
 
@@ -54,15 +55,20 @@ std::string secondsText(wire::Time time) {
     return text.data();
 }
 
+std::string openRemedy(std::string_view port, const StartupFacts& startup) {
+    if (port.starts_with('/')) return "check the name; \"cvhost ports\" lists this machine's ports";
+    if (startup.trouble && startup.trouble->error == ECONNRESET)
+        return "end that client, or see on the server whether its serial port is there";
+    return "check the name, and that whatever serves the port there is running";
+}
+
 Check notOpen(std::string_view port, const StartupFacts& startup) {
     const std::string name(port);
     if (startup.trouble && startup.trouble->kind == PortTrouble::Kind::busy) {
         return {CheckId::portHeld, Check::Result::fail, name + " is in use by another program",
                 "end the program that uses it; \"sudo cvhost ports\" shows programs of other users too"};
     }
-    return {CheckId::portOpen, Check::Result::fail, "cannot open " + name + reasonText(startup),
-            port.starts_with('/') ? "check the name; \"cvhost ports\" lists this machine's ports"
-                                  : "check the name, and that whatever serves the port there is running"};
+    return {CheckId::portOpen, Check::Result::fail, "cannot open " + name + reasonText(startup), openRemedy(port, startup)};
 }
 
 Check unknownModel(std::string_view said) {

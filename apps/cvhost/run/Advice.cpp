@@ -44,7 +44,9 @@ std::string whyNotOpen(const wire::StartupFacts& startup) {
         return *problem + "; correct the setting console_port";
     }
     if (startup.triedPort.starts_with(rfc2217Prefix)) {
-        return failure + "; check the name, and that whatever serves the port there is running";
+        const bool closed = startup.cannotOpen() && startup.trouble->error == ECONNRESET;
+        return failure + (closed ? "; end that client, or see on the server whether its serial port is there"
+                                 : "; check the name, and that whatever serves the port there is running");
     }
     if (::access(device.c_str(), F_OK) != 0 && errno == ENOENT) {
         return "there is no " + name +

@@ -47,8 +47,11 @@ public:
     explicit Rfc2217Transport(FileDescriptor connection) : m_connection(std::move(connection)) {}
     ~Rfc2217Transport() override;
 
-    /// Offers, waits for the peer's agreement for a while, and asks for the settings. True when the peer agreed. [opening]
-    bool begin(const LineSettings& settings);
+    /// Offers, waits for the peer's agreement for a while, asks for the settings, and waits for an answer. Returns 0, or an
+    /// error if the connection failed meanwhile. [opening]
+    int begin(const LineSettings& settings);
+    /// Whether the peer lets its serial port be controlled. [opening]
+    bool agreed() const { return m_codec.portOptionAgreed(); }
 
     int descriptor() const noexcept override { return m_connection.get(); }
     Transfer read(std::span<unsigned char> into) override;
@@ -63,6 +66,10 @@ private:
     }
     void command(rfc2217::Command command, std::span<const unsigned char>, rfc2217::Bytes&) override;
 
+    void askFor(const LineSettings& settings);
+    bool answered() const { return m_answered; }
+    /// Receives until the peer has come so far, for a while. 0 or an error. [opening]
+    int receiveUntil(bool (Rfc2217Transport::*reached)() const, Clock::time_point deadline);
     /// Takes one piece from the connection into m_arrived. 0 or an error.
     int receive();
     /// Queues bytes of the stream and sends what the connection takes. 0 or an error.
@@ -73,6 +80,7 @@ private:
     rfc2217::Codec m_codec{rfc2217::Role::client};
     rfc2217::Bytes m_arrived;               ///< data taken from the stream [rx]
     std::size_t m_taken = 0;                ///< how much of it read() has handed on [rx]
+    bool m_answered = false;                ///< the peer has answered a request for a setting [opening, rx]
     std::atomic<bool> m_suspended = false;  ///< the peer wants no data for now [rx]
     std::mutex m_mutex;
     rfc2217::Bytes m_unsent;       ///< under m_mutex
@@ -90,29 +98,43 @@ Rfc2217Transport::~Rfc2217Transport() {
     }
 }
 
-bool Rfc2217Transport::begin(const LineSettings& settings) {
+int Rfc2217Transport::begin(const LineSettings& settings) {
     rfc2217::Bytes out;
     m_codec.start(out);
-    int error = send(out);
+    if (const int error = send(out)) return error;
     // Some peers pass over requests that come before they have agreed; a reset of the console must not be among them.
     const auto deadline = Clock::now() + agreementLimit;
-    while (error == 0 && !m_codec.portOptionAgreed()) {
+    const int refusal = receiveUntil(&Rfc2217Transport::agreed, deadline);
+    if (refusal != 0 && !agreed()) return refusal;
+    askFor(settings);
+    if (!agreed()) return 0;
+    // Some peers agree with every client before they turn away the one that comes second.
+    const int error = receiveUntil(&Rfc2217Transport::answered, deadline);
+    return answered() ? 0 : error;
+}
+
+int Rfc2217Transport::receiveUntil(bool (Rfc2217Transport::*reached)() const, Clock::time_point deadline) {
+    int error = 0;
+    while (error == 0 && !(this->*reached)() && m_arrived.size() < pieceLimit) {
         const int left = remaining(deadline);
-        if (left == 0 || m_arrived.size() >= pieceLimit) break;
+        if (left == 0) break;
         if (waitFor(descriptor(), POLLIN, left) != 0) error = receive();
     }
+    return error;
+}
+
+void Rfc2217Transport::askFor(const LineSettings& settings) {
     const auto parity = settings.parity == 'N'   ? rfc2217::Parity::none
                         : settings.parity == 'E' ? rfc2217::Parity::even
                                                  : rfc2217::Parity::odd;
     const auto stopSize = settings.stopBits == 1 ? rfc2217::StopSize::one : rfc2217::StopSize::two;
-    out.clear();
+    rfc2217::Bytes out;
     m_codec.appendBaudRate(static_cast<std::uint32_t>(settings.baud), out);
     m_codec.appendCommand(rfc2217::Command::setDataSize, static_cast<unsigned char>(settings.dataBits), out);
     m_codec.appendCommand(rfc2217::Command::setParity, static_cast<unsigned char>(parity), out);
     m_codec.appendCommand(rfc2217::Command::setStopSize, static_cast<unsigned char>(stopSize), out);
     m_codec.appendControl(rfc2217::Control::flowNone, out);
     send(out);  // an error shows again when the port is read
-    return m_codec.portOptionAgreed();
 }
 
 SerialTransport::Transfer Rfc2217Transport::read(std::span<unsigned char> into) {
@@ -142,6 +164,7 @@ int Rfc2217Transport::receive() {
 }
 
 void Rfc2217Transport::command(rfc2217::Command command, std::span<const unsigned char>, rfc2217::Bytes&) {
+    if (command >= rfc2217::Command::setBaudRate && command <= rfc2217::Command::setStopSize) m_answered = true;
     if (command == rfc2217::Command::flowControlSuspend) m_suspended = true;
     if (command == rfc2217::Command::flowControlResume) m_suspended = false;
 }
@@ -313,7 +336,13 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
     }
     tune(connection.get());
     auto transport = std::make_unique<Rfc2217Transport>(std::move(connection));
-    if (!transport->begin(settings)) {
+    if (const int failure = transport->begin(settings)) {
+        const bool closed = failure == ECONNRESET || failure == EPIPE;
+        opened.error = closed ? ECONNRESET : failure;
+        opened.reason = closed ? "closed by its far end; perhaps another client has it" : describeError(failure);
+        return opened;
+    }
+    if (!transport->agreed()) {
         publish(PortTrouble{.name = name, .kind = PortTrouble::Kind::rtsUncertain});
         LogBoth("%s: the other end does not offer to control its serial port; RTS may have no effect\n",
                 std::string(name).c_str());

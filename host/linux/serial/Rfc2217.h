@@ -16,7 +16,7 @@ bool isRfc2217Name(std::string_view name);
 
 /// Connects to a network serial port, `name` being "rfc2217://host:port" or "rfc2217://[address]:port", and asks for
 /// `settings`. Takes four seconds at most beyond looking the host up. A peer that answers no offer, or refuses serial-port
-/// control, is used all the same.
+/// control, is used all the same; one that closes the connection before it has answered is not.
 OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings);
 
 }  // namespace cvhost

@@ -62,5 +62,13 @@ TEST_F(AdvisedRun, NetworkPortLost_SpeaksOfItsServer) {
         "is running");
 }
 
+TEST_F(AdvisedRun, NetworkPortClosedAtOnce_SpeaksOfTheOtherClient) {
+    lookOn("rfc2217://127.0.0.1:9");
+    fails(Trouble::cannotOpen, ECONNRESET, "closed by its far end; perhaps another client has it");
+    EXPECT_EQ(advice(),
+              "cannot open rfc2217://127.0.0.1:9: closed by its far end; perhaps another client has it; end that client, or "
+              "see on the server whether its serial port is there");
+}
+
 }  // namespace
 }  // namespace cvhost::run

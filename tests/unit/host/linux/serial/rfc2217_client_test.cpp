@@ -21,8 +21,9 @@ constexpr std::size_t offers = 5 * 3;                            // WILL or DO, 
 constexpr std::size_t settings = (4 + 4 + 2) + 4 * (4 + 1 + 2);  // rate, and four values of one byte
 const std::string rtsOff = "\xFF\xFA\x2C\x05\x0C\xFF\xF0"s;
 const std::string rtsOn = "\xFF\xFA\x2C\x05\x0B\xFF\xF0"s;
-const std::string agrees = "\xFF\xFD\x2C"s;   // DO COM-PORT-OPTION
-const std::string refuses = "\xFF\xFE\x2C"s;  // DONT
+const std::string wanted = "\xFF\xFD\x2C"s;                                       // DO COM-PORT-OPTION
+const std::string agrees = wanted + "\xFF\xFA\x2C\x65\x00\x00\x25\x80\xFF\xF0"s;  // and answers with 9600 baud
+const std::string refuses = "\xFF\xFE\x2C"s;                                      // DONT
 
 /// What `connect` gives while `peer` accepts and says `greeting`.
 template <class Connect>
@@ -141,6 +142,14 @@ TEST(NetworkPort, BytesThatComeBeforeTheAgreement_AreReceived) {
     EXPECT_EQ(taker.wait(10), "earlylate!");
 }
 
+TEST(NetworkPort, PeerThatAgreesAndAnswersNothing_IsUsed) {
+    const Connection line(wanted);
+    ASSERT_TRUE(line.port);
+    line.readOpening();
+    EXPECT_EQ(send(line.port, "x"), 0);
+    EXPECT_EQ(line.far.read(1), "x");
+}
+
 TEST(NetworkPort, PeerThatCloses_ErrorAndOneEvent) {
     Recorder events;
     Connection line(agrees);
@@ -152,17 +161,23 @@ TEST(NetworkPort, PeerThatCloses_ErrorAndOneEvent) {
     EXPECT_EQ(events.count("closed "), 0U);
 }
 
-TEST(NetworkPort, PeerThatClosesAtOnce_IsLostOrNull) {
+class NetworkPortClosed : public testing::TestWithParam<std::pair<const char*, std::string>> {};
+TEST_P(NetworkPortClosed, BeforeItAnswers_IsNullAndSaysWhy) {
     Recorder events;
     const Peer peer;
-    std::thread accepting([&] { peer.accept(); });
+    std::thread accepting([&] { peer.accept().send(GetParam().second); });
     const auto port = open(peer.name());
     accepting.join();
-    if (port) {
-        EXPECT_TRUE(events.waitFor("lost " + peer.url())) << events.everything();
-    }
+    EXPECT_FALSE(port);
     comms_port_close(port);
+    EXPECT_EQ(events.everything(),
+              "log cannot open " + peer.url() + ": closed by its far end; perhaps another client has it\n");
 }
+INSTANTIATE_TEST_SUITE_P(Peers, NetworkPortClosed,
+                         testing::Values(std::pair("AtOnce", ""s), std::pair("Refusing", refuses),
+                                         std::pair("AfterWords", "Port already in use\r\n"s),
+                                         std::pair("AfterAgreement", wanted + "Port already in use\r\n")),
+                         [](const auto& row) { return row.param.first; });
 
 class NetworkPortReset : public testing::TestWithParam<std::pair<const char*, std::string>> {};
 // A port that has hung up and gives nothing is taken for one that holds nothing.
