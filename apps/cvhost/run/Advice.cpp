@@ -75,15 +75,41 @@ std::string lostText(const std::string& port) {
            (isFixed(port) ? "; it may be back under another name: see \"cvhost ports\"" : "");
 }
 
+/// What an open port has brought so far, and what to do about it. `inUse` names another process that has it.
+std::string silenceText(const wire::StartupFacts& startup, const std::string& inUse) {
+    constexpr const char* more = "; \"cvhost doctor\" shows more";
+    const std::string asked = "six requests for its version no console has answered; " + inUse;
+    if (startup.notTaking) {
+        return ", but does not take the bytes that are sent; " + inUse +
+               "see that nothing holds the line back (flow control, a paused terminal)" + more;
+    }
+    if (startup.received.count != 0 && !startup.prompted) {
+        return " and bytes come, but no prompt among them; " + inUse +
+               "see whether another device is on this port: a console's cable may be damaged, or its line not at 9600 baud" +
+               more;
+    }
+    if (startup.rtsMissing) {
+        return ", but after " + asked +
+               "check that it is switched on, that its program runs, for the port has no RTS line to reset it with, and "
+               "that "
+               "this is its port";
+    }
+    if (startup.rtsUncertain) {
+        return ", but after " + asked +
+               "its other end does not offer to drive RTS: check that the console is switched on, that its program runs, "
+               "and "
+               "that this is its port" +
+               more;
+    }
+    return ", but after a reset through RTS and " + asked +
+           "check that it is switched on, that its cable carries RTS, and that this is its port";
+}
+
 Diagnosis silent(const wire::StartupFacts& startup) {
     const std::string device = ports::deviceOf(startup.triedPort);
     const std::string holder = holderAdvice(device);
-    return {Diagnosis::Reason::silent,
-            common::plainText(device) + " is open, but after " + (startup.rtsMissing ? "" : "a reset through RTS and ") +
-                "six requests for its version no console has answered; " +
-                (holder.empty() ? "" : "it is also in use: " + holder + "; ") + "check that it is switched on, that its " +
-                (startup.rtsMissing ? "program runs, for the port has no RTS line to reset it with" : "cable carries RTS") +
-                ", and that this is its port"};
+    const std::string inUse = holder.empty() ? "" : "it is also in use: " + holder + "; ";
+    return {Diagnosis::Reason::silent, common::plainText(device) + " is open" + silenceText(startup, inUse)};
 }
 
 }  // namespace

@@ -32,6 +32,9 @@ protected:
         fails(Trouble::lost, EIO, "input/output error");
         becomes(PortState::lost);
     }
+    void comes(std::string_view bytes) {
+        follow(LineBytes{Direction::receive, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}});
+    }
     std::string advice() const { return whyNoConsole(m_startup.facts(), {.preferred = true, .waited = true}).text; }
 
 private:
@@ -68,6 +71,46 @@ TEST_F(AdvisedRun, NetworkPortClosedAtOnce_SpeaksOfTheOtherClient) {
     EXPECT_EQ(advice(),
               "cannot open rfc2217://127.0.0.1:9: closed by its far end; perhaps another client has it; end that client, or "
               "see on the server whether its serial port is there");
+}
+
+TEST_F(AdvisedRun, OpenPort_Silent_NamesWhatWasTried) {
+    lookOn("/dev/tty0none");
+    becomes(PortState::open);
+    EXPECT_THAT(advice(), HasSubstr("after a reset through RTS and six requests for its version no console has answered"));
+}
+
+TEST_F(AdvisedRun, OpenPort_TakesNothing_SaysSo) {
+    lookOn("/dev/tty0none");
+    becomes(PortState::open);
+    fails(Trouble::notTaking);
+    EXPECT_EQ(advice(),
+              "/dev/tty0none is open, but does not take the bytes that are sent; see that nothing holds the line back (flow "
+              "control, a paused terminal); \"cvhost doctor\" shows more");
+}
+
+TEST_F(AdvisedRun, OpenPort_OtherEndRefusesControl_ClaimsNoReset) {
+    lookOn("rfc2217://127.0.0.1:9");
+    fails(Trouble::rtsUncertain);
+    becomes(PortState::open);
+    EXPECT_EQ(advice(),
+              "rfc2217://127.0.0.1:9 is open, but after six requests for its version no console has answered; its other end "
+              "does not offer to drive RTS: check that the console is switched on, that its program runs, and that this is "
+              "its port; \"cvhost doctor\" shows more");
+}
+
+TEST_F(AdvisedRun, OpenPort_OtherBytesCome_SaysSoWhateverTheirNumber) {
+    lookOn("/dev/tty0none");
+    becomes(PortState::open);
+    comes("\xFF");
+    const std::string first = advice();
+    EXPECT_EQ(
+        first,
+        "/dev/tty0none is open and bytes come, but no prompt among them; see whether another device is on this port: a "
+        "console's cable may be damaged, or its line not at 9600 baud; \"cvhost doctor\" shows more");
+    comes("noise");
+    EXPECT_EQ(advice(), first);
+    comes("\r\nEPROM>");
+    EXPECT_THAT(advice(), HasSubstr("no console has answered"));
 }
 
 }  // namespace
