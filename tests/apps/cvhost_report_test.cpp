@@ -351,7 +351,7 @@ TEST(AdviceOnSettings, Refused_SaysTheReasonAtOnce) {
     cvhost::wire::StartupFacts startup = port("/dev/tty", "Input/output error");
     startup.trouble->kind = cvhost::PortTrouble::Kind::settingsRefused;
     EXPECT_EQ(cvhost::run::whyNoConsole(startup, {.preferred = true, .waited = false}).text,
-              "cannot open /dev/tty: Input/output error; name another port with --port");
+              "/dev/tty does not take 9600 baud, 8N1: Input/output error; use another adapter");
 }
 
 TEST(AdviceOnLoss, PortNamedInTheSettings_MayBeBackUnderAnotherName) {

@@ -68,6 +68,10 @@ Check notOpen(std::string_view port, const StartupFacts& startup) {
         return {CheckId::portHeld, Check::Result::fail, name + " is in use by another program",
                 "end the program that uses it; \"sudo cvhost ports\" shows programs of other users too"};
     }
+    if (startup.refusesSettings()) {
+        return {CheckId::portOpen, Check::Result::fail, name + " does not take 9600 baud, 8N1" + reasonText(startup),
+                "use another adapter"};
+    }
     return {CheckId::portOpen, Check::Result::fail, "cannot open " + name + reasonText(startup), openRemedy(port, startup)};
 }
 

@@ -43,6 +43,10 @@ std::string whyNotOpen(const wire::StartupFacts& startup) {
     if (const auto problem = ports::portNameProblem(startup.triedPort)) {
         return *problem + "; correct the setting console_port";
     }
+    if (startup.refusesSettings()) {
+        return common::plainText(device + " does not take 9600 baud, 8N1: " + startup.trouble->reason) +
+               "; use another adapter";
+    }
     if (startup.triedPort.starts_with(rfc2217Prefix)) {
         const bool closed = startup.cannotOpen() && startup.trouble->error == ECONNRESET;
         return failure + (closed ? "; end that client, or see on the server whether its serial port is there"
@@ -55,8 +59,7 @@ std::string whyNotOpen(const wire::StartupFacts& startup) {
     if (const auto access = accessTo(device); access && !access->allowed) {
         return name + " may not be used by this user; " + ports::howToBeAllowed(*access, name);
     }
-    const bool refused = startup.trouble && startup.trouble->kind == PortTrouble::Kind::settingsRefused;
-    if (refused || !ports::mayBeTerminal(device)) return failure + "; name another port with --port";
+    if (!ports::mayBeTerminal(device)) return failure + "; name another port with --port";
     if (const std::string holder = holderAdvice(device); !holder.empty()) {
         return name + " is in use: " + holder;
     }

@@ -84,6 +84,8 @@ struct StartupFacts {
     bool isOpen() const { return portState == PortState::open; }
     /// It was not opened, or refused its settings.
     bool cannotOpen() const { return trouble && trouble->kind != PortTrouble::Kind::lost; }
+    /// It is there, but does not take the line settings.
+    bool refusesSettings() const { return trouble && trouble->kind == PortTrouble::Kind::settingsRefused; }
     bool isLost() const { return portState == PortState::lost; }
     Stage stage() const;
 };

@@ -82,6 +82,13 @@ TEST(JudgeStartup, NeverOpened_IsPortOpenOrHeld) {
     EXPECT_THAT(found({}), ElementsAre("FAIL port-open"));
 }
 
+TEST(JudgeStartup, SettingsRefused_NameIsNotBlamed) {
+    const std::vector<Happening> refused{trouble(Trouble::settingsRefused, "invalid argument")};
+    EXPECT_THAT(found(refused), ElementsAre("FAIL port-open"));
+    EXPECT_EQ(lastText(refused), "/dev/ttyUSB0 does not take 9600 baud, 8N1: invalid argument");
+    EXPECT_EQ(doctor::checkStartup("/dev/ttyUSB0", after(refused)).back().next, "use another adapter");
+}
+
 /// What passes when the driver has read the prompt and asks which model it is, and what it reads of the reply.
 std::vector<Happening> identified(const std::string& reply) {
     return {opened,     prompt,     read(promptText),   sent("H "), came("H "),

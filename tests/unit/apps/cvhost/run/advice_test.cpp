@@ -113,5 +113,11 @@ TEST_F(AdvisedRun, OpenPort_OtherBytesCome_SaysSoWhateverTheirNumber) {
     EXPECT_THAT(advice(), HasSubstr("no console has answered"));
 }
 
+TEST_F(AdvisedRun, SettingsRefused_NameIsNotBlamed) {
+    lookOn("/dev/tty");
+    fails(Trouble::settingsRefused, EINVAL, "invalid argument");
+    EXPECT_EQ(advice(), "/dev/tty does not take 9600 baud, 8N1: invalid argument; use another adapter");
+}
+
 }  // namespace
 }  // namespace cvhost::run
