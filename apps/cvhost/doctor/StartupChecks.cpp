@@ -7,6 +7,7 @@
 
 #include "apps/common/ConsoleFacts.h"
 #include "apps/common/Escape.h"
+#include "host/linux/serial/Rfc2217.h"
 
 namespace cvhost::doctor {
 namespace {
@@ -62,16 +63,19 @@ std::string openRemedy(std::string_view port, const StartupFacts& startup) {
     return "check the name, and that whatever serves the port there is running";
 }
 
+Check settingsRefused(std::string_view port, const StartupFacts& startup) {
+    return {CheckId::portOpen, Check::Result::fail,
+            std::string(port) + " does not take 9600 baud, 8N1" + reasonText(startup),
+            port.starts_with(rfc2217Prefix) ? "set its server to 9600 baud, 8N1" : "use another adapter"};
+}
+
 Check notOpen(std::string_view port, const StartupFacts& startup) {
     const std::string name(port);
     if (startup.trouble && startup.trouble->kind == PortTrouble::Kind::busy) {
         return {CheckId::portHeld, Check::Result::fail, name + " is in use by another program",
                 "end the program that uses it; \"sudo cvhost ports\" shows programs of other users too"};
     }
-    if (startup.refusesSettings()) {
-        return {CheckId::portOpen, Check::Result::fail, name + " does not take 9600 baud, 8N1" + reasonText(startup),
-                "use another adapter"};
-    }
+    if (startup.refusesSettings()) return settingsRefused(port, startup);
     return {CheckId::portOpen, Check::Result::fail, "cannot open " + name + reasonText(startup), openRemedy(port, startup)};
 }
 
@@ -165,6 +169,8 @@ std::vector<Check> checkStartup(std::string_view port, const StartupFacts& start
         checks.push_back(
             {CheckId::portLost, Check::Result::fail, std::string(port) + " was lost during start-up" + reasonText(startup),
              "check the adapter and its cable; a port that goes again and again has a bad plug or too little power"});
+    } else if (startup.refusesSettings()) {
+        checks.push_back(settingsRefused(port, startup));
     } else {
         judgeSilent(std::string(port), startup, checks);
     }

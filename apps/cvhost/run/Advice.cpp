@@ -36,6 +36,11 @@ std::string openFailure(const wire::StartupFacts& startup, const std::string& de
     return common::plainText(startup.cannotOpen() ? device + ": " + startup.trouble->reason : device);
 }
 
+std::string refusalText(const wire::StartupFacts& startup, const std::string& device) {
+    return common::plainText(device + " does not take 9600 baud, 8N1: " + startup.trouble->reason) +
+           (device.starts_with(rfc2217Prefix) ? "; set its server to 9600 baud, 8N1" : "; use another adapter");
+}
+
 std::string whyNotOpen(const wire::StartupFacts& startup) {
     const std::string device = ports::deviceOf(startup.triedPort);
     const std::string name = ports::describedPort(device);
@@ -43,10 +48,7 @@ std::string whyNotOpen(const wire::StartupFacts& startup) {
     if (const auto problem = ports::portNameProblem(startup.triedPort)) {
         return *problem + "; correct the setting console_port";
     }
-    if (startup.refusesSettings()) {
-        return common::plainText(device + " does not take 9600 baud, 8N1: " + startup.trouble->reason) +
-               "; use another adapter";
-    }
+    if (startup.refusesSettings()) return refusalText(startup, device);
     if (startup.triedPort.starts_with(rfc2217Prefix)) {
         const bool closed = startup.cannotOpen() && startup.trouble->error == ECONNRESET;
         return failure + (closed ? "; end that client, or see on the server whether its serial port is there"
@@ -110,6 +112,7 @@ std::string silenceText(const wire::StartupFacts& startup, const std::string& in
 
 Diagnosis silent(const wire::StartupFacts& startup) {
     const std::string device = ports::deviceOf(startup.triedPort);
+    if (startup.refusesSettings()) return {Diagnosis::Reason::silent, refusalText(startup, device)};
     const std::string holder = holderAdvice(device);
     const std::string inUse = holder.empty() ? "" : "it is also in use: " + holder + "; ";
     return {Diagnosis::Reason::silent, common::plainText(device) + " is open" + silenceText(startup, inUse)};

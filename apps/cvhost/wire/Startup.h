@@ -62,7 +62,7 @@ struct StartupFacts {
     std::optional<PortState> portState{};
     Time portChanged{};
     unsigned losses = 0;               ///< of ports
-    std::optional<Trouble> trouble{};  ///< the last since a port was open; not of RTS, and not that it takes no bytes
+    std::optional<Trouble> trouble{};  ///< the last since a port was opened; not of RTS, and not that it takes no bytes
     bool rtsMissing = false;           ///< the port has no RTS line
     bool rtsUncertain = false;         ///< its other end does not offer to drive RTS
     bool notTaking = false;            ///< it has not taken what was sent last
@@ -84,7 +84,7 @@ struct StartupFacts {
     bool isOpen() const { return portState == PortState::open; }
     /// It was not opened, or refused its settings.
     bool cannotOpen() const { return trouble && trouble->kind != PortTrouble::Kind::lost; }
-    /// It is there, but does not take the line settings.
+    /// It is there, but does not take the line settings. A network port may be open all the same.
     bool refusesSettings() const { return trouble && trouble->kind == PortTrouble::Kind::settingsRefused; }
     bool isLost() const { return portState == PortState::lost; }
     Stage stage() const;

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <cstdint>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -42,14 +43,48 @@ int remaining(Clock::time_point deadline) {
     return static_cast<int>(std::max<milliseconds::rep>(left, 0));
 }
 
+/// What a command for a setting asks for.
+std::uint32_t wantedValue(rfc2217::Command command, const LineSettings& settings) {
+    const auto code = [](auto value) { return static_cast<std::uint32_t>(value); };
+    switch (command) {
+        case rfc2217::Command::setBaudRate:
+            return code(settings.baud);
+        case rfc2217::Command::setDataSize:
+            return code(settings.dataBits);
+        case rfc2217::Command::setParity:
+            return code(settings.parity == 'N'   ? rfc2217::Parity::none
+                        : settings.parity == 'E' ? rfc2217::Parity::even
+                                                 : rfc2217::Parity::odd);
+        default:
+            return code(settings.stopBits == 1 ? rfc2217::StopSize::one : rfc2217::StopSize::two);
+    }
+}
+
+/// A setting as the answer to its command gives it.
+std::string settingText(rfc2217::Command command, std::uint32_t value) {
+    constexpr std::string_view parities = "?NOEMS";
+    switch (command) {
+        case rfc2217::Command::setBaudRate:
+            return std::to_string(value) + " baud";
+        case rfc2217::Command::setDataSize:
+            return std::to_string(value) + " data bits";
+        case rfc2217::Command::setParity:
+            return std::string("parity ") + (value < parities.size() ? parities[value] : '?');
+        default:
+            return (value == static_cast<std::uint32_t>(rfc2217::StopSize::oneAndHalf) ? "1.5" : std::to_string(value)) +
+                   " stop bits";
+    }
+}
+
 class Rfc2217Transport final : public SerialTransport, rfc2217::Listener {
 public:
-    explicit Rfc2217Transport(FileDescriptor connection) : m_connection(std::move(connection)) {}
+    Rfc2217Transport(std::string_view name, const LineSettings& settings, FileDescriptor connection)
+        : m_name(name), m_settings(settings), m_connection(std::move(connection)) {}
     ~Rfc2217Transport() override;
 
     /// Offers, waits for the peer's agreement for a while, asks for the settings, and waits for an answer. Returns 0, or an
     /// error if the connection failed meanwhile. [opening]
-    int begin(const LineSettings& settings);
+    int begin();
     /// Whether the peer lets its serial port be controlled. [opening]
     bool agreed() const { return m_codec.portOptionAgreed(); }
 
@@ -64,9 +99,11 @@ private:
     void data(std::span<const unsigned char> bytes) override {
         m_arrived.insert(m_arrived.end(), bytes.begin(), bytes.end());
     }
-    void command(rfc2217::Command command, std::span<const unsigned char>, rfc2217::Bytes&) override;
+    void command(rfc2217::Command command, std::span<const unsigned char> value, rfc2217::Bytes&) override;
 
-    void askFor(const LineSettings& settings);
+    void askForSettings();
+    void answer(rfc2217::Command command, std::span<const unsigned char> value);
+    void reportRefusal();
     bool answered() const { return m_answered; }
     /// Receives until the peer has come so far, for a while. 0 or an error. [opening]
     int receiveUntil(bool (Rfc2217Transport::*reached)() const, Clock::time_point deadline);
@@ -76,10 +113,15 @@ private:
     int send(std::span<const unsigned char> stream);
     int flush();  // under m_mutex
 
+    const std::string m_name;
+    const LineSettings m_settings;
     FileDescriptor m_connection;
     rfc2217::Codec m_codec{rfc2217::Role::client};
     rfc2217::Bytes m_arrived;               ///< data taken from the stream [rx]
     std::size_t m_taken = 0;                ///< how much of it read() has handed on [rx]
+    bool m_asked = false;                   ///< for the settings [opening]
+    std::string m_refusal;                  ///< which setting the peer has not taken, if any [opening, rx]
+    bool m_refusalReported = false;         ///< [rx]
     bool m_answered = false;                ///< the peer has answered a request for a setting [opening, rx]
     std::atomic<bool> m_suspended = false;  ///< the peer wants no data for now [rx]
     std::mutex m_mutex;
@@ -98,7 +140,7 @@ Rfc2217Transport::~Rfc2217Transport() {
     }
 }
 
-int Rfc2217Transport::begin(const LineSettings& settings) {
+int Rfc2217Transport::begin() {
     rfc2217::Bytes out;
     m_codec.start(out);
     if (const int error = send(out)) return error;
@@ -106,7 +148,7 @@ int Rfc2217Transport::begin(const LineSettings& settings) {
     const auto deadline = Clock::now() + agreementLimit;
     const int refusal = receiveUntil(&Rfc2217Transport::agreed, deadline);
     if (refusal != 0 && !agreed()) return refusal;
-    askFor(settings);
+    askForSettings();
     if (!agreed()) return 0;
     // Some peers agree with every client before they turn away the one that comes second.
     const int error = receiveUntil(&Rfc2217Transport::answered, deadline);
@@ -123,17 +165,14 @@ int Rfc2217Transport::receiveUntil(bool (Rfc2217Transport::*reached)() const, Cl
     return error;
 }
 
-void Rfc2217Transport::askFor(const LineSettings& settings) {
-    const auto parity = settings.parity == 'N'   ? rfc2217::Parity::none
-                        : settings.parity == 'E' ? rfc2217::Parity::even
-                                                 : rfc2217::Parity::odd;
-    const auto stopSize = settings.stopBits == 1 ? rfc2217::StopSize::one : rfc2217::StopSize::two;
+void Rfc2217Transport::askForSettings() {
+    using enum rfc2217::Command;
     rfc2217::Bytes out;
-    m_codec.appendBaudRate(static_cast<std::uint32_t>(settings.baud), out);
-    m_codec.appendCommand(rfc2217::Command::setDataSize, static_cast<unsigned char>(settings.dataBits), out);
-    m_codec.appendCommand(rfc2217::Command::setParity, static_cast<unsigned char>(parity), out);
-    m_codec.appendCommand(rfc2217::Command::setStopSize, static_cast<unsigned char>(stopSize), out);
+    m_codec.appendBaudRate(wantedValue(setBaudRate, m_settings), out);
+    for (const auto command : {setDataSize, setParity, setStopSize})
+        m_codec.appendCommand(command, static_cast<unsigned char>(wantedValue(command, m_settings)), out);
     m_codec.appendControl(rfc2217::Control::flowNone, out);
+    m_asked = true;
     send(out);  // an error shows again when the port is read
 }
 
@@ -146,6 +185,7 @@ SerialTransport::Transfer Rfc2217Transport::read(std::span<unsigned char> into) 
         do got.error = receive();
         while (got.error == 0 && m_arrived.empty() && waitFor(descriptor(), 0, 0) != 0);
     }
+    reportRefusal();
     got.count = std::min(into.size(), m_arrived.size() - m_taken);
     std::copy_n(m_arrived.begin() + static_cast<std::ptrdiff_t>(m_taken), got.count, into.begin());
     m_taken += got.count;
@@ -163,10 +203,24 @@ int Rfc2217Transport::receive() {
     return send(answers) == ENOBUFS ? ENOBUFS : 0;
 }
 
-void Rfc2217Transport::command(rfc2217::Command command, std::span<const unsigned char>, rfc2217::Bytes&) {
-    if (command >= rfc2217::Command::setBaudRate && command <= rfc2217::Command::setStopSize) m_answered = true;
+void Rfc2217Transport::command(rfc2217::Command command, std::span<const unsigned char> value, rfc2217::Bytes&) {
+    if (command >= rfc2217::Command::setBaudRate && command <= rfc2217::Command::setStopSize) answer(command, value);
     if (command == rfc2217::Command::flowControlSuspend) m_suspended = true;
     if (command == rfc2217::Command::flowControlResume) m_suspended = false;
+}
+
+/// Zero means nothing. What differs is reported by read(), for here the port may not be open yet.
+void Rfc2217Transport::answer(rfc2217::Command command, std::span<const unsigned char> value) {
+    m_answered = true;
+    const std::uint32_t set =
+        command == rfc2217::Command::setBaudRate ? rfc2217::Codec::baudRate(value.first<4>()) : value.front();
+    if (m_asked && m_refusal.empty() && set != 0 && set != wantedValue(command, m_settings))
+        m_refusal = "its server has " + settingText(command, set);
+}
+
+void Rfc2217Transport::reportRefusal() {
+    if (m_refusal.empty() || std::exchange(m_refusalReported, true)) return;
+    reportRefused(m_name, m_settings, EINVAL, m_refusal);
 }
 
 SerialTransport::Transfer Rfc2217Transport::write(std::span<const unsigned char> bytes) {
@@ -335,8 +389,8 @@ OpenedTransport openRfc2217(std::string_view name, const LineSettings& settings)
         return opened;
     }
     tune(connection.get());
-    auto transport = std::make_unique<Rfc2217Transport>(std::move(connection));
-    if (const int failure = transport->begin(settings)) {
+    auto transport = std::make_unique<Rfc2217Transport>(name, settings, std::move(connection));
+    if (const int failure = transport->begin()) {
         const bool closed = failure == ECONNRESET || failure == EPIPE;
         opened.error = closed ? ECONNRESET : failure;
         opened.reason = closed ? "closed by its far end; perhaps another client has it" : describeError(failure);

@@ -139,15 +139,7 @@ Cv::Ptr<CommsPort> comms_port_open(const LightweightString<wchar_t>& name, int b
     if (device != narrowName) LogBoth("%s is %s\n", narrowName.c_str(), device.c_str());
     auto opened = openTransport(device, settings);
     if (opened.transport == nullptr) return notOpen(narrowName, opened.error, opened.reason);
-    if (opened.error != 0) {
-        const std::string reason = cvhost::describeError(opened.error);
-        cvhost::publish(cvhost::PortTrouble{.name = narrowName,
-                                            .kind = cvhost::PortTrouble::Kind::settingsRefused,
-                                            .error = opened.error,
-                                            .reason = reason});
-        LogBoth("%s does not take %d baud, %d data bits, parity %c, %d stop bits: %s\n", narrowName.c_str(), baud, dataBits,
-                parity, stopBits, reason.c_str());
-    }
+    if (opened.error != 0) cvhost::reportRefused(narrowName, settings, opened.error, cvhost::describeError(opened.error));
     const Cv::Ptr<SerialPort> port(new SerialPort(narrowName, settings, std::move(opened.transport), opened.error));
     try {
         port->start();

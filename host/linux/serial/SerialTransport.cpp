@@ -4,7 +4,15 @@
 
 #include <cstring>
 
+#include "host/api/Log.h"
+
 namespace cvhost {
+
+void reportRefused(std::string_view port, const LineSettings& settings, int error, const std::string& reason) {
+    publish(PortTrouble{.name = port, .kind = PortTrouble::Kind::settingsRefused, .error = error, .reason = reason});
+    LogBoth("%s does not take %d baud, %d data bits, parity %c, %d stop bits: %s\n", std::string(port).c_str(),
+            settings.baud, settings.dataBits, settings.parity, settings.stopBits, reason.c_str());
+}
 
 std::string halfSentence(std::string message) {
     const auto within = [&](std::size_t place, char first, char last) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "host/core/Events.h"
 #include "host/core/FileDescriptor.h"
@@ -42,6 +43,9 @@ struct OpenedTransport {
     int error = 0;                               ///< why it could not be opened, or its settings not be applied
     std::string reason;                          ///< why it could not be opened, as half a sentence
 };
+
+/// Reports that a port does not take its settings: the event, and a log line. `reason` is half a sentence.
+void reportRefused(std::string_view port, const LineSettings& settings, int error, const std::string& reason);
 
 /// A message of the system's without its capital: "no such file or directory". "I/O error" keeps its.
 std::string halfSentence(std::string message);

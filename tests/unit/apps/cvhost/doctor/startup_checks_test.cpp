@@ -89,6 +89,13 @@ TEST(JudgeStartup, SettingsRefused_NameIsNotBlamed) {
     EXPECT_EQ(doctor::checkStartup("/dev/ttyUSB0", after(refused)).back().next, "use another adapter");
 }
 
+TEST(JudgeStartup, SettingsRefusedByAnOpenPort_IsTheReasonForItsSilence) {
+    const std::vector<Happening> refused{opened, trouble(Trouble::settingsRefused, "its server has 115200 baud"),
+                                         came("\xFF")};
+    EXPECT_THAT(found({refused[0], refused[1], refused[2], over}), ElementsAre("FAIL port-open"));
+    EXPECT_EQ(doctor::checkStartup("rfc2217://127.0.0.1:9", after(refused)).back().next, "set its server to 9600 baud, 8N1");
+}
+
 /// What passes when the driver has read the prompt and asks which model it is, and what it reads of the reply.
 std::vector<Happening> identified(const std::string& reply) {
     return {opened,     prompt,     read(promptText),   sent("H "), came("H "),

@@ -119,5 +119,14 @@ TEST_F(AdvisedRun, SettingsRefused_NameIsNotBlamed) {
     EXPECT_EQ(advice(), "/dev/tty does not take 9600 baud, 8N1: invalid argument; use another adapter");
 }
 
+TEST_F(AdvisedRun, OpenNetworkPort_SettingsRefused_SpeaksOfItsServer) {
+    lookOn("rfc2217://127.0.0.1:9");
+    becomes(PortState::open);
+    fails(Trouble::settingsRefused, EINVAL, "its server has 115200 baud");
+    EXPECT_EQ(advice(),
+              "rfc2217://127.0.0.1:9 does not take 9600 baud, 8N1: its server has 115200 baud; set its server to 9600 baud, "
+              "8N1");
+}
+
 }  // namespace
 }  // namespace cvhost::run

@@ -161,6 +161,57 @@ TEST(NetworkPort, PeerThatCloses_ErrorAndOneEvent) {
     EXPECT_EQ(events.count("closed "), 0U);
 }
 
+struct SettingsAnswer {
+    const char* name;
+    std::string answers;
+    std::string refusal;  ///< empty: none
+};
+class NetworkPortSettings : public testing::TestWithParam<SettingsAnswer> {};
+TEST_P(NetworkPortSettings, Answered_WhatDiffersIsReportedOnceAndThePortIsUsed) {
+    Recorder events;
+    const Peer peer;
+    ConsoleStub far;
+    std::thread answering([&] {
+        far = peer.accept();
+        far.send(wanted);
+        far.read(offers + settings);
+        far.send(GetParam().answers + "!");
+    });
+    const auto port = open(peer.name());
+    answering.join();
+    EXPECT_EQ(comms_geterr(port), 0);
+    ASSERT_TRUE(events.waitFor("rx !")) << events.everything();
+    const std::string refusal =
+        "log " + peer.url() + " does not take 9600 baud, 8 data bits, parity N, 1 stop bits: " + GetParam().refusal + "\n";
+    EXPECT_EQ(events.everything(), "open " + peer.url() + '\n' + (GetParam().refusal.empty() ? "" : refusal) + "rx !\n");
+    far.close();
+    comms_port_close(port);
+}
+const std::string rightBaud = "\xFF\xFA\x2C\x65\x00\x00\x25\x80\xFF\xF0"s;
+const std::string otherBaud = "\xFF\xFA\x2C\x65\x00\x01\xC2\x00\xFF\xF0"s;
+const std::string otherParity = "\xFF\xFA\x2C\x67\x03\xFF\xF0"s;
+INSTANTIATE_TEST_SUITE_P(
+    Answers, NetworkPortSettings,
+    testing::Values(
+        SettingsAnswer{.name = "AsAsked",
+                       .answers = rightBaud + "\xFF\xFA\x2C\x66\x08\xFF\xF0\xFF\xFA\x2C\x67\x01\xFF\xF0"
+                                              "\xFF\xFA\x2C\x68\x01\xFF\xF0",
+                       .refusal = ""},
+        SettingsAnswer{.name = "ZeroOrEmpty",
+                       .answers = "\xFF\xFA\x2C\x65\x00\x00\x00\x00\xFF\xF0\xFF\xFA\x2C\x66\xFF\xF0"
+                                  "\xFF\xFA\x2C\x67\x00\xFF\xF0"s,
+                       .refusal = ""},
+        SettingsAnswer{.name = "Rate", .answers = otherBaud, .refusal = "its server has 115200 baud"},
+        SettingsAnswer{.name = "DataSize",
+                       .answers = rightBaud + "\xFF\xFA\x2C\x66\x07\xFF\xF0",
+                       .refusal = "its server has 7 data bits"},
+        SettingsAnswer{.name = "Parity", .answers = rightBaud + otherParity, .refusal = "its server has parity E"},
+        SettingsAnswer{.name = "StopSize",
+                       .answers = rightBaud + "\xFF\xFA\x2C\x68\x02\xFF\xF0",
+                       .refusal = "its server has 2 stop bits"},
+        SettingsAnswer{.name = "Several", .answers = otherBaud + otherParity, .refusal = "its server has 115200 baud"}),
+    [](const auto& row) { return row.param.name; });
+
 class NetworkPortClosed : public testing::TestWithParam<std::pair<const char*, std::string>> {};
 TEST_P(NetworkPortClosed, BeforeItAnswers_IsNullAndSaysWhy) {
     Recorder events;
