@@ -20,13 +20,6 @@ namespace {
 
 using Json = common::JsonText;
 
-/// The file that `name` leads to; `name` itself when there is none.
-std::string resolved(const std::string& name) {
-    const std::string device = deviceOf(name);
-    const std::unique_ptr<char, decltype(&std::free)> path(::realpath(device.c_str(), nullptr), &std::free);
-    return path == nullptr ? device : path.get();
-}
-
 SurveyedPort survey(MachinePort port) {
     SurveyedPort surveyed{.machine = std::move(port)};
     surveyed.access = accessTo(surveyed.machine.node);
@@ -72,7 +65,7 @@ bool isListed(const std::vector<SurveyedPort>& ports, const std::string& name) {
     const auto is = [&](const std::string& node) {
         return std::ranges::any_of(ports, [&](const SurveyedPort& port) { return port.machine.node == node; });
     };
-    return is(name) || is(resolved(name));
+    return is(name) || is(resolvedPort(name));
 }
 
 /// By what the machine lists, or as a file: a pseudo-terminal is in no list.
@@ -136,6 +129,12 @@ Json jsonOf(const SurveyedPort& port) {
 
 }  // namespace
 
+std::string resolvedPort(const std::string& name) {
+    const std::string device = deviceOf(name);
+    const std::unique_ptr<char, decltype(&std::free)> path(::realpath(device.c_str(), nullptr), &std::free);
+    return path == nullptr ? device : path.get();
+}
+
 bool mayBeTerminal(const std::string& path) {
     struct stat file{};
     if (::stat(path.c_str(), &file) != 0) return true;
@@ -161,9 +160,9 @@ std::vector<SurveyedPort> surveyPorts() {
 SurveyedPort surveyPort(const std::string& name) {
     std::vector<MachinePort> ports = machinePorts();
     auto found = std::ranges::find(ports, name, &MachinePort::node);
-    if (found == ports.end()) found = std::ranges::find(ports, resolved(name), &MachinePort::node);
+    if (found == ports.end()) found = std::ranges::find(ports, resolvedPort(name), &MachinePort::node);
     if (found != ports.end()) return survey(std::move(*found));
-    SurveyedPort surveyed = survey(MachinePort{.node = name});
+    SurveyedPort surveyed = survey(MachinePort{.node = resolvedPort(name)});
     surveyed.terminal = mayBeTerminal(name);
     return surveyed;
 }

@@ -28,6 +28,9 @@ std::vector<SurveyedPort> surveyPorts();
 /// One port by its name, which may be a link to it, or a name that the machine does not know.
 SurveyedPort surveyPort(const std::string& name);
 
+/// The file that a port's name leads to; the name's device if there is no such file.
+std::string resolvedPort(const std::string& name);
+
 /// Known without opening it: the system lists each terminal's driver as "serial /dev/ttyS 4 64-95 serial". Where it does
 /// not, or where there is no such file, nothing speaks against it.
 bool mayBeTerminal(const std::string& path);

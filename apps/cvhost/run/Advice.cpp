@@ -25,10 +25,11 @@ bool isFixed(const std::string& port) {
 
 /// "process 812 (ModemManager) has it open; sudo systemctl stop ModemManager"; empty without a holder.
 std::string holderAdvice(const std::string& port) {
-    const std::vector<PortHolder> holders = holdersOf(port);
+    const std::string device = ports::resolvedPort(port);
+    const std::vector<PortHolder> holders = holdersOf(device);
     if (holders.empty()) return {};
     return "process " + common::plainText(ports::holderText(holders.front())) + "; " +
-           ports::howToEnd(holders.front(), common::plainText(port));
+           ports::howToEnd(holders.front(), common::plainText(device));
 }
 
 /// Why the port could not be opened, if that is known.

@@ -1,18 +1,25 @@
 // Why a run has no console, and what it advises.
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <functional>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
-#include <vector>
 
 #include "apps/cvhost/run/Advice.h"
+#include "host/core/FileDescriptor.h"
 
 namespace cvhost::run {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
+using testing::StartsWith;
 using Trouble = PortTrouble::Kind;
 
 /// A run that looks for its console on one port, event by event.
@@ -126,6 +133,46 @@ TEST_F(AdvisedRun, OpenNetworkPort_SettingsRefused_SpeaksOfItsServer) {
     EXPECT_EQ(advice(),
               "rfc2217://127.0.0.1:9 does not take 9600 baud, 8N1: its server has 115200 baud; set its server to 9600 baud, "
               "8N1");
+}
+
+/// A program called agetty that has a pseudo-terminal open, and a link to that.
+class GettyOnLink : public AdvisedRun {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(::grantpt(m_near.get()) == 0 && ::unlockpt(m_near.get()) == 0);
+        m_device = ::ptsname(m_near.get());
+        ASSERT_NE(::mkdtemp(m_folder.data()), nullptr);
+        std::filesystem::create_symlink(m_device, link());
+        const FileDescriptor held(::open(m_device.c_str(), O_RDWR | O_NOCTTY));
+        m_getty = ::fork();
+        if (m_getty == 0) {
+            ::prctl(PR_SET_NAME, "agetty");
+            ::kill(::getpid(), SIGSTOP);
+            ::_exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(m_getty, &status, WUNTRACED), m_getty);
+        ASSERT_TRUE(WIFSTOPPED(status));
+    }
+    void TearDown() override {
+        if (m_getty > 0 && ::kill(m_getty, SIGKILL) == 0) ::waitpid(m_getty, nullptr, 0);
+        std::filesystem::remove_all(m_folder);
+    }
+    std::string link() const { return m_folder + "/fixed"; }
+
+    std::string m_device;
+
+private:
+    std::string m_folder = (std::filesystem::temp_directory_path() / "advice_test_XXXXXX").string();
+    FileDescriptor m_near{::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)};
+    pid_t m_getty = -1;
+};
+
+TEST_F(GettyOnLink, PortHeld_UnitIsOfTheDevice) {
+    lookOn(link());
+    fails(Trouble::busy, EBUSY, "device or resource busy");
+    EXPECT_THAT(advice(), StartsWith(link() + " is in use: process "));
+    EXPECT_THAT(advice(), EndsWith("; sudo systemctl stop serial-getty@" + m_device.substr(m_device.rfind('/') + 1)));
 }
 
 }  // namespace
