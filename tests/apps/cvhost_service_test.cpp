@@ -51,7 +51,7 @@ protected:
 TEST_F(Service, Notify_NoConsole_ReadyThenWaitingThenStopping) {
     Process host(service({"--port", "/dev/none"}));
     m_notified.waitFor("READY=1");
-    m_notified.waitFor("STATUS=waiting for a console on /dev/none");
+    m_notified.waitFor("STATUS=waiting for a console on /dev/none: no such file or directory");
     EXPECT_EQ(end(host), 0) << host.errors();
     m_notified.waitFor("STOPPING=1");
     EXPECT_THAT(host.errors(), Not(HasSubstr("no console became active")));
@@ -191,7 +191,9 @@ TEST_F(Service, AnyConsole_OtherAdaptersThere_OnlyTheNamedOneIsOpened) {
     Process desk(ptyDesk());
     whereIs(desk);
     Process host(withTwoDesks(service({"--port", "corvane", "--events", "json"})));
-    m_notified.waitFor("STATUS=waiting for a console on an adapter named Corvane");
+    m_notified.waitFor([](const std::string& each) {
+        return each.starts_with("STATUS=waiting for ") && each.ends_with(" on an adapter named Corvane");
+    });
     waitFor(host, {{"event", "active"}});
     EXPECT_EQ(end(host), 0) << host.errors();
     EXPECT_THAT(host.errors(), HasSubstr("Looking for console on port corvane"));

@@ -141,8 +141,10 @@ std::string runStatus(const wire::StartupFacts& startup, const std::string& work
     if (startup.active && startup.version)
         return "active, version " + std::to_string(*startup.version) + (work.empty() ? "" : ", " + common::plainText(work));
     if (startup.triedPort.empty()) return "looking for no console";
-    const bool any = startup.triedPort == ports::anyConsole;
-    return "waiting for a console on " + std::string(any ? "an " : "") + ports::describedPort(startup.triedPort);
+    const std::string port = (startup.triedPort == ports::anyConsole ? "an " : "") + ports::describedPort(startup.triedPort);
+    if (startup.isOpen()) return "waiting for an answer from the console on " + port;
+    return "waiting for a console on " + port +
+           (startup.cannotOpen() ? ": " + common::plainText(startup.trouble->reason) : "");
 }
 
 Diagnosis better(const std::optional<Diagnosis>& known, Diagnosis now) {

@@ -43,6 +43,7 @@ protected:
         follow(LineBytes{Direction::receive, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}});
     }
     std::string advice() const { return whyNoConsole(m_startup.facts(), {.preferred = true, .waited = true}).text; }
+    std::string status() const { return runStatus(m_startup.facts(), ""); }
 
 private:
     std::string m_port;
@@ -133,6 +134,20 @@ TEST_F(AdvisedRun, OpenNetworkPort_SettingsRefused_SpeaksOfItsServer) {
     EXPECT_EQ(advice(),
               "rfc2217://127.0.0.1:9 does not take 9600 baud, 8N1: its server has 115200 baud; set its server to 9600 baud, "
               "8N1");
+}
+
+TEST_F(AdvisedRun, Status_SaysWhatItWaitsForAndWhy) {
+    EXPECT_EQ(status(), "looking for no console");
+    lookOn("/dev/ttyUSB0");
+    EXPECT_EQ(status(), "waiting for a console on /dev/ttyUSB0");
+    fails(Trouble::cannotOpen, ENOENT, "no such file or directory");
+    EXPECT_EQ(status(), "waiting for a console on /dev/ttyUSB0: no such file or directory");
+    fails(Trouble::cannotOpen, EACCES, "permission denied");
+    EXPECT_EQ(status(), "waiting for a console on /dev/ttyUSB0: permission denied");
+    becomes(PortState::open);
+    EXPECT_EQ(status(), "waiting for an answer from the console on /dev/ttyUSB0");
+    isLost();
+    EXPECT_EQ(status(), "waiting for a console on /dev/ttyUSB0");
 }
 
 /// A program called agetty that has a pseudo-terminal open, and a link to that.
