@@ -194,6 +194,7 @@ TEST_F(Service, AnyConsole_OtherAdaptersThere_OnlyTheNamedOneIsOpened) {
     m_notified.waitFor([](const std::string& each) {
         return each.starts_with("STATUS=waiting for ") && each.ends_with(" on an adapter named Corvane");
     });
+    waitFor(host, {{"event", "port"}, {"name", "corvane"}, {"state", "open"}});
     waitFor(host, {{"event", "active"}});
     EXPECT_EQ(end(host), 0) << host.errors();
     EXPECT_THAT(host.errors(), HasSubstr("Looking for console on port corvane"));
