@@ -97,14 +97,12 @@ std::string silenceText(const wire::StartupFacts& startup, const std::string& in
     if (startup.rtsMissing) {
         return ", but after " + asked +
                "check that it is switched on, that its program runs, for the port has no RTS line to reset it with, and "
-               "that "
-               "this is its port";
+               "that this is its port";
     }
     if (startup.rtsUncertain) {
         return ", but after " + asked +
                "its other end does not offer to drive RTS: check that the console is switched on, that its program runs, "
-               "and "
-               "that this is its port" +
+               "and that this is its port" +
                more;
     }
     return ", but after a reset through RTS and " + asked +
