@@ -62,7 +62,9 @@ std::vector<std::string> linksOf(udev_device* tty) {
 std::vector<std::string> byPathsOf(udev_device* tty) {
     std::vector<std::string> links = linksOf(tty);
     std::erase_if(links, [](const std::string& link) { return !link.starts_with("/dev/serial/by-path/"); });
-    std::ranges::stable_partition(links, [](const std::string& link) { return link.find("-usbv") == link.npos; });
+    std::ranges::sort(links, {}, [](const std::string& link) {
+        return std::pair(link.find("-usbv") != link.npos, std::string_view(link));
+    });
     return links;
 }
 
