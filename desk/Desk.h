@@ -65,7 +65,7 @@ public:
     void advance(Time now);
 
     // The operator. Keys and wheel do nothing unless the program runs. What finds more than 4096 bytes waiting is lost
-    // whole, but for a release: that waits, and until it has been sent all else is lost.
+    // whole. Only a release is not: it waits, and all else is lost until it has been sent.
 
     /// False if it is lost.
     bool press(char key, Time now);

@@ -63,7 +63,7 @@ bool anyId(std::string_view list, const Matches& matches) {
     return false;
 }
 
-/// Logs an id that is no promise's. False, so that the next one is looked at.
+/// Logs the id if no promise has it. False, so that the next id is looked at.
 bool reportUnknown(std::string_view id) {
     if (std::ranges::find(promises, id, &Promise::id) != std::end(promises)) return false;
     Text text;

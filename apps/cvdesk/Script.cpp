@@ -49,7 +49,7 @@ std::optional<Action> sleep(std::string_view rest) {
     return Sleep{inMilliseconds ? std::chrono::milliseconds(*amount) : std::chrono::seconds(*amount)};
 }
 
-/// `operation` of the desk's, on a key.
+/// Calls `operation` with a key.
 template <auto operation>
 std::optional<Action> key(std::string_view rest) {
     if (rest.size() != 1 || rest.front() <= ' ' || rest.front() > '~') return std::nullopt;
