@@ -68,18 +68,22 @@ void closePortsInTheWay(const std::string& name) {
 }
 
 /// Releases the closed ports that only this library references, except those whose handlers are running: the thread may be
-/// waiting for the caller, or be the caller.
-void releaseClosed() {
+/// waiting for the caller, or be the caller. Returns whether there are none of these.
+bool releaseClosed() {
     Ports going;
+    bool complete = true;
     Library& all = library();
     {
         const std::lock_guard lock(all.mutex);
         for (auto place = all.closed.begin(); place != all.closed.end();) {
             const auto port = place++;
-            if (onlyHeldHere(*port) && !(*port)->inHandler()) going.splice(going.end(), all.closed, port);
+            const bool inHandler = (*port)->inHandler();
+            if (inHandler) complete = false;
+            if (onlyHeldHere(*port) && !inHandler) going.splice(going.end(), all.closed, port);
         }
     }
     for (const auto& port : going) port->closeAndJoin();  // its receive thread has ended before it goes
+    return complete;
 }
 
 cvhost::OpenedTransport openTransport(const std::string& name, const cvhost::LineSettings& settings) {
@@ -107,9 +111,9 @@ void setPortFinder(std::function<std::string(const std::string&)> finder) { libr
 
 void keepPortsShut(bool shut) { library().shut = shut; }
 
-void releaseClosedPorts() {
+bool releaseClosedPorts() {
     closePortsInTheWay({});
-    releaseClosed();
+    return releaseClosed();
 }
 
 void losePort(std::string_view name, int error) {

@@ -11,8 +11,8 @@ namespace cvhost {
 
 /// Closes every open port that only the serial library references, and releases every closed one that only it references,
 /// except while the port's handler runs. The host calls this when a plug-in has been unloaded, so that no handle can be on
-/// its way to being copied.
-void releaseClosedPorts();
+/// its way to being copied. Returns false if it left a closed port because its handler runs.
+bool releaseClosedPorts();
 
 /// Treats the open port `name` as lost, for a reason (a system's error number) that the port itself does not see: its device
 /// has gone, or the console behind it has begun anew.

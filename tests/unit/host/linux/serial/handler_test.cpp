@@ -18,9 +18,12 @@ namespace {
 
 using namespace serialtest;
 
-/// The next opening lets a closed port go, with its thread. The last ones of a run are let go here.
+/// The next opening lets a closed port go, with its thread. The last ones of a run are let go here: also one whose thread is
+/// still on its way out of a handler that has returned.
 class ClosedPorts final : public testing::Environment {
-    void TearDown() override { cvhost::releaseClosedPorts(); }
+    void TearDown() override {
+        while (!cvhost::releaseClosedPorts()) std::this_thread::yield();
+    }
 };
 const testing::Environment* const s_closedPorts = testing::AddGlobalTestEnvironment(new ClosedPorts);
 
