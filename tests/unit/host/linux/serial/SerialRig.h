@@ -117,6 +117,9 @@ public:
     bool waitForEnd(std::string_view end) {
         return m_watched.wait([&] { return m_taken.ends_with(end); });
     }
+    bool waitForCalls(int count) {
+        return m_watched.wait([&] { return m_calls >= count; });
+    }
     int calls() {
         return m_watched.look([this] { return m_calls; });
     }

@@ -88,6 +88,7 @@ TEST_F(PortMemory, Register_NoMemory_IsRefusedAndTheOthersStay) {
     EXPECT_TRUE(takers.back().listen(name)) << "there is memory again";
     pty.send("l");
     EXPECT_EQ(takers.front().wait(2), "kl");
+    EXPECT_TRUE(takers.back().waitForCalls(1));
     for (auto& taker : takers) taker.drop();
     EXPECT_EQ(takers.front().calls(), 2);
     EXPECT_EQ(takers.back().calls(), 1);
